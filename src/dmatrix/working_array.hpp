@@ -1,0 +1,86 @@
+/// Working arrays: memory that is really there, owned from creation to the end of the scope.
+#pragma once
+
+#include <algorithm>
+#include <cassert>
+#include <cstdint>
+#include <cstdlib>
+#include <limits>
+#include <memory>
+#include <string_view>
+#include <type_traits>
+
+#include "dmatrix/matrix_view.hpp"
+#include "dmatrix/memory_error.hpp"
+
+namespace s_solver {
+
+/// An array of fixed size whose elements are not cleared; every page of it has been touched when the
+/// constructor returns, so that filling it later cannot fail.
+template <class T>
+class WorkingArray {
+  static_assert(std::is_trivially_copyable_v<T> && std::is_trivially_destructible_v<T>);
+
+ public:
+  /// `name` stands in the message when the memory cannot be had (MemoryError). Sizes below 0 count as 0.
+  WorkingArray(std::string_view name, std::int64_t size) : size_(std::max<std::int64_t>(0, size)) {
+    const std::int64_t bytes = checked_array_bytes(name, size_, sizeof(T));
+    memory_.reset(static_cast<T*>(std::malloc(static_cast<std::size_t>(std::max<std::int64_t>(1, bytes)))));
+    if (!memory_) {
+      throw MemoryError(name, size_, sizeof(T));
+    }
+    constexpr std::int64_t page = 4096 / static_cast<std::int64_t>(sizeof(T));
+    for (std::int64_t i = 0; i < size_; i += page) {
+      memory_.get()[i] = T{};
+    }
+  }
+
+  std::int64_t size() const { return size_; }
+  T* data() { return memory_.get(); }
+  const T* data() const { return memory_.get(); }
+  T* begin() { return data(); }
+  T* end() { return data() + size_; }
+  T& operator[](std::int64_t i) {
+    assert(i >= 0 && i < size_);
+    return memory_.get()[i];
+  }
+  const T& operator[](std::int64_t i) const {
+    assert(i >= 0 && i < size_);
+    return memory_.get()[i];
+  }
+  void fill(const T& value) { std::fill(begin(), end(), value); }
+
+ private:
+  struct Releaser {
+    void operator()(T* memory) const { std::free(memory); }
+  };
+
+  std::int64_t size_;
+  std::unique_ptr<T, Releaser> memory_;
+};
+
+/// A real working matrix, column-major and without gaps between its columns.
+class WorkingMatrix {
+ public:
+  WorkingMatrix(std::string_view name, std::int64_t rows, std::int64_t columns)
+      : elements_(name, checked_elements(name, rows, columns)), rows_(rows), columns_(columns) {}
+
+  double* data() { return elements_.data(); }
+  const double* data() const { return elements_.data(); }
+  MatrixView<double> view() { return {elements_.data(), rows_, columns_, std::max<std::int64_t>(1, rows_)}; }
+  void fill(double value) { elements_.fill(value); }
+
+ private:
+  static std::int64_t checked_elements(std::string_view name, std::int64_t rows, std::int64_t columns) {
+    if (columns > 0 && rows > std::numeric_limits<std::int64_t>::max() / columns) {
+      throw MemoryError(name, rows, columns * static_cast<std::int64_t>(sizeof(double)));
+    }
+    return rows * columns;
+  }
+
+  WorkingArray<double> elements_;
+  std::int64_t rows_;
+  std::int64_t columns_;
+};
+
+}  // namespace s_solver

@@ -1,0 +1,70 @@
+#include "fit/calculate_residues.hpp"
+
+#include <algorithm>
+#include <cstdint>
+
+#include "dmatrix/matrix_view.hpp"
+#include "dmatrix/working_array.hpp"
+#include "fit/least_squares_system.hpp"
+#include "fit/pole_types.hpp"
+#include "listio/console.hpp"
+
+namespace s_solver {
+
+void calculate_residues(int order, const std::complex<double>* a, const std::complex<double>* /*new_a*/,
+                        std::complex<double>* c, const std::complex<double>* /*c_hat*/, double& d, double& h,
+                        int nf, const std::complex<double>* f, const std::complex<double>* s, int use_const,
+                        int use_sterm, bool use_svd_invert, bool verbose) {
+  if (verbose) {
+    print_record("CALLED calculate_residues");
+    print_record("order=", order);
+    print_record("nf=", nf);
+  }
+  const int poles = std::max(0, order);
+  const int rows = stacked_rows(nf);
+  const int nc = checked_columns(std::int64_t{poles} + (use_const != 0 ? 1 : 0) + (use_sterm != 0 ? 1 : 0));
+  if (verbose) {
+    print_record("Allocating memory: nr=", nf, " nc=", nc, " order=", order);
+  }
+  WorkingArray<int> pole_type("pole_type", poles);
+  WorkingArray<std::complex<double>> x("x", nc);
+  WorkingMatrix armat("armat", rows, nc);
+  WorkingArray<double> xr("xr", nc);
+  WorkingArray<double> br("br", rows);
+
+  classify_poles(order, a, pole_type.data(), verbose);
+
+  const MatrixView<double> system = armat.view();
+  fill_model_columns(order, a, pole_type.data(), nf, s, use_const, use_sterm, system);
+  fill_right_hand_side(nf, f, br.data());
+  if (verbose) {
+    print_record("A matrix, nrows=nf, ncols=order+2");
+    trace_rows(system);
+  }
+
+  solve_least_squares(use_svd_invert, system, xr.data(), br.data(), verbose);
+  if (verbose) {
+    print_record("Solution vector xr:");
+    trace_elements(nc, xr.data());
+  }
+
+  recombine_pole_unknowns(order, pole_type.data(), xr.data(), x.data());
+  std::copy(xr.data() + poles, xr.data() + nc, x.data() + poles);
+  if (verbose) {
+    print_record("Solution vector x:");
+    trace_elements(nc, x.data());
+  }
+
+  int p = poles;
+  std::copy_n(x.data(), poles, c);
+  d = use_const != 0 ? x[p++].real() : 0.0;
+  h = use_sterm != 0 ? x[p].real() : 0.0;
+  if (verbose) {
+    print_record("c vector");
+    trace_elements(order, c);
+    print_record("d=", d);
+    print_record("h=", h);
+  }
+}
+
+}  // namespace s_solver

@@ -1,0 +1,158 @@
+#include "fit/update_poles.hpp"
+
+#include <algorithm>
+#include <cstdint>
+
+#include "dmatrix/deig.hpp"
+#include "dmatrix/matrix_view.hpp"
+#include "dmatrix/working_array.hpp"
+#include "fit/least_squares_system.hpp"
+#include "fit/pole_types.hpp"
+#include "listio/console.hpp"
+
+namespace s_solver {
+namespace {
+
+/// Column q of the system gets the products -f(k) phi(k), phi being the basis function in column i.
+void fill_weighted_column(int nf, const std::complex<double>* f, const double* phi, double* weighted) {
+  for (int k = 0; k < nf; ++k) {
+    const double re = phi[k];
+    const double im = phi[nf + k];
+    weighted[k] = f[k].imag() * im - f[k].real() * re;
+    weighted[nf + k] = -(f[k].real() * im) - f[k].imag() * re;
+  }
+}
+
+/// The real state-space form of sigma: state matrix azr, input vector bzr, output vector czr_hat. A pair
+/// a' + ja'' with residue c' + jc'' is the block [[a', a''], [-a'', a']] with input [2, 0] and output
+/// [c', c''].
+void fill_state_space(int order, const std::complex<double>* a, const std::complex<double>* c_hat,
+                      const int* pole_type, const MatrixView<double>& azr, double* bzr, double* czr_hat) {
+  for (int m = 0; m < order; ++m) {
+    switch (pole_type[m]) {
+      case real_pole:
+        azr(m, m) = a[m].real();
+        bzr[m] = 1.0;
+        czr_hat[m] = c_hat[m].real();
+        break;
+      case pair_leader:
+        azr(m, m) = a[m].real();
+        azr(m, m + 1) = a[m].imag();
+        bzr[m] = 2.0;
+        czr_hat[m] = c_hat[m].real();
+        break;
+      default:
+        azr(m, m - 1) = -a[m - 1].imag();
+        azr(m, m) = a[m - 1].real();
+        bzr[m] = 0.0;
+        czr_hat[m] = c_hat[m - 1].imag();
+        break;
+    }
+  }
+}
+
+/// Mirrors poles of the right half-plane into the left one.
+void enforce_stability(int order, std::complex<double>* poles) {
+  for (int i = 0; i < order; ++i) {
+    if (poles[i].real() > 0.0) {
+      poles[i].real(-poles[i].real());
+    }
+  }
+}
+
+}  // namespace
+
+void update_poles(int order, const std::complex<double>* a, std::complex<double>* new_a,
+                  std::complex<double>* c, std::complex<double>* c_hat, double& d, double& h, int nf,
+                  const std::complex<double>* f, const std::complex<double>* s, int use_const, int use_sterm,
+                  bool use_svd_invert, bool verbose) {
+  if (verbose) {
+    print_record("CALLED update_poles");
+    print_record("order=", order);
+    print_record("nf=", nf);
+    print_record("Starting poles:");
+    trace_elements(order, a);
+  }
+  const int poles = std::max(0, order);
+  const int rows = stacked_rows(nf);
+  const int nc =
+      checked_columns(2 * std::int64_t{poles} + (use_const != 0 ? 1 : 0) + (use_sterm != 0 ? 1 : 0));
+  if (verbose) {
+    print_record("Allocating memory: nr=", nf, " nc=", nc, " order=", order);
+  }
+  WorkingArray<int> pole_type("pole_type", poles);
+  WorkingArray<std::complex<double>> x("x", nc);
+  WorkingMatrix armat("armat", rows, nc);
+  WorkingArray<double> xr("xr", nc);
+  WorkingArray<double> br("br", rows);
+  WorkingMatrix hrmat("hrmat", poles, poles);
+  WorkingMatrix azr("azr", poles, poles);
+  WorkingArray<double> bzr("bzr", poles);
+  WorkingArray<double> czr_hat("czr_hat", poles);
+  WorkingArray<std::complex<double>> zeros("zeros", poles);
+
+  classify_poles(order, a, pole_type.data(), verbose);
+
+  const MatrixView<double> system = armat.view();
+  const int model_columns =
+      fill_model_columns(order, a, pole_type.data(), nf, s, use_const, use_sterm, system);
+  for (int i = 0; i < poles; ++i) {
+    fill_weighted_column(nf, f, system.column(i), system.column(model_columns + i));
+  }
+  fill_right_hand_side(nf, f, br.data());
+  if (verbose) {
+    print_record("A matrix, nrows=nf, ncols=2*order+2");
+    trace_rows(system);
+  }
+
+  solve_least_squares(use_svd_invert, system, xr.data(), br.data(), verbose);
+  if (verbose) {
+    print_record("Solution vector xr:");
+    trace_elements(nc, xr.data());
+  }
+
+  recombine_pole_unknowns(order, pole_type.data(), xr.data(), x.data());
+  std::copy(xr.data() + poles, xr.data() + model_columns, x.data() + poles);
+  recombine_pole_unknowns(order, pole_type.data(), xr.data() + model_columns, x.data() + model_columns);
+  if (verbose) {
+    print_record("Solution vector x:");
+    trace_elements(nc, x.data());
+  }
+
+  int p = poles;
+  std::copy_n(x.data(), poles, c);
+  d = use_const != 0 ? x[p++].real() : 0.0;
+  h = use_sterm != 0 ? x[p++].real() : 0.0;
+  std::copy_n(x.data() + p, poles, c_hat);
+  if (verbose) {
+    print_record("c vector");
+    trace_elements(order, c);
+    print_record("d=", d);
+    print_record("h=", h);
+    print_record("c_hat vector");
+    trace_elements(order, c_hat);
+  }
+
+  azr.fill(0.0);
+  fill_state_space(order, a, c_hat, pole_type.data(), azr.view(), bzr.data(), czr_hat.data());
+  for (int q = 0; q < poles; ++q) {
+    for (int r = 0; r < poles; ++r) {
+      hrmat.view()(r, q) = azr.view()(r, q) - czr_hat[q] * bzr[r];
+    }
+  }
+  if (verbose) {
+    print_record("H matrix");
+    trace_rows(hrmat.view());
+    print_record("CALLING deig");
+  }
+
+  deig(hrmat.data(), poles, zeros.data(), poles);
+  if (verbose) {
+    print_record("Eigenvalues of the H matrix");
+    trace_elements(order, zeros.data());
+  }
+  std::copy_n(zeros.data(), poles, new_a);
+  enforce_stability(order, new_a);
+}
+
+}  // namespace s_solver

@@ -1,0 +1,216 @@
+#include "listio/free_format_reader.hpp"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+#include "listio/file_name.hpp"
+#include "listio/io_error.hpp"
+#include "listio/number_text.hpp"
+
+namespace s_solver {
+namespace {
+
+constexpr std::size_t buffer_size = std::size_t{1} << 16;
+constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
+
+bool parse(std::string_view token, double& value) { return parse_real(token, value); }
+bool parse(std::string_view token, int& value) { return parse_integer(token, value); }
+
+constexpr std::string_view expected_form(double) { return "a real number"; }
+constexpr std::string_view expected_form(int) { return "an integer from -2147483648 to 2147483647"; }
+
+/// `token` in quotes, short and printable, for a message.
+std::string quoted(std::string_view token) {
+  constexpr std::size_t longest = 40;
+  constexpr std::string_view hex = "0123456789ABCDEF";
+  std::string text = "\"";
+  for (const char c : token.substr(0, longest)) {
+    if (c >= ' ' && c <= '~') {
+      text += c;
+    } else {
+      const auto byte = static_cast<unsigned char>(c);
+      text += {'\\', 'x', hex[byte >> 4U], hex[byte & 15U]};
+    }
+  }
+  return text + (token.size() > longest ? "...\"" : "\"");
+}
+
+/// "r*value" and "r*" taken apart; a token without a repeat counts once.
+struct RepeatedToken {
+  std::size_t count = 1;
+  bool is_null = false;
+  std::string_view value;
+};
+
+/// Takes the repeat count off `token`, limited to `most`, beyond which repeats are dropped anyway.
+/// A count that is not a positive integer is left on the value, which then fails to parse.
+RepeatedToken split_repeat(std::string_view token, std::size_t most) {
+  const std::size_t star = token.find('*');
+  if (star == std::string_view::npos || star == 0) {
+    return {.value = token};
+  }
+  std::size_t count = 0;
+  for (const char c : token.substr(0, star)) {
+    if (c < '0' || c > '9') {
+      return {.value = token};
+    }
+    count = std::min(most, count * 10 + static_cast<std::size_t>(c - '0'));
+  }
+  if (count == 0) {
+    return {.value = token};
+  }
+  const std::string_view value = token.substr(star + 1);
+  return {.count = count, .is_null = value.empty(), .value = value};
+}
+
+}  // namespace
+
+FreeFormatReader::FreeFormatReader(std::string_view fixed_name)
+    : name_(system_file_name(fixed_name)), file_(std::fopen(name_.c_str(), "rb")) {
+  std::error_code ignored;
+  if (!file_) {
+    open_error_ = errno;
+  } else if (std::filesystem::is_directory(name_, ignored)) {
+    open_error_ = EISDIR;  // some systems open a directory and fail only when it is read
+  }
+  if (open_error_ != 0) {
+    return;
+  }
+  std::setvbuf(file_.get(), nullptr, _IONBF, 0);  // buffer_ is the buffer
+  buffer_.resize(buffer_size);
+  if (!at_end(byte_order_mark.size() - 1) &&
+      std::string_view(buffer_.data() + begin_, byte_order_mark.size()) == byte_order_mark) {
+    begin_ += byte_order_mark.size();
+  }
+}
+
+FreeFormatReader::Result FreeFormatReader::read(std::span<double> values) { return read_values(values); }
+
+FreeFormatReader::Result FreeFormatReader::read(std::span<int> values) { return read_values(values); }
+
+void FreeFormatReader::fail_at_current_record(int item, std::string found, std::string expected) const {
+  throw IoError({.file = name_,
+                 .record = record_,
+                 .item = item,
+                 .found = std::move(found),
+                 .expected = std::move(expected)});
+}
+
+template <class Value>
+FreeFormatReader::Result FreeFormatReader::read_values(std::span<Value> values) {
+  std::size_t item = 0;
+  bool comma_belongs_to_value = false;
+  while (item < values.size()) {
+    skip_blanks_and_record_ends();
+    if (at_end()) {
+      return Result::end_of_file;
+    }
+    if (buffer_[begin_] == '/') {
+      break;
+    }
+    if (buffer_[begin_] == ',') {
+      ++begin_;
+      item += comma_belongs_to_value ? 0 : 1;
+      comma_belongs_to_value = false;
+      continue;
+    }
+
+    const std::string_view token = take_token();
+    const RepeatedToken repeated = split_repeat(token, values.size());
+    Value value{};
+    if (!repeated.is_null && !parse(repeated.value, value)) {
+      fail_at_current_record(static_cast<int>(item) + 1, quoted(token), std::string(expected_form(value)));
+    }
+    const std::size_t stop = std::min(values.size(), item + repeated.count);
+    for (; item < stop; ++item) {
+      if (!repeated.is_null) {
+        values[item] = value;
+      }
+    }
+    comma_belongs_to_value = true;
+  }
+  skip_rest_of_record();
+  return Result::complete;
+}
+
+/// Whether the file ends at or before `ahead` bytes from the reading position; reads on to find out.
+bool FreeFormatReader::at_end(std::size_t ahead) {
+  while (begin_ + ahead >= end_) {
+    if (!refill()) {
+      return true;
+    }
+  }
+  return false;
+}
+
+/// Adds bytes behind the unread part, which moves to the front; false when the file has no more.
+bool FreeFormatReader::refill() {
+  if (exhausted_) {
+    return false;
+  }
+  std::memmove(buffer_.data(), buffer_.data() + begin_, end_ - begin_);
+  end_ -= begin_;
+  begin_ = 0;
+  if (end_ == buffer_.size()) {
+    buffer_.resize(2 * buffer_.size());  // one value longer than the buffer
+  }
+  const std::size_t room = buffer_.size() - end_;
+  const std::size_t count = std::fread(buffer_.data() + end_, 1, room, file_.get());
+  if (count < room && std::ferror(file_.get()) != 0) {
+    throw system_io_error(name_, errno, "a file that can be read");
+  }
+  end_ += count;
+  exhausted_ = count == 0;
+  return count > 0;
+}
+
+/// Whether the byte `ahead` of the reading position, which must exist, is a blank, a tab, or a CR at the
+/// end of its record.
+bool FreeFormatReader::is_blank_at(std::size_t ahead) {
+  const char c = buffer_[begin_ + ahead];
+  return c == ' ' || c == '\t' || (c == '\r' && (at_end(ahead + 1) || buffer_[begin_ + ahead + 1] == '\n'));
+}
+
+void FreeFormatReader::skip_blanks_and_record_ends() {
+  while (!at_end()) {
+    if (buffer_[begin_] == '\n') {
+      ++record_;
+    } else if (!is_blank_at(0)) {
+      return;
+    }
+    ++begin_;
+  }
+}
+
+void FreeFormatReader::skip_rest_of_record() {
+  while (!at_end()) {
+    const void* const line_end = std::memchr(buffer_.data() + begin_, '\n', end_ - begin_);
+    if (line_end != nullptr) {
+      begin_ = static_cast<std::size_t>(static_cast<const char*>(line_end) - buffer_.data()) + 1;
+      ++record_;
+      return;
+    }
+    begin_ = end_;
+  }
+}
+
+/// The characters up to the next separator; valid until the next member is called.
+std::string_view FreeFormatReader::take_token() {
+  std::size_t length = 1;
+  while (!at_end(length)) {
+    const char c = buffer_[begin_ + length];
+    if (c == ',' || c == '\n' || is_blank_at(length)) {
+      break;
+    }
+    ++length;
+  }
+  const std::string_view token(buffer_.data() + begin_, length);
+  begin_ += length;
+  return token;
+}
+
+}  // namespace s_solver

@@ -1,0 +1,32 @@
+#include "listio/io_error.hpp"
+
+#include <system_error>
+#include <utility>
+
+namespace s_solver {
+namespace {
+
+std::string message(const IoErrorDetails& details) {
+  std::string text = details.file;
+  if (details.record > 0) {
+    text += ", record " + std::to_string(details.record);
+  }
+  if (details.item > 0) {
+    text += ", item " + std::to_string(details.item);
+  }
+  return text + ": found " + details.found + ", expected " + details.expected;
+}
+
+}  // namespace
+
+IoError::IoError(IoErrorDetails details)
+    : std::runtime_error(message(details)), details_(std::move(details)) {}
+
+IoError system_io_error(std::string file, int error_number, std::string expected) {
+  const std::string reason = std::generic_category().message(error_number);
+  return IoError({.file = std::move(file),
+                  .found = "the system error \"" + reason + "\"",
+                  .expected = std::move(expected)});
+}
+
+}  // namespace s_solver

@@ -1,0 +1,47 @@
+#include "listio/output_file.hpp"
+
+#include <cerrno>
+#include <cstddef>
+
+#include "listio/file_name.hpp"
+#include "listio/io_error.hpp"
+
+namespace s_solver {
+namespace {
+
+// Large enough that the system call costs little beside the copy, small enough to stay in the cache.
+constexpr std::size_t pending_limit = std::size_t{1} << 16;
+
+}  // namespace
+
+OutputFile::OutputFile(std::string_view fixed_name)
+    : name_(system_file_name(fixed_name)), file_(std::fopen(name_.c_str(), "wb")) {
+  if (!file_) {
+    throw system_io_error(name_, errno, "a file that can be created or replaced");
+  }
+  std::setvbuf(file_.get(), nullptr, _IONBF, 0);  // pending_ is the buffer
+}
+
+void OutputFile::write_record(std::string_view record) {
+  pending_ += record;
+  pending_ += '\n';
+  if (pending_.size() >= pending_limit) {
+    flush_pending();
+  }
+}
+
+void OutputFile::close() {
+  flush_pending();
+  if (std::fclose(file_.release()) != 0) {
+    throw system_io_error(name_, errno, "the file to be closed with all its records");
+  }
+}
+
+void OutputFile::flush_pending() {
+  if (std::fwrite(pending_.data(), 1, pending_.size(), file_.get()) != pending_.size()) {
+    throw system_io_error(name_, errno, "the records to be written");
+  }
+  pending_.clear();
+}
+
+}  // namespace s_solver

@@ -1,0 +1,52 @@
+#include "output/write_coefficients.hpp"
+
+#include <string_view>
+
+#include "listio/console.hpp"
+#include "listio/free_format_writer.hpp"
+#include "listio/output_file.hpp"
+
+namespace s_solver {
+namespace {
+
+constexpr std::string_view file_name = "..\\tmp_S_Par\\Tarn.coe";
+constexpr double two_pi = 6.283185307179586;
+
+void echo_to_console(int order, const std::complex<double>* a, const std::complex<double>* c, double d,
+                     double h) {
+  print_record();
+  print_record("d=", static_cast<float>(d));
+  print_record("h=", static_cast<float>(h));
+  print_record("               pole (a)                          residue (c)");
+  for (int i = 0; i < order; ++i) {
+    print_record(std::complex<float>(a[i]), std::complex<float>(c[i]));
+  }
+  print_record();
+}
+
+}  // namespace
+
+void write_coefficients(int order, const std::complex<double>* a, const std::complex<double>* c,
+                        const std::complex<double>* /*c_hat*/, double d, double h, double fmin, double fmax,
+                        int nf) {
+  echo_to_console(order, a, c, d, h);
+
+  const double wnorm = fmax * two_pi;
+  OutputFile file(file_name);
+  file.write_record("Korfit output warning w=omega");
+  file.write_record(free_format_record(order, " # order"));
+  file.write_record(free_format_record(wnorm, " # wnorm"));
+  file.write_record(free_format_record(d, " # d"));
+  file.write_record(free_format_record(wnorm * h, " # h"));
+  file.write_record(free_format_record(
+      "                       pole (a)                                         residue (c)"));
+  for (int i = 0; i < order; ++i) {
+    file.write_record(free_format_record(a[i].real() / wnorm, a[i].imag() / wnorm,  //
+                                         c[i].real() / wnorm, c[i].imag() / wnorm));
+  }
+  file.write_record(free_format_record("            wnorm_min             wnorm_max                  nw"));
+  file.write_record(free_format_record(fmin / fmax, 1.0, nf));
+  file.close();
+}
+
+}  // namespace s_solver

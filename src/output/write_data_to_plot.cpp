@@ -1,0 +1,38 @@
+#include "output/write_data_to_plot.hpp"
+
+#include <string>
+#include <string_view>
+
+#include "listio/edit_format.hpp"
+#include "listio/free_format_writer.hpp"
+#include "listio/output_file.hpp"
+
+namespace s_solver {
+namespace {
+
+constexpr std::string_view file_name = "..\\tmp_S_Par\\f_data.out";
+constexpr double two_pi = 6.283185307179586;
+
+}  // namespace
+
+void write_data_to_plot(int nf, const std::complex<double>* f, const std::complex<double>* f_fit,
+                        const std::complex<double>* s) {
+  OutputFile file(file_name);
+  file.write_record(free_format_record("frequency data after fit with KOR3"));
+  file.write_record(
+      free_format_record("out data f[Hz]     re             im               sqr(re+im)      "
+                         "re             im               sqr(re+im)     "));
+  std::string record;
+  for (int i = 0; i < nf; ++i) {
+    const double frequency = (s[i].real() * 0.0 + s[i].imag()) / two_pi;
+    record.clear();
+    for (const double value : {frequency, f[i].real(), f[i].imag(), std::abs(f[i]),  //
+                               f_fit[i].real(), f_fit[i].imag(), std::abs(f_fit[i])}) {
+      append_scientific_field(record, value, 16, 6);
+    }
+    file.write_record(record);
+  }
+  file.close();
+}
+
+}  // namespace s_solver
