@@ -45,15 +45,16 @@ void place_starting_poles(int order, double fmin, double fmax, int use_logf, int
   }
   const int pairs = order / 2;
   const FrequencySpacing spacing(pairs, fmin, fmax, use_logf != 0);
+  int k = 0;
   for (int i = 0; i < pairs; ++i) {
     const double frequency = pairs <= 1 ? spacing.middle() : spacing.at(i);
     const double omega = frequency * two_pi;
     const double sigma = -(omega / damping_divisor);
-    a[2 * i] = {sigma, omega};
-    a[2 * i + 1] = {sigma, -omega};
+    a[k++] = {sigma, omega};
+    a[k++] = {sigma, -omega};
   }
-  if (order > 2 * pairs) {
-    a[order - 1] = -(fmin * three_half_pi);
+  if (k < order) {
+    a[k] = -(fmin * three_half_pi);
   }
 }
 

@@ -44,8 +44,8 @@ void close_standard_output() {
 }
 
 void print_error(std::string_view program, std::string_view message) noexcept {
-  std::fprintf(stderr, "%.*s: %.*s\n", static_cast<int>(program.size()), program.data(),
-               static_cast<int>(message.size()), message.data());
+  static_cast<void>(std::fprintf(stderr, "%.*s: %.*s\n", static_cast<int>(program.size()), program.data(),
+                                 static_cast<int>(message.size()), message.data()));
 }
 
 }  // namespace s_solver

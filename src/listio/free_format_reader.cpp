@@ -80,7 +80,7 @@ FreeFormatReader::FreeFormatReader(std::string_view fixed_name)
   if (open_error_ != 0) {
     return;
   }
-  std::setvbuf(file_.get(), nullptr, _IONBF, 0);  // buffer_ is the buffer
+  static_cast<void>(std::setvbuf(file_.get(), nullptr, _IONBF, 0));  // buffer_ is the buffer
   buffer_.resize(buffer_size);
   if (!at_end(byte_order_mark.size() - 1) &&
       std::string_view(buffer_.data() + begin_, byte_order_mark.size()) == byte_order_mark) {

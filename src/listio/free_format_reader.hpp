@@ -42,7 +42,7 @@ class FreeFormatReader {
 
  private:
   struct Closer {
-    void operator()(std::FILE* file) const { std::fclose(file); }
+    void operator()(std::FILE* file) const { static_cast<void>(std::fclose(file)); }
   };
 
   template <class Value>

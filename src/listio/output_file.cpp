@@ -19,7 +19,7 @@ OutputFile::OutputFile(std::string_view fixed_name)
   if (!file_) {
     throw system_io_error(name_, errno, "a file that can be created or replaced");
   }
-  std::setvbuf(file_.get(), nullptr, _IONBF, 0);  // pending_ is the buffer
+  static_cast<void>(std::setvbuf(file_.get(), nullptr, _IONBF, 0));  // pending_ is the buffer
 }
 
 void OutputFile::write_record(std::string_view record) {

@@ -24,7 +24,7 @@ class OutputFile {
 
  private:
   struct Closer {
-    void operator()(std::FILE* file) const { std::fclose(file); }
+    void operator()(std::FILE* file) const { static_cast<void>(std::fclose(file)); }
   };
 
   void flush_pending();
