@@ -16,6 +16,14 @@ namespace {
 
 using EispackInteger = v3p_netlib_integer;
 
+/// Balancing compares sums of rows and columns, and scales by what they differ, in loops that need not end
+/// once a sum or a scale factor is infinite or has lost its digits to underflow. Within these bounds
+/// products and quotients of two elements are far from either.
+constexpr double largest_element = 0x1p500;
+constexpr double smallest_element = 0x1p-500;
+
+double without_underflow(double element) { return std::abs(element) < smallest_element ? 0.0 : element; }
+
 [[noreturn]] void stop_without_eigenvalues() {
   print_record("Error in deig");
   plain_stop();
@@ -33,17 +41,17 @@ void deig(const double* a, int n, std::complex<double>* zeros, int lda) {
   WorkingMatrix z_local("z_local", n, n);
 
   const MatrixView<const double> from(a, n, n, lda);
-  bool all_finite = true;
-  for (int j = 0; j < n; ++j) {
-    std::copy_n(from.column(j), n, a_local.view().column(j));
-    all_finite = all_finite &&
-                 std::all_of(from.column(j), from.column(j) + n, [](double x) { return std::isfinite(x); });
-  }
   if (n == 1) {
     zeros[0] = from(0, 0);
     return;
   }
-  if (!all_finite) {
+  for (int j = 0; j < n; ++j) {
+    std::transform(from.column(j), from.column(j) + n, a_local.view().column(j), without_underflow);
+  }
+  const double* const elements = a_local.data();
+  // The comparison is false for a NaN, too.
+  if (!std::all_of(elements, elements + std::int64_t{n} * n,
+                   [](double x) { return std::abs(x) <= largest_element; })) {
     stop_without_eigenvalues();
   }
 

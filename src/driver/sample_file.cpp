@@ -36,11 +36,11 @@ void read_data_from_file(std::string_view file_name, int read_mode, int& nf, dou
   while (reader.read(values) == FreeFormatReader::Result::complete) {
     if (nf == room) {
       if (store) {
-        reader.fail_at_current_record(
-            0, "more samples than were counted, the file changed while it was being read",
-            std::to_string(room) + " samples");
+        reader.fail_at_last_read(0,
+                                 "more samples than were counted, the file changed while it was being read",
+                                 std::to_string(room) + " samples");
       }
-      reader.fail_at_current_record(0, "one more sample", "at most " + std::to_string(room) + " samples");
+      reader.fail_at_last_read(0, "one more sample", "at most " + std::to_string(room) + " samples");
     }
     if (store) {
       s[nf] = {0.0, frequency * two_pi};

@@ -11,7 +11,7 @@ namespace {
 
 void read_setting(FreeFormatReader& reader, std::string_view message, const char* meaning, int& value) {
   if (reader.read(std::span(&value, 1)) == FreeFormatReader::Result::end_of_file) {
-    reader.fail_at_current_record(1, "the end of the file", std::string("an integer, the ") + meaning);
+    reader.fail_at_last_read(1, "the end of the file", std::string("an integer, the ") + meaning);
   }
   print_record(message, value);
 }

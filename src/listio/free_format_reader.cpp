@@ -92,9 +92,9 @@ FreeFormatReader::Result FreeFormatReader::read(std::span<double> values) { retu
 
 FreeFormatReader::Result FreeFormatReader::read(std::span<int> values) { return read_values(values); }
 
-void FreeFormatReader::fail_at_current_record(int item, std::string found, std::string expected) const {
+void FreeFormatReader::fail_at_last_read(int item, std::string found, std::string expected) const {
   throw IoError({.file = name_,
-                 .record = record_,
+                 .record = last_read_record_,
                  .item = item,
                  .found = std::move(found),
                  .expected = std::move(expected)});
@@ -106,6 +106,7 @@ FreeFormatReader::Result FreeFormatReader::read_values(std::span<Value> values) 
   bool comma_belongs_to_value = false;
   while (item < values.size()) {
     skip_blanks_and_record_ends();
+    last_read_record_ = record_;
     if (at_end()) {
       return Result::end_of_file;
     }
@@ -123,7 +124,7 @@ FreeFormatReader::Result FreeFormatReader::read_values(std::span<Value> values) 
     const RepeatedToken repeated = split_repeat(token, values.size());
     Value value{};
     if (!repeated.is_null && !parse(repeated.value, value)) {
-      fail_at_current_record(static_cast<int>(item) + 1, quoted(token), std::string(expected_form(value)));
+      fail_at_last_read(static_cast<int>(item) + 1, quoted(token), std::string(expected_form(value)));
     }
     const std::size_t stop = std::min(values.size(), item + repeated.count);
     for (; item < stop; ++item) {
@@ -196,6 +197,7 @@ void FreeFormatReader::skip_rest_of_record() {
     }
     begin_ = end_;
   }
+  ++record_;  // also behind a last record without its line end
 }
 
 /// The characters up to the next separator; valid until the next member is called.

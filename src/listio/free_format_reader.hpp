@@ -37,8 +37,9 @@ class FreeFormatReader {
   Result read(std::span<double> values);
   Result read(std::span<int> values);
 
-  /// The error for a file that ended, or went on, where it should not have.
-  [[noreturn]] void fail_at_current_record(int item, std::string found, std::string expected) const;
+  /// The error for a last read that ended the file, or did not, where it should not have. It names the
+  /// record in which that read ended, or the one that is missing.
+  [[noreturn]] void fail_at_last_read(int item, std::string found, std::string expected) const;
 
  private:
   struct Closer {
@@ -58,7 +59,8 @@ class FreeFormatReader {
   std::string name_;
   std::unique_ptr<std::FILE, Closer> file_;
   int open_error_ = 0;
-  std::int64_t record_ = 1;
+  std::int64_t record_ = 1;            // at the reading position
+  std::int64_t last_read_record_ = 1;  // of the last value looked for
   std::vector<char> buffer_;
   std::size_t begin_ = 0;  // the unread part of buffer_ is [begin_, end_)
   std::size_t end_ = 0;

@@ -50,9 +50,10 @@ std::size_t skip_digits(std::string_view text, std::size_t at) {
   return at;
 }
 
-/// The exponent's value, held within bounds that no mantissa in memory can bring back into range.
+/// The exponent's value, held within bounds that no mantissa in memory can bring back into range and that
+/// ten times over still fit the type.
 std::int64_t saturated_exponent(std::string_view digits, bool negative) {
-  constexpr std::int64_t bound = std::int64_t{1} << 60;
+  constexpr std::int64_t bound = 1'000'000'000'000'000;
   std::int64_t magnitude = 0;
   for (const char c : digits) {
     magnitude = std::min(bound, magnitude * 10 + (c - '0'));

@@ -1,0 +1,23 @@
+/// The input or output error that an action ends with.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "listio/io_error.hpp"
+
+namespace s_solver::testing_support {
+
+/// The details of the IoError that `action` throws; fails without one.
+inline IoErrorDetails io_error_of(const std::function<void()>& action) {
+  try {
+    action();
+  } catch (const IoError& error) {
+    return error.details();
+  }
+  ADD_FAILURE() << "no IoError";
+  return {};
+}
+
+}  // namespace s_solver::testing_support

@@ -1,0 +1,184 @@
+#include "fit/least_squares_system.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "dmatrix/memory_error.hpp"
+#include "fit/complex_division.hpp"
+#include "fit/pole_types.hpp"
+#include "listio/free_format_writer.hpp"
+#include "numerics.hpp"
+#include "support.hpp"
+
+namespace s_solver {
+namespace {
+
+using namespace testing_support;
+
+constexpr double untouched = 7.0;
+constexpr int largest = std::numeric_limits<int>::max();
+
+MatrixView<double> view_of(Matrix& matrix) {
+  return {matrix.data(), matrix.rows, matrix.columns, std::max(1, matrix.rows)};
+}
+
+/// The complex values that stand stacked in column q.
+std::vector<Complex> column_of(const Matrix& armat, int q) {
+  const int nf = armat.rows / 2;
+  std::vector<Complex> column;
+  for (int k = 0; k < nf; ++k) {
+    column.emplace_back(armat(k, q), armat(nf + k, q));
+  }
+  return column;
+}
+
+TEST(StackedRows, are_two_per_sample) {
+  EXPECT_EQ(stacked_rows(0), 0);
+  EXPECT_EQ(stacked_rows(3), 6);
+  EXPECT_EQ(stacked_rows(largest / 2), largest - 1);
+}
+
+TEST(SystemSizes, beyond_32_bits_are_memory_errors) {
+  EXPECT_THROW(stacked_rows(largest / 2 + 1), MemoryError);
+  EXPECT_THROW(stacked_rows(largest), MemoryError);
+  EXPECT_EQ(checked_columns(largest), largest);
+  EXPECT_THROW(checked_columns(std::int64_t{largest} + 1), MemoryError);
+  EXPECT_THROW(checked_columns(std::int64_t{1} << 32), MemoryError);
+}
+
+TEST(ModelColumns, hold_a_real_pole_a_pair_the_constant_and_s_in_this_order) {
+  const std::vector<Complex> a{-1.0, {-2, 3}, {-2, -3}, -4.0};
+  const std::vector<int> types{real_pole, pair_leader, pair_follower, real_pole};
+  const std::vector<Complex> s{{0, 1}, {0, 2}, {0.5, -3}};
+  for (const int use_const : {0, 1, -2}) {
+    for (const int use_sterm : {0, 1, 5}) {
+      SCOPED_TRACE(testing::Message() << use_const << " " << use_sterm);
+      const int columns = 4 + (use_const != 0 ? 1 : 0) + (use_sterm != 0 ? 1 : 0);
+      Matrix armat(6, 8, untouched);
+      EXPECT_EQ(
+          fill_model_columns(4, a.data(), types.data(), 3, s.data(), use_const, use_sterm, view_of(armat)),
+          columns);
+
+      for (int k = 0; k < 3; ++k) {
+        const Complex point = s[static_cast<std::size_t>(k)];
+        const auto value = [&](int q) { return column_of(armat, q)[static_cast<std::size_t>(k)]; };
+        const Complex u = smith_quotient(1.0, point - a[1]);
+        const Complex v = smith_quotient(1.0, point - a[2]);
+        EXPECT_EQ(value(0), smith_quotient(1.0, point - a[0]));
+        EXPECT_EQ(value(1), u + v);
+        EXPECT_EQ(value(2), Complex(0, 1) * (u - v));
+        EXPECT_EQ(value(3), smith_quotient(1.0, point - a[3]));
+        if (use_const != 0) {
+          EXPECT_EQ(value(4), 1.0);
+        }
+        if (use_sterm != 0) {
+          EXPECT_EQ(value(columns - 1), point);
+        }
+      }
+      for (int q = columns; q < 8; ++q) {
+        EXPECT_EQ(column_of(armat, q), std::vector<Complex>(3, {untouched, untouched}));
+      }
+    }
+  }
+}
+
+TEST(ModelColumns, without_poles_are_the_constant_and_s_alone) {
+  const std::vector<Complex> s{{0, 1}, {0, 2}};
+  for (const int order : {0, -3}) {
+    Matrix armat(4, 2, untouched);
+    EXPECT_EQ(fill_model_columns(order, nullptr, nullptr, 2, s.data(), 1, 1, view_of(armat)), 2);
+    EXPECT_EQ(armat, Matrix(4, 2, {1, 0, 1, 0, 0, 1, 0, 2}));
+  }
+}
+
+TEST(ModelColumns, a_pair_takes_either_member_as_leader) {
+  // With the leader's imaginary part negative the sum stays and the difference changes its sign.
+  const std::vector<Complex> a{{-2, 3}, {-2, -3}};
+  const std::vector<Complex> exchanged{a[1], a[0]};
+  const std::vector<int> types{pair_leader, pair_follower};
+  const Complex s(0, 1);
+  Matrix first(2, 2);
+  Matrix second(2, 2);
+  fill_model_columns(2, a.data(), types.data(), 1, &s, 0, 0, view_of(first));
+  fill_model_columns(2, exchanged.data(), types.data(), 1, &s, 0, 0, view_of(second));
+  EXPECT_EQ(column_of(first, 0), column_of(second, 0));
+  EXPECT_EQ(column_of(first, 1)[0], -column_of(second, 1)[0]);
+}
+
+TEST(RightHandSide, has_the_real_parts_over_the_imaginary_parts) {
+  const std::vector<Complex> f{{1, 2}, {3, 4}, {5, 6}};
+  std::vector<double> br(7, untouched);
+  fill_right_hand_side(3, f.data(), br.data());
+  EXPECT_EQ(br, (std::vector<double>{1, 3, 5, 2, 4, 6, untouched}));
+}
+
+TEST(PoleUnknowns, of_a_pair_become_an_exactly_conjugate_pair) {
+  const std::vector<int> types{real_pole, pair_leader, pair_follower, pair_leader, pair_follower, real_pole};
+  const std::vector<double> xr{1, 2, 3, 0.1, -0.7, 6};
+  std::vector<Complex> x(6);
+  recombine_pole_unknowns(6, types.data(), xr.data(), x.data());
+  EXPECT_EQ(x, (std::vector<Complex>{1.0, {2, 3}, {2, -3}, {0.1, -0.7}, {0.1, 0.7}, 6.0}));
+}
+
+TEST(PoleUnknowns, give_the_columns_the_meaning_of_residues) {
+  // x times the leader's column plus y times the follower's is (x + jy) / (s - a) + (x - jy) / (s - a*).
+  const std::vector<Complex> a{{-2, 3}, {-2, -3}};
+  const std::vector<int> types{pair_leader, pair_follower};
+  const std::vector<double> xr{0.75, -1.25};
+  const Complex s(0, 1);
+  Matrix armat(2, 2);
+  std::vector<Complex> c(2);
+  fill_model_columns(2, a.data(), types.data(), 1, &s, 0, 0, view_of(armat));
+  recombine_pole_unknowns(2, types.data(), xr.data(), c.data());
+  const Complex model = c[0] / (s - a[0]) + c[1] / (s - a[1]);
+  const Complex columns = xr[0] * column_of(armat, 0)[0] + xr[1] * column_of(armat, 1)[0];
+  EXPECT_LE(std::abs(model - columns), 16 * eps);  // about a dozen roundings of numbers below 1
+}
+
+TEST(SolveLeastSquares, uses_the_solver_that_is_asked_for) {
+  Matrix a(3, 2, {1, 0, 0, 1, 1, 1});
+  const std::vector<double> b{1, 1, 0};
+  for (const bool svd : {false, true}) {
+    const std::string name = svd ? "svd_solve" : "morse_penrose_solve";
+    std::vector<double> x(2);
+    EXPECT_EQ(records_of([&] { solve_least_squares(svd, view_of(a), x.data(), b.data(), true); }),
+              (std::vector<std::string>{" CALLING " + name, " CALLED " + name}));
+    for (const double value : x) {
+      EXPECT_NEAR(value, 1.0 / 3.0, 8 * eps) << name;  // a handful of roundings
+    }
+    EXPECT_TRUE(records_of([&] { solve_least_squares(svd, view_of(a), x.data(), b.data(), false); }).empty());
+  }
+}
+
+TEST(TraceRows, have_the_number_in_6_columns_and_the_elements_in_12) {
+  Matrix matrix(2, 3, {0.5, -0.25, 0.0, 1.0, 123456.0, -1e-100});
+  EXPECT_EQ(records_of([&] { trace_rows(view_of(matrix)); }),
+            (std::vector<std::string>{"     1    5.00E-01   -2.50E-01    0.00E+00",
+                                      "     2    1.00E+00    1.23E+05   -1.00-100"}));
+}
+
+TEST(TraceRows, of_more_than_100_elements_stay_one_record) {
+  Matrix matrix(1, 150, 1.0);
+  std::string expected = "     1";
+  for (int q = 0; q < 150; ++q) {
+    expected += "    1.00E+00";
+  }
+  EXPECT_EQ(records_of([&] { trace_rows(view_of(matrix)); }), std::vector<std::string>{expected});
+}
+
+TEST(TraceElements, are_numbered_from_1) {
+  const std::vector<double> real{0.5, -2.0};
+  const std::vector<Complex> complex{{1, -2}};
+  EXPECT_EQ(records_of([&] { trace_elements(2, real.data()); }),
+            (std::vector<std::string>{free_format_record(1, 0.5), free_format_record(2, -2.0)}));
+  EXPECT_EQ(records_of([&] { trace_elements(1, complex.data()); }),
+            std::vector<std::string>{free_format_record(1, Complex(1, -2))});
+  EXPECT_TRUE(records_of([&] { trace_elements(-1, real.data()); }).empty());
+}
+
+}  // namespace
+}  // namespace s_solver
