@@ -1,6 +1,7 @@
 #include "listio/console.hpp"
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -89,6 +90,17 @@ TEST_F(ConsoleTest, a_reader_that_went_away_is_an_output_error_and_no_signal) {
     std::signal(SIGPIPE, SIG_DFL);
     prepare_standard_streams();
     return fails_on_standard_output(EPIPE, [] { print_line("unheard"); });
+  });
+}
+
+TEST_F(ConsoleTest, a_limit_on_the_size_of_files_is_an_output_error_instead_of_a_signal) {
+  expect_in_own_process([] {
+    std::signal(SIGXFSZ, SIG_DFL);
+    prepare_standard_streams();
+    send_standard_output_to("out");
+    const rlimit nothing{.rlim_cur = 0, .rlim_max = 0};
+    setrlimit(RLIMIT_FSIZE, &nothing);
+    return fails_on_standard_output(EFBIG, [] { print_line("too much"); });
   });
 }
 

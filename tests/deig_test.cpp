@@ -137,15 +137,18 @@ TEST(Deig, eigenvalues_are_exact_for_a_matrix_changed_by_rounding_only) {
 TEST(Deig, scaling_by_a_power_of_two_scales_the_eigenvalues_exactly) {
   RandomNumbers numbers(2);
   for (int n = 1; n <= 10; ++n) {
-    Matrix a = Matrix::random(n, n, numbers);
-    auto expected = eigenvalues_of(a);
-    for (Complex& zero : expected) {
-      zero *= 1024.0;
+    const Matrix a = Matrix::random(n, n, numbers);
+    for (const double factor : {1024.0, 0x1p1000, 0x1p-900}) {
+      Matrix scaled = a;
+      for (double& element : scaled.elements) {
+        element *= factor;
+      }
+      auto expected = eigenvalues_of(a);
+      for (Complex& zero : expected) {
+        zero *= factor;
+      }
+      EXPECT_EQ(eigenvalues_of(scaled), expected) << factor << " for order " << n;
     }
-    for (double& element : a.elements) {
-      element *= 1024.0;
-    }
-    EXPECT_EQ(eigenvalues_of(a), expected) << n;
   }
 }
 
@@ -196,26 +199,25 @@ TEST(Deig, an_iteration_without_convergence_stops_the_program) {
 }
 
 TEST(Deig, large_and_small_elements_are_no_failure) {
-  for (const double b : {0x1p500, 0x1p300, 1.0, 0x1p-300, 0x1p-500}) {
+  for (const double b : {0x1p1023, 0x1p500, 0x1p300, 1.0, 0x1p-300, 0x1p-500, 0x1p-1074}) {
     // Roots and products of powers of two are exact.
     EXPECT_EQ(eigenvalues_of(Matrix(2, 2, {0, -b, b, 0})), (std::vector<Complex>{{0, b}, {0, -b}})) << b;
   }
 }
 
-/// The end of a call that may not take longer than a few seconds: 0 returned, 1 plain stop.
+/// Ends the process with status 0 when the eigenvalues come, or the plain stop, within a few seconds.
 void call_with_alarm(const Matrix& a) {
   alarm(5);
   try {
     eigenvalues_of(a);
   } catch (const PlainStop&) {
-    std::_Exit(1);
   }
   std::_Exit(0);
 }
 
-TEST(DeigDeathTest, sums_of_elements_beyond_the_largest_double_stop_the_program) {
+TEST(DeigDeathTest, sums_of_elements_beyond_the_largest_double_do_not_hang_it) {
   // The balancing compares sums of rows and columns, and loops for ever once one is infinite.
-  EXPECT_EXIT(call_with_alarm(Matrix(3, 3, 1.5e308)), testing::ExitedWithCode(1), "");
+  EXPECT_EXIT(call_with_alarm(Matrix(3, 3, 1.5e308)), testing::ExitedWithCode(0), "");
 }
 
 TEST(DeigDeathTest, elements_that_underflow_do_not_hang_it) {

@@ -37,19 +37,20 @@ struct Iteration {
   void iterate(int max_iterations, bool verbose = false) {
     fitting_iteration(order, max_iterations, a.data(), new_a.data(), c.data(), c_hat.data(), d, h,
                       static_cast<int>(s.size()), f.data(), s.data(), f_fit.data(), 0.5, 2.0, use_const,
-                      use_const, false, verbose);
+                      use_sterm, false, verbose);
   }
 
   int order;
   std::vector<Complex> a, new_a, c, c_hat, s, f, f_fit;
   double d = 0.0, h = 0.0;
   int use_const = 1;
+  int use_sterm = 1;
 };
 
 /// A run without poles whose model is 0, so that its error is exactly |f|.
 Iteration run_with_error(double error) {
   Iteration run({}, {{0, 1}}, {error});
-  run.use_const = 0;
+  run.use_const = run.use_sterm = 0;
   return run;
 }
 
@@ -129,7 +130,7 @@ TEST_F(FittingIteration, an_error_just_below_the_threshold_ends_it) {
 
 TEST_F(FittingIteration, an_undefined_error_runs_to_the_limit) {
   Iteration run({}, {}, {});
-  run.use_const = 0;
+  run.use_const = run.use_sterm = 0;
   const auto records = run.records(3);
   EXPECT_EQ(count_of(records, " Iteration:"), 3);
   EXPECT_EQ(words_of(records[2]), (std::vector<std::string>{"Iteration:", "3", "error=", "NaN"}));
@@ -199,6 +200,18 @@ TEST_F(FittingIteration, an_order_below_1_fits_the_line_alone) {
     EXPECT_EQ(count_of(run.records(5), " Exiting after "), 1);
     EXPECT_NEAR(run.d, 5.0, 40 * eps);  // a few roundings, the columns being orthogonal
     EXPECT_EQ(words_of(coefficients().at(1)).at(0), std::to_string(order));
+  }
+}
+
+TEST_F(FittingIteration, the_switches_and_the_band_arrive_where_they_belong) {
+  for (const bool constant : {true, false}) {
+    Iteration run = run_of_exact_data();
+    run.use_const = constant ? 1 : 0;
+    run.use_sterm = constant ? 0 : 1;
+    run.records(1);
+    EXPECT_EQ(run.d != 0.0, constant);
+    EXPECT_EQ(run.h == 0.0, constant);
+    EXPECT_EQ(std::stod(words_of(coefficients().back()).at(0)), 0.5 / 2.0);  // fmin / fmax
   }
 }
 

@@ -1,5 +1,7 @@
 #include "listio/free_format_reader.hpp"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -176,7 +178,7 @@ TEST_F(FreeFormatReaderTest, a_value_ends_at_a_separator_or_it_is_an_error) {
                                 "--1", "freq", "1..2", "(1", "2*x"}) {
     SCOPED_TRACE(bad);
     const IoErrorDetails details = error_in("1 2 3\n4 " + bad + " 6\n");
-    EXPECT_EQ(details.file, "../tmp_S_Par/values");
+    EXPECT_EQ(details.file, "..\\tmp_S_Par\\values");
     EXPECT_EQ(details.record, 2);
     EXPECT_EQ(details.item, 2);
     EXPECT_NE(details.found.find(bad), std::string::npos) << details.found;
@@ -274,6 +276,27 @@ TEST_F(FreeFormatReaderTest, a_dropped_rest_of_a_record_may_be_longer_than_the_b
     SCOPED_TRACE(length);
     EXPECT_EQ(triples_in("1 2 3 " + std::string(length, 'x') + "\n4 5 6\n"), (Triples{{1, 2, 3}, {4, 5, 6}}));
   }
+}
+
+TEST_F(FreeFormatReaderTest, a_value_without_end_is_refused_instead_of_held_in_memory) {
+  constexpr std::size_t longest = std::size_t{1} << 20;
+  const auto sum_of_digits = [&](std::size_t length) {
+    write_data("values", "1 " + std::string(length, '0') + "\n");
+    FreeFormatReader reader("..\\tmp_S_Par\\values");
+    std::array<int, 2> values{};
+    reader.read(std::span<int>(values));
+    return values[0] + values[1];
+  };
+  EXPECT_EQ(sum_of_digits(longest), 1);
+  const IoErrorDetails details = io_error_of([&] { sum_of_digits(longest + 1); });
+  EXPECT_EQ(details.record, 1);
+  EXPECT_EQ(details.item, 2);
+  EXPECT_EQ(details.found, "a value of more than 1048576 characters");
+}
+
+TEST_F(FreeFormatReaderTest, a_pipe_cannot_be_opened) {
+  ASSERT_EQ(mkfifo(data("pipe").c_str(), 0600), 0);
+  EXPECT_EQ(FreeFormatReader("..\\tmp_S_Par\\pipe").open_error(), ESPIPE);
 }
 
 TEST_F(FreeFormatReaderTest, a_value_may_be_longer_than_the_buffer) {

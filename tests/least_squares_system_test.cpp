@@ -109,10 +109,10 @@ TEST(ModelColumns, a_pair_takes_either_member_as_leader) {
   EXPECT_EQ(column_of(first, 1)[0], -column_of(second, 1)[0]);
 }
 
-TEST(RightHandSide, has_the_real_parts_over_the_imaginary_parts) {
+TEST(StackParts, puts_the_real_parts_over_the_imaginary_parts) {
   const std::vector<Complex> f{{1, 2}, {3, 4}, {5, 6}};
   std::vector<double> br(7, untouched);
-  fill_right_hand_side(3, f.data(), br.data());
+  stack_parts(3, f.data(), br.data());
   EXPECT_EQ(br, (std::vector<double>{1, 3, 5, 2, 4, 6, untouched}));
 }
 

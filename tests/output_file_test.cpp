@@ -73,14 +73,14 @@ TEST_F(OutputFileTest, a_full_device_is_an_error_while_much_is_written) {
 }
 
 TEST_F(OutputFileTest, a_directory_that_takes_no_files_is_an_error) {
-  expect_system_error(io_error_of([] { OutputFile("..\\missing\\result"); }), "../missing/result", ENOENT);
+  expect_system_error(io_error_of([] { OutputFile("..\\missing\\result"); }), "..\\missing\\result", ENOENT);
   // A directory that refuses even a privileged user.
   EXPECT_THROW(OutputFile("/proc/self/result"), IoError);
 }
 
 TEST_F(OutputFileTest, a_directory_in_the_place_of_the_file_is_an_error) {
   std::filesystem::create_directory(data("result"));
-  expect_system_error(io_error_of([] { OutputFile("..\\tmp_S_Par\\result"); }), "../tmp_S_Par/result",
+  expect_system_error(io_error_of([] { OutputFile("..\\tmp_S_Par\\result"); }), "..\\tmp_S_Par\\result",
                       EISDIR);
 }
 

@@ -130,7 +130,7 @@ TEST_F(SampleFileTest, a_bad_value_in_an_incomplete_sample_is_still_an_error) {
 
 TEST_F(SampleFileTest, a_header_line_is_an_error) {
   const IoErrorDetails details = io_error_of([this] { counted("freq re im\n1 2 3\n"); });
-  EXPECT_EQ(details.file, "../tmp_S_Par/f_data.in");
+  EXPECT_EQ(details.file, "..\\tmp_S_Par\\f_data.in");
   EXPECT_EQ(details.record, 1);
   EXPECT_EQ(details.item, 1);
   EXPECT_NE(details.found.find("freq"), std::string::npos) << details.found;

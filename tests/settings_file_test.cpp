@@ -41,7 +41,7 @@ class SettingsFileTest : public testing_support::InOwnDirectory {
     write_data("f_data.ini", content);
     records = records_of(
         [&] { details = io_error_of([this] { read_settings_file(file_name, order_, max_iterations_); }); });
-    EXPECT_EQ(details.file, "../tmp_S_Par/f_data.ini");
+    EXPECT_EQ(details.file, "..\\tmp_S_Par\\f_data.ini");
     return details;
   }
 

@@ -366,7 +366,7 @@ TEST(UpdatePoles, the_trace_shows_every_step) {
 }
 
 TEST(UpdatePoles, the_caption_of_the_system_is_the_same_without_constant_and_proportional_term) {
-  // f = 1 makes the weighted column the opposite of the first one, but for that the system is regular.
+  // 1 / (1 + j) = 0.5 - 0.5j, and j times that for f = -j.
   const auto records = records_of([] { relocation_of({-1.0}, {{0, 1}}, {{0, -1}}, {0, 0, false, true}); });
   EXPECT_EQ(std::count(records.begin(), records.end(), " A matrix, nrows=nf, ncols=2*order+2"), 1);
   EXPECT_EQ(std::count(records.begin(), records.end(), "     1    5.00E-01    5.00E-01"), 1);

@@ -101,8 +101,9 @@ bool line_matches(const std::string& expected, const std::string& found) {
 }
 
 /// Whether `found` from line j on is what `expected` from line i on describes; keeps the farthest mismatch.
-bool lines_match(const std::vector<std::string>& expected, std::size_t i, const std::vector<std::string>& found,
-                 std::size_t j, std::size_t& farthest_expected, std::size_t& farthest_found) {
+bool lines_match(const std::vector<std::string>& expected, std::size_t i,
+                 const std::vector<std::string>& found, std::size_t j, std::size_t& farthest_expected,
+                 std::size_t& farthest_found) {
   for (; i < expected.size(); ++i, ++j) {
     if (expected[i].starts_with("...")) {
       const std::optional<double> count = number(expected[i].substr(3));
@@ -142,7 +143,8 @@ bool matches(const fs::path& pattern, const std::string& found_text) {
     return i < lines.size() ? lines[i] : std::string("(the end)");
   };
   std::cerr << pattern << ": expected at line " << at_expected + 1 << "\n  " << line(expected, at_expected)
-            << "\nfound at line " << at_found + 1 << "\n  " << line(found, at_found) << "\nwhole text found:\n"
+            << "\nfound at line " << at_found + 1 << "\n  " << line(found, at_found)
+            << "\nwhole text found:\n"
             << found_text;
   return false;
 }

@@ -200,7 +200,7 @@ TEST_F(WriteCoefficientsTest, a_file_that_cannot_be_opened_or_written_is_an_erro
       details =
           io_error_of([&] { write_coefficients(0, nullptr, nullptr, nullptr, d_, h_, fmin_, fmax_, 1); });
     });
-    EXPECT_EQ(details.file, "../tmp_S_Par/Tarn.coe");
+    EXPECT_EQ(details.file, "..\\tmp_S_Par\\Tarn.coe");
     EXPECT_EQ(console_.size(), 5U);
   };
   std::filesystem::create_symlink("/dev/full", data("Tarn.coe"));

@@ -128,9 +128,9 @@ TEST_F(WriteDataToPlotTest, an_existing_file_is_replaced_wholly) {
 TEST_F(WriteDataToPlotTest, a_file_that_cannot_be_opened_or_written_is_an_error) {
   const auto write = [] { write_data_to_plot(0, nullptr, nullptr, nullptr); };
   std::filesystem::create_symlink("/dev/full", data("f_data.out"));
-  EXPECT_EQ(io_error_of(write).file, "../tmp_S_Par/f_data.out");
+  EXPECT_EQ(io_error_of(write).file, "..\\tmp_S_Par\\f_data.out");
   std::filesystem::remove_all(data(""));
-  EXPECT_EQ(io_error_of(write).file, "../tmp_S_Par/f_data.out");
+  EXPECT_EQ(io_error_of(write).file, "..\\tmp_S_Par\\f_data.out");
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstdlib>
 
 #include "dmatrix/matrix_view.hpp"
 #include "dmatrix/working_array.hpp"
@@ -17,12 +18,41 @@ namespace {
 using EispackInteger = v3p_netlib_integer;
 
 /// Balancing compares sums of rows and columns, and scales by what they differ, in loops that need not end
-/// once a sum or a scale factor is infinite or has lost its digits to underflow. Within these bounds
-/// products and quotients of two elements are far from either.
-constexpr double largest_element = 0x1p500;
+/// once a sum or a scale factor is infinite or has lost its digits to underflow. With elements of 0 or
+/// between 2^-500 and 2^500 in magnitude, products and quotients of two of them are far from either.
+constexpr int largest_exponent = 500;
 constexpr double smallest_element = 0x1p-500;
 
-double without_underflow(double element) { return std::abs(element) < smallest_element ? 0.0 : element; }
+/// Copies `from` times a power of two that brings it into that range, and returns the exponent of that power:
+/// 0 for all but extreme matrices. What is still too small becomes 0.
+int copy_into_range(const MatrixView<const double>& from, const MatrixView<double>& to) {
+  const std::int64_t n = from.columns();
+  double largest = 0.0;
+  for (std::int64_t j = 0; j < n; ++j) {
+    for (std::int64_t i = 0; i < n; ++i) {
+      largest = std::max(largest, std::abs(from(i, j)));
+    }
+  }
+  const int exponent = largest == 0.0 ? 0 : std::ilogb(largest);
+  const int shift = std::abs(exponent) <= largest_exponent ? 0 : largest_exponent - exponent;
+  for (std::int64_t j = 0; j < n; ++j) {
+    for (std::int64_t i = 0; i < n; ++i) {
+      const double scaled = std::ldexp(from(i, j), shift);
+      to(i, j) = std::abs(scaled) < smallest_element ? 0.0 : scaled;
+    }
+  }
+  return shift;
+}
+
+bool all_finite(const MatrixView<const double>& matrix) {
+  for (std::int64_t j = 0; j < matrix.columns(); ++j) {
+    if (!std::all_of(matrix.column(j), matrix.column(j) + matrix.rows(),
+                     [](double element) { return std::isfinite(element); })) {
+      return false;
+    }
+  }
+  return true;
+}
 
 [[noreturn]] void stop_without_eigenvalues() {
   print_record("Error in deig");
@@ -45,15 +75,10 @@ void deig(const double* a, int n, std::complex<double>* zeros, int lda) {
     zeros[0] = from(0, 0);
     return;
   }
-  for (int j = 0; j < n; ++j) {
-    std::transform(from.column(j), from.column(j) + n, a_local.view().column(j), without_underflow);
-  }
-  const double* const elements = a_local.data();
-  // The comparison is false for a NaN, too.
-  if (!std::all_of(elements, elements + std::int64_t{n} * n,
-                   [](double x) { return std::abs(x) <= largest_element; })) {
+  if (!all_finite(from)) {
     stop_without_eigenvalues();
   }
+  const int shift = copy_into_range(from, a_local.view());
 
   const EispackInteger order = n;
   const EispackInteger no_vectors = 0;
@@ -67,7 +92,7 @@ void deig(const double* a, int n, std::complex<double>* zeros, int lda) {
     stop_without_eigenvalues();
   }
   for (int i = 0; i < n; ++i) {
-    zeros[i] = {wr_local[i], wi_local[i]};
+    zeros[i] = {std::ldexp(wr_local[i], -shift), std::ldexp(wi_local[i], -shift)};
   }
 }
 

@@ -13,8 +13,9 @@ namespace s_solver {
 ///             pair adjacent and exactly conjugate, positive imaginary part first; real ones with
 ///             imaginary part 0
 /// Prints "Error in deig" and stops the program (plain stop) when the iteration does not converge, and
-/// also for a matrix of order above 1 with a NaN or an element beyond 2^500 in magnitude, which the
-/// published balancing may never finish; elements below 2^-500 count as 0 for the same reason.
+/// also for a matrix of order above 1 with a NaN or an infinity, which the published balancing never
+/// finishes. For the same reason elements below 2^-500, or 2^-1000 of a largest one outside 2^-500 to
+/// 2^500, count as 0.
 void deig(const double* a, int n, std::complex<double>* zeros, int lda);
 
 }  // namespace s_solver

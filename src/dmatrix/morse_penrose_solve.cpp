@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "dmatrix/blas_memory.hpp"
 #include "dmatrix/dinvert_gauss_jordan.hpp"
 #include "dmatrix/working_array.hpp"
 #include "listio/console.hpp"
@@ -48,6 +49,7 @@ void morse_penrose_solve(const double* a, int nr, int nc, double* x, const doubl
   if (nc == 0) {
     return;
   }
+  ensure_blas_memory();
   form_normal_matrix(a, nr, nc, normal.data());
   dinvert_gauss_jordan(normal.data(), nc, inverse.data(), nc);
   apply_left_inverse(inverse.data(), a, nr, nc, x, b);

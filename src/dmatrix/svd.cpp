@@ -7,6 +7,7 @@
 #include <limits>
 #include <utility>
 
+#include "dmatrix/blas_memory.hpp"
 #include "dmatrix/matrix_view.hpp"
 #include "dmatrix/working_array.hpp"
 
@@ -44,6 +45,7 @@ void svd(int m, int n, double* a, double* w, bool matu, double* u, bool matv, do
     return;
   }
 
+  ensure_blas_memory();
   const char* const jobu = matu ? "S" : "N";
   const char* const jobvt = matv ? "S" : "N";
   double best_size = 0.0;

@@ -22,6 +22,8 @@ class WorkingArray {
   static_assert(std::is_trivially_copyable_v<T> && std::is_trivially_destructible_v<T>);
 
  public:
+  WorkingArray() = default;
+
   /// `name` stands in the message when the memory cannot be had (MemoryError). Sizes below 0 count as 0.
   WorkingArray(std::string_view name, std::int64_t size) : size_(std::max<std::int64_t>(0, size)) {
     const std::int64_t bytes = checked_array_bytes(name, size_, sizeof(T));
@@ -29,8 +31,9 @@ class WorkingArray {
     if (!memory_) {
       throw MemoryError(name, size_, sizeof(T));
     }
+    // From the end, since the allocator itself has written to the page where the array begins.
     constexpr std::int64_t page = 4096 / static_cast<std::int64_t>(sizeof(T));
-    for (std::int64_t i = 0; i < size_; i += page) {
+    for (std::int64_t i = size_ - 1; i >= 0; i -= page) {
       memory_.get()[i] = T{};
     }
   }
@@ -55,7 +58,7 @@ class WorkingArray {
     void operator()(T* memory) const { std::free(memory); }
   };
 
-  std::int64_t size_;
+  std::int64_t size_ = 0;
   std::unique_ptr<T, Releaser> memory_;
 };
 

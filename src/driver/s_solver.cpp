@@ -3,7 +3,6 @@
 #include <array>
 #include <complex>
 #include <cstddef>
-#include <optional>
 #include <string_view>
 
 #include "dmatrix/working_array.hpp"
@@ -21,15 +20,13 @@ namespace {
 constexpr std::string_view sample_file_name = "..\\tmp_S_Par\\f_data.in";
 constexpr std::string_view settings_file_name = "..\\tmp_S_Par\\f_data.ini";
 
-/// A complex array that is allocated once its size is known, cleared to zero.
-class ComplexArray {
- public:
-  void allocate(std::string_view name, int size) { memory_.emplace(name, size).fill(0.0); }
-  std::complex<double>* data() { return memory_ ? memory_->data() : nullptr; }
+using ComplexArray = WorkingArray<std::complex<double>>;
 
- private:
-  std::optional<WorkingArray<std::complex<double>>> memory_;
-};
+ComplexArray cleared_array(std::string_view name, int size) {
+  ComplexArray array(name, size);
+  array.fill(0.0);
+  return array;
+}
 
 /// The variables of the run.
 struct Run {
@@ -48,15 +45,15 @@ struct Run {
   ComplexArray c_hat;  ///< order residues of the weighting function
 
   void allocate_samples() {
-    f.allocate("f", nf);
-    s.allocate("s", nf);
-    f_fit.allocate("f_fit", nf);
+    f = cleared_array("f", nf);
+    s = cleared_array("s", nf);
+    f_fit = cleared_array("f_fit", nf);
   }
   void allocate_poles() {
-    new_a.allocate("new_a", order);
-    a.allocate("a", order);
-    c.allocate("c", order);
-    c_hat.allocate("c_hat", order);
+    new_a = cleared_array("new_a", order);
+    a = cleared_array("a", order);
+    c = cleared_array("c", order);
+    c_hat = cleared_array("c_hat", order);
   }
 };
 

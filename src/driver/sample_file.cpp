@@ -1,21 +1,17 @@
 #include "driver/sample_file.hpp"
 
-#include <algorithm>
 #include <array>
 #include <limits>
 #include <string>
 
+#include "angular_frequency.hpp"
 #include "listio/console.hpp"
 #include "listio/file_name.hpp"
 #include "listio/free_format_reader.hpp"
 #include "listio/plain_stop.hpp"
 
 namespace s_solver {
-namespace {
-
-constexpr double two_pi = 6.283185307179586;
-
-}  // namespace
+namespace {}  // namespace
 
 void read_data_from_file(std::string_view file_name, int read_mode, int& nf, double& fmin, double& fmax,
                          std::complex<double>* s, std::complex<double>* f) {

@@ -2,12 +2,12 @@
 
 #include <cmath>
 
+#include "angular_frequency.hpp"
 #include "listio/console.hpp"
 
 namespace s_solver {
 namespace {
 
-constexpr double two_pi = 6.283185307179586;
 constexpr double three_half_pi = 4.71238898038469;
 constexpr double damping_divisor = 100.0;
 

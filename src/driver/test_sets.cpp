@@ -4,12 +4,11 @@
 #include <cmath>
 #include <span>
 
+#include "angular_frequency.hpp"
 #include "fit/complex_division.hpp"
 
 namespace s_solver {
 namespace {
-
-constexpr double two_pi = 6.283185307179586;
 
 struct PoleTerm {
   std::complex<double> pole;

@@ -36,7 +36,7 @@ void calculate_residues(int order, const std::complex<double>* a, const std::com
 
   const MatrixView<double> system = armat.view();
   fill_model_columns(order, a, pole_type.data(), nf, s, use_const, use_sterm, system);
-  fill_right_hand_side(nf, f, br.data());
+  stack_parts(nf, f, br.data());
   if (verbose) {
     print_record("A matrix, nrows=nf, ncols=order+2");
     trace_rows(system);

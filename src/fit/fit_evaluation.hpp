@@ -10,7 +10,7 @@ namespace s_solver {
 /// d, h          constant and proportional term
 /// nf, s         sample points (rad/s)
 /// f_fit   out   nf values, no overlap with s
-/// A pole on a sample point makes that value infinite or NaN; it cannot fail otherwise.
+/// A pole on a sample point makes that value NaN; the routine never fails.
 void calculate_fit_function(int order, const std::complex<double>* a, const std::complex<double>* c, double d,
                             double h, int nf, std::complex<double>* f_fit, const std::complex<double>* s);
 

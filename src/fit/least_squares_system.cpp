@@ -15,9 +15,9 @@
 namespace s_solver {
 namespace {
 
-int checked_size(std::int64_t size) {
+int checked_size(std::string_view array, std::int64_t size) {
   if (size > std::numeric_limits<int>::max()) {
-    throw MemoryError("armat", size, sizeof(double));
+    throw MemoryError(array, size, sizeof(double));
   }
   return static_cast<int>(size);
 }
@@ -48,9 +48,9 @@ void fill_pair_columns(std::complex<double> leader, std::complex<double> followe
 
 }  // namespace
 
-int stacked_rows(int nf) { return checked_size(2 * std::int64_t{nf}); }
+int stacked_rows(int nf) { return checked_size("br", 2 * std::int64_t{nf}); }
 
-int checked_columns(std::int64_t columns) { return checked_size(columns); }
+int checked_columns(std::int64_t columns) { return checked_size("xr", columns); }
 
 int fill_model_columns(int order, const std::complex<double>* a, const int* pole_type, int nf,
                        const std::complex<double>* s, int use_const, int use_sterm,
@@ -69,15 +69,15 @@ int fill_model_columns(int order, const std::complex<double>* a, const int* pole
     std::fill_n(column + nf, nf, 0.0);
   }
   if (use_sterm != 0) {
-    fill_right_hand_side(nf, s, armat.column(columns++));
+    stack_parts(nf, s, armat.column(columns++));
   }
   return columns;
 }
 
-void fill_right_hand_side(int nf, const std::complex<double>* f, double* br) {
+void stack_parts(int nf, const std::complex<double>* values, double* stacked) {
   for (int k = 0; k < nf; ++k) {
-    br[k] = f[k].real();
-    br[nf + k] = f[k].imag();
+    stacked[k] = values[k].real();
+    stacked[nf + k] = values[k].imag();
   }
 }
 
@@ -111,12 +111,15 @@ void recombine_pole_unknowns(int order, const int* pole_type, const double* xr, 
 }
 
 void trace_rows(const MatrixView<double>& matrix) {
+  constexpr int number_width = 6;
+  constexpr int element_width = 12;
+  constexpr int element_digits = 2;
   std::string record;
   for (std::int64_t r = 0; r < matrix.rows(); ++r) {
     record.clear();
-    append_integer_field(record, static_cast<int>(r) + 1, 6);
+    append_integer_field(record, static_cast<int>(r) + 1, number_width);
     for (std::int64_t q = 0; q < matrix.columns(); ++q) {
-      append_scientific_field(record, matrix(r, q), 12, 2);
+      append_scientific_field(record, matrix(r, q), element_width, element_digits);
     }
     print_line(record);
   }

@@ -20,16 +20,16 @@ int stacked_rows(int nf);
 int checked_columns(std::int64_t columns);
 
 /// Fills the columns that every model has: from column 0 on, one per pole, then 1 if use_const, then s if
-/// use_sterm; returns their number. A real pole's column is 1/(s - a); a pair with a = leader has
-/// 1/(s - a) + 1/(s - a*) and j/(s - a) - j/(s - a*).
+/// use_sterm; returns their number. A real pole's column is 1/(s - a); a leader a and its
+/// follower b, as they are stored, have 1/(s - a) + 1/(s - b) and j/(s - a) - j/(s - b).
 /// order, a, pole_type   poles (rad/s) and their types
 /// nf, s                 sample points (rad/s)
 int fill_model_columns(int order, const std::complex<double>* a, const int* pole_type, int nf,
                        const std::complex<double>* s, int use_const, int use_sterm,
                        const MatrixView<double>& armat);
 
-/// br(k) = Re f(k), br(nf + k) = Im f(k).
-void fill_right_hand_side(int nf, const std::complex<double>* f, double* br);
+/// stacked(k) = Re values(k), stacked(nf + k) = Im values(k), for nf values.
+void stack_parts(int nf, const std::complex<double>* values, double* stacked);
 
 /// Solves armat xr ~ br with the chosen solver, announced first with `verbose`.
 void solve_least_squares(bool use_svd_invert, const MatrixView<double>& armat, double* xr, const double* br,
@@ -39,7 +39,7 @@ void solve_least_squares(bool use_svd_invert, const MatrixView<double>& armat, d
 /// xr(i) + j xr(i + 1) for a leader, and the exact conjugate of that for its follower.
 void recombine_pole_unknowns(int order, const int* pole_type, const double* xr, std::complex<double>* x);
 
-/// Writes one record per row: the row's number, then its elements with two decimals.
+/// Writes one record per row, however wide: the row's number (I6), then its elements (ES12.2).
 void trace_rows(const MatrixView<double>& matrix);
 
 /// Writes one record per element: its number, then its value.

@@ -13,7 +13,7 @@
 namespace s_solver {
 namespace {
 
-/// Column q of the system gets the products -f(k) phi(k), phi being the basis function in column i.
+/// weighted = -f phi; both columns hold nf real parts, then nf imaginary parts.
 void fill_weighted_column(int nf, const std::complex<double>* f, const double* phi, double* weighted) {
   for (int k = 0; k < nf; ++k) {
     const double re = phi[k];
@@ -99,7 +99,7 @@ void update_poles(int order, const std::complex<double>* a, std::complex<double>
   for (int i = 0; i < poles; ++i) {
     fill_weighted_column(nf, f, system.column(i), system.column(model_columns + i));
   }
-  fill_right_hand_side(nf, f, br.data());
+  stack_parts(nf, f, br.data());
   if (verbose) {
     print_record("A matrix, nrows=nf, ncols=2*order+2");
     trace_rows(system);
@@ -134,15 +134,17 @@ void update_poles(int order, const std::complex<double>* a, std::complex<double>
   }
 
   azr.fill(0.0);
-  fill_state_space(order, a, c_hat, pole_type.data(), azr.view(), bzr.data(), czr_hat.data());
+  const MatrixView<double> state = azr.view();
+  const MatrixView<double> relocation = hrmat.view();
+  fill_state_space(order, a, c_hat, pole_type.data(), state, bzr.data(), czr_hat.data());
   for (int q = 0; q < poles; ++q) {
     for (int r = 0; r < poles; ++r) {
-      hrmat.view()(r, q) = azr.view()(r, q) - czr_hat[q] * bzr[r];
+      relocation(r, q) = state(r, q) - czr_hat[q] * bzr[r];
     }
   }
   if (verbose) {
     print_record("H matrix");
-    trace_rows(hrmat.view());
+    trace_rows(relocation);
     print_record("CALLING deig");
   }
 

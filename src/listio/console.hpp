@@ -7,9 +7,9 @@
 
 namespace s_solver {
 
-/// Prepares the process for messages: a reader that goes away makes a write fail instead of ending the
-/// process with a signal, and a standard stream that was closed at the start is never handed out again
-/// as the descriptor of one of our files, so that no message can land in a result.
+/// Prepares the process for messages: a reader that goes away, or a limit on the size of files, makes a
+/// write fail instead of ending the process with a signal, and a standard stream that was closed at the start
+/// is never handed out again as the descriptor of one of our files, so that no message can land in a result.
 void prepare_standard_streams();
 
 /// Writes one record and its line end to standard output at once, whether that is a pipe or a terminal.

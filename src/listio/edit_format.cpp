@@ -1,6 +1,7 @@
 #include "listio/edit_format.hpp"
 
 #include <array>
+#include <cassert>
 #include <charconv>
 #include <cmath>
 #include <cstddef>
@@ -29,6 +30,7 @@ void append_integer_field(std::string& record, int value, int width) {
 }
 
 void append_scientific_field(std::string& record, double value, int width, int digits) {
+  assert(digits >= 1);
   if (std::isnan(value)) {
     append_right_aligned(record, "NaN", width);
     return;

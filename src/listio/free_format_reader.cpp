@@ -15,6 +15,8 @@ namespace s_solver {
 namespace {
 
 constexpr std::size_t buffer_size = std::size_t{1} << 16;
+// Far beyond any number; a file without separators is refused here instead of being held in memory.
+constexpr std::size_t longest_value = std::size_t{1} << 20;
 constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
 
 bool parse(std::string_view token, double& value) { return parse_real(token, value); }
@@ -67,15 +69,28 @@ RepeatedToken split_repeat(std::string_view token, std::size_t most) {
   return {.count = count, .is_null = value.empty(), .value = value};
 }
 
+/// The error number for a file of a kind that cannot be read from start to end again and again, 0 for any
+/// other: opening a pipe waits for somebody to write, and some systems open a directory.
+int unreadable_kind(const std::string& system_name) {
+  std::error_code ignored;
+  switch (std::filesystem::status(system_name, ignored).type()) {
+    case std::filesystem::file_type::directory:
+      return EISDIR;
+    case std::filesystem::file_type::fifo:
+      return ESPIPE;
+    default:
+      return 0;
+  }
+}
+
 }  // namespace
 
-FreeFormatReader::FreeFormatReader(std::string_view fixed_name)
-    : name_(system_file_name(fixed_name)), file_(std::fopen(name_.c_str(), "rb")) {
-  std::error_code ignored;
-  if (!file_) {
-    open_error_ = errno;
-  } else if (std::filesystem::is_directory(name_, ignored)) {
-    open_error_ = EISDIR;  // some systems open a directory and fail only when it is read
+FreeFormatReader::FreeFormatReader(std::string_view fixed_name) : name_(without_trailing_blanks(fixed_name)) {
+  const std::string system_name = system_file_name(fixed_name);
+  open_error_ = unreadable_kind(system_name);
+  if (open_error_ == 0) {
+    file_.reset(std::fopen(system_name.c_str(), "rb"));
+    open_error_ = file_ ? 0 : errno;
   }
   if (open_error_ != 0) {
     return;
@@ -121,6 +136,11 @@ FreeFormatReader::Result FreeFormatReader::read_values(std::span<Value> values) 
     }
 
     const std::string_view token = take_token();
+    if (token.size() > longest_value) {
+      fail_at_last_read(static_cast<int>(item) + 1,
+                        "a value of more than " + std::to_string(longest_value) + " characters",
+                        std::string(expected_form(Value{})));
+    }
     const RepeatedToken repeated = split_repeat(token, values.size());
     Value value{};
     if (!repeated.is_null && !parse(repeated.value, value)) {
@@ -162,7 +182,7 @@ bool FreeFormatReader::refill() {
   const std::size_t room = buffer_.size() - end_;
   const std::size_t count = std::fread(buffer_.data() + end_, 1, room, file_.get());
   if (count < room && std::ferror(file_.get()) != 0) {
-    throw system_io_error(name_, errno, "a file that can be read");
+    throw system_io_error(name_, errno, "a file that can be read", record_);
   }
   end_ += count;
   exhausted_ = count == 0;
@@ -200,10 +220,11 @@ void FreeFormatReader::skip_rest_of_record() {
   ++record_;  // also behind a last record without its line end
 }
 
-/// The characters up to the next separator; valid until the next member is called.
+/// The characters up to the next separator, or one more than a value may have; valid until the next member is
+/// called.
 std::string_view FreeFormatReader::take_token() {
   std::size_t length = 1;
-  while (!at_end(length)) {
+  while (length <= longest_value && !at_end(length)) {
     const char c = buffer_[begin_ + length];
     if (c == ',' || c == '\n' || is_blank_at(length)) {
       break;

@@ -12,8 +12,8 @@
 
 namespace s_solver {
 
-/// Reads a text file by free-format reads. Each read starts on a new record and, when it has its values,
-/// drops the rest of the record in which it ended.
+/// Reads a text file, not a pipe, by free-format reads. Each read starts on a new record and, when it has its
+/// values, drops the rest of the record in which it ended.
 ///
 /// Values are separated by blanks, tabs, record ends (CR before LF counts as a blank) and by one comma,
 /// which belongs to the value before it, also across a record's end. Two commas with nothing between, or

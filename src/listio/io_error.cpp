@@ -22,9 +22,10 @@ std::string message(const IoErrorDetails& details) {
 IoError::IoError(IoErrorDetails details)
     : std::runtime_error(message(details)), details_(std::move(details)) {}
 
-IoError system_io_error(std::string file, int error_number, std::string expected) {
+IoError system_io_error(std::string file, int error_number, std::string expected, std::int64_t record) {
   const std::string reason = std::generic_category().message(error_number);
   return IoError({.file = std::move(file),
+                  .record = record,
                   .found = "the system error \"" + reason + "\"",
                   .expected = std::move(expected)});
 }

@@ -9,7 +9,7 @@ namespace s_solver {
 
 /// Where an input or output error happened, and what it was.
 struct IoErrorDetails {
-  std::string file;         ///< name as the system knows it
+  std::string file;         ///< name as messages show it
   std::int64_t record = 0;  ///< line, counted from 1; 0 where no record is meant
   int item = 0;             ///< value within the read, counted from 1; 0 where no value is meant
   std::string found;
@@ -26,7 +26,8 @@ class IoError : public std::runtime_error {
   IoErrorDetails details_;
 };
 
-/// The error for a failed operation of the system on a file, `error_number` being its errno.
-IoError system_io_error(std::string file, int error_number, std::string expected);
+/// The error for a failed operation of the system on a file, `error_number` being its errno; `record` as in
+/// the details.
+IoError system_io_error(std::string file, int error_number, std::string expected, std::int64_t record = 0);
 
 }  // namespace s_solver

@@ -1,5 +1,6 @@
 #include "listio/output_file.hpp"
 
+#include <cassert>
 #include <cerrno>
 #include <cstddef>
 
@@ -15,7 +16,8 @@ constexpr std::size_t pending_limit = std::size_t{1} << 16;
 }  // namespace
 
 OutputFile::OutputFile(std::string_view fixed_name)
-    : name_(system_file_name(fixed_name)), file_(std::fopen(name_.c_str(), "wb")) {
+    : name_(without_trailing_blanks(fixed_name)),
+      file_(std::fopen(system_file_name(fixed_name).c_str(), "wb")) {
   if (!file_) {
     throw system_io_error(name_, errno, "a file that can be created or replaced");
   }
@@ -23,6 +25,7 @@ OutputFile::OutputFile(std::string_view fixed_name)
 }
 
 void OutputFile::write_record(std::string_view record) {
+  assert(file_);
   pending_ += record;
   pending_ += '\n';
   if (pending_.size() >= pending_limit) {
@@ -31,6 +34,7 @@ void OutputFile::write_record(std::string_view record) {
 }
 
 void OutputFile::close() {
+  assert(file_);
   flush_pending();
   if (std::fclose(file_.release()) != 0) {
     throw system_io_error(name_, errno, "the file to be closed with all its records");

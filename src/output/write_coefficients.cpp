@@ -2,6 +2,7 @@
 
 #include <string_view>
 
+#include "angular_frequency.hpp"
 #include "listio/console.hpp"
 #include "listio/free_format_writer.hpp"
 #include "listio/output_file.hpp"
@@ -10,7 +11,6 @@ namespace s_solver {
 namespace {
 
 constexpr std::string_view file_name = "..\\tmp_S_Par\\Tarn.coe";
-constexpr double two_pi = 6.283185307179586;
 
 void echo_to_console(int order, const std::complex<double>* a, const std::complex<double>* c, double d,
                      double h) {
@@ -41,8 +41,9 @@ void write_coefficients(int order, const std::complex<double>* a, const std::com
   file.write_record(free_format_record(
       "                       pole (a)                                         residue (c)"));
   for (int i = 0; i < order; ++i) {
-    file.write_record(free_format_record(a[i].real() / wnorm, a[i].imag() / wnorm,  //
-                                         c[i].real() / wnorm, c[i].imag() / wnorm));
+    const std::complex<double> pole(a[i].real() / wnorm, a[i].imag() / wnorm);
+    const std::complex<double> residue(c[i].real() / wnorm, c[i].imag() / wnorm);
+    file.write_record(free_format_record(pole.real(), pole.imag(), residue.real(), residue.imag()));
   }
   file.write_record(free_format_record("            wnorm_min             wnorm_max                  nw"));
   file.write_record(free_format_record(fmin / fmax, 1.0, nf));

@@ -1,8 +1,10 @@
 #include "output/write_data_to_plot.hpp"
 
+#include <array>
 #include <string>
 #include <string_view>
 
+#include "angular_frequency.hpp"
 #include "listio/edit_format.hpp"
 #include "listio/free_format_writer.hpp"
 #include "listio/output_file.hpp"
@@ -10,8 +12,9 @@
 namespace s_solver {
 namespace {
 
+constexpr int column_width = 16;
+constexpr int digits = 6;
 constexpr std::string_view file_name = "..\\tmp_S_Par\\f_data.out";
-constexpr double two_pi = 6.283185307179586;
 
 }  // namespace
 
@@ -26,9 +29,10 @@ void write_data_to_plot(int nf, const std::complex<double>* f, const std::comple
   for (int i = 0; i < nf; ++i) {
     const double frequency = (s[i].real() * 0.0 + s[i].imag()) / two_pi;
     record.clear();
-    for (const double value : {frequency, f[i].real(), f[i].imag(), std::abs(f[i]),  //
-                               f_fit[i].real(), f_fit[i].imag(), std::abs(f_fit[i])}) {
-      append_scientific_field(record, value, 16, 6);
+    const std::array<double, 7> values{frequency,       f[i].real(),     f[i].imag(),       std::abs(f[i]),
+                                       f_fit[i].real(), f_fit[i].imag(), std::abs(f_fit[i])};
+    for (const double value : values) {
+      append_scientific_field(record, value, column_width, digits);
     }
     file.write_record(record);
   }

@@ -1,0 +1,62 @@
+#include "dmatrix/blas_memory.hpp"
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdlib>
+#include <fstream>
+
+#include "dmatrix/memory_error.hpp"
+#include "dmatrix/morse_penrose_solve.hpp"
+
+namespace s_solver {
+namespace {
+
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool address_space_is_ours = false;
+#elif defined(__has_feature)
+constexpr bool address_space_is_ours = !__has_feature(address_sanitizer);
+#else
+constexpr bool address_space_is_ours = true;
+#endif
+
+/// Leaves this process 64 MiB of address space beyond what it has: room for small arrays, not for the BLAS.
+void limit_address_space() {
+  long pages = 0;
+  std::ifstream("/proc/self/statm") >> pages;
+  const rlim_t bytes = static_cast<rlim_t>(pages * sysconf(_SC_PAGESIZE)) + (rlim_t{64} << 20);
+  const rlimit limit{.rlim_cur = bytes, .rlim_max = bytes};
+  setrlimit(RLIMIT_AS, &limit);
+}
+
+constexpr int refused = 7;
+
+[[noreturn]] void solve_in_little_memory() {
+  alarm(10);
+  limit_address_space();
+  const std::array<double, 2> a{1.0, 2.0};
+  double x = 0.0;
+  try {
+    morse_penrose_solve(a.data(), 2, 1, &x, a.data(), false);
+  } catch (const MemoryError&) {
+    std::_Exit(refused);
+  }
+  std::_Exit(1);
+}
+
+TEST(BlasMemoryDeathTest, a_solve_without_room_for_the_library_is_a_memory_error_and_no_hang) {
+  if (!address_space_is_ours) {
+    GTEST_SKIP() << "the address sanitizer needs more address space than the limit leaves";
+  }
+  EXPECT_EXIT(solve_in_little_memory(), ::testing::ExitedWithCode(refused), "");
+}
+
+TEST(BlasMemory, is_there_on_a_machine_with_memory) {
+  EXPECT_NO_THROW(ensure_blas_memory());
+  EXPECT_NO_THROW(ensure_blas_memory());
+}
+
+}  // namespace
+}  // namespace s_solver
