@@ -3,16 +3,22 @@
 #
 # Result: the imported target Eispack::Eispack.
 
-file(GLOB _eispack_include_dirs "/usr/include/ITK-*" "/usr/local/include/ITK-*")
+set(_eispack_include_dirs)
+foreach(_eispack_prefix IN LISTS CMAKE_PREFIX_PATH ITEMS /usr/local /usr)
+  file(GLOB _eispack_versions "${_eispack_prefix}/include/ITK-*")
+  list(APPEND _eispack_include_dirs ${_eispack_versions})
+endforeach()
 find_path(Eispack_INCLUDE_DIR v3p_netlib.h HINTS ${_eispack_include_dirs})
 
 # The library's name ends in the version that the header's folder also carries.
-if(Eispack_INCLUDE_DIR MATCHES "ITK-([0-9.]+)$")
+if(Eispack_INCLUDE_DIR MATCHES "ITK-([^/]+)$")
   set(_eispack_suffix "-${CMAKE_MATCH_1}")
 endif()
 find_library(Eispack_LIBRARY NAMES "itkv3p_netlib${_eispack_suffix}" itkv3p_netlib)
 unset(_eispack_include_dirs)
 unset(_eispack_suffix)
+unset(_eispack_prefix)
+unset(_eispack_versions)
 
 include(FindPackageHandleStandardArgs)
 find_package_handle_standard_args(Eispack REQUIRED_VARS Eispack_LIBRARY Eispack_INCLUDE_DIR)

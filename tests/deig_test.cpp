@@ -192,10 +192,20 @@ TEST(Deig, a_nonfinite_element_stops_the_program) {
 
 TEST(Deig, an_iteration_without_convergence_stops_the_program) {
   // A graded matrix on which the QR iteration uses up its limit.
-  const double b = 0x1p400;
-  const Matrix a(3, 3, {0, -1, 0, b, -1, b, 1 / b, b, 0});
+  const double b = 0x1p480;
+  const Matrix a(3, 3, {0, 0, -1 / b, 1 / b, 1 / b, 0, 0, b, 0});
   EXPECT_EQ(records_before_plain_stop([&] { eigenvalues_of(a); }),
             std::vector<std::string>{" Error in deig"});
+}
+
+TEST(Deig, elements_far_below_the_largest_are_not_lost) {
+  // The eigenvalues of [[p, q], [r, p]] are p + sqrt(qr) and p - sqrt(qr); these are exact.
+  for (const double unit : {1.0, 0x1p-501, 0x1p-990, 0x1p900}) {
+    EXPECT_EQ(eigenvalues_of(Matrix(2, 2, {5 * unit, 3 * unit, 3 * unit, 5 * unit})),
+              (std::vector<Complex>{8 * unit, 2 * unit}))
+        << unit;
+  }
+  EXPECT_EQ(eigenvalues_of(Matrix(2, 2, {0, 0x1p-700, 1, 0})), (std::vector<Complex>{0x1p-350, -0x1p-350}));
 }
 
 TEST(Deig, large_and_small_elements_are_no_failure) {

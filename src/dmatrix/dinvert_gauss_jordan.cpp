@@ -67,7 +67,7 @@ void dinvert_gauss_jordan(const double* a, int n, double* ainv, int nmax) {
   const MatrixView<double> inverse(ainv, n, n, ld);
   WorkingArray<int> pivot_row("pivot_row", nmax);
   WorkingArray<double> factors("factors", n);
-  pivot_row.fill(0);
+  pivot_row.fill(no_pivot);
   for (int j = 0; j < n; ++j) {
     std::copy_n(from.column(j), n, inverse.column(j));
   }

@@ -26,8 +26,8 @@ void form_normal_matrix(const double* a, int nr, int nc, double* normal) {
 void apply_left_inverse(const double* inverse, const double* a, int nr, int nc, double* x, const double* b) {
   WorkingMatrix left_inverse("left_inverse", nc, std::min(nr, rows_per_block));
   std::fill_n(x, nc, 0.0);
-  for (int first = 0; first < nr; first += rows_per_block) {
-    const int rows = std::min(rows_per_block, nr - first);
+  for (std::int64_t first = 0; first < nr; first += rows_per_block) {
+    const int rows = static_cast<int>(std::min<std::int64_t>(rows_per_block, nr - first));
     cblas_dgemm(CblasColMajor, CblasNoTrans, CblasTrans, nc, rows, nc, 1.0, inverse, nc, a + first, nr, 0.0,
                 left_inverse.data(), nc);
     cblas_dgemv(CblasColMajor, CblasNoTrans, nc, rows, 1.0, left_inverse.data(), nc, b + first, 1, 1.0, x, 1);

@@ -9,6 +9,7 @@
 
 #include "dmatrix/blas_memory.hpp"
 #include "dmatrix/matrix_view.hpp"
+#include "dmatrix/memory_error.hpp"
 #include "dmatrix/working_array.hpp"
 
 // The two trailing lengths belong to the character arguments.
@@ -45,14 +46,17 @@ void svd(int m, int n, double* a, double* w, bool matu, double* u, bool matv, do
     return;
   }
 
-  ensure_blas_memory();
   const char* const jobu = matu ? "S" : "N";
   const char* const jobvt = matv ? "S" : "N";
   double best_size = 0.0;
   int lwork = -1;  // asks for the best size of the work array
   dgesvd_(jobu, jobvt, &m, &n, a, &m, w, u, &m, v, &n, &best_size, &lwork, &ierr, 1, 1);
+  if (!(best_size >= 1.0 && best_size <= std::numeric_limits<int>::max())) {
+    throw MemoryError("work", static_cast<std::int64_t>(m) * n, sizeof(double));
+  }
   lwork = static_cast<int>(best_size);
   WorkingArray<double> work("work", lwork);
+  ensure_blas_memory();
   dgesvd_(jobu, jobvt, &m, &n, a, &m, w, u, &m, v, &n, work.data(), &lwork, &ierr, 1, 1);
   if (matv) {
     transpose_in_place({v, n, n, n});  // dgesvd delivers the transpose

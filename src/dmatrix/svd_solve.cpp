@@ -47,11 +47,11 @@ void dsvd_invert(const double* a, int m, int n, double* ainv, int nmax) {
   WorkingMatrix u("u", nmax, nmax);
   WorkingMatrix v("v", nmax, nmax);
   WorkingMatrix u_transposed("u_transposed", nmax, nmax);
-  WorkingMatrix v_transposed("v_transposed", nmax, nmax);
+  WorkingMatrix v_matrix("v_matrix", nmax, nmax);
   WorkingMatrix product("product", nmax, nmax);
   winv.fill(0.0);
   u_transposed.fill(0.0);
-  v_transposed.fill(0.0);
+  v_matrix.fill(0.0);
   product.fill(0.0);
 
   dsvd(a, m, n, nmax, u.data(), w.data(), v.data());
@@ -59,13 +59,13 @@ void dsvd_invert(const double* a, int m, int n, double* ainv, int nmax) {
     winv[i] = w[i] == 0.0 ? 0.0 : 1.0 / w[i];
   }
   dtranspose(u.data(), m, n, u_transposed.data(), nmax);
-  dtranspose(v.data(), n, n, v_transposed.data(), nmax);
+  dtranspose(v.data(), n, n, v_matrix.data(), nmax);
   for (int j = 0; j < m; ++j) {
     for (int i = 0; i < n; ++i) {
       product.view()(i, j) = winv[i] * u_transposed.view()(i, j);
     }
   }
-  dmatmul(v_transposed.data(), n, n, product.data(), n, m, ainv, nmax);
+  dmatmul(v_matrix.data(), n, n, product.data(), n, m, ainv, nmax);
 }
 
 void svd_solve(const double* a, int nr, int nc, double* x, const double* b, bool verbose) {

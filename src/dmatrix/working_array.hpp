@@ -66,7 +66,9 @@ class WorkingArray {
 class WorkingMatrix {
  public:
   WorkingMatrix(std::string_view name, std::int64_t rows, std::int64_t columns)
-      : elements_(name, checked_elements(name, rows, columns)), rows_(rows), columns_(columns) {}
+      : elements_(name, checked_elements(name, rows, columns)), rows_(rows), columns_(columns) {
+    assert(rows >= 0 && columns >= 0);
+  }
 
   double* data() { return elements_.data(); }
   const double* data() const { return elements_.data(); }
