@@ -96,7 +96,7 @@ TEST(DinvertGaussJordan, a_zero_column_is_reported_by_its_number) {
 }
 
 TEST(DinvertGaussJordan, a_column_of_nothing_but_NaN_and_zero_is_singular) {
-  expect_singular_in_column(Matrix(1, 1, {nan}), 1);
+  expect_singular_in_column(Matrix(1, 1, nan), 1);
   expect_singular_in_column(Matrix(2, 2, {nan, 1, 0, 1}), 1);
   expect_singular_in_column(Matrix(2, 2, {1, 0, 0, nan}), 2);
   expect_singular_in_column(Matrix(3, 3, {1, 0, 5, 0, nan, 6, 0, 0, 7}), 2);
@@ -107,9 +107,9 @@ TEST(DinvertGaussJordan, a_NaN_beside_a_candidate_is_passed_over) {
 }
 
 TEST(DinvertGaussJordan, a_tiny_or_an_infinite_pivot_is_used_as_it_is) {
-  EXPECT_EQ(inverse_of(Matrix(1, 1, {1e-300}))(0, 0), 1.0 / 1e-300);
-  EXPECT_EQ(inverse_of(Matrix(1, 1, {std::numeric_limits<double>::denorm_min()}))(0, 0), infinity);
-  EXPECT_EQ(inverse_of(Matrix(1, 1, {-infinity}))(0, 0), 0.0);
+  EXPECT_EQ(inverse_of(Matrix(1, 1, 1e-300))(0, 0), 1.0 / 1e-300);
+  EXPECT_EQ(inverse_of(Matrix(1, 1, std::numeric_limits<double>::denorm_min()))(0, 0), infinity);
+  EXPECT_EQ(inverse_of(Matrix(1, 1, -infinity))(0, 0), 0.0);
 }
 
 TEST(DinvertGaussJordan, a_nearly_singular_matrix_has_an_inverse_with_large_elements) {

@@ -9,7 +9,9 @@
 namespace s_solver {
 namespace {
 
-bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
+bool contains(const std::string& text, const std::string& part) {
+  return text.find(part) != std::string::npos;
+}
 
 TEST(IoError, the_message_names_file_record_item_what_was_found_and_what_was_expected) {
   const IoError error(

@@ -51,7 +51,8 @@ struct Matrix {
       : Matrix(row_count, column_count) {
     for (int i = 0; i < rows; ++i) {
       for (int j = 0; j < columns; ++j) {
-        (*this)(i, j) = by_rows.at(static_cast<std::size_t>(i) * static_cast<std::size_t>(columns) + static_cast<std::size_t>(j));
+        (*this)(i, j) = by_rows.at(static_cast<std::size_t>(i) * static_cast<std::size_t>(columns) +
+                                   static_cast<std::size_t>(j));
       }
     }
   }
@@ -109,7 +110,9 @@ struct Matrix {
   std::vector<double> elements;
 
  private:
-  std::size_t index(int i, int j) const { return static_cast<std::size_t>(i) + static_cast<std::size_t>(j) * static_cast<std::size_t>(rows); }
+  std::size_t index(int i, int j) const {
+    return static_cast<std::size_t>(i) + static_cast<std::size_t>(j) * static_cast<std::size_t>(rows);
+  }
 };
 
 inline Matrix operator*(const Matrix& a, const Matrix& b) {

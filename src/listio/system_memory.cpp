@@ -65,8 +65,9 @@ std::uint64_t available_memory(const std::string& root) {
   std::uint64_t left = left_on_machine(root);
   // A group is bound by the limits of all groups above it, too, up to the root.
   std::string path = group_path(root);
+  const std::string groups = root + "/sys/fs/cgroup";
   while (!path.empty()) {
-    left = std::min(left, left_in_group(root + "/sys/fs/cgroup" + path));
+    left = std::min(left, left_in_group(groups + path));
     path.resize(path == "/" ? 0 : std::max<std::size_t>(1, path.rfind('/')));
   }
   return left;
