@@ -163,7 +163,7 @@ TEST_F(SampleFileTest, more_samples_than_room_are_an_error_and_nothing_is_writte
       read_data_from_file(file_name, count_and_store, nf, fmin, fmax, s.data(), f.data());
     });
     EXPECT_NE(details.found.find("changed while it was being read"), std::string::npos) << details.found;
-    for (std::size_t i = static_cast<std::size_t>(room); i < s.size(); ++i) {
+    for (auto i = static_cast<std::size_t>(room); i < s.size(); ++i) {
       EXPECT_EQ(s[i], guard);
       EXPECT_EQ(f[i], guard);
     }

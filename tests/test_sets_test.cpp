@@ -71,7 +71,7 @@ std::vector<std::pair<Complex, Complex>> pole_terms(const TestSet& set) {
   for (const auto& [sigma, omega, re, im] : set.terms) {
     all.push_back({{sigma * set.unit, omega * set.unit}, {re * set.unit, im * set.unit}});
     if (omega != 0.0) {
-      all.push_back({std::conj(all.back().first), std::conj(all.back().second)});
+      all.emplace_back(std::conj(all.back().first), std::conj(all.back().second));
     }
   }
   return all;
