@@ -10,17 +10,12 @@
 
 #include "dmatrix/memory_error.hpp"
 #include "dmatrix/morse_penrose_solve.hpp"
+#include "support.hpp"
 
 namespace s_solver {
 namespace {
 
-#if defined(__SANITIZE_ADDRESS__)
-constexpr bool address_space_is_ours = false;
-#elif defined(__has_feature)
-constexpr bool address_space_is_ours = !__has_feature(address_sanitizer);
-#else
-constexpr bool address_space_is_ours = true;
-#endif
+using testing_support::address_space_is_ours;
 
 /// Leaves this process 64 MiB of address space beyond what it has: room for small arrays, not for the BLAS.
 void limit_address_space() {

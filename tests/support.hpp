@@ -17,6 +17,15 @@
 
 namespace s_solver::testing_support {
 
+/// Whether a test may limit the address space of a process: the address sanitizer needs nearly all of it.
+#if defined(__SANITIZE_ADDRESS__)
+inline constexpr bool address_space_is_ours = false;
+#elif defined(__has_feature)
+inline constexpr bool address_space_is_ours = !__has_feature(address_sanitizer);
+#else
+inline constexpr bool address_space_is_ours = true;
+#endif
+
 /// The lines of `text`, without their ends.
 inline std::vector<std::string> lines_of(const std::string& text) {
   std::vector<std::string> lines;

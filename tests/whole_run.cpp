@@ -1,10 +1,6 @@
 /// Runs one program on one data folder and compares everything it leaves with what the folder expects.
 /// Usage: whole_run CASE_FOLDER PROGRAM_FOLDER. The layout of a case folder: cases/README.md.
 
-#include <fcntl.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
@@ -18,6 +14,8 @@
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "run_program.hpp"
 
 namespace fs = std::filesystem;
 
@@ -159,33 +157,6 @@ std::optional<fs::path> input(const fs::path& case_folder, const std::string& na
   return std::nullopt;
 }
 
-/// Runs the program in `directory` with both output streams in files there; returns its exit status, or
-/// 128 and more for a signal.
-int run(const std::string& program, std::vector<std::string> arguments, const fs::path& directory) {
-  arguments.insert(arguments.begin(), program);
-  std::vector<char*> argv;
-  for (std::string& argument : arguments) {
-    argv.push_back(argument.data());
-  }
-  argv.push_back(nullptr);
-  const pid_t child = fork();
-  if (child < 0) {
-    throw std::runtime_error("cannot start a process");
-  }
-  if (child == 0) {
-    const bool ready = chdir(directory.c_str()) == 0 &&
-                       dup2(open("stdout", O_WRONLY | O_CREAT | O_TRUNC, 0600), STDOUT_FILENO) >= 0 &&
-                       dup2(open("stderr", O_WRONLY | O_CREAT | O_TRUNC, 0600), STDERR_FILENO) >= 0;
-    if (ready) {
-      execv(program.c_str(), argv.data());
-    }
-    _exit(127);
-  }
-  int status = 0;
-  waitpid(child, &status, 0);
-  return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-}
-
 bool check(const fs::path& case_folder, const fs::path& program_folder, const fs::path& root) {
   const fs::path data = root / "tmp_S_Par";
   const fs::path directory = root / "run";
@@ -202,7 +173,8 @@ bool check(const fs::path& case_folder, const fs::path& program_folder, const fs
 
   const std::string program = lines_of(content_of(input(case_folder, "program").value())).at(0);
   const std::vector<std::string> arguments = lines_of(content_of(case_folder / "arguments"));
-  const int status = run(fs::absolute(program_folder / program), arguments, directory);
+  const int status =
+      s_solver::testing_support::run_program(fs::absolute(program_folder / program), arguments, directory);
 
   const auto expected = [&](const std::string& name) { return input(case_folder, "expected-" + name); };
   bool good = true;
