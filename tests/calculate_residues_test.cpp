@@ -101,6 +101,29 @@ TEST(CalculateResidues, a_pair_comes_back_exactly_conjugate) {
   }
 }
 
+TEST(CalculateResidues, the_real_unknowns_of_a_pair_are_the_parts_of_its_residue) {
+  const auto s = imaginary_points(10, 0.5, 5.0);
+  const auto f = RationalFunction{pair, {{3, 4}, {3, -4}}}.at(s);
+  std::vector<Complex> c(2);
+  double d = 0.0;
+  double h = 0.0;
+  const auto records = records_of([&] {
+    calculate_residues(2, pair.data(), nullptr, c.data(), nullptr, d, h, 10, f.data(), s.data(), 0, 0, false,
+                       true);
+  });
+  const auto caption = std::find(records.begin(), records.end(), " Solution vector xr:");
+  ASSERT_GE(records.end() - caption, 6);
+  EXPECT_EQ(words_of(caption[1]).at(0), "1");
+  EXPECT_EQ(words_of(caption[2]).at(0), "2");
+  const double x = std::stod(words_of(caption[1]).at(1));
+  const double y = std::stod(words_of(caption[2]).at(1));
+  EXPECT_LE(std::abs(x - 3.0), 1e3 * eps);  // as above
+  EXPECT_LE(std::abs(y - 4.0), 1e3 * eps);
+  EXPECT_EQ(caption[3], " Solution vector x:");
+  EXPECT_EQ(caption[4], free_format_record(1, Complex(x, y)));
+  EXPECT_EQ(caption[5], free_format_record(2, Complex(x, -y)));
+}
+
 TEST(CalculateResidues, constant_and_proportional_term_come_from_their_own_unknowns) {
   const auto s = imaginary_points(10, 0.5, 5.0);
   for (const int use_const : {0, 1, 2}) {
@@ -173,11 +196,17 @@ TEST(CalculateResidues, bad_poles_stop_the_program_in_the_name_of_update_poles) 
             }),
             (std::vector<std::string>{" Error in update_poles: no second pole of conjugate pair",
                                       free_format_record("pole i  :", lone)}));
-  const auto records = records_before_plain_stop([&] {
-    residues_of({lone, {-1, -2.1}}, {{0, 1}}, {1.0}, {});
-  });
-  ASSERT_EQ(records.size(), 5U);
-  EXPECT_EQ(records[0], " Error in update_poles: poles do not form a conjugate pair");
+  const Complex leader(-1, 2);
+  const Complex next(-1, -2.1);
+  const double test2 = next.imag() + leader.imag();
+  EXPECT_EQ(records_before_plain_stop([&] {
+              residues_of({leader, next}, {{0, 1}}, {1.0}, {});
+            }),
+            (std::vector<std::string>{" Error in update_poles: poles do not form a conjugate pair",
+                                      free_format_record("pole i  :", leader),
+                                      free_format_record("pole i+1:", next),
+                                      free_format_record("test1 value=", 0.0, " should be <", 1e-8),
+                                      free_format_record("test2 value=", test2, " should be <", 1e-8)}));
 }
 
 TEST(CalculateResidues, fewer_equations_than_unknowns_stop_the_program_with_nothing_handed_out) {

@@ -37,12 +37,13 @@ struct Iteration {
   void iterate(int max_iterations, bool verbose = false) {
     fitting_iteration(order, max_iterations, a.data(), new_a.data(), c.data(), c_hat.data(), d, h,
                       static_cast<int>(s.size()), f.data(), s.data(), f_fit.data(), 0.5, 2.0, use_const,
-                      use_sterm, false, verbose);
+                      use_sterm, use_svd_invert, verbose);
   }
 
   int order;
   std::vector<Complex> a, new_a, c, c_hat, s, f, f_fit;
   double d = 0.0, h = 0.0;
+  bool use_svd_invert = false;
   int use_const = 1;
   int use_sterm = 1;
 };
@@ -76,6 +77,10 @@ int count_of(const std::vector<std::string>& records, const std::string& beginni
 
 class FittingIteration : public InOwnDirectory {
  protected:
+  void remove_results() const {
+    std::filesystem::remove(data("Tarn.coe"));
+    std::filesystem::remove(data("f_data.out"));
+  }
   bool results_written() const {
     return std::filesystem::exists(data("Tarn.coe")) && std::filesystem::exists(data("f_data.out"));
   }
@@ -98,6 +103,7 @@ TEST_F(FittingIteration, exact_data_end_it_after_the_first_iteration) {
 
 TEST_F(FittingIteration, the_limit_ends_it_without_a_message) {
   for (const int limit : {1, 2, 4}) {
+    remove_results();
     const auto records = run_without_end().records(limit);
     ASSERT_EQ(count_of(records, " Iteration:"), limit);
     for (int i = 0; i < limit; ++i) {
@@ -138,7 +144,7 @@ TEST_F(FittingIteration, an_undefined_error_runs_to_the_limit) {
   EXPECT_TRUE(results_written());
 }
 
-TEST_F(FittingIteration, no_limit_is_too_large) {
+TEST_F(FittingIteration, the_largest_limit_is_accepted) {
   const auto records = run_with_error(0.0).records(std::numeric_limits<int>::max());
   EXPECT_EQ(count_of(records, " Iteration:"), 1);
 }
@@ -161,7 +167,17 @@ TEST_F(FittingIteration, without_an_iteration_the_model_is_written_as_it_comes_i
     const double wnorm = 2.0 * 6.283185307179586;
     EXPECT_EQ(std::stod(words_of(coefficients().at(6)).at(0)), -1.0 / wnorm);
     EXPECT_EQ(std::stod(words_of(coefficients().at(6)).at(3)), 2.0 / wnorm);
-    std::filesystem::remove(data("Tarn.coe"));
+    remove_results();
+  }
+}
+
+TEST_F(FittingIteration, both_halves_use_the_chosen_solver) {
+  for (const bool svd : {false, true}) {
+    Iteration run = run_without_end();
+    run.use_svd_invert = svd;
+    const auto records = run.records(1, true);
+    EXPECT_EQ(count_of(records, " CALLED svd_solve"), svd ? 2 : 0);
+    EXPECT_EQ(count_of(records, " CALLED morse_penrose_solve"), svd ? 0 : 2);
   }
 }
 

@@ -1,5 +1,8 @@
 #include "listio/output_file.hpp"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <cerrno>
 #include <filesystem>
 #include <string>
@@ -82,6 +85,15 @@ TEST_F(OutputFileTest, a_directory_in_the_place_of_the_file_is_an_error) {
   std::filesystem::create_directory(data("result"));
   expect_system_error(io_error_of([] { OutputFile("..\\tmp_S_Par\\result"); }), "..\\tmp_S_Par\\result",
                       EISDIR);
+}
+
+TEST_F(OutputFileTest, a_failure_that_shows_only_at_close_is_an_error) {
+  // The next descriptor is the file's own; taking it away makes nothing but the close fail.
+  const int next = open("/dev/null", O_RDONLY);
+  close(next);
+  OutputFile file("..\\tmp_S_Par\\result");
+  ASSERT_EQ(close(next), 0);
+  expect_system_error(io_error_of([&] { file.close(); }), "..\\tmp_S_Par\\result", EBADF);
 }
 
 }  // namespace

@@ -10,7 +10,5 @@ foreach(unit
     update_poles
     # driver
     command_line sample_file settings_file starting_poles test_sets)
-  if(EXISTS "${CMAKE_CURRENT_SOURCE_DIR}/${unit}_test.cpp")
-    add_unit_test(${unit})
-  endif()
+  add_unit_test(${unit})
 endforeach()

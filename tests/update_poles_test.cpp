@@ -257,11 +257,17 @@ TEST(UpdatePoles, fewer_equations_than_unknowns_stop_the_program) {
 }
 
 TEST(UpdatePoles, poles_that_are_not_conjugate_stop_the_program) {
-  const auto records = records_before_plain_stop([] {
-    relocation_of({{-1, 2}, {-1, -2.1}}, {{0, 1}, {0, 2}}, {1.0, 1.0}, {});
-  });
-  ASSERT_EQ(records.size(), 5U);
-  EXPECT_EQ(records[0], " Error in update_poles: poles do not form a conjugate pair");
+  const Complex leader(-1, 2);
+  const Complex next(-1, -2.1);
+  const double test2 = next.imag() + leader.imag();
+  EXPECT_EQ(records_before_plain_stop([&] {
+              relocation_of({leader, next}, {{0, 1}, {0, 2}}, {1.0, 1.0}, {});
+            }),
+            (std::vector<std::string>{" Error in update_poles: poles do not form a conjugate pair",
+                                      free_format_record("pole i  :", leader),
+                                      free_format_record("pole i+1:", next),
+                                      free_format_record("test1 value=", 0.0, " should be <", 1e-8),
+                                      free_format_record("test2 value=", test2, " should be <", 1e-8)}));
 }
 
 TEST(UpdatePoles, an_undefined_sample_ends_in_the_failure_of_the_next_routine) {

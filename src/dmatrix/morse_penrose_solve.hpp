@@ -9,9 +9,9 @@ namespace s_solver {
 /// x   out  nc values
 /// b   in   nr values, no overlap with x
 /// Prints "Error in morse_penrose_solve, nr < nc" and stops the program (plain stop) when nr < nc, and
-/// stops it likewise when A^T A has a pivot column of exact zeros (dinvert_gauss_jordan). With `verbose`
-/// it announces itself first. Squares the condition number: a column basis with cond(A) > 1e8 loses all
-/// digits.
+/// stops it likewise when A^T A has a pivot column without a number but 0 (dinvert_gauss_jordan). With
+/// `verbose` it announces itself first. Squares the condition number: a column basis with cond(A) > 1e8 loses
+/// all digits.
 void morse_penrose_solve(const double* a, int nr, int nc, double* x, const double* b, bool verbose);
 
 }  // namespace s_solver

@@ -11,8 +11,6 @@
 #include "listio/plain_stop.hpp"
 
 namespace s_solver {
-namespace {}  // namespace
-
 void read_data_from_file(std::string_view file_name, int read_mode, int& nf, double& fmin, double& fmax,
                          std::complex<double>* s, std::complex<double>* f) {
   FreeFormatReader reader(file_name);

@@ -16,8 +16,9 @@ inline constexpr int count_and_store = 2;
 ///              keep in count_only; a NaN frequency does not take part
 /// s, f   out   nf sample points j 2 pi frequency and values, in file order; not touched in count_only
 /// An incomplete sample at the end of the file is left out. Prints "Error opening file:" and the name and
-/// stops the program (plain stop) when the file cannot be opened. Throws IoError for anything that is
-/// not a number, and when the file holds more samples than there is room for.
+/// stops the program (plain stop) when the file cannot be opened. Throws IoError for anything that
+/// FreeFormatReader does not take for real numbers, and when the file holds more samples than there is room
+/// for.
 void read_data_from_file(std::string_view file_name, int read_mode, int& nf, double& fmin, double& fmax,
                          std::complex<double>* s, std::complex<double>* f);
 
