@@ -139,18 +139,28 @@ TEST(PoleUnknowns, give_the_columns_the_meaning_of_residues) {
   EXPECT_LE(std::abs(model - columns), 16 * eps);  // about a dozen roundings of numbers below 1
 }
 
-TEST(SolveLeastSquares, uses_the_solver_that_is_asked_for) {
+TEST(SolveLeastSquares, uses_the_solver_that_is_asked_for_and_shows_system_and_solution) {
   Matrix a(3, 2, {1, 0, 0, 1, 1, 1});
   const std::vector<double> b{1, 1, 0};
   for (const bool svd : {false, true}) {
     const std::string name = svd ? "svd_solve" : "morse_penrose_solve";
     std::vector<double> x(2);
-    EXPECT_EQ(records_of([&] { solve_least_squares(svd, view_of(a), x.data(), b.data(), true); }),
-              (std::vector<std::string>{" CALLING " + name, " CALLED " + name}));
+    const auto solve = [&](bool verbose) {
+      return records_of(
+          [&] { solve_least_squares("the system", svd, view_of(a), x.data(), b.data(), verbose); });
+    };
+    auto expected = std::vector<std::string>{" the system"};
+    for (const std::string& row : records_of([&] { trace_rows(view_of(a)); })) {
+      expected.push_back(row);
+    }
+    const auto records = solve(true);
+    expected.insert(expected.end(), {" CALLING " + name, " CALLED " + name, " Solution vector xr:",
+                                     free_format_record(1, x[0]), free_format_record(2, x[1])});
+    EXPECT_EQ(records, expected);
     for (const double value : x) {
       EXPECT_NEAR(value, 1.0 / 3.0, 8 * eps) << name;  // a handful of roundings
     }
-    EXPECT_TRUE(records_of([&] { solve_least_squares(svd, view_of(a), x.data(), b.data(), false); }).empty());
+    EXPECT_TRUE(solve(false).empty());
   }
 }
 

@@ -37,16 +37,9 @@ void calculate_residues(int order, const std::complex<double>* a, const std::com
   const MatrixView<double> system = armat.view();
   fill_model_columns(order, a, pole_type.data(), nf, s, use_const, use_sterm, system);
   stack_parts(nf, f, br.data());
-  if (verbose) {
-    print_record("A matrix, nrows=nf, ncols=order+2");
-    trace_rows(system);
-  }
 
-  solve_least_squares(use_svd_invert, system, xr.data(), br.data(), verbose);
-  if (verbose) {
-    print_record("Solution vector xr:");
-    trace_elements(nc, xr.data());
-  }
+  solve_least_squares("A matrix, nrows=nf, ncols=order+2", use_svd_invert, system, xr.data(), br.data(),
+                      verbose);
 
   recombine_pole_unknowns(order, pole_type.data(), xr.data(), x.data());
   std::copy(xr.data() + poles, xr.data() + nc, x.data() + poles);
@@ -60,10 +53,7 @@ void calculate_residues(int order, const std::complex<double>* a, const std::com
   d = use_const != 0 ? x[p++].real() : 0.0;
   h = use_sterm != 0 ? x[p].real() : 0.0;
   if (verbose) {
-    print_record("c vector");
-    trace_elements(order, c);
-    print_record("d=", d);
-    print_record("h=", h);
+    trace_model(order, c, d, h);
   }
 }
 

@@ -81,20 +81,20 @@ void stack_parts(int nf, const std::complex<double>* values, double* stacked) {
   }
 }
 
-void solve_least_squares(bool use_svd_invert, const MatrixView<double>& armat, double* xr, const double* br,
-                         bool verbose) {
+void solve_least_squares(std::string_view caption, bool use_svd_invert, const MatrixView<double>& armat,
+                         double* xr, const double* br, bool verbose) {
   const auto nr = static_cast<int>(armat.rows());
   const auto nc = static_cast<int>(armat.columns());
-  if (use_svd_invert) {
-    if (verbose) {
-      print_record("CALLING svd_solve");
-    }
-    svd_solve(armat.data(), nr, nc, xr, br, verbose);
-  } else {
-    if (verbose) {
-      print_record("CALLING morse_penrose_solve");
-    }
-    morse_penrose_solve(armat.data(), nr, nc, xr, br, verbose);
+  if (verbose) {
+    print_record(caption);
+    trace_rows(armat);
+    print_record(use_svd_invert ? "CALLING svd_solve" : "CALLING morse_penrose_solve");
+  }
+  const auto solve = use_svd_invert ? svd_solve : morse_penrose_solve;
+  solve(armat.data(), nr, nc, xr, br, verbose);
+  if (verbose) {
+    print_record("Solution vector xr:");
+    trace_elements(nc, xr);
   }
 }
 
@@ -130,6 +130,13 @@ void trace_elements(int count, const Value* values) {
   for (int i = 0; i < count; ++i) {
     print_record(i + 1, values[i]);
   }
+}
+
+void trace_model(int order, const std::complex<double>* c, double d, double h) {
+  print_record("c vector");
+  trace_elements(order, c);
+  print_record("d=", d);
+  print_record("h=", h);
 }
 
 template void trace_elements(int count, const double* values);

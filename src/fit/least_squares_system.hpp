@@ -31,9 +31,10 @@ int fill_model_columns(int order, const std::complex<double>* a, const int* pole
 /// stacked(k) = Re values(k), stacked(nf + k) = Im values(k), for nf values.
 void stack_parts(int nf, const std::complex<double>* values, double* stacked);
 
-/// Solves armat xr ~ br with the chosen solver, announced first with `verbose`.
-void solve_least_squares(bool use_svd_invert, const MatrixView<double>& armat, double* xr, const double* br,
-                         bool verbose);
+/// Solves armat xr ~ br with the chosen solver. With `verbose` it shows the system under its caption, names
+/// the solver, and shows the solution.
+void solve_least_squares(std::string_view caption, bool use_svd_invert, const MatrixView<double>& armat,
+                         double* xr, const double* br, bool verbose);
 
 /// x(i) for i = 1..order from the real unknowns of the pole columns: xr(i) for a real pole,
 /// xr(i) + j xr(i + 1) for a leader, and the exact conjugate of that for its follower.
@@ -45,6 +46,9 @@ void trace_rows(const MatrixView<double>& matrix);
 /// Writes one record per element: its number, then its value.
 template <class Value>
 void trace_elements(int count, const Value* values);
+
+/// Writes the residues, then the constant and the proportional term.
+void trace_model(int order, const std::complex<double>* c, double d, double h);
 
 extern template void trace_elements(int count, const double* values);
 extern template void trace_elements(int count, const std::complex<double>* values);

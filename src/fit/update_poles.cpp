@@ -100,16 +100,9 @@ void update_poles(int order, const std::complex<double>* a, std::complex<double>
     fill_weighted_column(nf, f, system.column(i), system.column(model_columns + i));
   }
   stack_parts(nf, f, br.data());
-  if (verbose) {
-    print_record("A matrix, nrows=nf, ncols=2*order+2");
-    trace_rows(system);
-  }
 
-  solve_least_squares(use_svd_invert, system, xr.data(), br.data(), verbose);
-  if (verbose) {
-    print_record("Solution vector xr:");
-    trace_elements(nc, xr.data());
-  }
+  solve_least_squares("A matrix, nrows=nf, ncols=2*order+2", use_svd_invert, system, xr.data(), br.data(),
+                      verbose);
 
   recombine_pole_unknowns(order, pole_type.data(), xr.data(), x.data());
   std::copy(xr.data() + poles, xr.data() + model_columns, x.data() + poles);
@@ -125,10 +118,7 @@ void update_poles(int order, const std::complex<double>* a, std::complex<double>
   h = use_sterm != 0 ? x[p++].real() : 0.0;
   std::copy_n(x.data() + p, poles, c_hat);
   if (verbose) {
-    print_record("c vector");
-    trace_elements(order, c);
-    print_record("d=", d);
-    print_record("h=", h);
+    trace_model(order, c, d, h);
     print_record("c_hat vector");
     trace_elements(order, c_hat);
   }
