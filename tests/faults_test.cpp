@@ -1,7 +1,11 @@
 /// Whole runs in bad surroundings: which message, which exit status, which files are left alone.
 
+#include <linux/capability.h>
+#include <sys/mount.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <termios.h>
 
 #include <cstdlib>
 #include <functional>
@@ -28,9 +32,10 @@ class Faults : public InOwnDirectory {
     write_data("f_data.out", earlier_content);
   }
 
-  int run(const std::function<void()>& surroundings = [] {}) {
-    return run_program(std::filesystem::path(S_SOLVER_PROGRAM_FOLDER) / "S_Solver", {"noconst", "nosterm"},
-                       ".", surroundings);
+  static int run(
+      const std::function<void()>& surroundings = [] {}, const std::string& program = "S_Solver") {
+    return run_program(std::filesystem::path(S_SOLVER_PROGRAM_FOLDER) / program, {"noconst", "nosterm"}, ".",
+                       surroundings);
   }
   static std::string output() { return content_of("stdout"); }
   static std::string errors() { return content_of("stderr"); }
@@ -60,6 +65,48 @@ class Faults : public InOwnDirectory {
     EXPECT_EQ(errors(), "");
     expect_results_untouched();
   }
+};
+
+/// The exit status of a run whose surroundings this system does not allow.
+constexpr int not_allowed_here = 125;
+
+/// From the next program on, root too needs the permission of a file to use it.
+void obey_permissions() {
+  for (const int privilege : {CAP_DAC_OVERRIDE, CAP_DAC_READ_SEARCH}) {
+    if (geteuid() == 0 && prctl(PR_CAPBSET_DROP, privilege) != 0) {
+      _exit(not_allowed_here);
+    }
+  }
+}
+
+/// A file that holds something else each time it is read to its end: the line of a terminal, on which an end
+/// of file is typed behind each content.
+class ChangingFile {
+ public:
+  explicit ChangingFile(std::initializer_list<std::string_view> contents)
+      : keyboard_(posix_openpt(O_RDWR | O_NOCTTY)) {
+    if (keyboard_ < 0 || grantpt(keyboard_) != 0 || unlockpt(keyboard_) != 0) {
+      return;
+    }
+    // Held open here too: the last one to close a terminal throws away what was typed.
+    terminal_ = open(ptsname(keyboard_), O_RDWR | O_NOCTTY);
+    for (const std::string_view content : contents) {
+      const std::string typed = std::string(content) + '\4';
+      EXPECT_EQ(write(keyboard_, typed.data(), typed.size()), static_cast<ssize_t>(typed.size()));
+    }
+  }
+  ChangingFile(const ChangingFile&) = delete;
+  ChangingFile& operator=(const ChangingFile&) = delete;
+  ~ChangingFile() {
+    close(terminal_);
+    close(keyboard_);
+  }
+  bool exists() const { return terminal_ >= 0; }
+  std::string name() const { return ptsname(keyboard_); }
+
+ private:
+  int keyboard_;
+  int terminal_ = -1;
 };
 
 TEST_F(Faults, none_and_the_run_is_completed) {
@@ -93,11 +140,44 @@ TEST_F(Faults, a_missing_data_directory_is_a_missing_sample_file) {
 }
 
 TEST_F(Faults, an_unreadable_sample_file_cannot_be_opened) {
-  if (geteuid() == 0) {
-    GTEST_SKIP() << "root reads every file";
-  }
   std::filesystem::permissions(data("f_data.in"), std::filesystem::perms::none);
-  expect_no_sample_file(run());
+  const int status = run(obey_permissions);
+  if (status == not_allowed_here) {
+    GTEST_SKIP() << "root reads every file here";
+  }
+  expect_no_sample_file(status);
+}
+
+TEST_F(Faults, a_number_cut_off_by_the_end_of_the_file_is_refused) {
+  write_data("f_data.in", "1 0.046 -0.144\n2 0.0124 -0.0777\n3 0.0056 -5.25e-");
+  expect_error(run(), "record 3, item 3: found \"-5.25e-\", expected a real number");
+  expect_results_untouched();
+}
+
+TEST_F(Faults, a_sample_file_that_grows_between_the_two_readings_is_an_input_error) {
+  const ChangingFile file{samples, std::string(samples) + "4 0.0031 -0.0396\n"};
+  if (!file.exists()) {
+    GTEST_SKIP() << "no terminals here";
+  }
+  remove("f_data.in");
+  std::filesystem::create_symlink(file.name(), data("f_data.in"));
+  expect_error(run([] { alarm(60); }),
+               "..\\tmp_S_Par\\f_data.in, record 4: found more samples than were counted, the file changed "
+               "while it was being read, expected 3 samples");
+  expect_results_untouched();
+}
+
+TEST_F(Faults, a_sample_file_that_shrinks_between_the_two_readings_is_fitted_as_it_is_then) {
+  const ChangingFile file{samples, samples.substr(0, samples.find("3 "))};
+  if (!file.exists()) {
+    GTEST_SKIP() << "no terminals here";
+  }
+  remove("f_data.in");
+  std::filesystem::create_symlink(file.name(), data("f_data.in"));
+  EXPECT_EQ(run([] { alarm(60); }), 0);
+  EXPECT_EQ(words_of(lines_of(output()).at(1)).back(), "2");
+  EXPECT_EQ(words_of(lines_of(output()).at(2)), (std::vector<std::string>{"fmin=", "1", "fmax=", "2"}));
+  EXPECT_EQ(lines_of(content_of(data("f_data.out"))).size(), 4U);
 }
 
 TEST_F(Faults, a_sample_file_that_fails_while_it_is_read_is_an_input_error) {
@@ -194,6 +274,49 @@ TEST_F(Faults, a_result_file_that_cannot_be_created_is_an_output_error) {
   expect_error(run(), "..\\tmp_S_Par\\Tarn.coe: found the system error \"Is a directory\"");
   EXPECT_EQ(content_of(data("f_data.out")), earlier_content);
   expect_input_untouched();
+}
+
+TEST_F(Faults, a_result_file_without_permission_to_write_is_an_output_error) {
+  for (const char* const name : {"Tarn.coe", "f_data.out"}) {
+    SCOPED_TRACE(name);
+    std::filesystem::permissions(data(name), std::filesystem::perms::owner_read);
+    const int status = run(obey_permissions);
+    if (status == not_allowed_here) {
+      GTEST_SKIP() << "root writes every file here";
+    }
+    expect_error(status,
+                 std::string("..\\tmp_S_Par\\") + name + ": found the system error \"Permission denied\"");
+    EXPECT_EQ(content_of(data(name)), earlier_content);
+    std::filesystem::permissions(data(name), std::filesystem::perms::owner_all);
+  }
+  expect_input_untouched();
+}
+
+TEST_F(Faults, a_missing_result_directory_is_an_output_error) {
+  std::filesystem::remove_all(data("").parent_path());
+  expect_error(run([] {}, "S_Solver_set1"),
+               "..\\tmp_S_Par\\Tarn.coe: found the system error \"No such file or directory\"");
+}
+
+TEST_F(Faults, a_disk_that_fills_up_while_a_result_is_written_is_an_output_error) {
+  std::string many;
+  for (int k = 1; k <= 100; ++k) {
+    many += std::to_string(k) + " 1 0\n";
+  }
+  const int status = run([&] {
+    // Four pages: one a file, and none for the second page of the plot file.
+    const std::string disk = data("").parent_path();
+    if (unshare(CLONE_NEWNS) != 0 || mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+        mount("tmpfs", disk.c_str(), "tmpfs", 0, "size=16k") != 0) {
+      _exit(not_allowed_here);
+    }
+    write_data("f_data.in", many);
+    write_data("f_data.ini", "0\n0\n");
+  });
+  if (status == not_allowed_here) {
+    GTEST_SKIP() << "only root mounts a disk";
+  }
+  expect_error(status, "..\\tmp_S_Par\\f_data.out: found the system error \"No space left on device\"");
 }
 
 TEST_F(Faults, a_limit_on_the_size_of_files_is_an_output_error) {

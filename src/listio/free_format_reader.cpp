@@ -185,7 +185,7 @@ bool FreeFormatReader::refill() {
     throw system_io_error(name_, errno, "a file that can be read", record_);
   }
   end_ += count;
-  exhausted_ = count == 0;
+  exhausted_ = count < room;
   return count > 0;
 }
 
