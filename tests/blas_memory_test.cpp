@@ -9,7 +9,7 @@
 #include <fstream>
 
 #include "dmatrix/memory_error.hpp"
-#include "dmatrix/morse_penrose_solve.hpp"
+#include "dmatrix/svd_solve.hpp"
 #include "support.hpp"
 
 namespace s_solver {
@@ -34,7 +34,7 @@ constexpr int refused = 7;
   const std::array<double, 2> a{1.0, 2.0};
   double x = 0.0;
   try {
-    morse_penrose_solve(a.data(), 2, 1, &x, a.data(), false);
+    svd_solve(a.data(), 2, 1, &x, a.data(), false);
   } catch (const MemoryError&) {
     std::_Exit(refused);
   }

@@ -264,7 +264,8 @@ TEST(FitProperties, relocated_poles_of_exact_samples_are_the_poles_of_the_model)
     const std::vector<double> moves = permitted_moves(problem, options, fit);
     expect_same_poles(fit.model.a, moves, problem.model.a, std::vector<double>(moves.size()), worst);
     // So that each has one of its own.
-    const double distance = 9.0 / static_cast<double>(problem.a.size() / 2);
+    const std::size_t pairs = problem.a.size() / 2;
+    const double distance = 9.0 / static_cast<double>(pairs);
     EXPECT_LT(*std::max_element(moves.begin(), moves.end()), 0.1 * distance);
   });
 }

@@ -45,9 +45,11 @@ TEST(StackedRows, are_two_per_sample) {
 TEST(SystemSizes, beyond_32_bits_are_memory_errors) {
   EXPECT_THROW(stacked_rows(largest / 2 + 1), MemoryError);
   EXPECT_THROW(stacked_rows(largest), MemoryError);
-  EXPECT_EQ(checked_columns(largest), largest);
-  EXPECT_THROW(checked_columns(std::int64_t{largest} + 1), MemoryError);
-  EXPECT_THROW(checked_columns(std::int64_t{1} << 32), MemoryError);
+  EXPECT_EQ(system_columns(largest, 0, 0, false), largest);
+  EXPECT_THROW(system_columns(largest, 1, 0, false), MemoryError);
+  EXPECT_THROW(system_columns(largest, 0, 1, false), MemoryError);
+  EXPECT_THROW(system_columns(largest / 2 + 1, 0, 0, true), MemoryError);
+  EXPECT_THROW(system_columns(largest, 1, 1, true), MemoryError);
 }
 
 TEST(ModelColumns, hold_a_real_pole_a_pair_the_constant_and_s_in_this_order) {
@@ -139,15 +141,77 @@ TEST(PoleUnknowns, give_the_columns_the_meaning_of_residues) {
   EXPECT_LE(std::abs(model - columns), 16 * eps);  // about a dozen roundings of numbers below 1
 }
 
+TEST(SystemColumns, are_counted_for_poles_terms_and_weights) {
+  EXPECT_EQ(system_columns(3, 0, 0, false), 3);
+  EXPECT_EQ(system_columns(3, -1, 2, false), 5);
+  EXPECT_EQ(system_columns(3, 1, 0, true), 7);
+  EXPECT_EQ(system_columns(-3, 1, 1, true), 2);
+}
+
+/// A small system: one pole pair, a real pole and both terms, weighted.
+struct Example {
+  std::vector<Complex> a{{-2, 3}, {-2, -3}, -4.0};
+  std::vector<int> types{pair_leader, pair_follower, real_pole};
+  std::vector<Complex> s = imaginary_points(600, 0.5, 9.0);
+  std::vector<Complex> f = RationalFunction{{{-1, 4}, {-1, -4}}, {{1, 1}, {1, -1}}, 0.5, 0.25}.at(s);
+  SampleSystem system{3, a.data(), types.data(), 600, f.data(), s.data(), 1, 1, true};
+};
+
+TEST(SampleSystem, has_weighted_columns_of_minus_f_times_the_columns_of_the_poles) {
+  const Example example;
+  ASSERT_EQ(example.system.rows(), 1200);
+  ASSERT_EQ(example.system.columns(), 8);
+  Matrix armat(1200, 8);
+  std::vector<double> br(1200);
+  example.system.make_rows(0, 1200, view_of(armat), br.data());
+  Matrix model(1200, 5);
+  fill_model_columns(3, example.a.data(), example.types.data(), 600, example.s.data(), 1, 1, view_of(model));
+  EXPECT_EQ(armat.leading(1200, 5), model);
+  for (int k = 0; k < 600; ++k) {
+    const Complex f = example.f[static_cast<std::size_t>(k)];
+    EXPECT_EQ(Complex(br[static_cast<std::size_t>(k)], br[static_cast<std::size_t>(600 + k)]), f);
+    for (int i = 0; i < 3; ++i) {
+      EXPECT_EQ(column_of(armat, 5 + i)[static_cast<std::size_t>(k)],
+                -f * column_of(model, i)[static_cast<std::size_t>(k)]);
+    }
+  }
+}
+
+TEST(SampleSystem, makes_the_same_rows_in_blocks_of_any_size) {
+  const Example example;
+  Matrix whole(1200, 8);
+  std::vector<double> br(1200);
+  example.system.make_rows(0, 1200, view_of(whole), br.data());
+  for (const int count : {2, 16, 48, 400, 512, 600}) {
+    for (int first = 0; first < 1200; first += count) {
+      const int rows = std::min(count, 1200 - first);
+      Matrix block(rows, 8);
+      std::vector<double> block_br(static_cast<std::size_t>(rows));
+      example.system.make_rows(first, rows, view_of(block), block_br.data());
+      for (int k = 0; k < rows / 2; ++k) {
+        for (int q = 0; q < 8; ++q) {
+          ASSERT_EQ(block(k, q), whole(first / 2 + k, q)) << count;
+          ASSERT_EQ(block(rows / 2 + k, q), whole(600 + first / 2 + k, q)) << count;
+        }
+        ASSERT_EQ(block_br[static_cast<std::size_t>(k)], br[static_cast<std::size_t>(first / 2 + k)]);
+        ASSERT_EQ(block_br[static_cast<std::size_t>(rows / 2 + k)],
+                  br[static_cast<std::size_t>(600 + first / 2 + k)]);
+      }
+    }
+  }
+}
+
 TEST(SolveLeastSquares, uses_the_solver_that_is_asked_for_and_shows_system_and_solution) {
-  Matrix a(3, 2, {1, 0, 0, 1, 1, 1});
-  const std::vector<double> b{1, 1, 0};
+  // Three samples of 2 + 1.5 s, fitted by d + h s.
+  const std::vector<Complex> s = imaginary_points(3, 1.0, 3.0);
+  const std::vector<Complex> f = RationalFunction{{}, {}, 2.0, 1.5}.at(s);
+  const SampleSystem system(0, nullptr, nullptr, 3, f.data(), s.data(), 1, 1, false);
+  Matrix a(6, 2, {1, 0, 1, 0, 1, 0, 0, 1, 0, 2, 0, 3});
   for (const bool svd : {false, true}) {
     const std::string name = svd ? "svd_solve" : "morse_penrose_solve";
     std::vector<double> x(2);
     const auto solve = [&](bool verbose) {
-      return records_of(
-          [&] { solve_least_squares("the system", svd, view_of(a), x.data(), b.data(), verbose); });
+      return records_of([&] { solve_least_squares("the system", svd, system, x.data(), verbose); });
     };
     auto expected = std::vector<std::string>{" the system"};
     for (const std::string& row : records_of([&] { trace_rows(view_of(a)); })) {
@@ -157,9 +221,8 @@ TEST(SolveLeastSquares, uses_the_solver_that_is_asked_for_and_shows_system_and_s
     expected.insert(expected.end(), {" CALLING " + name, " CALLED " + name, " Solution vector xr:",
                                      free_format_record(1, x[0]), free_format_record(2, x[1])});
     EXPECT_EQ(records, expected);
-    for (const double value : x) {
-      EXPECT_NEAR(value, 1.0 / 3.0, 8 * eps) << name;  // a handful of roundings
-    }
+    EXPECT_NEAR(x[0], 2.0, 16 * eps) << name;  // a handful of roundings
+    EXPECT_NEAR(x[1], 1.5, 16 * eps) << name;
     EXPECT_TRUE(solve(false).empty());
   }
 }

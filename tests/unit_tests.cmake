@@ -2,7 +2,7 @@ foreach(unit
     # listio
     console edit_format file_name free_format_reader free_format_writer io_error number_text output_file system_memory
     # dmatrix
-    blas_memory deig dinvert_gauss_jordan memory_error morse_penrose_solve products svd_solve working_array
+    blas_memory block_products deig dinvert_gauss_jordan memory_error morse_penrose_solve products svd_solve working_array
     # output
     write_coefficients write_data_to_plot
     # fit

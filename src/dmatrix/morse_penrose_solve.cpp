@@ -1,11 +1,9 @@
 #include "dmatrix/morse_penrose_solve.hpp"
 
-#include <cblas.h>
-
 #include <algorithm>
 #include <cstdint>
 
-#include "dmatrix/blas_memory.hpp"
+#include "dmatrix/block_products.hpp"
 #include "dmatrix/dinvert_gauss_jordan.hpp"
 #include "dmatrix/working_array.hpp"
 #include "listio/console.hpp"
@@ -14,45 +12,116 @@
 namespace s_solver {
 namespace {
 
-/// Rows of A per block of the left inverse: a block of 40 columns then fits the second-level cache.
-constexpr int rows_per_block = 1024;
+// A quarter of a megabyte a block, to stay in the second-level cache; but not so few rows that the work for
+// each block is felt, and not more than it takes to make that work small.
+constexpr std::int64_t block_elements = 32768;
+constexpr std::int64_t fewest_rows = 256;
+constexpr std::int64_t most_rows = 512;
+// Columns begin a cache line apart in their sets; a power of two between them would put all into the same.
+constexpr std::int64_t gap = 8;
 
-/// A^T A, nc x nc.
-void form_normal_matrix(const double* a, int nr, int nc, double* normal) {
-  cblas_dgemm(CblasColMajor, CblasTrans, CblasNoTrans, nc, nc, nr, 1.0, a, nr, a, nr, 0.0, normal, nc);
-}
+constexpr std::int64_t rounded_up(std::int64_t size, int step) { return (size + step - 1) / step * step; }
 
-/// x = P b with the left inverse P = (A^T A)^-1 A^T, which is formed and used up in blocks of rows of A.
-void apply_left_inverse(const double* inverse, const double* a, int nr, int nc, double* x, const double* b) {
-  WorkingMatrix left_inverse("left_inverse", nc, std::min(nr, rows_per_block));
-  std::fill_n(x, nc, 0.0);
-  for (std::int64_t first = 0; first < nr; first += rows_per_block) {
-    const int rows = static_cast<int>(std::min<std::int64_t>(rows_per_block, nr - first));
-    cblas_dgemm(CblasColMajor, CblasNoTrans, CblasTrans, nc, rows, nc, 1.0, inverse, nc, a + first, nr, 0.0,
-                left_inverse.data(), nc);
-    cblas_dgemv(CblasColMajor, CblasNoTrans, nc, rows, 1.0, left_inverse.data(), nc, b + first, 1, 1.0, x, 1);
+/// A stored matrix and its right-hand side as a system.
+class StoredSystem final : public TallSystem {
+ public:
+  StoredSystem(const double* a, int nr, int nc, const double* b) : a_(a, nr, nc, std::max(1, nr)), b_(b) {}
+  int rows() const override { return static_cast<int>(a_.rows()); }
+  int columns() const override { return static_cast<int>(a_.columns()); }
+  void make_rows(int first, int count, const MatrixView<double>& a, double* b) const override {
+    for (std::int64_t j = 0; j < a_.columns(); ++j) {
+      std::copy_n(a_.column(j) + first, count, a.column(j));
+    }
+    std::copy_n(b_ + first, count, b);
   }
-}
+
+ private:
+  MatrixView<const double> a_;
+  const double* b_;
+};
+
+/// The rows of a system, one block after the other, filled up with zeros to what the products want.
+class Blocks {
+ public:
+  explicit Blocks(const TallSystem& system)
+      : system_(system),
+        capacity_(
+            std::clamp(block_elements / system.columns() / row_step * row_step, fewest_rows, most_rows)),
+        a_("block", capacity_ + gap, system.columns()),
+        b_("right_hand_side", capacity_) {}
+
+  /// Calls use(a, b) for each block.
+  template <class Use>
+  void for_each(const Use& use) {
+    for (std::int64_t first = 0; first < system_.rows(); first += capacity_) {
+      const std::int64_t count = std::min(capacity_, system_.rows() - first);
+      const std::int64_t rows = rounded_up(count, row_step);
+      const MatrixView<double> a(a_.data(), count, system_.columns(), rows + gap);
+      system_.make_rows(static_cast<int>(first), static_cast<int>(count), a, b_.data());
+      for (std::int64_t j = 0; j < a.columns(); ++j) {
+        std::fill(a.column(j) + count, a.column(j) + rows, 0.0);
+      }
+      std::fill(b_.data() + count, b_.data() + rows, 0.0);
+      use(MatrixView<const double>(a.data(), rows, a.columns(), a.leading_dimension()), b_.data());
+    }
+  }
+
+  std::int64_t capacity() const { return capacity_; }
+
+ private:
+  const TallSystem& system_;
+  std::int64_t capacity_;
+  WorkingMatrix a_;
+  WorkingArray<double> b_;
+};
 
 }  // namespace
 
 void morse_penrose_solve(const double* a, int nr, int nc, double* x, const double* b, bool verbose) {
-  WorkingMatrix normal("normal", nc, nc);
-  WorkingMatrix inverse("inverse", nc, nc);
+  morse_penrose_solve(StoredSystem(a, nr, nc, b), x, verbose);
+}
+
+void morse_penrose_solve(const TallSystem& system, double* x, bool verbose) {
+  const int nc = system.columns();
+  const std::int64_t size = rounded_up(nc, column_step);
+  WorkingMatrix normal_matrix("normal", size, size);
+  WorkingMatrix inverse_matrix("inverse", size, size);
   if (verbose) {
     print_record("CALLED morse_penrose_solve");
   }
-  if (nr < nc) {
+  if (system.rows() < nc) {
     print_record("Error in morse_penrose_solve, nr < nc");
     plain_stop();
   }
   if (nc == 0) {
     return;
   }
-  ensure_blas_memory();
-  form_normal_matrix(a, nr, nc, normal.data());
-  dinvert_gauss_jordan(normal.data(), nc, inverse.data(), nc);
-  apply_left_inverse(inverse.data(), a, nr, nc, x, b);
+  Blocks blocks(system);
+  const VectorUnit unit = widest_vector_unit();
+
+  WorkingArray<double> packed("packed", blocks.capacity() * size);
+  normal_matrix.fill(0.0);
+  const MatrixView<double> normal = normal_matrix.view();
+  blocks.for_each([&](const MatrixView<const double>& a, const double*) {
+    add_gram_matrix(a, normal, packed.data(), unit);
+  });
+  for (std::int64_t j = 0; j < size; ++j) {
+    for (std::int64_t i = 0; i < j; ++i) {
+      normal(i, j) = normal(j, i);
+    }
+  }
+
+  inverse_matrix.fill(0.0);
+  dinvert_gauss_jordan(normal_matrix.data(), nc, inverse_matrix.data(), static_cast<int>(size));
+
+  const MatrixView<const double> inverse(inverse_matrix.data(), rounded_up(nc, left_inverse_rows), nc, size);
+  WorkingArray<double> left_inverse("left_inverse", left_inverse_rows * blocks.capacity());
+  WorkingArray<double> solution("solution", inverse.rows());
+  solution.fill(0.0);
+  blocks.for_each([&](const MatrixView<const double>& a, const double* b) {
+    add_left_inverse_product(inverse, a, b, solution.data(), left_inverse.data(), unit);
+  });
+  std::copy_n(solution.data(), nc, x);
 }
 
 }  // namespace s_solver

@@ -1,10 +1,13 @@
 /// Least squares through the normal equations.
 #pragma once
 
+#include "dmatrix/tall_system.hpp"
+
 namespace s_solver {
 
 /// Least-squares solution of an overdetermined real system through the normal equations,
-///   x = (A^T A)^-1 A^T b.
+///   x = (A^T A)^-1 A^T b,
+/// with the left inverse (A^T A)^-1 A^T formed before it is applied to b.
 /// a   in   nr x nc, column-major, leading dimension nr; not changed
 /// x   out  nc values
 /// b   in   nr values, no overlap with x
@@ -13,5 +16,9 @@ namespace s_solver {
 /// `verbose` it announces itself first. Squares the condition number: a column basis with cond(A) > 1e8 loses
 /// all digits.
 void morse_penrose_solve(const double* a, int nr, int nc, double* x, const double* b, bool verbose);
+
+/// The same for a system that is not stored. Its rows are made twice, a few hundred at a time, so that memory
+/// grows with the square of the number of columns only.
+void morse_penrose_solve(const TallSystem& system, double* x, bool verbose);
 
 }  // namespace s_solver

@@ -27,7 +27,10 @@ class WorkingArray {
   /// `name` stands in the message when the memory cannot be had (MemoryError). Sizes below 0 count as 0.
   WorkingArray(std::string_view name, std::int64_t size) : size_(std::max<std::int64_t>(0, size)) {
     const std::int64_t bytes = checked_array_bytes(name, size_, sizeof(T));
-    memory_.reset(static_cast<T*>(std::malloc(static_cast<std::size_t>(std::max<std::int64_t>(1, bytes)))));
+    // Whole cache lines, so that no register of vectors is loaded from two of them.
+    constexpr std::int64_t line = 64;
+    const std::int64_t lines = std::max<std::int64_t>(1, bytes / line + (bytes % line != 0 ? 1 : 0));
+    memory_.reset(static_cast<T*>(std::aligned_alloc(line, static_cast<std::size_t>(lines * line))));
     if (!memory_) {
       throw MemoryError(name, size_, sizeof(T));
     }

@@ -1,9 +1,7 @@
 #include "fit/calculate_residues.hpp"
 
 #include <algorithm>
-#include <cstdint>
 
-#include "dmatrix/matrix_view.hpp"
 #include "dmatrix/working_array.hpp"
 #include "fit/least_squares_system.hpp"
 #include "fit/pole_types.hpp"
@@ -21,25 +19,18 @@ void calculate_residues(int order, const std::complex<double>* a, const std::com
     print_record("nf=", nf);
   }
   const int poles = std::max(0, order);
-  const int rows = stacked_rows(nf);
-  const int nc = checked_columns(std::int64_t{poles} + (use_const != 0 ? 1 : 0) + (use_sterm != 0 ? 1 : 0));
+  const int nc = system_columns(order, use_const, use_sterm, false);
   if (verbose) {
     print_record("Allocating memory: nr=", nf, " nc=", nc, " order=", order);
   }
   WorkingArray<int> pole_type("pole_type", poles);
   WorkingArray<std::complex<double>> x("x", nc);
-  WorkingMatrix armat("armat", rows, nc);
   WorkingArray<double> xr("xr", nc);
-  WorkingArray<double> br("br", rows);
+
+  const SampleSystem system(order, a, pole_type.data(), nf, f, s, use_const, use_sterm, false);
 
   classify_poles(order, a, pole_type.data(), verbose);
-
-  const MatrixView<double> system = armat.view();
-  fill_model_columns(order, a, pole_type.data(), nf, s, use_const, use_sterm, system);
-  stack_parts(nf, f, br.data());
-
-  solve_least_squares("A matrix, nrows=nf, ncols=order+2", use_svd_invert, system, xr.data(), br.data(),
-                      verbose);
+  solve_least_squares("A matrix, nrows=nf, ncols=order+2", use_svd_invert, system, xr.data(), verbose);
 
   recombine_pole_unknowns(order, pole_type.data(), xr.data(), x.data());
   std::copy(xr.data() + poles, xr.data() + nc, x.data() + poles);

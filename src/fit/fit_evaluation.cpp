@@ -1,22 +1,30 @@
 #include "fit/fit_evaluation.hpp"
 
+#include <algorithm>
 #include <cmath>
+#include <cstddef>
 
-#include "fit/complex_division.hpp"
+#include "fit/partial_fractions.hpp"
 
 namespace s_solver {
 
 void calculate_fit_function(int order, const std::complex<double>* a, const std::complex<double>* c, double d,
                             double h, int nf, std::complex<double>* f_fit, const std::complex<double>* s) {
-  for (int k = 0; k < nf; ++k) {
-    f_fit[k] = {h * s[k].real() + d, h * s[k].imag()};
-  }
-  // Poles outside, samples inside: each sample still adds its terms in the order of the poles.
-  for (int i = 0; i < order; ++i) {
-    for (int k = 0; k < nf; ++k) {
-      const std::complex<double> term =
-          smith_quotient(c[i], {s[k].real() - a[i].real(), s[k].imag() - a[i].imag()});
-      f_fit[k] = {f_fit[k].real() + term.real(), f_fit[k].imag() + term.imag()};
+  SampleParts points;
+  SampleParts fit;
+  for (int first = 0; first < nf; first += SampleParts::most) {
+    const int count = std::min(SampleParts::most, nf - first);
+    points.take(count, s + first);
+    for (std::size_t k = 0; k < static_cast<std::size_t>(count); ++k) {
+      fit.re[k] = h * points.re[k] + d;
+      fit.im[k] = h * points.im[k];
+    }
+    for (int i = 0; i < order; ++i) {
+      add_partial_fraction(a[i], c[i], count, points.re.data(), points.im.data(), fit.re.data(),
+                           fit.im.data());
+    }
+    for (std::size_t k = 0; k < static_cast<std::size_t>(count); ++k) {
+      f_fit[static_cast<std::size_t>(first) + k] = {fit.re[k], fit.im[k]};
     }
   }
 }

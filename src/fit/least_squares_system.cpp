@@ -1,13 +1,15 @@
 #include "fit/least_squares_system.hpp"
 
 #include <algorithm>
+#include <cstdint>
 #include <limits>
 #include <string>
 
 #include "dmatrix/memory_error.hpp"
 #include "dmatrix/morse_penrose_solve.hpp"
 #include "dmatrix/svd_solve.hpp"
-#include "fit/complex_division.hpp"
+#include "dmatrix/working_array.hpp"
+#include "fit/partial_fractions.hpp"
 #include "fit/pole_types.hpp"
 #include "listio/console.hpp"
 #include "listio/edit_format.hpp"
@@ -22,44 +24,41 @@ int checked_size(std::string_view array, std::int64_t size) {
   return static_cast<int>(size);
 }
 
-std::complex<double> reciprocal_difference(std::complex<double> s, std::complex<double> pole) {
-  return smith_quotient(1.0, {s.real() - pole.real(), s.imag() - pole.imag()});
-}
-
-void fill_real_pole_column(std::complex<double> pole, int nf, const std::complex<double>* s, double* column) {
-  for (int k = 0; k < nf; ++k) {
-    const std::complex<double> u = reciprocal_difference(s[k], pole);
-    column[k] = u.real();
-    column[nf + k] = u.imag();
+/// A system with all its rows, in the order in which they are shown.
+struct WholeSystem {
+  explicit WholeSystem(const TallSystem& system)
+      : armat("armat", system.rows(), system.columns()), br("br", system.rows()) {
+    system.make_rows(0, system.rows(), armat.view(), br.data());
   }
-}
-
-void fill_pair_columns(std::complex<double> leader, std::complex<double> follower, int nf,
-                       const std::complex<double>* s, double* leader_column, double* follower_column) {
-  for (int k = 0; k < nf; ++k) {
-    const std::complex<double> u = reciprocal_difference(s[k], leader);
-    const std::complex<double> v = reciprocal_difference(s[k], follower);
-    leader_column[k] = u.real() + v.real();
-    leader_column[nf + k] = u.imag() + v.imag();
-    follower_column[k] = v.imag() - u.imag();
-    follower_column[nf + k] = u.real() - v.real();
-  }
-}
+  WorkingMatrix armat;
+  WorkingArray<double> br;
+};
 
 }  // namespace
 
 int stacked_rows(int nf) { return checked_size("br", 2 * std::int64_t{nf}); }
 
-int checked_columns(std::int64_t columns) { return checked_size("xr", columns); }
+int system_columns(int order, int use_const, int use_sterm, bool weighted) {
+  const std::int64_t poles = std::max(0, order);
+  return checked_size("xr", (weighted ? 2 : 1) * poles + (use_const != 0 ? 1 : 0) + (use_sterm != 0 ? 1 : 0));
+}
 
 int fill_model_columns(int order, const std::complex<double>* a, const int* pole_type, int nf,
                        const std::complex<double>* s, int use_const, int use_sterm,
                        const MatrixView<double>& armat) {
-  for (int i = 0; i < order; ++i) {
-    if (pole_type[i] == real_pole) {
-      fill_real_pole_column(a[i], nf, s, armat.column(i));
-    } else if (pole_type[i] == pair_leader) {
-      fill_pair_columns(a[i], a[i + 1], nf, s, armat.column(i), armat.column(i + 1));
+  SampleParts points;
+  for (int first = 0; first < nf; first += SampleParts::most) {
+    const int count = std::min(SampleParts::most, nf - first);
+    points.take(count, s + first);
+    for (int i = 0; i < order; ++i) {
+      double* const column = armat.column(i) + first;
+      if (pole_type[i] == real_pole) {
+        fill_real_pole_column(a[i], count, points.re.data(), points.im.data(), column, column + nf);
+      } else if (pole_type[i] == pair_leader) {
+        double* const next = armat.column(i + 1) + first;
+        fill_pair_columns(a[i], a[i + 1], count, points.re.data(), points.im.data(), column, column + nf,
+                          next, next + nf);
+      }
     }
   }
   int columns = std::max(0, order);
@@ -81,20 +80,49 @@ void stack_parts(int nf, const std::complex<double>* values, double* stacked) {
   }
 }
 
-void solve_least_squares(std::string_view caption, bool use_svd_invert, const MatrixView<double>& armat,
-                         double* xr, const double* br, bool verbose) {
-  const auto nr = static_cast<int>(armat.rows());
-  const auto nc = static_cast<int>(armat.columns());
+SampleSystem::SampleSystem(int order, const std::complex<double>* a, const int* pole_type, int nf,
+                           const std::complex<double>* f, const std::complex<double>* s, int use_const,
+                           int use_sterm, bool weighted)
+    : order_(order),
+      a_(a),
+      pole_type_(pole_type),
+      f_(f),
+      s_(s),
+      use_const_(use_const),
+      use_sterm_(use_sterm),
+      weighted_(weighted),
+      rows_(stacked_rows(nf)),
+      columns_(system_columns(order, use_const, use_sterm, weighted)) {}
+
+void SampleSystem::make_rows(int first, int count, const MatrixView<double>& armat, double* br) const {
+  const int samples = count / 2;
+  stack_parts(samples, f_ + first / 2, br);
+  const int model_columns =
+      fill_model_columns(order_, a_, pole_type_, samples, s_ + first / 2, use_const_, use_sterm_, armat);
+  for (int i = 0; weighted_ && i < order_; ++i) {
+    const double* const phi = armat.column(i);
+    double* const column = armat.column(model_columns + i);
+    fill_weighted_column(samples, br, br + samples, phi, phi + samples, column, column + samples);
+  }
+}
+
+void solve_least_squares(std::string_view caption, bool use_svd_invert, const TallSystem& system, double* xr,
+                         bool verbose) {
   if (verbose) {
+    WholeSystem whole(system);
     print_record(caption);
-    trace_rows(armat);
+    trace_rows(whole.armat.view());
     print_record(use_svd_invert ? "CALLING svd_solve" : "CALLING morse_penrose_solve");
   }
-  const auto solve = use_svd_invert ? svd_solve : morse_penrose_solve;
-  solve(armat.data(), nr, nc, xr, br, verbose);
+  if (use_svd_invert) {
+    const WholeSystem whole(system);
+    svd_solve(whole.armat.data(), system.rows(), system.columns(), xr, whole.br.data(), verbose);
+  } else {
+    morse_penrose_solve(system, xr, verbose);
+  }
   if (verbose) {
     print_record("Solution vector xr:");
-    trace_elements(nc, xr);
+    trace_elements(system.columns(), xr);
   }
 }
 

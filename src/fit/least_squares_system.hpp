@@ -6,18 +6,19 @@
 #pragma once
 
 #include <complex>
-#include <cstdint>
 #include <string_view>
 
 #include "dmatrix/matrix_view.hpp"
+#include "dmatrix/tall_system.hpp"
 
 namespace s_solver {
 
 /// The number of stacked rows of nf samples, 2 nf. Throws MemoryError beyond 32 bits.
 int stacked_rows(int nf);
 
-/// `columns` as a size of 32 bits. Throws MemoryError beyond.
-int checked_columns(std::int64_t columns);
+/// The number of columns: one per pole (order below 0 counts as none), one for the constant, one for the
+/// proportional term, and, if `weighted`, one more per pole. Throws MemoryError beyond 32 bits.
+int system_columns(int order, int use_const, int use_sterm, bool weighted);
 
 /// Fills the columns that every model has: from column 0 on, one per pole, then 1 if use_const, then s if
 /// use_sterm; returns their number. A real pole's column is 1/(s - a); a leader a and its
@@ -31,10 +32,38 @@ int fill_model_columns(int order, const std::complex<double>* a, const int* pole
 /// stacked(k) = Re values(k), stacked(nf + k) = Im values(k), for nf values.
 void stack_parts(int nf, const std::complex<double>* values, double* stacked);
 
-/// Solves armat xr ~ br with the chosen solver. With `verbose` it shows the system under its caption, names
-/// the solver, and shows the solution.
-void solve_least_squares(std::string_view caption, bool use_svd_invert, const MatrixView<double>& armat,
-                         double* xr, const double* br, bool verbose);
+/// The system of one half of an iteration: the model's columns and, for the relocation, the weighted ones,
+/// which are -f times the columns of the poles. A block of rows holds the stacked rows of consecutive
+/// samples.
+class SampleSystem final : public TallSystem {
+ public:
+  /// order, a, pole_type ... use_sterm   as for fill_model_columns; they and f must outlive the system
+  /// weighted                            whether the weighted columns belong to it
+  SampleSystem(int order, const std::complex<double>* a, const int* pole_type, int nf,
+               const std::complex<double>* f, const std::complex<double>* s, int use_const, int use_sterm,
+               bool weighted);
+
+  int rows() const override { return rows_; }
+  int columns() const override { return columns_; }
+  void make_rows(int first, int count, const MatrixView<double>& armat, double* br) const override;
+
+ private:
+  int order_;
+  const std::complex<double>* a_;
+  const int* pole_type_;
+  const std::complex<double>* f_;
+  const std::complex<double>* s_;
+  int use_const_;
+  int use_sterm_;
+  bool weighted_;
+  int rows_;
+  int columns_;
+};
+
+/// Solves the system with the chosen solver. With `verbose` it shows the system under its caption, names the
+/// solver, and shows the solution. Only the trace and svd_solve need the matrix as a whole.
+void solve_least_squares(std::string_view caption, bool use_svd_invert, const TallSystem& system, double* xr,
+                         bool verbose);
 
 /// x(i) for i = 1..order from the real unknowns of the pole columns: xr(i) for a real pole,
 /// xr(i) + j xr(i + 1) for a leader, and the exact conjugate of that for its follower.

@@ -1,7 +1,6 @@
 #include "fit/update_poles.hpp"
 
 #include <algorithm>
-#include <cstdint>
 
 #include "dmatrix/deig.hpp"
 #include "dmatrix/matrix_view.hpp"
@@ -12,16 +11,6 @@
 
 namespace s_solver {
 namespace {
-
-/// weighted = -f phi; both columns hold nf real parts, then nf imaginary parts.
-void fill_weighted_column(int nf, const std::complex<double>* f, const double* phi, double* weighted) {
-  for (int k = 0; k < nf; ++k) {
-    const double re = phi[k];
-    const double im = phi[nf + k];
-    weighted[k] = f[k].imag() * im - f[k].real() * re;
-    weighted[nf + k] = -(f[k].real() * im) - f[k].imag() * re;
-  }
-}
 
 /// The real state-space form of sigma: state matrix azr, input vector bzr, output vector czr_hat. A pair
 /// a' + ja'' with residue c' + jc'' is the block [[a', a''], [-a'', a']] with input [2, 0] and output
@@ -74,36 +63,25 @@ void update_poles(int order, const std::complex<double>* a, std::complex<double>
     trace_elements(order, a);
   }
   const int poles = std::max(0, order);
-  const int rows = stacked_rows(nf);
-  const int nc =
-      checked_columns(2 * std::int64_t{poles} + (use_const != 0 ? 1 : 0) + (use_sterm != 0 ? 1 : 0));
+  const int nc = system_columns(order, use_const, use_sterm, true);
   if (verbose) {
     print_record("Allocating memory: nr=", nf, " nc=", nc, " order=", order);
   }
   WorkingArray<int> pole_type("pole_type", poles);
   WorkingArray<std::complex<double>> x("x", nc);
-  WorkingMatrix armat("armat", rows, nc);
   WorkingArray<double> xr("xr", nc);
-  WorkingArray<double> br("br", rows);
   WorkingMatrix hrmat("hrmat", poles, poles);
   WorkingMatrix azr("azr", poles, poles);
   WorkingArray<double> bzr("bzr", poles);
   WorkingArray<double> czr_hat("czr_hat", poles);
   WorkingArray<std::complex<double>> zeros("zeros", poles);
 
+  const SampleSystem system(order, a, pole_type.data(), nf, f, s, use_const, use_sterm, true);
+
   classify_poles(order, a, pole_type.data(), verbose);
+  solve_least_squares("A matrix, nrows=nf, ncols=2*order+2", use_svd_invert, system, xr.data(), verbose);
 
-  const MatrixView<double> system = armat.view();
-  const int model_columns =
-      fill_model_columns(order, a, pole_type.data(), nf, s, use_const, use_sterm, system);
-  for (int i = 0; i < poles; ++i) {
-    fill_weighted_column(nf, f, system.column(i), system.column(model_columns + i));
-  }
-  stack_parts(nf, f, br.data());
-
-  solve_least_squares("A matrix, nrows=nf, ncols=2*order+2", use_svd_invert, system, xr.data(), br.data(),
-                      verbose);
-
+  const int model_columns = nc - poles;
   recombine_pole_unknowns(order, pole_type.data(), xr.data(), x.data());
   std::copy(xr.data() + poles, xr.data() + model_columns, x.data() + poles);
   recombine_pole_unknowns(order, pole_type.data(), xr.data() + model_columns, x.data() + model_columns);

@@ -1,0 +1,95 @@
+#include "dmatrix/block_products.hpp"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "numerics.hpp"
+
+namespace s_solver {
+namespace {
+
+using namespace testing_support;
+
+/// The units of this processor, the widest last.
+std::vector<VectorUnit> vector_units() {
+  std::vector<VectorUnit> units;
+  for (const VectorUnit unit : {VectorUnit::baseline, VectorUnit::avx2, VectorUnit::avx512}) {
+    if (unit <= widest_vector_unit()) {
+      units.push_back(unit);
+    }
+  }
+  return units;
+}
+
+MatrixView<const double> view_of(const Matrix& matrix) {
+  return {matrix.data(), matrix.rows, matrix.columns, matrix.rows};
+}
+
+constexpr int rounded_up(int size, int step) { return (size + step - 1) / step * step; }
+
+TEST(GramMatrix, is_summed_row_after_row_to_the_bit_with_every_vector_unit) {
+  for (const int rows : {16, 48, 512}) {
+    for (const int columns : {1, 3, 7, 8, 9, 12, 16, 42}) {
+      RandomNumbers numbers(static_cast<std::uint64_t>(rows + columns));
+      const Matrix a = Matrix::random(rows, columns, numbers);
+      const int size = rounded_up(columns, column_step);
+      const Matrix before = Matrix::random(size, size, numbers);
+      Matrix expected = before;
+      for (int j = 0; j < columns; ++j) {
+        for (int i = j; i < columns; ++i) {
+          for (int k = 0; k < rows; ++k) {
+            expected(i, j) += a(k, i) * a(k, j);
+          }
+        }
+      }
+      for (const VectorUnit unit : vector_units()) {
+        SCOPED_TRACE(testing::Message() << rows << " x " << columns << " unit " << static_cast<int>(unit));
+        Matrix gram = before;
+        std::vector<double> packed(static_cast<std::size_t>(rows * size));
+        add_gram_matrix(view_of(a), {gram.data(), size, size, size}, packed.data(), unit);
+        for (int j = 0; j < columns; ++j) {
+          for (int i = j; i < columns; ++i) {
+            ASSERT_EQ(gram(i, j), expected(i, j)) << i << " " << j;
+          }
+        }
+      }
+    }
+  }
+}
+
+TEST(LeftInverseProduct, is_the_left_inverse_times_the_vector_to_the_bit_with_every_vector_unit) {
+  for (const int rows : {16, 48, 512}) {
+    for (const int columns : {1, 3, 4, 9, 42}) {
+      RandomNumbers numbers(static_cast<std::uint64_t>(rows + columns));
+      const Matrix a = Matrix::random(rows, columns, numbers);
+      const int size = rounded_up(columns, left_inverse_rows);
+      const Matrix inverse = Matrix::random(size, columns, numbers);
+      const std::vector<double> b = numbers.values(rows);
+      const std::vector<double> before = numbers.values(size);
+      std::vector<double> expected = before;
+      for (int i = 0; i < size; ++i) {
+        double part[8] = {};
+        for (int k = 0; k < rows; ++k) {
+          double element = 0.0;
+          for (int j = 0; j < columns; ++j) {
+            element += inverse(i, j) * a(k, j);
+          }
+          part[k % 8] += element * b[static_cast<std::size_t>(k)];
+        }
+        expected[static_cast<std::size_t>(i)] +=
+            ((part[0] + part[4]) + (part[2] + part[6])) + ((part[1] + part[5]) + (part[3] + part[7]));
+      }
+      for (const VectorUnit unit : vector_units()) {
+        SCOPED_TRACE(testing::Message() << rows << " x " << columns << " unit " << static_cast<int>(unit));
+        std::vector<double> x = before;
+        std::vector<double> left_inverse(static_cast<std::size_t>(left_inverse_rows * rows));
+        add_left_inverse_product(view_of(inverse), view_of(a), b.data(), x.data(), left_inverse.data(), unit);
+        EXPECT_EQ(x, expected);
+      }
+    }
+  }
+}
+
+}  // namespace
+}  // namespace s_solver
