@@ -5,6 +5,7 @@
 #include "dmatrix/matrix_view.hpp"
 #include "listio/console.hpp"
 #include "listio/plain_stop.hpp"
+#include "vector_clones.hpp"
 
 namespace s_solver {
 namespace {
@@ -12,6 +13,14 @@ namespace {
 template <class T>
 MatrixView<T> declared_square(T* data, int nmax) {
   return {data, nmax, nmax, std::max(1, nmax)};
+}
+
+/// to += factor from.
+S_SOLVER_VECTOR_CLONES
+void add_multiple(int count, double factor, const double* __restrict from, double* __restrict to) {
+  for (int i = 0; i < count; ++i) {
+    to[i] += factor * from[i];
+  }
 }
 
 }  // namespace
@@ -34,13 +43,11 @@ void dmatmul(const double* a, int nra, int nca, const double* b, int nrb, int nc
   const auto left = declared_square(a, nmax);
   const auto right = declared_square(b, nmax);
   const auto product = declared_square(c, nmax);
-  for (int i = 0; i < nra; ++i) {
-    for (int j = 0; j < ncb; ++j) {
-      double sum = 0.0;
-      for (int k = 0; k < nca; ++k) {
-        sum += left(i, k) * right(k, j);
-      }
-      product(i, j) = sum;
+  // Along the columns, which is along the memory; each element is still summed in the order of k.
+  for (int j = 0; j < ncb; ++j) {
+    std::fill_n(product.column(j), nra, 0.0);
+    for (int k = 0; k < nca; ++k) {
+      add_multiple(nra, right(k, j), left.column(k), product.column(j));
     }
   }
 }
@@ -52,8 +59,8 @@ void dmatdmul(const double* a, int nra, int nca, const double* d, int nd, double
   }
   const auto left = declared_square(a, nmax);
   const auto product = declared_square(c, nmax);
-  for (int i = 0; i < nra; ++i) {
-    for (int j = 0; j < nd; ++j) {
+  for (int j = 0; j < nd; ++j) {
+    for (int i = 0; i < nra; ++i) {
       product(i, j) = left(i, j) * d[j];
     }
   }
@@ -65,12 +72,9 @@ void dmatvmul(const double* a, int nra, int nca, const double* v, int nv, double
     plain_stop();
   }
   const auto left = declared_square(a, nmax);
-  for (int i = 0; i < nra; ++i) {
-    double sum = 0.0;
-    for (int k = 0; k < nv; ++k) {
-      sum += left(i, k) * v[k];
-    }
-    y[i] = sum;
+  std::fill_n(y, nra, 0.0);
+  for (int k = 0; k < nv; ++k) {
+    add_multiple(nra, v[k], left.column(k), y);
   }
 }
 
