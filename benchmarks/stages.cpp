@@ -45,8 +45,6 @@ namespace {
 using Complex = std::complex<double>;
 using benchmark::State;
 
-constexpr int rows_of_a_block = 512;
-
 /// Samples and stable poles to work on.
 struct Work {
   Work(int sample_count, int pole_count)
@@ -124,39 +122,41 @@ struct StoredSystem {
 void assembly(State& state) {
   const Work work = work_of(state);
   const SampleSystem system = work.system(true);
-  std::vector<double> block(StoredSystem::size(rows_of_a_block + 8, system.columns()));
-  std::vector<double> b(rows_of_a_block);
+  const auto most = static_cast<int>(rows_per_block(system.columns()));
+  std::vector<double> block(StoredSystem::size(most + 8, system.columns()));
+  std::vector<double> b(static_cast<std::size_t>(most));
   for (auto _ : state) {
-    for (int first = 0; first < system.rows(); first += rows_of_a_block) {
-      const int count = std::min(rows_of_a_block, system.rows() - first);
-      system.make_rows(first, count, {block.data(), count, system.columns(), rows_of_a_block + 8}, b.data());
+    for (int first = 0; first < system.rows(); first += most) {
+      const int count = std::min(most, system.rows() - first);
+      system.make_rows(first, count, {block.data(), count, system.columns(), most + 8}, b.data());
     }
     benchmark::ClobberMemory();
   }
   set_rate(state, 8.0 * system.rows() * system.columns(), "GB/s");
 }
 
-/// A block of rows, to be used again and again as a fit uses one after the other.
+/// A block of rows, used again and again; a fit makes each anew, which only both_solves includes.
 struct CachedBlock {
   explicit CachedBlock(const Work& work)
       : system(work.system(true)),
-        blocks((system.rows() + rows_of_a_block - 1) / rows_of_a_block),
         columns(system.columns()),
+        rows(static_cast<int>(rows_per_block(columns))),
+        blocks((system.rows() + rows - 1) / rows),
         size((columns + column_step - 1) / column_step * column_step),
-        a(StoredSystem::size(rows_of_a_block + 8, columns)),
-        b(rows_of_a_block, 1.0),
+        a(StoredSystem::size(rows + 8, columns)),
+        b(static_cast<std::size_t>(rows), 1.0),
         square(StoredSystem::size(size, size), 0.5),
-        scratch(StoredSystem::size(rows_of_a_block, size)),
+        scratch(StoredSystem::size(rows, size)),
         x(static_cast<std::size_t>(size)) {
-    system.make_rows(0, std::min(rows_of_a_block, system.rows()),
-                     {a.data(), rows_of_a_block, columns, rows_of_a_block + 8}, b.data());
+    system.make_rows(0, std::min(rows, system.rows()), {a.data(), rows, columns, rows + 8}, b.data());
   }
-  MatrixView<const double> view() const { return {a.data(), rows_of_a_block, columns, rows_of_a_block + 8}; }
+  MatrixView<const double> view() const { return {a.data(), rows, columns, rows + 8}; }
   double flops() const { return 2.0 * system.rows() * columns * columns; }
 
   SampleSystem system;
-  int blocks;
   int columns;
+  int rows;
+  int blocks;
   int size;
   std::vector<double> a;
   std::vector<double> b;
@@ -203,7 +203,8 @@ void left_inverse(State& state) {
   for (auto _ : state) {
     for (int i = 0; i < block.blocks; ++i) {
       add_left_inverse_product({block.square.data(), rows, block.columns, block.size}, block.view(),
-                               block.b.data(), block.x.data(), block.scratch.data(), widest_vector_unit());
+                               block.rows, block.b.data(), block.x.data(), block.scratch.data(),
+                               widest_vector_unit());
     }
     benchmark::ClobberMemory();
   }

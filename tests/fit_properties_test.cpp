@@ -53,6 +53,8 @@ class WorstCase {
     largest_permitted_ = std::max(largest_permitted_, permitted);
   }
 
+  int count() const { return count_; }
+
  private:
   const char* what_;
   int count_ = 0;
@@ -270,6 +272,9 @@ TEST(FitProperties, relocated_poles_of_exact_samples_are_the_poles_of_the_model)
   });
 }
 
+/// An error is compared where it may move by less than this part of itself; elsewhere that would say nothing.
+constexpr double telling = 1e-3;
+
 /// How far the error may move when each pole moves by `moves`: by the root mean square of the sum of
 /// |df / da| |da|, since fitted residues can only make it better.
 double permitted_move_of_error(const Problem& problem, const Fit& fit, const std::vector<double>& moves) {
@@ -294,10 +299,13 @@ TEST(FitProperties, both_solvers_find_the_same_poles_and_error) {
     const std::vector<double> moves = permitted_moves(problem, options, fit);
     const std::vector<double> moves_of_other = permitted_moves(problem, options, other);
     expect_same_poles(fit.model.a, moves, other.model.a, moves_of_other, poles);
-    errors.note(std::abs(fit.error - other.error),
-                permitted_move_of_error(problem, fit, moves) +
-                    permitted_move_of_error(problem, other, moves_of_other));
+    const double permitted = permitted_move_of_error(problem, fit, moves) +
+                             permitted_move_of_error(problem, other, moves_of_other);
+    if (permitted < telling * fit.error) {
+      errors.note(std::abs(fit.error - other.error), permitted);
+    }
   });
+  EXPECT_GE(errors.count(), 464);  // half of them
 }
 
 TEST(FitProperties, the_converged_error_does_not_depend_on_the_order_of_the_samples) {
@@ -318,10 +326,15 @@ TEST(FitProperties, the_converged_error_does_not_depend_on_the_order_of_the_samp
       std::swap(problem.f[k], problem.f[other]);
     }
     const Fit shuffled = converge(problem).second;
-    // What one iteration moves, the next ones move again, by 0.013 times as much as measured.
+    // Both are off by that; what one iteration moves, the next ones move again by 0.013 times as much as
+    // measured.
     const std::vector<double> moves = permitted_moves(last, options, fit);
-    errors.note(std::abs(fit.error - shuffled.error), 10.0 * permitted_move_of_error(last, fit, moves));
+    const double permitted = 2.1 * permitted_move_of_error(last, fit, moves);
+    if (permitted < telling * fit.error) {
+      errors.note(std::abs(fit.error - shuffled.error), permitted);
+    }
   });
+  EXPECT_GE(errors.count(), 116);  // half of them
 }
 
 TEST(FitProperties, pairs_are_exactly_conjugate_whatever_the_samples) {

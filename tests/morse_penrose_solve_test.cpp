@@ -68,6 +68,15 @@ TEST(MorsePenroseSolve, wide_systems_are_solved_in_blocks_of_fewer_rows) {
   EXPECT_LE(normal_equation_residual(a, solution_of(a, b), b), 10.0);  // as above; here: 4.8e-5
 }
 
+TEST(MorsePenroseSolve, an_infinite_inverse_makes_an_infinite_solution_whatever_the_number_of_rows) {
+  // The square of 1e-160 is subnormal, and its inverse overflows.
+  for (const int nr : {1, 2, 16, 17}) {
+    EXPECT_EQ(solution_of(Matrix(nr, 1, 1e-160), std::vector<double>(static_cast<std::size_t>(nr), 1.0)),
+              std::vector<double>{infinity})
+        << nr;
+  }
+}
+
 TEST(MorsePenroseSolve, a_square_system_is_accepted) {
   double worst = 0.0;
   for (std::uint64_t seed = 0; seed < 100; ++seed) {

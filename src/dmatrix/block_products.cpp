@@ -151,6 +151,26 @@ template <std::size_t width, std::size_t at_once>
   }
 }
 
+/// Two sets of packed columns.
+struct PackedPair {
+  const double* left;
+  std::size_t left_groups;
+  const double* right;
+  std::size_t right_groups;
+  std::size_t rows;
+};
+
+template <std::size_t width, std::size_t at_once>
+[[gnu::always_inline]] inline void add_packed(const PackedPair& pair, double* product, std::size_t ldp) {
+  const std::size_t size = pair.rows * panel;
+  for (std::size_t j = 0; j < pair.right_groups; ++j) {
+    for (std::size_t i = 0; i < pair.left_groups; ++i) {
+      add_panel_products<width, at_once>(pair.left + i * size, pair.right + j * size, pair.rows,
+                                         product + j * panel + i * panel * ldp, ldp);
+    }
+  }
+}
+
 /// Rows i .. i + left_inverse_rows - 1 of the left inverse, one after the other.
 template <std::size_t width, std::size_t registers>
 [[gnu::always_inline]] inline void form_left_inverse(const Block& inverse, const Block& a, std::size_t i,
@@ -184,10 +204,21 @@ template <std::size_t width, std::size_t registers>
 }
 
 template <std::size_t width, std::size_t registers>
-[[gnu::always_inline]] inline void add_product(const Block& inverse, const Block& a, const double* b,
-                                               double* x, double* left_inverse) {
+[[gnu::always_inline]] inline void combine(const Block& factors, const Block& a, double* out) {
+  for (std::size_t i = 0; i < factors.rows; i += left_inverse_rows) {
+    form_left_inverse<width, registers>(factors, a, i, out + i * a.rows);
+  }
+}
+
+template <std::size_t width, std::size_t registers>
+[[gnu::always_inline]] inline void add_product(const Block& inverse, const Block& a, std::size_t count,
+                                               const double* b, double* x, double* left_inverse) {
   for (std::size_t i = 0; i < a.columns; i += left_inverse_rows) {
     form_left_inverse<width, registers>(inverse, a, i, left_inverse);
+    // An infinite inverse makes what is filled up undefined.
+    for (std::size_t q = 0; q < left_inverse_rows; ++q) {
+      std::fill(left_inverse + q * a.rows + count, left_inverse + (q + 1) * a.rows, 0.0);
+    }
     add_column_products<width, left_inverse_rows>(left_inverse, b, a.rows, x + i);
   }
 }
@@ -202,17 +233,36 @@ template <std::size_t width, std::size_t registers>
 [[gnu::target("avx2")]] void add_gram_avx2(const Block& a, double* gram, std::size_t ldg, double* packed) {
   add_gram<4, 4>(a, gram, ldg, packed);
 }
-[[gnu::target("avx512f")]] void add_product_avx512(const Block& inverse, const Block& a, const double* b,
-                                                   double* x, double* left_inverse) {
-  add_product<8, 2>(inverse, a, b, x, left_inverse);
+[[gnu::target("avx512f")]] void add_product_avx512(const Block& inverse, const Block& a, std::size_t count,
+                                                   const double* b, double* x, double* left_inverse) {
+  add_product<8, 2>(inverse, a, count, b, x, left_inverse);
 }
-[[gnu::target("avx2")]] void add_product_avx2(const Block& inverse, const Block& a, const double* b,
-                                              double* x, double* left_inverse) {
-  add_product<4, 2>(inverse, a, b, x, left_inverse);
+[[gnu::target("avx2")]] void add_product_avx2(const Block& inverse, const Block& a, std::size_t count,
+                                              const double* b, double* x, double* left_inverse) {
+  add_product<4, 2>(inverse, a, count, b, x, left_inverse);
+}
+[[gnu::target("avx512f")]] void add_packed_avx512(const PackedPair& pair, double* product, std::size_t ldp) {
+  add_packed<8, 8>(pair, product, ldp);
+}
+[[gnu::target("avx2")]] void add_packed_avx2(const PackedPair& pair, double* product, std::size_t ldp) {
+  add_packed<4, 4>(pair, product, ldp);
+}
+[[gnu::target("avx512f")]] void combine_avx512(const Block& factors, const Block& a, double* out) {
+  combine<8, 2>(factors, a, out);
+}
+[[gnu::target("avx2")]] void combine_avx2(const Block& factors, const Block& a, double* out) {
+  combine<4, 2>(factors, a, out);
 }
 #endif
 
 }  // namespace
+
+std::int64_t rows_per_block(std::int64_t columns) {
+  constexpr std::int64_t elements = 32768;  // a quarter of a megabyte
+  constexpr std::int64_t fewest = 256;
+  constexpr std::int64_t most = 512;
+  return std::clamp(elements / columns / row_step * row_step, fewest, most);
+}
 
 VectorUnit widest_vector_unit() {
 #if defined(__x86_64__)
@@ -244,19 +294,62 @@ void add_gram_matrix(const MatrixView<const double>& a, const MatrixView<double>
 }
 
 void add_left_inverse_product(const MatrixView<const double>& inverse, const MatrixView<const double>& a,
-                              const double* b, double* x, double* left_inverse, VectorUnit unit) {
+                              std::int64_t count, const double* b, double* x, double* left_inverse,
+                              VectorUnit unit) {
   assert(a.rows() % row_step == 0 && inverse.rows() % left_inverse_rows == 0);
   const Block block(a);
   const Block factors(inverse);
+  const auto present = static_cast<std::size_t>(count);
   switch (unit) {
 #if defined(__x86_64__)
     case VectorUnit::avx512:
-      return add_product_avx512(factors, block, b, x, left_inverse);
+      return add_product_avx512(factors, block, present, b, x, left_inverse);
     case VectorUnit::avx2:
-      return add_product_avx2(factors, block, b, x, left_inverse);
+      return add_product_avx2(factors, block, present, b, x, left_inverse);
 #endif
     default:
-      return add_product<2, 4>(factors, block, b, x, left_inverse);
+      return add_product<2, 4>(factors, block, present, b, x, left_inverse);
+  }
+}
+
+void pack_columns(const MatrixView<const double>& a, double* packed) {
+  const Block block(a);
+  for (std::size_t first = 0; first < block.columns; first += panel) {
+    pack(block, first, packed + first * block.rows);
+  }
+}
+
+void add_packed_products(const double* left, int left_groups, const double* right, int right_groups, int rows,
+                         const MatrixView<double>& product, VectorUnit unit) {
+  const PackedPair pair{left, static_cast<std::size_t>(left_groups), right,
+                        static_cast<std::size_t>(right_groups), static_cast<std::size_t>(rows)};
+  const auto ldp = static_cast<std::size_t>(product.leading_dimension());
+  switch (unit) {
+#if defined(__x86_64__)
+    case VectorUnit::avx512:
+      return add_packed_avx512(pair, product.data(), ldp);
+    case VectorUnit::avx2:
+      return add_packed_avx2(pair, product.data(), ldp);
+#endif
+    default:
+      return add_packed<2, 2>(pair, product.data(), ldp);
+  }
+}
+
+void combine_columns(const MatrixView<const double>& factors, const MatrixView<const double>& a, double* out,
+                     VectorUnit unit) {
+  assert(a.rows() % row_step == 0 && factors.rows() % left_inverse_rows == 0);
+  const Block block(a);
+  const Block combination(factors);
+  switch (unit) {
+#if defined(__x86_64__)
+    case VectorUnit::avx512:
+      return combine_avx512(combination, block, out);
+    case VectorUnit::avx2:
+      return combine_avx2(combination, block, out);
+#endif
+    default:
+      return combine<2, 4>(combination, block, out);
   }
 }
 

@@ -12,11 +12,6 @@
 namespace s_solver {
 namespace {
 
-// A quarter of a megabyte a block, to stay in the second-level cache; but not so few rows that the work for
-// each block is felt, and not more than it takes to make that work small.
-constexpr std::int64_t block_elements = 32768;
-constexpr std::int64_t fewest_rows = 256;
-constexpr std::int64_t most_rows = 512;
 // Columns begin a cache line apart in their sets; a power of two between them would put all into the same.
 constexpr std::int64_t gap = 8;
 
@@ -45,12 +40,11 @@ class Blocks {
  public:
   explicit Blocks(const TallSystem& system)
       : system_(system),
-        capacity_(
-            std::clamp(block_elements / system.columns() / row_step * row_step, fewest_rows, most_rows)),
+        capacity_(rows_per_block(system.columns())),
         a_("block", capacity_ + gap, system.columns()),
         b_("right_hand_side", capacity_) {}
 
-  /// Calls use(a, b) for each block.
+  /// Calls use(a, count, b) for each block; the first `count` of its rows are the system's.
   template <class Use>
   void for_each(const Use& use) {
     for (std::int64_t first = 0; first < system_.rows(); first += capacity_) {
@@ -62,7 +56,7 @@ class Blocks {
         std::fill(a.column(j) + count, a.column(j) + rows, 0.0);
       }
       std::fill(b_.data() + count, b_.data() + rows, 0.0);
-      use(MatrixView<const double>(a.data(), rows, a.columns(), a.leading_dimension()), b_.data());
+      use(MatrixView<const double>(a.data(), rows, a.columns(), a.leading_dimension()), count, b_.data());
     }
   }
 
@@ -102,7 +96,7 @@ void morse_penrose_solve(const TallSystem& system, double* x, bool verbose) {
   WorkingArray<double> packed("packed", blocks.capacity() * size);
   normal_matrix.fill(0.0);
   const MatrixView<double> normal = normal_matrix.view();
-  blocks.for_each([&](const MatrixView<const double>& a, const double*) {
+  blocks.for_each([&](const MatrixView<const double>& a, std::int64_t, const double*) {
     add_gram_matrix(a, normal, packed.data(), unit);
   });
   for (std::int64_t j = 0; j < size; ++j) {
@@ -118,8 +112,8 @@ void morse_penrose_solve(const TallSystem& system, double* x, bool verbose) {
   WorkingArray<double> left_inverse("left_inverse", left_inverse_rows * blocks.capacity());
   WorkingArray<double> solution("solution", inverse.rows());
   solution.fill(0.0);
-  blocks.for_each([&](const MatrixView<const double>& a, const double* b) {
-    add_left_inverse_product(inverse, a, b, solution.data(), left_inverse.data(), unit);
+  blocks.for_each([&](const MatrixView<const double>& a, std::int64_t count, const double* b) {
+    add_left_inverse_product(inverse, a, count, b, solution.data(), left_inverse.data(), unit);
   });
   std::copy_n(solution.data(), nc, x);
 }

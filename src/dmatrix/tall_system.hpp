@@ -12,9 +12,10 @@ class TallSystem {
   virtual int rows() const = 0;
   virtual int columns() const = 0;
 
-  /// Makes rows first .. first + count - 1, from 0, of A and of b; `a` is count x columns(). In which order
-  /// is the system's own matter and may depend on first and count, which are even unless rows() is odd and
-  /// the block its last; any such division gives each row once.
+  /// Makes `count` rows: those of A in a, count x columns(), and in the same order those of b. Calls with
+  /// first = 0, n, 2 n ... together make every row once; which rows a call makes, and in which order, is up
+  /// to the system. first is even, and so is count, except in the last block of a system with an odd number
+  /// of rows.
   virtual void make_rows(int first, int count, const MatrixView<double>& a, double* b) const = 0;
 
  protected:
