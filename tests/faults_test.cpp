@@ -253,7 +253,7 @@ TEST_F(Faults, no_limit_on_memory_makes_the_run_hang_or_crash) {
     write_data("f_data.ini", std::to_string(order) + "\n1\n");
     bool refused = false;
     bool completed = false;
-    for (const rlim_t mebibytes : {50, 60, 80, 150, 200, 300}) {
+    for (const rlim_t mebibytes : {50U, 60U, 80U, 150U, 200U, 300U}) {
       const auto limited = [mebibytes] {
         alarm(60);
         const rlimit limit{.rlim_cur = mebibytes << 20, .rlim_max = mebibytes << 20};
