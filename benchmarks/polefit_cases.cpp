@@ -1,0 +1,191 @@
+/// polefit on networks of five sizes: one relocation by either path, whole fits, threads, growth and memory.
+///
+/// Every figure is the least of several runs; ratios are of figures of one run of this program.
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <complex>
+#include <cstddef>
+#include <cstdio>
+#include <fstream>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "angular_frequency.hpp"
+#include "polefit/fit.hpp"
+#include "relocation.hpp"
+#include "residues.hpp"
+#include "starting_poles.hpp"
+
+namespace {
+
+using namespace polefit;
+
+/// Exact samples of a network whose pairs resonate all over the band, about as widely as they are apart.
+struct Case {
+  const char* name;
+  std::size_t responses;
+  std::size_t samples;
+  std::size_t poles;
+};
+
+struct Network {
+  explicit Network(const Case& size) : frequencies(size.samples), values(size.responses * size.samples) {
+    std::mt19937_64 generator(1);
+    std::uniform_real_distribution<double> uniform(-1.0, 1.0);
+    const std::size_t pairs = size.poles / 2;
+    const double distance = s_solver::two_pi * 1e10 / static_cast<double>(pairs);
+    Model model;
+    for (std::size_t i = 0; i < pairs; ++i) {
+      const Complex pole(-0.1 * distance * (1.0 + 0.5 * uniform(generator)),
+                         distance * (static_cast<double>(i) + 0.5 + 0.3 * uniform(generator)));
+      model.poles.insert(model.poles.end(), {pole, std::conj(pole)});
+    }
+    for (std::size_t r = 0; r < size.responses; ++r) {
+      for (std::size_t i = 0; i < pairs; ++i) {
+        const double re = uniform(generator);
+        const Complex residue = distance * 0.1 * Complex(re, uniform(generator));
+        model.residues.insert(model.residues.end(), {residue, std::conj(residue)});
+      }
+      model.constants.push_back(uniform(generator));
+      model.proportionals.push_back(0.0);
+    }
+    for (std::size_t k = 0; k < size.samples; ++k) {
+      frequencies[k] = 1e10 * static_cast<double>(k + 1) / static_cast<double>(size.samples);
+    }
+    values = evaluate(model, frequencies);
+    responses = size.responses;
+  }
+  NetworkData data() const {
+    return {.frequencies = frequencies,
+            .responses = Responses::by_response(values, responses),
+            .names = {},
+            .weights = {}};
+  }
+
+  std::vector<double> frequencies;
+  std::vector<Complex> values;
+  std::size_t responses;
+};
+
+/// The least time of a few calls, in milliseconds, after one to warm up.
+template <class Work>
+double milliseconds(const Work& work) {
+  double best = 1e300;
+  double total = 0.0;
+  for (int i = 0; i < 50 && (i < 4 || total < 300.0); ++i) {
+    const auto before = std::chrono::steady_clock::now();
+    work();
+    const double time =
+        std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - before).count();
+    best = i == 0 ? best : std::min(best, time);
+    total += time;
+  }
+  return best;
+}
+
+struct Measured {
+  double gram = 0.0;
+  double orthogonal = 0.0;
+  double residues = 0.0;
+  double whole = 0.0;
+};
+
+Options options_for(const Case& size) {
+  Options options;
+  options.complex_pairs = size.poles / 2;
+  return options;
+}
+
+/// A relocation by Cauchy sums, from the starting poles to the next ones.
+double relocation_by_cauchy_sums(const Network& network, const Case& size, int threads) {
+  const Options options = options_for(size);
+  const NetworkData data = network.data();
+  const Problem problem = make_problem(data, options);
+  const Poles poles = starting_poles(problem, options);
+  CauchyRelocation relocation(problem, threads);
+  return milliseconds([&] {
+    Sigma sigma;
+    if (!relocation.solve(poles, sigma)) {
+      std::printf("not trusted\n");
+    }
+    zeros_of(sigma, poles, true);
+  });
+}
+
+Measured measure(const Network& network, const Case& size) {
+  const Options options = options_for(size);
+  const NetworkData data = network.data();
+  const Problem problem = make_problem(data, options);
+  const Poles poles = starting_poles(problem, options);
+  Measured measured;
+  measured.gram = relocation_by_cauchy_sums(network, size, 1);
+  measured.orthogonal =
+      milliseconds([&] { zeros_of(solve_sigma_orthogonally(problem, poles, 1), poles, true); });
+  measured.residues = milliseconds([&] { identify_residues(problem, poles, {}, 1); });
+  measured.whole = milliseconds([&] { static_cast<void>(fit(data, options)); });
+  return measured;
+}
+
+/// A line of /proc/self/status, in MiB.
+double status_mebibytes(const std::string& name) {
+  std::ifstream status("/proc/self/status");
+  for (std::string word; status >> word;) {
+    if (word == name) {
+      double kibibytes = 0.0;
+      status >> kibibytes;
+      return kibibytes / 1024.0;
+    }
+  }
+  return 0.0;
+}
+
+}  // namespace
+
+int main() {
+  constexpr Case largest{"e", 400, 501, 40};
+  {
+    const Network network(largest);
+    std::ofstream("/proc/self/clear_refs") << "5";  // the peak begins anew
+    const double before = status_mebibytes("VmRSS:");
+    const Fit found = fit(network.data(), options_for(largest));
+    const double data = static_cast<double>(network.values.size() * sizeof(Complex)) / 1048576.0;
+    std::printf(
+        "case e: a whole fit takes up to %.1f MiB beside %.1f MiB of data; error %.1e in %d relocations\n\n",
+        status_mebibytes("VmHWM:") - before, data, found.report.relative_error, found.report.iterations);
+  }
+
+  std::printf(
+      "case  responses x samples, poles   relocation: sums  orthogonal  ratio   residues   whole fit (in "
+      "relocations)  error\n");
+  for (const Case& size : {Case{"a", 1, 1000, 20}, Case{"b", 1, 100000, 20}, Case{"c", 1, 10000, 100},
+                           Case{"d", 16, 1001, 40}, largest}) {
+    const Network network(size);
+    const Measured measured = measure(network, size);
+    const Fit found = fit(network.data(), options_for(size));
+    std::printf("%4s %10zu x %7zu, %3zu %17.3f ms %8.2f ms %6.1f %7.2f ms %9.2f ms %9.1f %17.1e\n", size.name,
+                size.responses, size.samples, size.poles, measured.gram, measured.orthogonal,
+                measured.orthogonal / measured.gram, measured.residues, measured.whole,
+                measured.whole / measured.gram, found.report.relative_error);
+  }
+
+  std::printf("\nrelocation of case e with two threads: ");
+  const Network network(largest);
+  const double alone = relocation_by_cauchy_sums(network, largest, 1);
+  const double together = relocation_by_cauchy_sums(network, largest, 2);
+  std::printf("%.2f ms, %.2f times faster than with one\n", together, alone / together);
+
+  std::printf("\ngrowth with the samples (1 response, 20 poles):");
+  for (const std::size_t samples : {10000U, 100000U, 1000000U}) {
+    const Case size{"", 1, samples, 20};
+    std::printf("  %zu: %.2f ms", samples, relocation_by_cauchy_sums(Network(size), size, 1));
+  }
+  std::printf("\ngrowth with the responses (501 samples, 40 poles):");
+  for (const std::size_t responses : {40U, 400U, 4000U}) {
+    const Case size{"", responses, 501, 40};
+    std::printf("  %zu: %.2f ms", responses, relocation_by_cauchy_sums(Network(size), size, 1));
+  }
+  std::printf("\n");
+}

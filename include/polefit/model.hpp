@@ -1,0 +1,64 @@
+/// The fitted model: one set of poles, and residues, constant and proportional term for each response.
+///
+///   f_r(s) = d_r + s h_r + sum_i c_{r,i} / (s - a_i),   s = 2 pi j frequency
+#pragma once
+
+#include <complex>
+#include <cstddef>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "polefit/network_data.hpp"
+
+namespace polefit {
+
+struct Model {
+  /// In rad/s. The members of a conjugate pair stand side by side, the one with positive imaginary part
+  /// first, and are exact conjugates, as their residues are.
+  std::vector<std::complex<double>> poles;
+  std::vector<std::complex<double>> residues;  ///< of the first response, then of the second, ...
+  std::vector<double> constants;               ///< d, one a response
+  std::vector<double> proportionals;           ///< h in seconds, one a response
+  std::vector<std::string> names;              ///< one a response, or none
+
+  std::size_t responses() const { return constants.size(); }
+  std::span<const std::complex<double>> residues_of(std::size_t response) const {
+    return std::span(residues).subspan(response * poles.size(), poles.size());
+  }
+};
+
+/// Values of every response at frequencies in hertz: those of the first response first. A pole on a point
+/// makes a value that is not a number. Throws Error (bad_shape) when the arrays of the model do not fit
+/// together, as all functions here do.
+std::vector<std::complex<double>> evaluate(const Model& model, std::span<const double> frequencies);
+
+/// The distance of a model from data.
+struct ResponseError {
+  double rms = 0.0;       ///< root mean square modulus of the difference
+  double relative = 0.0;  ///< rms over the root mean square modulus of the data; over 1 for data of zeros
+  double largest = 0.0;   ///< largest modulus of the difference
+};
+
+/// One element a response. Weights are not used. Throws Error (bad_shape) when model and data have not as
+/// many responses.
+std::vector<ResponseError> errors(const Model& model, const NetworkData& data);
+
+/// A real state space x' = A x + B u, y = C x + D u + E u' with one input. Column-major.
+///
+/// A is of order N, block diagonal: a real pole a is the block [a], a pair a' +- j a'' the block
+/// [[a', a''], [-a'', a']]. B is N x 1 (1 for a real pole, [2, 0] for a pair), C is R x N, D and E are R x 1:
+/// each response is one output. Poles or residues without their exact conjugates are an Error (bad_shape).
+struct StateSpace {
+  std::size_t order = 0;
+  std::size_t outputs = 0;
+  std::vector<double> a;
+  std::vector<double> b;
+  std::vector<double> c;
+  std::vector<double> d;
+  std::vector<double> e;
+};
+
+StateSpace state_space(const Model& model);
+
+}  // namespace polefit

@@ -1,0 +1,46 @@
+/// Sampled responses, where the caller keeps them.
+#pragma once
+
+#include <complex>
+#include <cstddef>
+#include <span>
+#include <string>
+
+namespace polefit {
+
+/// R responses on one grid of M samples, in the caller's memory: response r at sample k is
+/// values[r * response_stride + k * sample_stride].
+struct Responses {
+  const std::complex<double>* values = nullptr;
+  std::size_t responses = 0;
+  std::size_t samples = 0;
+  std::ptrdiff_t response_stride = 0;
+  std::ptrdiff_t sample_stride = 1;
+
+  /// One response after the other.
+  static Responses by_response(std::span<const std::complex<double>> values, std::size_t responses) {
+    const std::size_t samples = responses == 0 ? 0 : values.size() / responses;
+    return {values.data(), responses, samples, static_cast<std::ptrdiff_t>(samples), 1};
+  }
+  /// All responses at the first sample, then all at the second.
+  static Responses by_sample(std::span<const std::complex<double>> values, std::size_t responses) {
+    const std::size_t samples = responses == 0 ? 0 : values.size() / responses;
+    return {values.data(), responses, samples, 1, static_cast<std::ptrdiff_t>(responses)};
+  }
+  std::complex<double> operator()(std::size_t r, std::size_t k) const {
+    return values[static_cast<std::ptrdiff_t>(r) * response_stride +
+                  static_cast<std::ptrdiff_t>(k) * sample_stride];
+  }
+};
+
+/// What is fitted. Nothing is copied; all of it must outlive the call.
+struct NetworkData {
+  std::span<const double> frequencies;  ///< M values in hertz, not below 0, in any order, also repeated
+  Responses responses;
+  std::span<const std::string> names;  ///< of the responses; R, or none
+  /// Factors on the residuals: none (each response then counts by the inverse of its norm), M (per sample),
+  /// or R * M (those of the first response first).
+  std::span<const double> weights;
+};
+
+}  // namespace polefit

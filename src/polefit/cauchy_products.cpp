@@ -1,0 +1,276 @@
+#include "cauchy_products.hpp"
+
+#include <algorithm>
+#include <cstdint>
+
+#include "dmatrix/block_products.hpp"
+#include "vector_clones.hpp"
+
+namespace polefit {
+namespace {
+
+constexpr std::size_t column_step = s_solver::column_step;
+
+/// Samples at a time: the factors of the sums then stay in the second-level cache.
+constexpr std::size_t block = 256;
+
+/// Columns that a response is multiplied with: Re and Im of each u_i, then 1 and omega.
+std::size_t kernel_columns(const Poles& poles) { return 2 * poles.size() + 2; }
+
+/// re + j im = 1 / (j omega - a). In the units of the problem squares neither overflow nor underflow, so that
+/// one division will do.
+S_SOLVER_VECTOR_CLONES
+void fill_kernel(Complex a, std::size_t count, const double* __restrict omega, double* __restrict re,
+                 double* __restrict im) {
+  const double distance_re = -a.real();
+  for (std::size_t k = 0; k < count; ++k) {
+    const double distance_im = omega[k] - a.imag();
+    const double factor = 1.0 / (distance_re * distance_re + distance_im * distance_im);
+    re[k] = distance_re * factor;
+    im[k] = -distance_im * factor;
+  }
+}
+
+/// Packs the kernel's columns of a block of samples.
+void pack_kernel(const Problem& problem, const Poles& poles, std::size_t first, std::size_t count,
+                 SumMemory& memory) {
+  const double* const omega = problem.omega.data() + first;
+  double* column = memory.columns.data();
+  for (const Complex pole : poles) {
+    fill_kernel(pole, count, omega, column, column + count);
+    column += 2 * count;
+  }
+  std::fill_n(column, count, 1.0);
+  std::copy_n(omega, count, column + count);
+  s_solver::pack_columns({memory.columns.data(), static_cast<std::int64_t>(count),
+                          static_cast<std::int64_t>(kernel_columns(poles)), static_cast<std::int64_t>(count)},
+                         memory.kernel.data());
+}
+
+std::size_t used_lanes(const Problem& problem, std::size_t chunk) {
+  return std::min(lanes, problem.responses + shared_lanes - chunk * lanes);
+}
+
+/// Packs the weights g of column_step lanes from `first_lane` on: real parts, then imaginary parts.
+void pack_weights(const Problem& problem, std::size_t first_lane, std::size_t first, std::size_t count,
+                  double* packed) {
+  double* const packed_im = packed + column_step * count;
+  std::fill_n(packed, 2 * column_step * count, 0.0);
+  for (std::size_t lane = 0; lane < column_step; ++lane) {
+    const std::size_t r = first_lane + lane;
+    for (std::size_t k = 0; k < count; ++k) {
+      const double weight = problem.weight[first + k];
+      const std::size_t at = k * column_step + lane;
+      if (r < problem.responses) {
+        const Complex g = -(problem.response_scale[r] * weight * weight) * problem.values(r, first + k);
+        packed[at] = g.real();
+        packed_im[at] = g.imag();
+      } else if (r == problem.responses + squared_weights) {
+        packed[at] = weight * weight;
+      } else if (r == problem.responses + powers) {
+        packed[at] = problem.power[first + k];
+      } else if (r == problem.responses + ones) {
+        packed[at] = 1.0;
+      }
+    }
+  }
+}
+
+/// The sum of g times the products of two pairs' basis functions, to four places.
+S_SOLVER_VECTOR_CLONES
+void pair_block(const ComplexLanes& v1, const ComplexLanes& v2, const ComplexLanes& x1,
+                const ComplexLanes& x2, double q1_re, double q1_im, double q2_re, double q2_im,
+                double* first_first, double* first_second, double* second_first, double* second_second) {
+  for (std::size_t l = 0; l < lanes; ++l) {
+    const double s1_re = v1.re[l] + x1.re[l];
+    const double s1_im = v1.im[l] + x1.im[l];
+    const double s2_re = v2.re[l] + x1.re[l];
+    const double s2_im = v2.im[l] + x1.im[l];
+    const double s3_re = v1.re[l] + x2.re[l];
+    const double s3_im = v1.im[l] + x2.im[l];
+    const double s4_re = v2.re[l] + x2.re[l];
+    const double s4_im = v2.im[l] + x2.im[l];
+    const double k1_re = s1_im * q1_im - s1_re * q1_re;
+    const double k1_im = -(s1_re * q1_im) - s1_im * q1_re;
+    const double k2_re = s2_im * q2_im - s2_re * q2_re;
+    const double k2_im = -(s2_re * q2_im) - s2_im * q2_re;
+    const double k3_re = -(s3_im * q2_im) - s3_re * q2_re;
+    const double k3_im = s3_re * q2_im - s3_im * q2_re;
+    const double k4_re = -(s4_im * q1_im) - s4_re * q1_re;
+    const double k4_im = s4_re * q1_im - s4_im * q1_re;
+    first_first[l] = (k1_re + k2_re) + (k3_re + k4_re);
+    first_second[l] = (k2_im - k1_im) + (k4_im - k3_im);
+    second_first[l] = (k1_im + k2_im) - (k3_im + k4_im);
+    second_second[l] = (k1_re - k2_re) - (k3_re - k4_re);
+  }
+}
+
+}  // namespace
+
+void add_sums(const Problem& problem, const Poles& poles, std::size_t begin, std::size_t end,
+              SumMemory& memory, std::vector<std::vector<double>>& products) {
+  const std::size_t padded = rounded_up(kernel_columns(poles), column_step);
+  const auto groups = static_cast<int>(padded / column_step);
+  memory.columns.resize(kernel_columns(poles) * block);
+  memory.kernel.resize(padded * block);
+  memory.weights.resize(2 * column_step * block);
+  const s_solver::VectorUnit unit = s_solver::widest_vector_unit();
+  for (std::size_t chunk = begin; chunk < end; ++chunk) {
+    products[chunk].assign(2 * lanes * padded, 0.0);
+  }
+  for (std::size_t first = 0; first < problem.samples; first += block) {
+    const std::size_t count = std::min(block, problem.samples - first);
+    pack_kernel(problem, poles, first, count, memory);
+    for (std::size_t chunk = begin; chunk < end; ++chunk) {
+      for (std::size_t lane = 0; lane < used_lanes(problem, chunk); lane += column_step) {
+        pack_weights(problem, chunk * lanes + lane, first, count, memory.weights.data());
+        // What is no response's is real.
+        const std::size_t parts = chunk * lanes + lane < problem.responses ? 2 : 1;
+        for (std::size_t part = 0; part < parts; ++part) {
+          const s_solver::MatrixView<double> product(products[chunk].data() + part * lanes + lane,
+                                                     column_step, static_cast<std::int64_t>(padded),
+                                                     2 * lanes);
+          s_solver::add_packed_products(memory.kernel.data(), groups,
+                                        memory.weights.data() + part * column_step * count, 1,
+                                        static_cast<int>(count), product, unit);
+        }
+      }
+    }
+  }
+}
+
+S_SOLVER_VECTOR_CLONES
+void take_sums(const double* product, std::size_t poles, Sums& sums) {
+  for (std::size_t i = 0; i < poles; ++i) {
+    const double* const re_column = product + 4 * i * lanes;
+    const double* const im_column = re_column + 2 * lanes;
+    for (std::size_t l = 0; l < lanes; ++l) {
+      const double re_re = re_column[l];
+      const double re_im = re_column[lanes + l];
+      const double im_re = im_column[l];
+      const double im_im = im_column[lanes + l];
+      sums.v[i].re[l] = re_re - im_im;
+      sums.v[i].im[l] = re_im + im_re;
+      sums.x[i].re[l] = re_re + im_im;
+      sums.x[i].im[l] = re_im - im_re;
+    }
+  }
+  const double* const ones = product + 4 * poles * lanes;
+  for (std::size_t l = 0; l < lanes; ++l) {
+    sums.g.re[l] = ones[l];
+    sums.g.im[l] = ones[lanes + l];
+    sums.omega_im[l] = ones[3 * lanes + l];
+  }
+}
+
+std::vector<Complex> reciprocal_sums(const Poles& poles) {
+  const std::size_t n = poles.size();
+  std::vector<Complex> q(n * n);
+  for (std::size_t j = 0; j < n; ++j) {
+    for (std::size_t i = 0; i < n; ++i) {
+      const Complex sum = poles[j] + std::conj(poles[i]);
+      q[i + j * n] = std::conj(sum) / std::norm(sum);
+    }
+  }
+  return q;
+}
+
+std::complex<double> ProductTable::k(const Sums& sums, std::size_t i, std::size_t j, std::size_t l) const {
+  return -Complex(sums.v[j].re[l] + sums.x[i].re[l], sums.v[j].im[l] + sums.x[i].im[l]) *
+         q_[i + j * poles_.size()];
+}
+
+/// The rows of 1 and s in the columns of pole j: s u = 1 + a u.
+template <class At>
+void ProductTable::fill_lower(const Sums& sums, std::size_t j, const At& at) const {
+  const bool real = is_real(poles_[j]);
+  for (std::size_t l = 0; l < lanes; ++l) {
+    const Complex g(sums.g.re[l], sums.g.im[l]);
+    const Complex v1(sums.v[j].re[l], sums.v[j].im[l]);
+    const Complex v2 = real ? Complex() : Complex(sums.v[j + 1].re[l], sums.v[j + 1].im[l]);
+    std::size_t row = poles_.size();
+    if (constant_) {
+      at(row, j)[l] = (v1 + v2).real();
+      if (!real) {
+        at(row, j + 1)[l] = -(v1 - v2).imag();
+      }
+      ++row;
+    }
+    if (proportional_) {
+      const Complex w1 = poles_[j] * v1;
+      const Complex w2 = real ? Complex() : poles_[j + 1] * v2;
+      at(row, j)[l] = -((real ? g : 2.0 * g) + w1 + w2).real();
+      if (!real) {
+        at(row, j + 1)[l] = (w1 - w2).imag();
+      }
+    }
+  }
+}
+
+void ProductTable::fill(const Sums& sums, double* out) const {
+  const auto at = [&](std::size_t i, std::size_t j) { return out + (j * rows() + i) * lanes; };
+  const auto q = [&](std::size_t i, std::size_t j) { return q_[i + j * poles_.size()]; };
+  for_each_group(
+      poles_,
+      [&](std::size_t j) {
+        for_each_group(
+            poles_,
+            [&](std::size_t i) {
+              for (std::size_t l = 0; l < lanes; ++l) {
+                at(i, j)[l] = k(sums, i, j, l).real();
+              }
+            },
+            [&](std::size_t i) {
+              for (std::size_t l = 0; l < lanes; ++l) {
+                const Complex k1 = k(sums, i, j, l);
+                const Complex k3 = k(sums, i + 1, j, l);
+                at(i, j)[l] = (k1 + k3).real();
+                at(i + 1, j)[l] = (k1 - k3).imag();
+              }
+            });
+        fill_lower(sums, j, at);
+      },
+      [&](std::size_t j) {
+        for_each_group(
+            poles_,
+            [&](std::size_t i) {
+              for (std::size_t l = 0; l < lanes; ++l) {
+                const Complex k1 = k(sums, i, j, l);
+                const Complex k2 = k(sums, i, j + 1, l);
+                at(i, j)[l] = (k1 + k2).real();
+                at(i, j + 1)[l] = -(k1 - k2).imag();
+              }
+            },
+            [&](std::size_t i) {
+              pair_block(sums.v[j], sums.v[j + 1], sums.x[i], sums.x[i + 1], q(i, j).real(), q(i, j).imag(),
+                         q(i, j + 1).real(), q(i, j + 1).imag(), at(i, j), at(i, j + 1), at(i + 1, j),
+                         at(i + 1, j + 1));
+            });
+        fill_lower(sums, j, at);
+      });
+  const std::size_t last = poles_.size();
+  for_each_group(
+      poles_,
+      [&](std::size_t i) {
+        for (std::size_t l = 0; l < lanes; ++l) {
+          at(i, last)[l] = sums.x[i].re[l];
+        }
+      },
+      [&](std::size_t i) {
+        for (std::size_t l = 0; l < lanes; ++l) {
+          at(i, last)[l] = sums.x[i].re[l] + sums.x[i + 1].re[l];
+          at(i + 1, last)[l] = sums.x[i].im[l] - sums.x[i + 1].im[l];
+        }
+      });
+  for (std::size_t l = 0; l < lanes; ++l) {
+    std::size_t row = poles_.size();
+    if (constant_) {
+      at(row++, last)[l] = sums.g.re[l];
+    }
+    if (proportional_) {
+      at(row, last)[l] = sums.omega_im[l];
+    }
+  }
+}
+
+}  // namespace polefit

@@ -1,0 +1,450 @@
+#include "polefit/fit.hpp"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <iostream>
+#include <limits>
+#include <numeric>
+#include <string>
+#include <utility>
+
+#include "networks.hpp"
+
+namespace polefit {
+namespace {
+
+using namespace testing_support;
+
+/// How far the relative error of a fit of exact samples may be from 0. The last relocation starts from poles
+/// that are right but for rounding, so that rounding counts once, times the condition of the systems; the
+/// conditions of normal equations are their squares.
+double permitted_error(const Fit& found, std::size_t samples) {
+  const Report& report = found.report;
+  const double condition = report.last_path == Path::gram
+                               ? std::sqrt(report.condition_basis * report.condition_sigma)
+                               : report.condition_sigma;
+  return 2.0 * static_cast<double>(samples) * eps / condition;
+}
+
+void expect_same_bits(const Fit& found, const Fit& expected) {
+  EXPECT_EQ(found.model.poles, expected.model.poles);
+  EXPECT_EQ(found.model.residues, expected.model.residues);
+  EXPECT_EQ(found.model.constants, expected.model.constants);
+  EXPECT_EQ(found.model.proportionals, expected.model.proportionals);
+  EXPECT_EQ(found.report.residual, expected.report.residual);
+  EXPECT_EQ(found.report.iterations, expected.report.iterations);
+}
+
+TEST(Fit, finds_exact_networks_again) {
+  double worst = 0.0;
+  double largest_permitted = 0.0;
+  for (std::uint64_t seed = 0; seed < 60; ++seed) {
+    const NetworkKind kind{.pairs = 1 + seed % 30,
+                           .real_poles = seed % 3,
+                           .responses = 1 + (seed * 7) % 50,
+                           .constant = seed % 4 != 1,
+                           .proportional = seed % 4 == 2};
+    const Network network = random_network(kind, seed);
+    for (const bool orthogonal : {false, true}) {
+      if (orthogonal && seed % 6 != 0) {
+        continue;  // that path takes its time
+      }
+      SCOPED_TRACE(testing::Message() << "seed " << seed << " orthogonal " << orthogonal);
+      Options options = options_for(kind);
+      options.orthogonal = orthogonal;
+      const Fit found = fit(network.data(), options);
+      const double permitted = permitted_error(found, network.frequencies.size());
+      EXPECT_LE(found.report.worst_relative_error, permitted);
+      worst = std::max(worst, found.report.worst_relative_error / permitted);
+      largest_permitted = std::max(largest_permitted, permitted);
+      for (const Complex pole : network.model.poles) {
+        double distance = std::numeric_limits<double>::infinity();
+        for (const Complex other : found.model.poles) {
+          distance = std::min(distance, std::abs(other - pole) / std::abs(pole));
+        }
+        EXPECT_LE(distance, 1e3 * permitted);
+      }
+    }
+  }
+  std::cout << "worst error: " << worst << " of what is permitted, which is at most " << largest_permitted
+            << "\n";
+  EXPECT_LE(largest_permitted, 1e-6);
+}
+
+TEST(Fit, leaves_pairs_and_their_residues_exactly_conjugate) {
+  for (std::uint64_t seed = 0; seed < 20; ++seed) {
+    const NetworkKind kind{.pairs = 1 + seed % 8, .real_poles = seed % 3, .responses = 3, .noise = 0.3};
+    const Model model = fit(random_network(kind, seed).data(), options_for(kind)).model;
+    for (std::size_t i = 0; i < model.poles.size(); ++i) {
+      if (model.poles[i].imag() == 0.0) {
+        for (std::size_t r = 0; r < 3; ++r) {
+          EXPECT_EQ(model.residues_of(r)[i].imag(), 0.0);
+        }
+        continue;
+      }
+      ASSERT_LT(i + 1, model.poles.size());
+      EXPECT_GT(model.poles[i].imag(), 0.0);
+      EXPECT_EQ(model.poles[i + 1], std::conj(model.poles[i]));
+      for (std::size_t r = 0; r < 3; ++r) {
+        EXPECT_EQ(model.residues_of(r)[i + 1], std::conj(model.residues_of(r)[i]));
+      }
+      ++i;
+    }
+  }
+}
+
+TEST(Fit, does_not_depend_on_the_number_of_threads) {
+  for (const std::size_t responses : {1U, 13U, 14U, 50U}) {
+    const NetworkKind kind{.pairs = 6, .real_poles = 1, .responses = responses, .noise = 0.01};
+    const Network network = random_network(kind, responses);
+    for (const bool orthogonal : {false, true}) {
+      Options options = options_for(kind);
+      options.orthogonal = orthogonal;
+      const Fit alone = fit(network.data(), options);
+      for (const int threads : {2, 3, 8}) {
+        SCOPED_TRACE(testing::Message()
+                     << responses << " responses, " << threads << " threads " << orthogonal);
+        options.threads = threads;
+        expect_same_bits(fit(network.data(), options), alone);
+      }
+    }
+  }
+}
+
+TEST(Fit, takes_any_layout_of_the_responses) {
+  const NetworkKind kind{.pairs = 4, .responses = 5, .noise = 0.01};
+  const Network network = random_network(kind, 1);
+  const Fit expected = fit(network.data(), options_for(kind));
+  const std::size_t samples = network.frequencies.size();
+  std::vector<Complex> by_sample(network.values.size());
+  for (std::size_t r = 0; r < 5; ++r) {
+    for (std::size_t k = 0; k < samples; ++k) {
+      by_sample[k * 5 + r] = network.values[r * samples + k];
+    }
+  }
+  NetworkData data = network.data();
+  data.responses = Responses::by_sample(by_sample, 5);
+  expect_same_bits(fit(data, options_for(kind)), expected);
+}
+
+TEST(Fit, scaled_frequencies_scale_the_model_bit_by_bit) {
+  const NetworkKind kind{.pairs = 5, .real_poles = 2, .responses = 2, .proportional = true, .noise = 0.01};
+  Network network = random_network(kind, 1);
+  for (const bool orthogonal : {false, true}) {
+    Options options = options_for(kind);
+    options.orthogonal = orthogonal;
+    Fit expected = fit(network.data(), options);
+    for (const int exponent : {-30, 7}) {
+      const double scale = std::ldexp(1.0, exponent);
+      Network scaled = network;
+      for (double& frequency : scaled.frequencies) {
+        frequency *= scale;
+      }
+      const Fit found = fit(scaled.data(), options);
+      for (std::size_t i = 0; i < found.model.poles.size(); ++i) {
+        EXPECT_EQ(found.model.poles[i], expected.model.poles[i] * scale);
+      }
+      for (std::size_t i = 0; i < found.model.residues.size(); ++i) {
+        EXPECT_EQ(found.model.residues[i], expected.model.residues[i] * scale);
+      }
+      EXPECT_EQ(found.model.constants, expected.model.constants);
+      for (std::size_t r = 0; r < 2; ++r) {
+        EXPECT_EQ(found.model.proportionals[r], expected.model.proportionals[r] / scale);
+      }
+    }
+  }
+}
+
+TEST(Fit, does_not_depend_on_the_order_of_responses_and_samples) {
+  const NetworkKind kind{.pairs = 5, .responses = 20, .noise = 1e-3};
+  const Network network = random_network(kind, 3);
+  const Fit expected = fit(network.data(), options_for(kind));
+  const std::size_t samples = network.frequencies.size();
+  RandomNumbers numbers(1);
+  std::vector<std::size_t> order(samples);
+  std::iota(order.begin(), order.end(), std::size_t{0});
+  for (std::size_t k = samples - 1; k > 0; --k) {
+    std::swap(order[k], order[static_cast<std::size_t>(numbers.below(static_cast<int>(k) + 1))]);
+  }
+  Network shuffled = network;
+  for (std::size_t k = 0; k < samples; ++k) {
+    shuffled.frequencies[k] = network.frequencies[order[k]];
+    for (std::size_t r = 0; r < 20; ++r) {
+      shuffled.values[(19 - r) * samples + k] = network.values[r * samples + order[k]];
+    }
+  }
+  // From the same starting poles: the band is the same.
+  const Fit found = fit(shuffled.data(), options_for(kind));
+  const double permitted = permitted_error(expected, samples);
+  EXPECT_NEAR(found.report.relative_error, expected.report.relative_error, permitted);
+  for (std::size_t r = 0; r < 20; ++r) {
+    EXPECT_NEAR(found.report.errors[19 - r].rms, expected.report.errors[r].rms, permitted);
+  }
+}
+
+TEST(Fit, takes_repeated_frequencies_as_they_are) {
+  const NetworkKind kind{.pairs = 4, .responses = 2};
+  Network network = random_network(kind, 2);
+  const Fit once = fit(network.data(), options_for(kind));
+  Network twice = network;
+  twice.values.clear();
+  const std::size_t samples = network.frequencies.size();
+  for (std::size_t r = 0; r < 2; ++r) {
+    for (std::size_t k = 0; k < 2 * samples; ++k) {
+      twice.values.push_back(network.values[r * samples + k % samples]);
+    }
+  }
+  twice.frequencies.insert(twice.frequencies.end(), network.frequencies.begin(), network.frequencies.end());
+  const Fit found = fit(twice.data(), options_for(kind));
+  EXPECT_LE(found.report.relative_error, permitted_error(once, 2 * samples));
+}
+
+TEST(Fit, starting_pairs_may_have_either_member_first) {
+  const NetworkKind kind{.pairs = 2, .responses = 1, .noise = 0.01};
+  const Network network = random_network(kind, 2);
+  Options options;
+  options.starting_poles = {{-1e8, 1e10}, {-1e8, -1e10}, {-1e8, 4e10}, {-1e8, -4e10}};
+  const Fit expected = fit(network.data(), options);
+  std::swap(options.starting_poles[0], options.starting_poles[1]);
+  expect_same_bits(fit(network.data(), options), expected);
+}
+
+TEST(Fit, takes_the_exact_value_at_a_chosen_sample) {
+  for (const bool proportional : {false, true}) {
+    const NetworkKind kind{.pairs = 4, .responses = 40, .proportional = proportional, .noise = 0.05};
+    Network network = random_network(kind, 4);
+    for (const std::size_t exact : {0U, 17U}) {
+      // The first sample becomes the direct-current point, where responses are real.
+      network.frequencies[0] = 0.0;
+      for (std::size_t r = 0; r < 40; ++r) {
+        network.values[r * network.frequencies.size()] = 0.5 + 0.01 * static_cast<double>(r);
+      }
+      Options options = options_for(kind);
+      options.exact_sample = exact;
+      const Fit found = fit(network.data(), options);
+      const double frequency = network.frequencies[exact];
+      const std::vector<Complex> values = evaluate(found.model, {&frequency, 1});
+      for (std::size_t r = 0; r < 40; ++r) {
+        // A dozen terms of order 1 and the rounding of the constraint's factorisation.
+        EXPECT_LE(std::abs(values[r] - network.data().responses(r, exact)), 1e3 * eps) << r;
+      }
+      options.exact_sample.reset();
+      const Fit free = fit(network.data(), options);
+      EXPECT_GE(found.report.relative_error, free.report.relative_error);
+      EXPECT_LE(found.report.relative_error, 5.0 * free.report.relative_error);
+    }
+  }
+}
+
+TEST(Fit, weights_of_the_samples_decide_where_a_model_is_good) {
+  // Two resonances, and a model with one.
+  const NetworkKind kind{.pairs = 2, .responses = 1, .samples = 200};
+  const Network network = random_network(kind, 5);
+  Options options;
+  options.complex_pairs = 1;
+  std::vector<double> weights(200, 1.0);
+  const auto error_below = [&](const Fit& found, bool below) {
+    const std::vector<Complex> values = evaluate(found.model, network.frequencies);
+    double sum = 0.0;
+    for (std::size_t k = 0; k < 200; ++k) {
+      sum += (k < 100) == below ? std::norm(values[k] - network.values[k]) : 0.0;
+    }
+    return sum;
+  };
+  NetworkData data = network.data();
+  data.weights = weights;
+  std::fill(weights.begin(), weights.begin() + 100, 100.0);
+  const Fit low = fit(data, options);
+  std::fill(weights.begin(), weights.begin() + 100, 0.01);
+  const Fit high = fit(data, options);
+  EXPECT_LT(error_below(low, true), 0.5 * error_below(high, true));
+  EXPECT_LT(error_below(high, false), 0.5 * error_below(low, false));
+}
+
+TEST(Fit, weights_of_each_response_that_are_the_same_are_those_of_the_samples) {
+  const NetworkKind kind{.pairs = 3, .responses = 3, .noise = 1e-3};
+  const Network network = random_network(kind, 6);
+  const std::size_t samples = network.frequencies.size();
+  std::vector<double> shared;
+  for (std::size_t k = 0; k < samples; ++k) {
+    shared.push_back(1.0 + static_cast<double>(k % 3));
+  }
+  std::vector<double> own;
+  for (int r = 0; r < 3; ++r) {
+    own.insert(own.end(), shared.begin(), shared.end());
+  }
+  NetworkData data = network.data();
+  data.weights = shared;
+  const Fit expected = fit(data, options_for(kind));
+  data.weights = own;
+  const Fit found = fit(data, options_for(kind));
+  EXPECT_EQ(found.report.gram_relocations, 0);
+  EXPECT_NEAR(found.report.relative_error, expected.report.relative_error,
+              permitted_error(expected, samples));
+}
+
+TEST(Fit, a_response_of_zeros_gets_a_model_of_zeros_and_disturbs_nobody) {
+  const NetworkKind kind{.pairs = 3, .responses = 2};
+  Network network = random_network(kind, 7);
+  const std::size_t samples = network.frequencies.size();
+  std::fill(network.values.begin() + static_cast<std::ptrdiff_t>(samples), network.values.end(), 0.0);
+  const Fit found = fit(network.data(), options_for(kind));
+  EXPECT_LE(found.report.errors[0].relative, permitted_error(found, samples));
+  EXPECT_EQ(found.report.errors[1].rms, 0.0);
+  for (const Complex residue : found.model.residues_of(1)) {
+    EXPECT_EQ(residue, 0.0);
+  }
+}
+
+TEST(Fit, keeps_unstable_poles_only_when_asked_to) {
+  Network network = random_network({.pairs = 2, .responses = 2}, 8);
+  for (std::size_t i = 0; i < 2; ++i) {
+    network.model.poles[i].real(-network.model.poles[i].real());
+  }
+  network.values = evaluate(network.model, network.frequencies);
+  Options options = options_for({.pairs = 2});
+  options.stable = false;
+  const Fit unstable = fit(network.data(), options);
+  EXPECT_LE(unstable.report.relative_error, 1e-9);  // exact samples; conditions of 1e-3
+  EXPECT_TRUE(std::any_of(unstable.model.poles.begin(), unstable.model.poles.end(),
+                          [](Complex pole) { return pole.real() > 0.0; }));
+  options.stable = true;
+  const Fit stable = fit(network.data(), options);
+  EXPECT_TRUE(std::all_of(stable.model.poles.begin(), stable.model.poles.end(),
+                          [](Complex pole) { return pole.real() < 0.0; }));
+}
+
+TEST(Fit, without_poles_fits_the_terms_alone) {
+  Network network = random_network({.pairs = 1, .responses = 1}, 9);
+  for (std::size_t k = 0; k < network.values.size(); ++k) {
+    network.values[k] = Complex(2.0, 3e-10 * 2.0 * 3.141592653589793 * network.frequencies[k]);
+  }
+  Options options;
+  options.complex_pairs = 0;
+  options.proportional = true;
+  const Fit found = fit(network.data(), options);
+  EXPECT_NEAR(found.model.constants[0], 2.0, 100 * eps);  // two orthogonal columns
+  EXPECT_NEAR(found.model.proportionals[0], 3e-10, 100 * eps * 3e-10);
+}
+
+TEST(Fit, progress_is_told_after_each_relocation_and_may_end_the_run) {
+  const NetworkKind kind{.pairs = 5, .noise = 0.1};
+  const Network network = random_network(kind, 10);
+  Options options = options_for(kind);
+  options.pole_tolerance = 0.0;
+  std::vector<int> told;
+  options.progress = [&](const Progress& progress) {
+    told.push_back(progress.iteration);
+    EXPECT_EQ(progress.order, 10U);
+    EXPECT_GT(progress.residual, 0.0);
+    return progress.iteration < 3;
+  };
+  const Fit found = fit(network.data(), options);
+  EXPECT_EQ(told, (std::vector<int>{1, 2, 3}));
+  EXPECT_EQ(found.report.reason, StopReason::cancelled);
+  EXPECT_EQ(found.report.iterations, 3);
+  EXPECT_EQ(found.model.residues.size(), 10U);
+}
+
+TEST(Fit, says_why_it_ended) {
+  const NetworkKind kind{.pairs = 5};
+  const Network network = random_network(kind, 11);
+  Options options = options_for(kind);
+  EXPECT_EQ(fit(network.data(), options).report.reason, StopReason::poles_settled);
+  options.iterations = 1;
+  EXPECT_EQ(fit(network.data(), options).report.reason, StopReason::iteration_limit);
+  const Network noise = random_network({.pairs = 5, .noise = 5.0}, 12);
+  options.iterations = 200;
+  options.pole_tolerance = 0.0;
+  EXPECT_EQ(fit(noise.data(), options).report.reason, StopReason::residual_settled);
+}
+
+struct BadInput {
+  const char* name;
+  ErrorKind kind;
+  void (*spoil)(Network& network, NetworkData& data, Options& options);
+};
+
+class BadInputTest : public ::testing::TestWithParam<BadInput> {};
+
+TEST_P(BadInputTest, is_refused_with_a_sentence) {
+  Network network = random_network({.pairs = 2, .responses = 2}, 1);
+  NetworkData data = network.data();
+  Options options = options_for({.pairs = 2});
+  GetParam().spoil(network, data, options);
+  try {
+    static_cast<void>(fit(data, options));
+    ADD_FAILURE() << "was accepted";
+  } catch (const Error& error) {
+    EXPECT_EQ(error.kind(), GetParam().kind) << error.what();
+    EXPECT_GT(std::string(error.what()).size(), 20U);
+  }
+}
+
+constexpr double infinity = std::numeric_limits<double>::infinity();
+constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+const std::vector<std::string> three_names(3, "S");
+const std::vector<double> bad_weights(36, -1.0);
+const std::vector<double> zero_weights(36, 0.0);
+
+INSTANTIATE_TEST_SUITE_P(
+    Fit, BadInputTest,
+    ::testing::Values(
+        BadInput{"no_frequencies", ErrorKind::no_samples,
+                 [](Network&, NetworkData& data, Options&) { data.frequencies = {}; }},
+        BadInput{"no_responses", ErrorKind::no_samples,
+                 [](Network&, NetworkData& data, Options&) { data.responses.responses = 0; }},
+        BadInput{"other_numbers_of_samples", ErrorKind::bad_shape,
+                 [](Network&, NetworkData& data, Options&) { data.responses.samples -= 1; }},
+        BadInput{"other_numbers_of_names", ErrorKind::bad_shape,
+                 [](Network&, NetworkData& data, Options&) { data.names = three_names; }},
+        BadInput{
+            "other_numbers_of_weights", ErrorKind::bad_shape,
+            [](Network&, NetworkData& data, Options&) { data.weights = std::span(bad_weights).first(7); }},
+        BadInput{"a_negative_frequency", ErrorKind::bad_frequency,
+                 [](Network& network, NetworkData&, Options&) { network.frequencies[3] = -1.0; }},
+        BadInput{"an_undefined_frequency", ErrorKind::bad_frequency,
+                 [](Network& network, NetworkData&, Options&) { network.frequencies[3] = nan; }},
+        BadInput{"an_undefined_sample", ErrorKind::bad_sample,
+                 [](Network& network, NetworkData&, Options&) {
+                   network.values[3] = {0.0, nan};
+                 }},
+        BadInput{"an_infinite_sample", ErrorKind::bad_sample,
+                 [](Network& network, NetworkData&, Options&) { network.values[3] = infinity; }},
+        BadInput{"negative_weights", ErrorKind::bad_weight,
+                 [](Network&, NetworkData& data, Options&) { data.weights = bad_weights; }},
+        BadInput{"weights_of_zero", ErrorKind::zero_data,
+                 [](Network&, NetworkData& data, Options&) { data.weights = zero_weights; }},
+        BadInput{"data_of_zeros", ErrorKind::zero_data,
+                 [](Network& network, NetworkData&, Options&) {
+                   std::fill(network.values.begin(), network.values.end(), 0.0);
+                 }},
+        BadInput{"more_unknowns_than_equations", ErrorKind::too_many_unknowns,
+                 [](Network&, NetworkData&, Options& options) { options.complex_pairs = 36; }},
+        BadInput{"a_starting_pole_without_its_conjugate", ErrorKind::bad_option,
+                 [](Network&, NetworkData&, Options& options) {
+                   options.starting_poles = {{-1, 1}, {-1, 1}};
+                 }},
+        BadInput{"an_undefined_starting_pole", ErrorKind::bad_option,
+                 [](Network&, NetworkData&, Options& options) { options.starting_poles = {nan}; }},
+        BadInput{"an_exact_sample_that_is_not_there", ErrorKind::bad_option,
+                 [](Network&, NetworkData&, Options& options) { options.exact_sample = 36; }},
+        BadInput{"no_threads", ErrorKind::bad_option,
+                 [](Network&, NetworkData&, Options& options) { options.threads = 0; }},
+        BadInput{"negative_iterations", ErrorKind::bad_option,
+                 [](Network&, NetworkData&, Options& options) { options.iterations = -1; }}),
+    [](const ::testing::TestParamInfo<BadInput>& chosen) { return std::string(chosen.param.name); });
+
+TEST(Fit, one_sample_is_fitted_by_a_constant) {
+  const std::vector<double> frequencies{1e9};
+  const std::vector<Complex> values{{0.5, 0.0}};
+  const NetworkData data{frequencies, Responses::by_response(values, 1), {}, {}};
+  Options options;
+  options.complex_pairs = 0;
+  const Fit found = fit(data, options);
+  EXPECT_NEAR(found.model.constants[0], 0.5, 4 * eps);
+}
+
+}  // namespace
+}  // namespace polefit

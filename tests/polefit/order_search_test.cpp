@@ -1,0 +1,365 @@
+#include "polefit/order_search.hpp"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <complex>
+#include <iostream>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "angular_frequency.hpp"
+#include "numerics.hpp"
+
+namespace polefit {
+namespace {
+
+using s_solver::two_pi;
+using s_solver::testing_support::Complex;
+using s_solver::testing_support::RandomNumbers;
+
+/// Samples with their responses one after the other.
+struct Samples {
+  std::vector<double> frequencies;
+  std::vector<Complex> values;
+  std::size_t responses = 0;
+  std::vector<double> weights;
+
+  NetworkData view() const { return {frequencies, Responses::by_response(values, responses), {}, weights}; }
+};
+
+std::vector<double> grid(std::size_t count) {
+  std::vector<double> frequencies;
+  for (std::size_t k = 0; k < count; ++k) {
+    frequencies.push_back(0.01 + (1.0 - 0.01) * static_cast<double>(k) / static_cast<double>(count));
+  }
+  return frequencies;
+}
+
+/// A network of resonances over the band (0 .. 1 Hz), all of which show.
+Samples network(std::size_t order, std::size_t responses, std::size_t count, std::uint64_t seed = 1) {
+  RandomNumbers numbers(seed);
+  Model model;
+  const std::size_t pairs = order / 2;
+  for (std::size_t i = 0; i < pairs; ++i) {
+    const double place = (static_cast<double>(i) + 0.5 + 0.3 * numbers()) / static_cast<double>(pairs);
+    const Complex pole = two_pi * place * Complex(-numbers.between(0.01, 0.05), 1.0);
+    model.poles.insert(model.poles.end(), {pole, std::conj(pole)});
+  }
+  for (std::size_t r = 0; r < responses; ++r) {
+    model.constants.push_back(0.2 * numbers());
+    model.proportionals.push_back(0.0);
+    for (std::size_t i = 0; i < model.poles.size(); i += 2) {
+      const double size = -model.poles[i].real() * numbers.between(0.3, 1.0);
+      const Complex residue = std::polar(size, 3.14 * numbers());
+      model.residues.insert(model.residues.end(), {residue, std::conj(residue)});
+    }
+  }
+  return {grid(count), evaluate(model, grid(count)), responses, {}};
+}
+
+double root_mean_square(const std::vector<Complex>& values) {
+  double squares = 0.0;
+  for (const Complex value : values) {
+    squares += std::norm(value);
+  }
+  return std::sqrt(squares / static_cast<double>(values.size()));
+}
+
+/// Noise of root mean square `size`, evenly over a square.
+void add_noise(Samples& samples, double size, std::uint64_t seed) {
+  RandomNumbers numbers(seed);
+  for (Complex& value : samples.values) {
+    value += size * std::sqrt(1.5) * Complex(numbers(), numbers());
+  }
+}
+
+std::size_t order_of(const Search& search) { return search.fit.model.poles.size(); }
+
+/// What holds of every search.
+void expect_in_order(const Search& search, const Target& target) {
+  EXPECT_FALSE(search.steps.empty());
+  EXPECT_LE(order_of(search), target.most_poles);
+  EXPECT_TRUE(std::isfinite(search.error));
+  if (search.end == SearchEnd::target_met) {
+    EXPECT_LE(search.error, target.error);
+  }
+  for (const Step& step : search.steps) {
+    EXPECT_LE(step.order, target.most_poles);
+  }
+}
+
+TEST(OrderSearch, finds_the_order_of_exact_networks_or_a_few_poles_more) {
+  for (const std::size_t order : {4U, 10U, 20U}) {
+    for (const std::size_t responses : {1U, 3U, 9U}) {
+      for (const std::uint64_t seed : {1U, 2U, 3U}) {
+        SCOPED_TRACE(std::to_string(order) + " poles, " + std::to_string(responses) + " responses, seed " +
+                     std::to_string(seed));
+        const Samples samples = network(order, responses, 301, seed);
+        const Target target{.error = 1e-8};
+        const Search search = fit_to_error(samples.view(), target);
+        expect_in_order(search, target);
+        EXPECT_EQ(search.end, SearchEnd::target_met);
+        EXPECT_GE(order_of(search), order);
+        EXPECT_LE(order_of(search), order + 4);  // an excess that dropping did not remove
+      }
+    }
+  }
+}
+
+TEST(OrderSearch, takes_no_more_poles_than_a_rough_target_needs) {
+  const Samples samples = network(20, 3, 301);
+  const Search fine = fit_to_error(samples.view(), {.error = 1e-8});
+  const Search rough = fit_to_error(samples.view(), {.error = 0.3});
+  EXPECT_EQ(rough.end, SearchEnd::target_met);
+  EXPECT_LT(order_of(rough), order_of(fine));
+}
+
+TEST(OrderSearch, meets_the_target_in_every_measure) {
+  Samples samples = network(10, 3, 301);
+  for (std::size_t k = 0; k < 301; ++k) {
+    samples.values[k] *= 1e3;
+  }
+  for (const Measure measure : {Measure::relative_rms, Measure::worst_response, Measure::largest_error}) {
+    const Target target{.error = 1e-6, .measure = measure};
+    const Search search = fit_to_error(samples.view(), target);
+    expect_in_order(search, target);
+    EXPECT_EQ(search.end, SearchEnd::target_met);
+    const Report& report = search.fit.report;
+    EXPECT_EQ(search.error, measure == Measure::relative_rms     ? report.relative_error
+                            : measure == Measure::worst_response ? report.worst_relative_error
+                                                                 : report.largest_error);
+  }
+}
+
+TEST(OrderSearch, does_not_model_pure_noise) {
+  Samples samples{grid(301), std::vector<Complex>(602), 2, {}};
+  add_noise(samples, 1.0, 5);
+  const Target target{.error = 1e-2};
+  const Search search = fit_to_error(samples.view(), target);
+  expect_in_order(search, target);
+  EXPECT_TRUE(search.end == SearchEnd::no_gain || search.end == SearchEnd::noise);
+  EXPECT_LE(order_of(search), 20U);  // of 100 that it might have taken
+  EXPECT_GT(search.error, 0.5);      // of noise, 301 samples leave that much to 20 poles and more
+}
+
+TEST(OrderSearch, does_not_model_the_noise_on_a_network) {
+  for (const std::uint64_t seed : {7U, 8U, 9U}) {
+    SCOPED_TRACE(seed);
+    const Samples clean = network(10, 3, 301);
+    Samples noisy = clean;
+    const double noise = 1e-2 * root_mean_square(clean.values);
+    add_noise(noisy, noise, seed);
+    const Target target{.error = 1e-6};
+    const Search search = fit_to_error(noisy.view(), target);
+    expect_in_order(search, target);
+    EXPECT_TRUE(search.end == SearchEnd::no_gain || search.end == SearchEnd::noise);
+    std::vector<Complex> difference = evaluate(search.fit.model, clean.frequencies);
+    for (std::size_t i = 0; i < difference.size(); ++i) {
+      difference[i] -= clean.values[i];
+    }
+    EXPECT_LT(root_mean_square(difference), 0.5 * noise);  // 11 of 602 unknowns a response: 0.14 at best
+  }
+}
+
+TEST(OrderSearch, ends_on_noise_without_samples_held_out_too) {
+  Samples samples{grid(101), std::vector<Complex>(101), 1, {}};
+  add_noise(samples, 1.0, 6);
+  const Target target{.error = 1e-3, .most_poles = 30, .hold_out = false};
+  const Search search = fit_to_error(samples.view(), target);
+  expect_in_order(search, target);
+  EXPECT_NE(search.end, SearchEnd::target_met);
+  EXPECT_EQ(search.steps.front().held_out_error, 0.0);
+}
+
+TEST(OrderSearch, respects_the_limit_on_poles) {
+  const Samples samples = network(20, 3, 301);
+  for (const std::size_t most : {0U, 1U, 3U, 4U, 9U, 12U}) {
+    SCOPED_TRACE(most);
+    const Target target{.error = 1e-8, .most_poles = most};
+    const Search search = fit_to_error(samples.view(), target);
+    expect_in_order(search, target);
+    EXPECT_NE(search.end, SearchEnd::target_met);
+    if (most < 4) {
+      EXPECT_EQ(search.end, SearchEnd::most_poles);
+    }
+  }
+}
+
+TEST(OrderSearch, ends_when_the_callback_says_so_with_the_model_so_far) {
+  const Samples samples = network(20, 3, 301);
+  for (const int most : {1, 2, 9}) {
+    SCOPED_TRACE(most);
+    int calls = 0;
+    Options options;
+    options.progress = [&](const Progress&) { return ++calls < most; };
+    const Search search = fit_to_error(samples.view(), {.error = 1e-12}, options);
+    EXPECT_EQ(search.end, SearchEnd::cancelled);
+    EXPECT_EQ(calls, most);
+    EXPECT_GE(order_of(search), 1U);
+    EXPECT_TRUE(std::isfinite(search.error));
+  }
+}
+
+TEST(OrderSearch, is_cancelled_in_its_last_fit_too) {
+  const Samples samples = network(10, 3, 301);
+  int calls = 0;
+  Options options;
+  options.progress = [&](const Progress&) {
+    ++calls;
+    return true;
+  };
+  ASSERT_EQ(fit_to_error(samples.view(), {.error = 1e-8}, options).end, SearchEnd::target_met);
+  const int last = calls;
+  calls = 0;
+  options.progress = [&](const Progress&) { return ++calls < last; };
+  const Search search = fit_to_error(samples.view(), {.error = 1e-8}, options);
+  EXPECT_EQ(search.end, SearchEnd::cancelled);
+  EXPECT_EQ(calls, last);
+}
+
+TEST(OrderSearch, keeps_an_exact_sample_in_the_final_model) {
+  Samples samples = network(10, 3, 301);
+  add_noise(samples, 1e-3, 10);
+  for (const std::size_t exact : {0U, 2U, 150U, 300U}) {
+    SCOPED_TRACE(exact);
+    Options options;
+    options.exact_sample = exact;
+    const Search search = fit_to_error(samples.view(), {.error = 1e-2}, options);
+    const std::vector<Complex> values = evaluate(search.fit.model, samples.frequencies);
+    for (std::size_t r = 0; r < samples.responses; ++r) {
+      const Complex value = samples.values[r * 301 + exact];
+      // Rounding of the constraint and of the evaluation: 11 terms of size 1 each.
+      EXPECT_LE(std::abs(values[r * 301 + exact] - value), 1e-12);
+    }
+  }
+}
+
+TEST(OrderSearch, takes_weights_per_sample_and_per_response) {
+  for (const std::size_t sets : {1U, 3U}) {
+    SCOPED_TRACE(sets);
+    Samples samples = network(10, 3, 301);
+    RandomNumbers numbers(11);
+    for (std::size_t i = 0; i < sets * 301; ++i) {
+      samples.weights.push_back(numbers.between(0.5, 2.0));
+    }
+    const Target target{.error = 1e-8};
+    const Search search = fit_to_error(samples.view(), target);
+    expect_in_order(search, target);
+    EXPECT_EQ(search.end, SearchEnd::target_met);
+    EXPECT_LE(order_of(search), 14U);
+  }
+}
+
+TEST(OrderSearch, weights_of_zero_on_the_samples_used_are_no_error) {
+  // All weight on what may be held out, or on a single sample.
+  for (const std::size_t step : {5U, 1000U}) {
+    Samples samples = network(4, 1, 101);
+    samples.weights.assign(101, 0.0);
+    for (std::size_t k = 2; k < 101; k += step) {
+      samples.weights[k] = 1.0;
+    }
+    EXPECT_NO_THROW(static_cast<void>(fit_to_error(samples.view(), {.error = 1e-3})));
+  }
+}
+
+TEST(OrderSearch, ends_on_data_of_a_few_samples) {
+  for (const std::size_t count : {1U, 2U, 3U, 5U, 8U}) {
+    for (const bool proportional : {false, true}) {
+      SCOPED_TRACE(std::to_string(count) + (proportional ? " samples, proportional" : " samples"));
+      const Samples samples = network(4, 2, count);
+      Options options;
+      options.proportional = proportional;
+      const Target target{.error = 1e-9};
+      const Search search = fit_to_error(samples.view(), target, options);
+      expect_in_order(search, target);
+      EXPECT_LE(order_of(search), 2 * count);
+    }
+  }
+}
+
+TEST(OrderSearch, ends_when_all_samples_are_at_one_frequency) {
+  for (const double frequency : {0.0, 0.5}) {
+    SCOPED_TRACE(frequency);
+    Samples samples = network(4, 2, 60);
+    samples.frequencies.assign(60, frequency);
+    const Target target{.error = 1e-6};
+    const Search search = fit_to_error(samples.view(), target);
+    expect_in_order(search, target);
+  }
+}
+
+TEST(OrderSearch, fits_constant_data_with_next_to_no_poles) {
+  const Samples samples{grid(101), std::vector<Complex>(202, 3.0), 2, {}};
+  const Target target{.error = 1e-9};
+  const Search search = fit_to_error(samples.view(), target);
+  expect_in_order(search, target);
+  EXPECT_EQ(search.end, SearchEnd::target_met);
+  EXPECT_LE(order_of(search), 2U);
+}
+
+TEST(OrderSearch, fits_data_that_are_zero_in_one_response) {
+  Samples samples = network(10, 3, 301);
+  std::fill_n(samples.values.begin(), 301, Complex());
+  for (const Measure measure : {Measure::relative_rms, Measure::worst_response, Measure::largest_error}) {
+    const Target target{.error = 1e-8, .measure = measure};
+    const Search search = fit_to_error(samples.view(), target);
+    expect_in_order(search, target);
+    EXPECT_EQ(search.end, SearchEnd::target_met);
+    EXPECT_LE(order_of(search), 14U);
+  }
+}
+
+TEST(OrderSearch, ends_on_a_delay_that_no_order_fits_exactly) {
+  Samples samples{grid(301), {}, 1, {}};
+  for (const double frequency : samples.frequencies) {
+    samples.values.push_back(std::exp(Complex(0.0, -10.0 * two_pi * frequency)));
+  }
+  const Target target{.error = 1e-13};
+  const Search search = fit_to_error(samples.view(), target);
+  expect_in_order(search, target);
+  EXPECT_LT(search.error, 1e-2);
+}
+
+TEST(OrderSearch, the_order_of_the_samples_does_not_matter) {
+  const Samples samples = network(10, 2, 301);
+  Samples reversed = samples;
+  std::reverse(reversed.frequencies.begin(), reversed.frequencies.end());
+  std::reverse(reversed.values.begin(), reversed.values.begin() + 301);
+  std::reverse(reversed.values.begin() + 301, reversed.values.end());
+  const Search a = fit_to_error(samples.view(), {.error = 1e-6});
+  const Search b = fit_to_error(reversed.view(), {.error = 1e-6});
+  EXPECT_EQ(a.end, b.end);
+  EXPECT_EQ(order_of(a), order_of(b));
+}
+
+TEST(OrderSearch, refuses_targets_that_are_not_above_zero) {
+  const Samples samples = network(4, 1, 101);
+  for (const double error : {0.0, -1.0, std::numeric_limits<double>::quiet_NaN()}) {
+    try {
+      static_cast<void>(fit_to_error(samples.view(), {.error = error}));
+      ADD_FAILURE() << "took " << error;
+    } catch (const Error& refused) {
+      EXPECT_EQ(refused.kind(), ErrorKind::bad_option);
+    }
+  }
+}
+
+TEST(OrderSearch, refuses_an_exact_sample_that_does_not_exist) {
+  const Samples samples = network(4, 1, 101);
+  Options options;
+  options.exact_sample = 101;
+  EXPECT_THROW(static_cast<void>(fit_to_error(samples.view(), {.error = 1e-3}, options)), Error);
+}
+
+TEST(OrderSearch, a_network_of_four_ports_takes_a_handful_of_steps) {
+  const Samples samples = network(20, 16, 501);
+  const Search search = fit_to_error(samples.view(), {.error = 1e-6});
+  EXPECT_EQ(search.end, SearchEnd::target_met);
+  EXPECT_LE(search.steps.size(), 10U);  // 6 as measured; one for each pair would be 9
+}
+
+}  // namespace
+}  // namespace polefit
