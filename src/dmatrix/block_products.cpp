@@ -205,8 +205,10 @@ template <std::size_t width, std::size_t registers>
 
 template <std::size_t width, std::size_t registers>
 [[gnu::always_inline]] inline void combine(const Block& factors, const Block& a, double* out) {
+  Block used = a;
   for (std::size_t i = 0; i < factors.rows; i += left_inverse_rows) {
-    form_left_inverse<width, registers>(factors, a, i, out + i * a.rows);
+    used.columns = std::min(a.columns, i + left_inverse_rows);
+    form_left_inverse<width, registers>(factors, used, i, out + i * a.rows);
   }
 }
 
@@ -336,8 +338,8 @@ void add_packed_products(const double* left, int left_groups, const double* righ
   }
 }
 
-void combine_columns(const MatrixView<const double>& factors, const MatrixView<const double>& a, double* out,
-                     VectorUnit unit) {
+void combine_columns_lower(const MatrixView<const double>& factors, const MatrixView<const double>& a,
+                           double* out, VectorUnit unit) {
   assert(a.rows() % row_step == 0 && factors.rows() % left_inverse_rows == 0);
   const Block block(a);
   const Block combination(factors);

@@ -61,11 +61,12 @@ void pack_columns(const MatrixView<const double>& a, double* packed);
 void add_packed_products(const double* left, int left_groups, const double* right, int right_groups, int rows,
                          const MatrixView<double>& product, VectorUnit unit);
 
-/// out = a factors^T: column i of out is the sum of factors(i, j) times column j of a, in the order of j.
+/// out = a factors^T for a lower triangular matrix of factors: column i of out is the sum of factors(i, j)
+/// times column j of a for j up to i, in that order.
 ///
-/// factors   as many columns as a; its number of rows a multiple of left_inverse_rows
+/// factors   as many columns as a; 0 above the diagonal; its number of rows a multiple of left_inverse_rows
 /// out       as many rows as a, as many columns as factors has rows, without gaps
-void combine_columns(const MatrixView<const double>& factors, const MatrixView<const double>& a, double* out,
-                     VectorUnit unit);
+void combine_columns_lower(const MatrixView<const double>& factors, const MatrixView<const double>& a,
+                           double* out, VectorUnit unit);
 
 }  // namespace s_solver

@@ -1,6 +1,7 @@
 #include "cauchy_products.hpp"
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 
 #include "dmatrix/block_products.hpp"
@@ -14,37 +15,72 @@ constexpr std::size_t column_step = s_solver::column_step;
 /// Samples at a time: the factors of the sums then stay in the second-level cache.
 constexpr std::size_t block = 256;
 
-/// Columns that a response is multiplied with: Re and Im of each u_i, then 1 and omega.
-std::size_t kernel_columns(const Poles& poles) { return 2 * poles.size() + 2; }
+/// Where the columns stand that weights are multiplied with: Re u of eight poles, then Im u of the same, and
+/// so on; 1 and omega as if of one more pole, or as a group of their own when the last eight are full.
+struct KernelLayout {
+  explicit KernelLayout(std::size_t poles)
+      : ones(poles % column_step != 0 ? re(poles) : 2 * poles),
+        omega(poles % column_step != 0 ? im(poles) : 2 * poles + 1),
+        groups(poles % column_step != 0 ? 2 * (poles / column_step + 1) : 2 * (poles / column_step) + 1) {}
+  static std::size_t re(std::size_t pole) {
+    return 2 * column_step * (pole / column_step) + pole % column_step;
+  }
+  static std::size_t im(std::size_t pole) { return re(pole) + column_step; }
 
-/// re + j im = 1 / (j omega - a). In the units of the problem squares neither overflow nor underflow, so that
-/// one division will do.
+  std::size_t ones;
+  std::size_t omega;
+  std::size_t groups;  ///< of column_step columns
+};
+
+/// Eight poles, part by part.
+struct PoleGroup {
+  std::array<double, column_step> re;
+  std::array<double, column_step> im;
+};
+
+/// u = 1 / (j omega - a) for the eight poles, packed. In the units of the problem squares neither overflow
+/// nor underflow, so that one division will do.
 S_SOLVER_VECTOR_CLONES
-void fill_kernel(Complex a, std::size_t count, const double* __restrict omega, double* __restrict re,
+void fill_kernel(const PoleGroup& a, std::size_t count, const double* __restrict omega, double* __restrict re,
                  double* __restrict im) {
-  const double distance_re = -a.real();
   for (std::size_t k = 0; k < count; ++k) {
-    const double distance_im = omega[k] - a.imag();
-    const double factor = 1.0 / (distance_re * distance_re + distance_im * distance_im);
-    re[k] = distance_re * factor;
-    im[k] = -distance_im * factor;
+    for (std::size_t i = 0; i < column_step; ++i) {
+      const double distance_re = -a.re[i];
+      const double distance_im = omega[k] - a.im[i];
+      const double factor = 1.0 / (distance_re * distance_re + distance_im * distance_im);
+      re[k * column_step + i] = distance_re * factor;
+      im[k * column_step + i] = -distance_im * factor;
+    }
   }
 }
 
-/// Packs the kernel's columns of a block of samples.
-void pack_kernel(const Problem& problem, const Poles& poles, std::size_t first, std::size_t count,
-                 SumMemory& memory) {
+/// The kernel's columns of a block of samples, packed.
+void fill_kernel(const Problem& problem, const Poles& poles, std::size_t first, std::size_t count,
+                 double* packed) {
   const double* const omega = problem.omega.data() + first;
-  double* column = memory.columns.data();
-  for (const Complex pole : poles) {
-    fill_kernel(pole, count, omega, column, column + count);
-    column += 2 * count;
+  const KernelLayout layout(poles.size());
+  const auto column = [&](std::size_t place) {
+    return packed + place / column_step * column_step * count + place % column_step;
+  };
+  for (std::size_t i = 0; i < poles.size(); i += column_step) {
+    PoleGroup group;
+    for (std::size_t l = 0; l < column_step; ++l) {
+      // What fills the group up is anything finite.
+      const Complex pole = i + l < poles.size() ? poles[i + l] : Complex(-1.0);
+      group.re[l] = pole.real();
+      group.im[l] = pole.imag();
+    }
+    fill_kernel(group, count, omega, column(KernelLayout::re(i)), column(KernelLayout::im(i)));
   }
-  std::fill_n(column, count, 1.0);
-  std::copy_n(omega, count, column + count);
-  s_solver::pack_columns({memory.columns.data(), static_cast<std::int64_t>(count),
-                          static_cast<std::int64_t>(kernel_columns(poles)), static_cast<std::int64_t>(count)},
-                         memory.kernel.data());
+  if (poles.size() % column_step == 0) {
+    std::fill_n(column(layout.ones), column_step * count, 0.0);
+  }
+  double* const ones = column(layout.ones);
+  double* const omegas = column(layout.omega);
+  for (std::size_t k = 0; k < count; ++k) {
+    ones[k * column_step] = 1.0;
+    omegas[k * column_step] = omega[k];
+  }
 }
 
 std::size_t used_lanes(const Problem& problem, std::size_t chunk) {
@@ -109,9 +145,8 @@ void pair_block(const ComplexLanes& v1, const ComplexLanes& v2, const ComplexLan
 
 void add_sums(const Problem& problem, const Poles& poles, std::size_t begin, std::size_t end,
               SumMemory& memory, std::vector<std::vector<double>>& products) {
-  const std::size_t padded = rounded_up(kernel_columns(poles), column_step);
-  const auto groups = static_cast<int>(padded / column_step);
-  memory.columns.resize(kernel_columns(poles) * block);
+  const std::size_t groups = KernelLayout(poles.size()).groups;
+  const std::size_t padded = groups * column_step;
   memory.kernel.resize(padded * block);
   memory.weights.resize(2 * column_step * block);
   const s_solver::VectorUnit unit = s_solver::widest_vector_unit();
@@ -120,7 +155,7 @@ void add_sums(const Problem& problem, const Poles& poles, std::size_t begin, std
   }
   for (std::size_t first = 0; first < problem.samples; first += block) {
     const std::size_t count = std::min(block, problem.samples - first);
-    pack_kernel(problem, poles, first, count, memory);
+    fill_kernel(problem, poles, first, count, memory.kernel.data());
     for (std::size_t chunk = begin; chunk < end; ++chunk) {
       for (std::size_t lane = 0; lane < used_lanes(problem, chunk); lane += column_step) {
         pack_weights(problem, chunk * lanes + lane, first, count, memory.weights.data());
@@ -130,7 +165,7 @@ void add_sums(const Problem& problem, const Poles& poles, std::size_t begin, std
           const s_solver::MatrixView<double> product(products[chunk].data() + part * lanes + lane,
                                                      column_step, static_cast<std::int64_t>(padded),
                                                      2 * lanes);
-          s_solver::add_packed_products(memory.kernel.data(), groups,
+          s_solver::add_packed_products(memory.kernel.data(), static_cast<int>(groups),
                                         memory.weights.data() + part * column_step * count, 1,
                                         static_cast<int>(count), product, unit);
         }
@@ -142,8 +177,8 @@ void add_sums(const Problem& problem, const Poles& poles, std::size_t begin, std
 S_SOLVER_VECTOR_CLONES
 void take_sums(const double* product, std::size_t poles, Sums& sums) {
   for (std::size_t i = 0; i < poles; ++i) {
-    const double* const re_column = product + 4 * i * lanes;
-    const double* const im_column = re_column + 2 * lanes;
+    const double* const re_column = product + 2 * lanes * KernelLayout::re(i);
+    const double* const im_column = product + 2 * lanes * KernelLayout::im(i);
     for (std::size_t l = 0; l < lanes; ++l) {
       const double re_re = re_column[l];
       const double re_im = re_column[lanes + l];
@@ -155,11 +190,13 @@ void take_sums(const double* product, std::size_t poles, Sums& sums) {
       sums.x[i].im[l] = re_im - im_re;
     }
   }
-  const double* const ones = product + 4 * poles * lanes;
+  const KernelLayout layout(poles);
+  const double* const ones = product + 2 * lanes * layout.ones;
+  const double* const omega = product + 2 * lanes * layout.omega;
   for (std::size_t l = 0; l < lanes; ++l) {
     sums.g.re[l] = ones[l];
     sums.g.im[l] = ones[lanes + l];
-    sums.omega_im[l] = ones[3 * lanes + l];
+    sums.omega_im[l] = omega[lanes + l];
   }
 }
 

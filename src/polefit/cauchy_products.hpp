@@ -39,7 +39,6 @@ inline std::size_t response_chunks(const Problem& problem) {
 
 /// What one thread sums in, kept from call to call.
 struct SumMemory {
-  std::vector<double> columns;
   std::vector<double> kernel;
   std::vector<double> weights;
 };

@@ -88,7 +88,7 @@ void eliminate(const Matrix& inverse, const ProductTable& table, Scratch& scratc
   const MatrixView<const double> factors(inverse.elements.data(), inverse_rows,
                                          static_cast<std::int64_t>(inverse.columns), inverse_rows);
   for (std::size_t j = 0; j < table.columns(); ++j) {
-    s_solver::combine_columns(
+    s_solver::combine_columns_lower(
         factors,
         {scratch.table.data() + j * table.rows() * lanes, static_cast<std::int64_t>(lanes),
          static_cast<std::int64_t>(table.rows()), static_cast<std::int64_t>(lanes)},
