@@ -11,8 +11,8 @@ enum class ErrorKind {
   bad_shape,            ///< sizes that do not fit together
   bad_frequency,        ///< negative, infinite or not a number
   bad_sample,           ///< infinite or not a number
-  bad_weight,           ///< negative, infinite or not a number, or all zero
-  zero_data,            ///< responses without a value other than zero
+  bad_weight,           ///< negative, infinite or not a number
+  zero_data,            ///< weighted responses without a value other than zero, or that overflow
   bad_option,           ///< an option outside its range
   too_many_unknowns,    ///< more unknowns than equations
   numerical_breakdown,  ///< an eigenvalue or least-squares routine did not deliver

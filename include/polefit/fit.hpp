@@ -50,12 +50,14 @@ struct Options {
   Placement placement = Placement::linear;
   bool constant = true;
   bool proportional = false;
-  bool stable = true;                       ///< mirrors poles of the right half-plane
-  bool orthogonal = false;                  ///< orthogonal factorisation throughout
-  int iterations = 30;                      ///< relocations at most
-  double pole_tolerance = 1e-8;             ///< relative move of the poles below which they have settled
-  int threads = 1;                          ///< the results do not depend on it
-  std::optional<std::size_t> exact_sample;  ///< the model takes the value of every response there exactly
+  bool stable = true;            ///< mirrors poles of the right half-plane
+  bool orthogonal = false;       ///< orthogonal factorisation throughout
+  int iterations = 30;           ///< relocations at most
+  double pole_tolerance = 1e-8;  ///< relative move of the poles below which they have settled
+  int threads = 1;               ///< the results do not depend on it
+  /// The model takes the value of every response there exactly; at 0 Hz its real part, and with a single
+  /// unknown a response one part only.
+  std::optional<std::size_t> exact_sample;
   /// Called after each relocation; false ends the run with the model so far.
   std::function<bool(const Progress&)> progress;
 };

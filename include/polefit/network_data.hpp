@@ -38,8 +38,8 @@ struct NetworkData {
   std::span<const double> frequencies;  ///< M values in hertz, not below 0, in any order, also repeated
   Responses responses;
   std::span<const std::string> names;  ///< of the responses; R, or none
-  /// Factors on the residuals: none (each response then counts by the inverse of its norm), M (per sample),
-  /// or R * M (those of the first response first).
+  /// Factors on the residuals: none (each response then counts by the inverse square root of its norm), M
+  /// (per sample), or R * M (those of the first response first).
   std::span<const double> weights;
 };
 

@@ -165,7 +165,7 @@ struct CauchyRelocation::Memory {
 
 CauchyRelocation::CauchyRelocation(const Problem& problem, int threads)
     : problem_(problem), threads_(threads), memory_(std::make_unique<Memory>()) {
-  memory_->scratch.resize(static_cast<std::size_t>(threads));
+  memory_->scratch.resize(std::min(static_cast<std::size_t>(threads), all_chunks(problem)));
 }
 
 CauchyRelocation::~CauchyRelocation() = default;

@@ -190,17 +190,35 @@ void polish(const Problem& problem, const NetworkData& data, const Options& opti
   }
 }
 
+void check_finite(const Model& model) {
+  const auto finite = [](double x) { return std::isfinite(x); };
+  const auto both_finite = [](Complex z) { return std::isfinite(z.real()) && std::isfinite(z.imag()); };
+  if (!std::all_of(model.poles.begin(), model.poles.end(), both_finite) ||
+      !std::all_of(model.residues.begin(), model.residues.end(), both_finite) ||
+      !std::all_of(model.constants.begin(), model.constants.end(), finite) ||
+      !std::all_of(model.proportionals.begin(), model.proportionals.end(), finite)) {
+    throw Error(ErrorKind::numerical_breakdown, "the model overflowed");
+  }
+}
+
 }  // namespace
 
 Fit fit(const NetworkData& data, const Options& options) {
   check_options(options);
   const Problem problem = make_problem(data, options);
+  // Before there are any poles, clamped so that nothing overflows.
+  const std::size_t most = 2 * problem.samples + 1;
+  check_sizes(problem,
+              options.starting_poles.empty()
+                  ? std::min(options.real_poles, most) + 2 * std::min(options.complex_pairs, most)
+                  : options.starting_poles.size(),
+              options);
   Poles poles = starting_poles(problem, options);
-  check_sizes(problem, poles.size(), options);
   Fit result;
   relocate(problem, options, poles, result.report);
   result.model = identify_residues(problem, poles, options.exact_sample, options.threads);
   polish(problem, data, options, poles, result);
+  check_finite(result.model);
   result.model.names.assign(data.names.begin(), data.names.end());
   add_errors(data, result);
   return result;

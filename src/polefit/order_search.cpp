@@ -161,7 +161,8 @@ Poles without_weakest(const Model& model) {
       part += std::norm(model.residues_of(r)[i]);
     }
     part = std::sqrt(part) / std::abs(model.poles[i].real());
-    if (part < least) {
+    // The first one also when it is infinite, so that one is found.
+    if (weakest == model.poles.size() || part < least) {
       least = part;
       weakest = i;
     }
@@ -280,7 +281,7 @@ class Searcher {
       options_.starting_poles = fewer;
       Fit fit = polefit::fit(used_, options_);
       const Step judged = judge(fit);
-      if (cancelled_ || decisive(judged) > target_.error) {
+      if (cancelled_ || !(decisive(judged) <= target_.error)) {
         return;
       }
       search_.steps.push_back(judged);

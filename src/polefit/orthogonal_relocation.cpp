@@ -106,13 +106,23 @@ Sigma solve_sigma_orthogonally(const Problem& problem, const Poles& poles, int t
   for (std::size_t i = right; i < goal.rows; ++i) {
     squares += goal(i, 0) * goal(i, 0);
   }
-  sigma.residual = std::sqrt(squares) / problem.norm;
+  // The constraint has a share of that: with e in all, the data have e (1 - e).
+  const double share = squares / (problem.norm * problem.norm);
+  sigma.residual = std::sqrt(share * std::max(0.0, 1.0 - share));
   sigma.condition_sigma = triangle_condition(factorisation);
   solve_triangular(ordered_triangle(factorisation), goal);
   for (std::size_t j = 0; j < right; ++j) {
     sigma.unknowns.push_back(goal(j, 0) * scale[j]);
   }
   return sigma;
+}
+
+void move_left(Poles& poles) {
+  // A pole on the axis itself moves off it by what rounding would.
+  constexpr double least_damping = 1e-15;
+  for (Complex& pole : poles) {
+    pole.real(-std::max(std::abs(pole.real()), least_damping * std::max(1.0, std::abs(pole))));
+  }
 }
 
 Poles zeros_of(const Sigma& sigma, const Poles& poles, bool stable) {
@@ -141,12 +151,16 @@ Poles zeros_of(const Sigma& sigma, const Poles& poles, bool stable) {
         }
       });
   Poles zeros = eigenvalues(std::move(state));
-  if (stable) {
-    // A pole on the axis itself moves off it by what rounding would.
-    constexpr double least_damping = 1e-15;
-    for (Complex& zero : zeros) {
-      zero.real(-std::max(std::abs(zero.real()), least_damping * std::max(1.0, std::abs(zero))));
+  // A pole that the data do not need may go farther with every relocation; from here on it is a constant over
+  // the band.
+  constexpr double farthest = 1e10;
+  for (Complex& zero : zeros) {
+    if (std::abs(zero) > farthest) {
+      zero *= farthest / std::abs(zero);
     }
+  }
+  if (stable) {
+    move_left(zeros);
   }
   return zeros;
 }

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <exception>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -22,13 +23,18 @@ void in_parallel(int threads, std::size_t count, const Work& work) {
   std::vector<std::exception_ptr> failures(parts);
   std::vector<std::jthread> running;
   for (std::size_t part = 0; part < parts; ++part) {
-    running.emplace_back([&, part] {
+    const auto run = [&, part] {
       try {
         work(part, count * part / parts, count * (part + 1) / parts);
       } catch (...) {
         failures[part] = std::current_exception();
       }
-    });
+    };
+    try {
+      running.emplace_back(run);
+    } catch (const std::system_error&) {
+      run();  // the system has no thread to give
+    }
   }
   running.clear();
   for (const std::exception_ptr& failure : failures) {

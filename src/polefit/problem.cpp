@@ -16,6 +16,9 @@ void check_shapes(const NetworkData& data) {
     throw Error(ErrorKind::no_samples, "there is nothing to fit: " + std::to_string(samples) +
                                            " frequencies and " + std::to_string(responses) + " responses");
   }
+  if (data.responses.values == nullptr) {
+    throw Error(ErrorKind::bad_shape, "there are responses, but no values of theirs");
+  }
   if (data.responses.samples != samples) {
     throw Error(ErrorKind::bad_shape, "there are " + std::to_string(samples) + " frequencies but " +
                                           std::to_string(data.responses.samples) +
@@ -35,7 +38,8 @@ void check_shapes(const NetworkData& data) {
 void check_values(const NetworkData& data) {
   for (std::size_t k = 0; k < data.frequencies.size(); ++k) {
     const double frequency = data.frequencies[k];
-    if (!std::isfinite(frequency) || frequency < 0.0) {
+    // In rad/s and in the units of the problem, which may be twice the mean, it has to be finite too.
+    if (!std::isfinite(2.0 * s_solver::two_pi * frequency) || frequency < 0.0) {
       throw Error(ErrorKind::bad_frequency, "frequency " + std::to_string(k) + " (counted from 0) is " +
                                                 std::to_string(frequency) +
                                                 "; frequencies are finite and not below 0");
@@ -106,7 +110,8 @@ Problem make_problem(const NetworkData& data, const Options& options) {
     }
     if (data.weights.empty()) {
       // Between equal weight for each response and equal weight for each volt.
-      problem.response_scale[r] = largest > 0.0 ? 1.0 / std::sqrt(largest * std::sqrt(squares)) : 0.0;
+      problem.response_scale[r] =
+          largest > 0.0 ? 1.0 / (std::sqrt(largest) * std::sqrt(std::sqrt(squares))) : 0.0;
     }
     for (std::size_t k = 0; k < problem.samples; ++k) {
       problem.power[k] += std::norm(problem.factor(r, k) * problem.values(r, k));

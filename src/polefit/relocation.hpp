@@ -45,6 +45,9 @@ class CauchyRelocation {
 /// By orthogonal factorisations, one of the basis and one for each response.
 Sigma solve_sigma_orthogonally(const Problem& problem, const Poles& poles, int threads);
 
+/// Mirrors poles of the right half-plane into the left one.
+void move_left(Poles& poles);
+
 /// The zeros of sigma, mirrored into the left half-plane if `stable`.
 Poles zeros_of(const Sigma& sigma, const Poles& poles, bool stable);
 

@@ -5,6 +5,8 @@
 #include <numeric>
 #include <string>
 
+#include "relocation.hpp"
+
 namespace polefit {
 namespace {
 
@@ -98,7 +100,11 @@ Poles given_poles(const Problem& problem, const std::vector<Complex>& given) {
 
 Poles starting_poles(const Problem& problem, const Options& options) {
   if (!options.starting_poles.empty()) {
-    return given_poles(problem, options.starting_poles);
+    Poles poles = given_poles(problem, options.starting_poles);
+    if (options.stable) {
+      move_left(poles);
+    }
+    return poles;
   }
   const bool logarithmic = options.placement == Placement::logarithmic;
   const Band band = band_of(problem, logarithmic);

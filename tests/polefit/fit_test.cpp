@@ -40,6 +40,7 @@ TEST(Fit, finds_exact_networks_again) {
   double worst = 0.0;
   double largest_permitted = 0.0;
   for (std::uint64_t seed = 0; seed < 60; ++seed) {
+    // Where the constant is left out, sigma f of a model with h s has one all the same, and no exact fit.
     const NetworkKind kind{.pairs = 1 + seed % 30,
                            .real_poles = seed % 3,
                            .responses = 1 + (seed * 7) % 50,
@@ -315,6 +316,28 @@ TEST(Fit, keeps_unstable_poles_only_when_asked_to) {
                           [](Complex pole) { return pole.real() < 0.0; }));
 }
 
+TEST(Fit, mirrors_starting_poles_of_the_right_half_plane) {
+  const Network network = random_network({.pairs = 2}, 8);
+  Options options;
+  options.starting_poles = {{1e8, 1e10}, {1e8, -1e10}};
+  options.iterations = 0;
+  EXPECT_EQ(fit(network.data(), options).model.poles[0], Complex(-1e8, 1e10));
+}
+
+TEST(Fit, the_residual_is_the_same_by_either_path) {
+  const NetworkKind kind{.pairs = 3, .responses = 4, .noise = 0.3};
+  const Network network = random_network(kind, 9);
+  Options options = options_for(kind);
+  options.iterations = 1;
+  const Fit by_sums = fit(network.data(), options);
+  options.orthogonal = true;
+  const Fit orthogonally = fit(network.data(), options);
+  EXPECT_EQ(by_sums.report.last_path, Path::gram);
+  // The squares of the sums are off by rounding over their conditions.
+  EXPECT_NEAR(by_sums.report.residual, orthogonally.report.residual,
+              permitted_error(by_sums, network.frequencies.size()));
+}
+
 TEST(Fit, without_poles_fits_the_terms_alone) {
   Network network = random_network({.pairs = 1, .responses = 1}, 9);
   for (std::size_t k = 0; k < network.values.size(); ++k) {
@@ -422,6 +445,12 @@ INSTANTIATE_TEST_SUITE_P(
                  }},
         BadInput{"more_unknowns_than_equations", ErrorKind::too_many_unknowns,
                  [](Network&, NetworkData&, Options& options) { options.complex_pairs = 36; }},
+        BadInput{"many_more_unknowns_than_memory", ErrorKind::too_many_unknowns,
+                 [](Network&, NetworkData&, Options& options) { options.complex_pairs = 1'000'000'000'000; }},
+        BadInput{"no_values", ErrorKind::bad_shape,
+                 [](Network&, NetworkData& data, Options&) { data.responses.values = nullptr; }},
+        BadInput{"a_frequency_beyond_the_range", ErrorKind::bad_frequency,
+                 [](Network& network, NetworkData&, Options&) { network.frequencies[3] = 1e308; }},
         BadInput{"a_starting_pole_without_its_conjugate", ErrorKind::bad_option,
                  [](Network&, NetworkData&, Options& options) {
                    options.starting_poles = {{-1, 1}, {-1, 1}};

@@ -361,5 +361,20 @@ TEST(OrderSearch, a_network_of_four_ports_takes_a_handful_of_steps) {
   EXPECT_LE(search.steps.size(), 10U);  // 6 as measured; one for each pair would be 9
 }
 
+TEST(OrderSearch, ends_on_data_near_the_end_of_the_range) {
+  Samples samples = network(4, 2, 60);
+  for (Complex& value : samples.values) {
+    value *= 1e160;
+  }
+  int relocations = 0;
+  Options options;
+  options.progress = [&](const Progress&) { return ++relocations < 5000; };
+  try {
+    static_cast<void>(fit_to_error(samples.view(), {.error = 0.5}, options));
+  } catch (const Error&) {  // refusing them is an end as well
+  }
+  EXPECT_LT(relocations, 5000);
+}
+
 }  // namespace
 }  // namespace polefit
