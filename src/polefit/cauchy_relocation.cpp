@@ -33,24 +33,31 @@ struct Scratch {
   std::vector<double> packed;
 };
 
+/// The Cholesky factor of the lower triangle of a, whose rows and columns are multiplied with `scale` before,
+/// to a diagonal of ones. False when a is not positive definite.
+bool scaled_cholesky(Matrix& a, std::vector<double>& scale, double& condition) {
+  scale.resize(a.rows);
+  for (std::size_t i = 0; i < a.rows; ++i) {
+    if (!(a(i, i) > 0.0)) {
+      return false;
+    }
+    scale[i] = 1.0 / std::sqrt(a(i, i));
+  }
+  for (std::size_t j = 0; j < a.columns; ++j) {
+    for (std::size_t i = j; i < a.rows; ++i) {
+      a(i, j) *= scale[i] * scale[j];
+    }
+  }
+  return cholesky(a, condition);
+}
+
 /// The scaled inverse of the Cholesky factor of the basis' normal matrix, its rows filled up for
-/// combine_columns.
+/// combine_columns_lower.
 bool invert_basis(const Matrix& g11, Matrix& inverse, double& condition) {
   const std::size_t n = g11.rows;
   Matrix factor = g11;
-  std::vector<double> scale(n);
-  for (std::size_t i = 0; i < n; ++i) {
-    if (!(g11(i, i) > 0.0)) {
-      return false;
-    }
-    scale[i] = 1.0 / std::sqrt(g11(i, i));
-  }
-  for (std::size_t j = 0; j < n; ++j) {
-    for (std::size_t i = 0; i < n; ++i) {
-      factor(i, j) *= scale[i] * scale[j];
-    }
-  }
-  if (!cholesky(factor, condition)) {
+  std::vector<double> scale;
+  if (!scaled_cholesky(factor, scale, condition)) {
     return false;
   }
   inverse = Matrix(rounded_up(n, s_solver::left_inverse_rows), n);
@@ -109,19 +116,8 @@ bool solve_relaxed(const Matrix& s, const std::vector<double>& row, double goal,
       t(i, j) = s(i, j) + row[i] * row[j];
     }
   }
-  std::vector<double> scale(n);
-  for (std::size_t i = 0; i < n; ++i) {
-    if (!(t(i, i) > 0.0)) {
-      return false;
-    }
-    scale[i] = 1.0 / std::sqrt(t(i, i));
-  }
-  for (std::size_t j = 0; j < n; ++j) {
-    for (std::size_t i = j; i < n; ++i) {
-      t(i, j) *= scale[i] * scale[j];
-    }
-  }
-  if (!cholesky(t, sigma.condition_sigma)) {
+  std::vector<double> scale;
+  if (!scaled_cholesky(t, scale, sigma.condition_sigma)) {
     return false;
   }
   std::vector<double>& y = sigma.unknowns;
@@ -225,7 +221,8 @@ bool CauchyRelocation::solve(const Poles& poles, Sigma& sigma) {
     }
   }
   Matrix inverse;
-  if (!invert_basis(g11, inverse, sigma.condition_basis) || sigma.condition_basis < least_condition_basis) {
+  if (!invert_basis(g11, inverse, sigma.condition_basis) ||
+      !(sigma.condition_basis >= least_condition_basis)) {
     return false;
   }
 
@@ -257,7 +254,7 @@ bool CauchyRelocation::solve(const Poles& poles, Sigma& sigma) {
   for (std::size_t j = 0; j < right; ++j) {
     row[j] = gamma * element(ones, n, j);
   }
-  if (!solve_relaxed(s, row, problem.norm, sigma) || sigma.condition_sigma < least_condition_sigma) {
+  if (!solve_relaxed(s, row, problem.norm, sigma) || !(sigma.condition_sigma >= least_condition_sigma)) {
     return false;
   }
   sigma.residual /= problem.norm;
