@@ -5,6 +5,7 @@
 
 #include <complex>
 #include <cstddef>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -12,6 +13,35 @@
 #include "polefit/network_data.hpp"
 
 namespace polefit {
+
+/// The distance of a model from data.
+struct ResponseError {
+  double rms = 0.0;       ///< root mean square modulus of the difference
+  double relative = 0.0;  ///< rms over the root mean square modulus of the data; over 1 for data of zeros
+  double largest = 0.0;   ///< largest modulus of the difference
+};
+
+/// Row and column of a matrix, counted from 1 as ports are.
+struct MatrixElement {
+  std::size_t row = 1;
+  std::size_t column = 1;
+  friend bool operator==(const MatrixElement&, const MatrixElement&) = default;
+};
+
+/// What responses are that belong to the matrix of a network.
+struct NetworkMatrix {
+  char parameter = 'S';                 ///< S, Y (in siemens) or Z (in ohms)
+  std::vector<double> references;       ///< resistance of each port in ohms
+  std::vector<MatrixElement> elements;  ///< one a response
+};
+
+/// The data that a model was fitted to.
+struct Origin {
+  double lowest = 0.0;  ///< frequency in hertz
+  double highest = 0.0;
+  std::size_t samples = 0;
+  std::vector<ResponseError> errors;  ///< one a response
+};
 
 struct Model {
   /// In rad/s. The members of a conjugate pair stand side by side, the one with positive imaginary part
@@ -21,6 +51,8 @@ struct Model {
   std::vector<double> constants;               ///< d, one a response
   std::vector<double> proportionals;           ///< h in seconds, one a response
   std::vector<std::string> names;              ///< one a response, or none
+  std::optional<NetworkMatrix> network;
+  std::optional<Origin> origin;  ///< set by a fit
 
   std::size_t responses() const { return constants.size(); }
   std::span<const std::complex<double>> residues_of(std::size_t response) const {
@@ -32,13 +64,6 @@ struct Model {
 /// makes a value that is not a number. Throws Error (bad_shape) when the arrays of the model do not fit
 /// together, as all functions here do.
 std::vector<std::complex<double>> evaluate(const Model& model, std::span<const double> frequencies);
-
-/// The distance of a model from data.
-struct ResponseError {
-  double rms = 0.0;       ///< root mean square modulus of the difference
-  double relative = 0.0;  ///< rms over the root mean square modulus of the data; over 1 for data of zeros
-  double largest = 0.0;   ///< largest modulus of the difference
-};
 
 /// One element a response. Weights are not used. Throws Error (bad_shape) when model and data have not as
 /// many responses.
