@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <utility>
 
 #include "dmatrix/block_products.hpp"
 #include "vector_clones.hpp"
@@ -14,6 +15,9 @@ constexpr std::size_t column_step = s_solver::column_step;
 
 /// Samples at a time: the factors of the sums then stay in the second-level cache.
 constexpr std::size_t block = 256;
+/// Samples that share a division, which costs as much as a dozen products.
+constexpr std::size_t together = 4;
+static_assert(block % together == 0);
 
 /// Where the columns stand that weights are multiplied with: Re u of eight poles, then Im u of the same, and
 /// so on; 1 and omega as if of one more pole, or as a group of their own when the last eight are full.
@@ -38,29 +42,55 @@ struct PoleGroup {
   std::array<double, column_step> im;
 };
 
-/// u = 1 / (j omega - a) for the eight poles, packed. In the units of the problem squares neither overflow
-/// nor underflow, so that one division will do.
+/// u = 1 / (j omega - a) for the eight poles, packed; omega has room for a multiple of `together` samples. In
+/// the units of the problem products of four squares neither overflow nor underflow.
 S_SOLVER_VECTOR_CLONES
 void fill_kernel(const PoleGroup& a, std::size_t count, const double* __restrict omega, double* __restrict re,
                  double* __restrict im) {
-  for (std::size_t k = 0; k < count; ++k) {
+  for (std::size_t k = 0; k < count; k += together) {
     for (std::size_t i = 0; i < column_step; ++i) {
-      const double distance_re = -a.re[i];
-      const double distance_im = omega[k] - a.im[i];
-      const double factor = 1.0 / (distance_re * distance_re + distance_im * distance_im);
-      re[k * column_step + i] = distance_re * factor;
-      im[k * column_step + i] = -distance_im * factor;
+      const double d_re = -a.re[i];
+      const double square = d_re * d_re;
+      const double d0 = omega[k] - a.im[i];
+      const double d1 = omega[k + 1] - a.im[i];
+      const double d2 = omega[k + 2] - a.im[i];
+      const double d3 = omega[k + 3] - a.im[i];
+      const double n0 = square + d0 * d0;
+      const double n1 = square + d1 * d1;
+      const double n2 = square + d2 * d2;
+      const double n3 = square + d3 * d3;
+      const double n01 = n0 * n1;
+      const double n23 = n2 * n3;
+      const double all = 1.0 / (n01 * n23);
+      const double of01 = all * n23;
+      const double of23 = all * n01;
+      const double f0 = of01 * n1;
+      const double f1 = of01 * n0;
+      const double f2 = of23 * n3;
+      const double f3 = of23 * n2;
+      double* const to_re = re + k * column_step + i;
+      double* const to_im = im + k * column_step + i;
+      to_re[0 * column_step] = d_re * f0;
+      to_re[1 * column_step] = d_re * f1;
+      to_re[2 * column_step] = d_re * f2;
+      to_re[3 * column_step] = d_re * f3;
+      to_im[0 * column_step] = -d0 * f0;
+      to_im[1 * column_step] = -d1 * f1;
+      to_im[2 * column_step] = -d2 * f2;
+      to_im[3 * column_step] = -d3 * f3;
     }
   }
 }
 
-/// The kernel's columns of a block of samples, packed.
+/// The kernel's columns of a block of samples, packed; `rows` is their number, filled up.
 void fill_kernel(const Problem& problem, const Poles& poles, std::size_t first, std::size_t count,
-                 double* packed) {
-  const double* const omega = problem.omega.data() + first;
+                 std::size_t rows, double* packed) {
+  std::array<double, block> omega;
+  std::copy_n(problem.omega.data() + first, count, omega.data());
+  std::fill(omega.data() + count, omega.data() + rows, problem.omega[first]);
   const KernelLayout layout(poles.size());
   const auto column = [&](std::size_t place) {
-    return packed + place / column_step * column_step * count + place % column_step;
+    return packed + place / column_step * column_step * rows + place % column_step;
   };
   for (std::size_t i = 0; i < poles.size(); i += column_step) {
     PoleGroup group;
@@ -70,44 +100,71 @@ void fill_kernel(const Problem& problem, const Poles& poles, std::size_t first, 
       group.re[l] = pole.real();
       group.im[l] = pole.imag();
     }
-    fill_kernel(group, count, omega, column(KernelLayout::re(i)), column(KernelLayout::im(i)));
+    fill_kernel(group, rows, omega.data(), column(KernelLayout::re(i)), column(KernelLayout::im(i)));
   }
   if (poles.size() % column_step == 0) {
-    std::fill_n(column(layout.ones), column_step * count, 0.0);
+    std::fill_n(column(layout.ones), column_step * rows, 0.0);
   }
   double* const ones = column(layout.ones);
   double* const omegas = column(layout.omega);
-  for (std::size_t k = 0; k < count; ++k) {
+  for (std::size_t k = 0; k < rows; ++k) {
     ones[k * column_step] = 1.0;
     omegas[k * column_step] = omega[k];
   }
 }
 
-std::size_t used_lanes(const Problem& problem, std::size_t chunk) {
-  return std::min(lanes, problem.responses + shared_lanes - chunk * lanes);
-}
+/// Lanes that are summed together: real parts in one group of columns, imaginary parts in a second one,
+/// unless they fit behind the real ones.
+struct LaneGroup {
+  LaneGroup(const Problem& problem, std::size_t first_lane)
+      : first(first_lane),
+        responses(std::min(column_step, problem.responses - std::min(problem.responses, first_lane))),
+        used(std::min(column_step, problem.responses + shared_lanes - first_lane)) {}
+  bool compact() const { return used + responses <= column_step; }
+  std::size_t groups() const { return compact() ? 1 : 2; }
+  /// The column with the imaginary part of response first + r.
+  std::size_t imaginary(std::size_t r) const { return compact() ? used + r : column_step + r; }
 
-/// Packs the weights g of column_step lanes from `first_lane` on: real parts, then imaginary parts.
-void pack_weights(const Problem& problem, std::size_t first_lane, std::size_t first, std::size_t count,
-                  double* packed) {
-  double* const packed_im = packed + column_step * count;
-  std::fill_n(packed, 2 * column_step * count, 0.0);
-  for (std::size_t lane = 0; lane < column_step; ++lane) {
-    const std::size_t r = first_lane + lane;
+  std::size_t first;
+  std::size_t responses;
+  std::size_t used;
+};
+
+/// Packs the weights g of a group of lanes.
+void pack_weights(const Problem& problem, const LaneGroup& lanes_of, std::size_t first, std::size_t count,
+                  std::size_t rows, double* packed) {
+  std::fill_n(packed, lanes_of.groups() * column_step * rows, 0.0);
+  const auto column = [&](std::size_t place) {
+    return packed + place / column_step * column_step * rows + place % column_step;
+  };
+  for (std::size_t r = 0; r < lanes_of.responses; ++r) {
+    double* const re = column(r);
+    double* const im = column(lanes_of.imaginary(r));
+    const double scale = problem.response_scale[lanes_of.first + r];
     for (std::size_t k = 0; k < count; ++k) {
       const double weight = problem.weight[first + k];
-      const std::size_t at = k * column_step + lane;
-      if (r < problem.responses) {
-        const Complex g = -(problem.response_scale[r] * weight * weight) * problem.values(r, first + k);
-        packed[at] = g.real();
-        packed_im[at] = g.imag();
-      } else if (r == problem.responses + squared_weights) {
-        packed[at] = weight * weight;
-      } else if (r == problem.responses + powers) {
-        packed[at] = problem.power[first + k];
-      } else if (r == problem.responses + ones) {
-        packed[at] = 1.0;
-      }
+      const Complex g = -(scale * weight * weight) * problem.values(lanes_of.first + r, first + k);
+      re[k * column_step] = g.real();
+      im[k * column_step] = g.imag();
+    }
+  }
+  for (std::size_t lane = lanes_of.responses; lane < lanes_of.used; ++lane) {
+    double* const re = column(lane);
+    const std::size_t of = lanes_of.first + lane - problem.responses;
+    for (std::size_t k = 0; k < count; ++k) {
+      const double weight = problem.weight[first + k];
+      re[k * column_step] =
+          of == squared_weights ? weight * weight : (of == powers ? problem.power[first + k] : 1.0);
+    }
+  }
+}
+
+/// Moves sums of imaginary parts to their own lanes.
+void spread(const LaneGroup& lanes_of, std::size_t columns, double* product) {
+  for (std::size_t column = 0; column < columns && lanes_of.compact(); ++column) {
+    double* const sums = product + column * 2 * lanes + lanes_of.first % lanes;
+    for (std::size_t r = 0; r < lanes_of.responses; ++r) {
+      sums[lanes + r] = std::exchange(sums[lanes_of.imaginary(r)], 0.0);
     }
   }
 }
@@ -153,25 +210,30 @@ void add_sums(const Problem& problem, const Poles& poles, std::size_t begin, std
   for (std::size_t chunk = begin; chunk < end; ++chunk) {
     products[chunk].assign(2 * lanes * padded, 0.0);
   }
-  for (std::size_t first = 0; first < problem.samples; first += block) {
-    const std::size_t count = std::min(block, problem.samples - first);
-    fill_kernel(problem, poles, first, count, memory.kernel.data());
+  const auto for_each_lane_group = [&](const auto& work) {
     for (std::size_t chunk = begin; chunk < end; ++chunk) {
-      for (std::size_t lane = 0; lane < used_lanes(problem, chunk); lane += column_step) {
-        pack_weights(problem, chunk * lanes + lane, first, count, memory.weights.data());
-        // What is no response's is real.
-        const std::size_t parts = chunk * lanes + lane < problem.responses ? 2 : 1;
-        for (std::size_t part = 0; part < parts; ++part) {
-          const s_solver::MatrixView<double> product(products[chunk].data() + part * lanes + lane,
-                                                     column_step, static_cast<std::int64_t>(padded),
-                                                     2 * lanes);
-          s_solver::add_packed_products(memory.kernel.data(), static_cast<int>(groups),
-                                        memory.weights.data() + part * column_step * count, 1,
-                                        static_cast<int>(count), product, unit);
-        }
+      const std::size_t past = std::min((chunk + 1) * lanes, problem.responses + shared_lanes);
+      for (std::size_t lane = chunk * lanes; lane < past; lane += column_step) {
+        work(LaneGroup(problem, lane), products[chunk].data());
       }
     }
+  };
+  for (std::size_t first = 0; first < problem.samples; first += block) {
+    const std::size_t count = std::min(block, problem.samples - first);
+    const std::size_t rows = rounded_up(count, together);
+    fill_kernel(problem, poles, first, count, rows, memory.kernel.data());
+    for_each_lane_group([&](const LaneGroup& lanes_of, double* sums) {
+      pack_weights(problem, lanes_of, first, count, rows, memory.weights.data());
+      for (std::size_t part = 0; part < lanes_of.groups(); ++part) {
+        const s_solver::MatrixView<double> product(sums + part * lanes + lanes_of.first % lanes, column_step,
+                                                   static_cast<std::int64_t>(padded), 2 * lanes);
+        s_solver::add_packed_products(memory.kernel.data(), static_cast<int>(groups),
+                                      memory.weights.data() + part * column_step * rows, 1,
+                                      static_cast<int>(rows), product, unit);
+      }
+    });
   }
+  for_each_lane_group([&](const LaneGroup& lanes_of, double* sums) { spread(lanes_of, padded, sums); });
 }
 
 S_SOLVER_VECTOR_CLONES
