@@ -119,7 +119,7 @@ struct LaneGroup {
   LaneGroup(const Problem& problem, std::size_t first_lane)
       : first(first_lane),
         responses(std::min(column_step, problem.responses - std::min(problem.responses, first_lane))),
-        used(std::min(column_step, problem.responses + shared_lanes - first_lane)) {}
+        used(std::min(column_step, all_lanes(problem) - first_lane)) {}
   bool compact() const { return used + responses <= column_step; }
   std::size_t groups() const { return compact() ? 1 : 2; }
   /// The column with the imaginary part of response first + r.
@@ -129,6 +129,23 @@ struct LaneGroup {
   std::size_t responses;
   std::size_t used;
 };
+
+/// Packs the weights g of a lane that is no response's.
+void pack_real_weights(const Problem& problem, std::size_t lane, std::size_t first, std::size_t count,
+                       double* packed) {
+  const std::size_t shared = first_shared_lane(problem);
+  for (std::size_t k = 0; k < count; ++k) {
+    double& g = packed[k * column_step];
+    if (lane < shared) {
+      const double weight = problem.sample_weight(lane - problem.responses, first + k);
+      g = weight * weight;
+    } else if (lane == shared + squared_weights) {
+      g = problem.weight[first + k] * problem.weight[first + k];
+    } else {
+      g = lane == shared + powers ? problem.power[first + k] : 1.0;
+    }
+  }
+}
 
 /// Packs the weights g of a group of lanes.
 void pack_weights(const Problem& problem, const LaneGroup& lanes_of, std::size_t first, std::size_t count,
@@ -140,22 +157,17 @@ void pack_weights(const Problem& problem, const LaneGroup& lanes_of, std::size_t
   for (std::size_t r = 0; r < lanes_of.responses; ++r) {
     double* const re = column(r);
     double* const im = column(lanes_of.imaginary(r));
-    const double scale = problem.response_scale[lanes_of.first + r];
+    const std::size_t response = lanes_of.first + r;
+    const double scale = problem.response_scale[response];
     for (std::size_t k = 0; k < count; ++k) {
-      const double weight = problem.weight[first + k];
-      const Complex g = -(scale * weight * weight) * problem.values(lanes_of.first + r, first + k);
+      const double weight = problem.sample_weight(response, first + k);
+      const Complex g = -(scale * weight * weight) * problem.value(response, first + k);
       re[k * column_step] = g.real();
       im[k * column_step] = g.imag();
     }
   }
   for (std::size_t lane = lanes_of.responses; lane < lanes_of.used; ++lane) {
-    double* const re = column(lane);
-    const std::size_t of = lanes_of.first + lane - problem.responses;
-    for (std::size_t k = 0; k < count; ++k) {
-      const double weight = problem.weight[first + k];
-      re[k * column_step] =
-          of == squared_weights ? weight * weight : (of == powers ? problem.power[first + k] : 1.0);
-    }
+    pack_real_weights(problem, lanes_of.first + lane, first, count, column(lane));
   }
 }
 
@@ -173,8 +185,9 @@ void spread(const LaneGroup& lanes_of, std::size_t columns, double* product) {
 S_SOLVER_VECTOR_CLONES
 void pair_block(const ComplexLanes& v1, const ComplexLanes& v2, const ComplexLanes& x1,
                 const ComplexLanes& x2, double q1_re, double q1_im, double q2_re, double q2_im,
-                double* first_first, double* first_second, double* second_first, double* second_second) {
-  for (std::size_t l = 0; l < lanes; ++l) {
+                std::size_t count, double* __restrict first_first, double* __restrict first_second,
+                double* __restrict second_first, double* __restrict second_second) {
+  for (std::size_t l = 0; l < count; ++l) {
     const double s1_re = v1.re[l] + x1.re[l];
     const double s1_im = v1.im[l] + x1.im[l];
     const double s2_re = v2.re[l] + x1.re[l];
@@ -212,7 +225,7 @@ void add_sums(const Problem& problem, const Poles& poles, std::size_t begin, std
   }
   const auto for_each_lane_group = [&](const auto& work) {
     for (std::size_t chunk = begin; chunk < end; ++chunk) {
-      const std::size_t past = std::min((chunk + 1) * lanes, problem.responses + shared_lanes);
+      const std::size_t past = std::min((chunk + 1) * lanes, all_lanes(problem));
       for (std::size_t lane = chunk * lanes; lane < past; lane += column_step) {
         work(LaneGroup(problem, lane), products[chunk].data());
       }
@@ -234,6 +247,27 @@ void add_sums(const Problem& problem, const Poles& poles, std::size_t begin, std
     });
   }
   for_each_lane_group([&](const LaneGroup& lanes_of, double* sums) { spread(lanes_of, padded, sums); });
+}
+
+void Sums::clear_from(std::size_t first) {
+  for (std::size_t l = first; l < lanes; ++l) {
+    for (std::size_t i = 0; i < v.size(); ++i) {
+      v[i].re[l] = v[i].im[l] = x[i].re[l] = x[i].im[l] = 0.0;
+    }
+    g.re[l] = g.im[l] = omega_im[l] = 0.0;
+  }
+}
+
+void Sums::copy_lane(const Sums& other, std::size_t from, std::size_t to) {
+  for (std::size_t i = 0; i < v.size(); ++i) {
+    v[i].re[to] = other.v[i].re[from];
+    v[i].im[to] = other.v[i].im[from];
+    x[i].re[to] = other.x[i].re[from];
+    x[i].im[to] = other.x[i].im[from];
+  }
+  g.re[to] = other.g.re[from];
+  g.im[to] = other.g.im[from];
+  omega_im[to] = other.omega_im[from];
 }
 
 S_SOLVER_VECTOR_CLONES
@@ -281,9 +315,9 @@ std::complex<double> ProductTable::k(const Sums& sums, std::size_t i, std::size_
 
 /// The rows of 1 and s in the columns of pole j: s u = 1 + a u.
 template <class At>
-void ProductTable::fill_lower(const Sums& sums, std::size_t j, const At& at) const {
+void ProductTable::fill_lower(const Sums& sums, std::size_t count, std::size_t j, const At& at) const {
   const bool real = is_real(poles_[j]);
-  for (std::size_t l = 0; l < lanes; ++l) {
+  for (std::size_t l = 0; l < count; ++l) {
     const Complex g(sums.g.re[l], sums.g.im[l]);
     const Complex v1(sums.v[j].re[l], sums.v[j].im[l]);
     const Complex v2 = real ? Complex() : Complex(sums.v[j + 1].re[l], sums.v[j + 1].im[l]);
@@ -306,7 +340,7 @@ void ProductTable::fill_lower(const Sums& sums, std::size_t j, const At& at) con
   }
 }
 
-void ProductTable::fill(const Sums& sums, double* out) const {
+void ProductTable::fill(const Sums& sums, std::size_t count, double* out) const {
   const auto at = [&](std::size_t i, std::size_t j) { return out + (j * rows() + i) * lanes; };
   const auto q = [&](std::size_t i, std::size_t j) { return q_[i + j * poles_.size()]; };
   for_each_group(
@@ -315,25 +349,25 @@ void ProductTable::fill(const Sums& sums, double* out) const {
         for_each_group(
             poles_,
             [&](std::size_t i) {
-              for (std::size_t l = 0; l < lanes; ++l) {
+              for (std::size_t l = 0; l < count; ++l) {
                 at(i, j)[l] = k(sums, i, j, l).real();
               }
             },
             [&](std::size_t i) {
-              for (std::size_t l = 0; l < lanes; ++l) {
+              for (std::size_t l = 0; l < count; ++l) {
                 const Complex k1 = k(sums, i, j, l);
                 const Complex k3 = k(sums, i + 1, j, l);
                 at(i, j)[l] = (k1 + k3).real();
                 at(i + 1, j)[l] = (k1 - k3).imag();
               }
             });
-        fill_lower(sums, j, at);
+        fill_lower(sums, count, j, at);
       },
       [&](std::size_t j) {
         for_each_group(
             poles_,
             [&](std::size_t i) {
-              for (std::size_t l = 0; l < lanes; ++l) {
+              for (std::size_t l = 0; l < count; ++l) {
                 const Complex k1 = k(sums, i, j, l);
                 const Complex k2 = k(sums, i, j + 1, l);
                 at(i, j)[l] = (k1 + k2).real();
@@ -342,26 +376,26 @@ void ProductTable::fill(const Sums& sums, double* out) const {
             },
             [&](std::size_t i) {
               pair_block(sums.v[j], sums.v[j + 1], sums.x[i], sums.x[i + 1], q(i, j).real(), q(i, j).imag(),
-                         q(i, j + 1).real(), q(i, j + 1).imag(), at(i, j), at(i, j + 1), at(i + 1, j),
+                         q(i, j + 1).real(), q(i, j + 1).imag(), count, at(i, j), at(i, j + 1), at(i + 1, j),
                          at(i + 1, j + 1));
             });
-        fill_lower(sums, j, at);
+        fill_lower(sums, count, j, at);
       });
   const std::size_t last = poles_.size();
   for_each_group(
       poles_,
       [&](std::size_t i) {
-        for (std::size_t l = 0; l < lanes; ++l) {
+        for (std::size_t l = 0; l < count; ++l) {
           at(i, last)[l] = sums.x[i].re[l];
         }
       },
       [&](std::size_t i) {
-        for (std::size_t l = 0; l < lanes; ++l) {
+        for (std::size_t l = 0; l < count; ++l) {
           at(i, last)[l] = sums.x[i].re[l] + sums.x[i + 1].re[l];
           at(i + 1, last)[l] = sums.x[i].im[l] - sums.x[i + 1].im[l];
         }
       });
-  for (std::size_t l = 0; l < lanes; ++l) {
+  for (std::size_t l = 0; l < count; ++l) {
     std::size_t row = poles_.size();
     if (constant_) {
       at(row++, last)[l] = sums.g.re[l];

@@ -122,14 +122,13 @@ class ResidueSystem {
     for (std::size_t r = begin; r < end; ++r) {
       double* const column = b.column(r - begin);
       for (std::size_t k = 0; k < m; ++k) {
-        const double weight =
-            problem_.response_weights.empty() ? problem_.weight[k] : problem_.response_weights[r * m + k];
-        const Complex f = problem_.values(r, k);
+        const double weight = problem_.sample_weight(r, k);
+        const Complex f = problem_.value(r, k);
         column[k] = weight * f.real();
         column[m + k] = weight * f.imag();
       }
       if (exact_sample_) {
-        const std::vector<double> fixed = fixed_->fixed(problem_.values(r, *exact_sample_));
+        const std::vector<double> fixed = fixed_->fixed(problem_.value(r, *exact_sample_));
         for (std::size_t j = 0; j < fixed.size(); ++j) {
           z(j, r - begin) = fixed[j];
           for (std::size_t k = 0; k < 2 * m; ++k) {
@@ -182,7 +181,7 @@ Model identify_residues(const Problem& problem, const Poles& poles, std::optiona
   }
 
   const Matrix basis = unweighted_basis(problem, poles);
-  const bool shared = problem.response_weights.empty();
+  const bool shared = !problem.has_own_weights();
   std::optional<ResidueSystem> system;
   if (shared) {
     system.emplace(problem, basis, 0, exact_sample);

@@ -280,7 +280,7 @@ TEST(Fit, weights_of_each_response_that_are_the_same_are_those_of_the_samples) {
   const Fit expected = fit(data, options_for(kind));
   data.weights = own;
   const Fit found = fit(data, options_for(kind));
-  EXPECT_EQ(found.report.gram_relocations, 0);
+  EXPECT_EQ(found.report.orthogonal_relocations, 0);
   EXPECT_NEAR(found.report.relative_error, expected.report.relative_error,
               permitted_error(expected, samples));
 }
