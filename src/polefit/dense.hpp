@@ -36,9 +36,9 @@ Factorisation factorise(Matrix a);
 /// b = Q^T b for all columns of b.
 void apply_transposed(const Factorisation& factorisation, Matrix& b);
 
-/// The triangle R of a factorisation, factorised once more with its columns in an order of falling size.
-/// Without that, a column that is a combination of others would take an equation with it that the columns
-/// behind it need.
+/// The triangle R of a factorisation of columns of norm 1 or parts of such, factorised once more with its
+/// columns in an order of falling size. Without that, a column that is a combination of others would take an
+/// equation with it that the columns behind it need.
 struct OrderedTriangle {
   Factorisation factorisation;
   std::vector<std::size_t> place;  ///< of each of its columns in R

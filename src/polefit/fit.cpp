@@ -5,6 +5,7 @@
 #include <limits>
 #include <string>
 
+#include "overall_error.hpp"
 #include "problem.hpp"
 #include "relocation.hpp"
 #include "residues.hpp"
@@ -78,13 +79,10 @@ double largest_move(const Poles& before, const Poles& after) {
 void add_errors(const NetworkData& data, Fit& fit) {
   Report& report = fit.report;
   report.errors = errors(fit.model, data);
-  double squares = 0.0;
-  for (const ResponseError& error : report.errors) {
-    squares += error.relative * error.relative;
-    report.worst_relative_error = std::max(report.worst_relative_error, error.relative);
-    report.largest_error = std::max(report.largest_error, error.largest);
-  }
-  report.relative_error = std::sqrt(squares / static_cast<double>(report.errors.size()));
+  const OverallError overall = overall_error(report.errors);
+  report.relative_error = overall.relative;
+  report.worst_relative_error = overall.worst;
+  report.largest_error = overall.largest;
 }
 
 /// Whether the last relocation, by normal equations, does not show what is left of the residual.
