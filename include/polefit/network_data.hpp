@@ -6,6 +6,8 @@
 #include <span>
 #include <string>
 
+#include "polefit/error.hpp"
+
 namespace polefit {
 
 /// R responses on one grid of M samples, in the caller's memory: response r at sample k is
@@ -17,19 +19,30 @@ struct Responses {
   std::ptrdiff_t response_stride = 0;
   std::ptrdiff_t sample_stride = 1;
 
-  /// One response after the other.
+  /// One response after the other. Throws Error (bad_shape), as the next one does, for values that do not
+  /// make whole responses.
   static Responses by_response(std::span<const std::complex<double>> values, std::size_t responses) {
-    const std::size_t samples = responses == 0 ? 0 : values.size() / responses;
+    const std::size_t samples = samples_of_each(values.size(), responses);
     return {values.data(), responses, samples, static_cast<std::ptrdiff_t>(samples), 1};
   }
   /// All responses at the first sample, then all at the second.
   static Responses by_sample(std::span<const std::complex<double>> values, std::size_t responses) {
-    const std::size_t samples = responses == 0 ? 0 : values.size() / responses;
+    const std::size_t samples = samples_of_each(values.size(), responses);
     return {values.data(), responses, samples, 1, static_cast<std::ptrdiff_t>(responses)};
   }
   std::complex<double> operator()(std::size_t r, std::size_t k) const {
     return values[static_cast<std::ptrdiff_t>(r) * response_stride +
                   static_cast<std::ptrdiff_t>(k) * sample_stride];
+  }
+
+ private:
+  static std::size_t samples_of_each(std::size_t values, std::size_t responses) {
+    const std::size_t samples = responses == 0 ? 0 : values / responses;
+    if (samples * responses != values) {
+      throw Error(ErrorKind::bad_shape, std::to_string(values) + " values are not as many for each of " +
+                                            std::to_string(responses) + " responses");
+    }
+    return samples;
   }
 };
 

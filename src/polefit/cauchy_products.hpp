@@ -6,8 +6,9 @@
 ///   K_ij = sum g conj(u_i) u_j = -(V_j + X_i) / (a_j + conj(a_i)),   V_j = sum g u_j,   X_i = sum g
 ///   conj(u_i).
 ///
-/// Sets of weights are handled `lanes` at a time, side by side in the vector registers; such a chunk of lanes
-/// is a response's -f in each, scaled, and behind the last response come three sets that all responses share.
+/// Sets of weights are handled `lanes` at a time, side by side in the vector registers. The lanes hold the -f
+/// of each response, scaled; behind the last response come its squared weights, for each response that has
+/// weights of its own, and three sets that all responses share.
 #pragma once
 
 #include <array>
@@ -22,16 +23,23 @@ namespace polefit {
 
 inline constexpr std::size_t lanes = 16;
 
-/// The lanes behind those of the responses: squared weights, powers and ones.
+/// The last lanes: squared weights of samples, powers and ones.
 enum SharedLane : std::size_t { squared_weights, powers, ones, shared_lanes };
 
 constexpr std::size_t rounded_up(std::size_t size, std::size_t step) {
   return (size + step - 1) / step * step;
 }
 
+/// The lane with the squared weights of response r, which has some of its own.
+inline std::size_t own_weights_lane(const Problem& problem, std::size_t r) { return problem.responses + r; }
+inline std::size_t first_shared_lane(const Problem& problem) {
+  return problem.has_own_weights() ? 2 * problem.responses : problem.responses;
+}
+inline std::size_t all_lanes(const Problem& problem) { return first_shared_lane(problem) + shared_lanes; }
+
 /// Chunks of lanes that a problem has, and those of them that hold responses.
 inline std::size_t all_chunks(const Problem& problem) {
-  return rounded_up(problem.responses + shared_lanes, lanes) / lanes;
+  return rounded_up(all_lanes(problem), lanes) / lanes;
 }
 inline std::size_t response_chunks(const Problem& problem) {
   return rounded_up(problem.responses, lanes) / lanes;
@@ -67,14 +75,10 @@ struct Sums {
   }
 
   /// Makes the lanes from `first` on those of a response that is 0.
-  void clear_from(std::size_t first) {
-    for (std::size_t l = first; l < lanes; ++l) {
-      for (std::size_t i = 0; i < v.size(); ++i) {
-        v[i].re[l] = v[i].im[l] = x[i].re[l] = x[i].im[l] = 0.0;
-      }
-      g.re[l] = g.im[l] = omega_im[l] = 0.0;
-    }
-  }
+  void clear_from(std::size_t first);
+
+  /// Takes lane `from` of another chunk as lane `to`.
+  void copy_lane(const Sums& other, std::size_t from, std::size_t to);
 };
 
 /// Takes V, X and the others from the raw sums of a chunk; `sums` has room for the poles.
@@ -94,12 +98,13 @@ class ProductTable {
   std::size_t rows() const { return poles_.size() + (constant_ ? 1 : 0) + (proportional_ ? 1 : 0); }
   std::size_t columns() const { return poles_.size() + 1; }
 
-  void fill(const Sums& sums, double* out) const;
+  /// Fills the first `count` lanes, a multiple of column_step.
+  void fill(const Sums& sums, std::size_t count, double* out) const;
 
  private:
   std::complex<double> k(const Sums& sums, std::size_t i, std::size_t j, std::size_t l) const;
   template <class At>
-  void fill_lower(const Sums& sums, std::size_t j, const At& at) const;
+  void fill_lower(const Sums& sums, std::size_t count, std::size_t j, const At& at) const;
 
   const Poles& poles_;
   const std::vector<std::complex<double>>& q_;

@@ -1,7 +1,6 @@
 /// A relocation by normal equations.
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstddef>
 #include <memory>
@@ -28,83 +27,85 @@ constexpr double least_condition_sigma = 1e-12;
 struct Scratch {
   SumMemory sum_memory;
   Sums sums;
+  Sums weights;
   std::vector<double> table;
+  std::vector<double> weight_table;
   std::vector<double> combined;
   std::vector<double> packed;
 };
 
-/// The Cholesky factor of the lower triangle of a, whose rows and columns are multiplied with `scale` before,
-/// to a diagonal of ones. False when a is not positive definite.
-bool scaled_cholesky(Matrix& a, std::vector<double>& scale, double& condition) {
-  scale.resize(a.rows);
-  for (std::size_t i = 0; i < a.rows; ++i) {
-    if (!(a(i, i) > 0.0)) {
-      return false;
-    }
-    scale[i] = 1.0 / std::sqrt(a(i, i));
-  }
-  for (std::size_t j = 0; j < a.columns; ++j) {
-    for (std::size_t i = j; i < a.rows; ++i) {
-      a(i, j) *= scale[i] * scale[j];
-    }
-  }
-  return cholesky(a, condition);
-}
-
-/// The scaled inverse of the Cholesky factor of the basis' normal matrix, its rows filled up for
-/// combine_columns_lower.
+/// The inverse factor of the basis' normal matrix with its scale, the rows filled up for
+/// combine_columns_lower; false when it is too ill-conditioned.
 bool invert_basis(const Matrix& g11, Matrix& inverse, double& condition) {
   const std::size_t n = g11.rows;
-  Matrix factor = g11;
-  std::vector<double> scale;
-  if (!scaled_cholesky(factor, scale, condition)) {
+  InverseFactor factor;
+  if (!invert_positive(g11, factor)) {
     return false;
   }
+  condition = factor.condition;
   inverse = Matrix(rounded_up(n, s_solver::left_inverse_rows), n);
   for (std::size_t j = 0; j < n; ++j) {
     for (std::size_t i = j; i < n; ++i) {
-      double sum = i == j ? 1.0 : 0.0;
-      for (std::size_t m = j; m < i; ++m) {
-        sum -= factor(i, m) * inverse(m, j);
-      }
-      inverse(i, j) = sum / factor(i, i);
+      inverse(i, j) = factor.w(i, j) * factor.scale[j];
     }
   }
-  for (std::size_t j = 0; j < n; ++j) {
-    for (std::size_t i = 0; i < n; ++i) {
-      inverse(i, j) *= scale[j];
-    }
-  }
-  return true;
+  return condition >= least_condition_basis;
 }
 
-/// gram = what the unknowns of one chunk's responses take away from the equations for sigma, in the lower
-/// triangle.
+MatrixView<const double> view_of(const Matrix& a) {
+  const auto rows = static_cast<std::int64_t>(a.rows);
+  return {a.elements.data(), rows, static_cast<std::int64_t>(a.columns), rows};
+}
+
+/// Adds a^T a, for a as many columns as a table and `rows` rows.
+void add_gram(const std::vector<double>& a, std::size_t rows, std::size_t columns, Scratch& scratch,
+              std::vector<double>& gram) {
+  const std::size_t padded = rounded_up(columns, column_step);
+  scratch.packed.resize(rows * padded);
+  const auto size = static_cast<std::int64_t>(padded);
+  const auto lines = static_cast<std::int64_t>(rows);
+  s_solver::add_gram_matrix({a.data(), lines, static_cast<std::int64_t>(columns), lines},
+                            {gram.data(), size, size, size}, scratch.packed.data(),
+                            s_solver::widest_vector_unit());
+}
+
+/// Adds what the unknowns of one chunk's responses, whose table is filled, take away from the equations for
+/// sigma, to the lower triangle.
 void eliminate(const Matrix& inverse, const ProductTable& table, Scratch& scratch,
                std::vector<double>& gram) {
-  const s_solver::VectorUnit unit = s_solver::widest_vector_unit();
-  const std::size_t padded = rounded_up(table.columns(), column_step);
   const std::size_t rows = inverse.rows * lanes;
-  scratch.table.resize(table.rows() * table.columns() * lanes);
   scratch.combined.resize(rows * table.columns());
-  scratch.packed.resize(rows * padded);
-  gram.assign(padded * padded, 0.0);
-
-  table.fill(scratch.sums, scratch.table.data());
-  const auto inverse_rows = static_cast<std::int64_t>(inverse.rows);
-  const MatrixView<const double> factors(inverse.elements.data(), inverse_rows,
-                                         static_cast<std::int64_t>(inverse.columns), inverse_rows);
   for (std::size_t j = 0; j < table.columns(); ++j) {
     s_solver::combine_columns_lower(
-        factors,
+        view_of(inverse),
         {scratch.table.data() + j * table.rows() * lanes, static_cast<std::int64_t>(lanes),
          static_cast<std::int64_t>(table.rows()), static_cast<std::int64_t>(lanes)},
-        scratch.combined.data() + j * rows, unit);
+        scratch.combined.data() + j * rows, s_solver::widest_vector_unit());
   }
-  const auto size = static_cast<std::int64_t>(padded);
-  s_solver::add_gram_matrix({scratch.combined.data(), static_cast<std::int64_t>(rows),
-                             static_cast<std::int64_t>(table.columns()), static_cast<std::int64_t>(rows)},
-                            {gram.data(), size, size, size}, scratch.packed.data(), unit);
+  add_gram(scratch.combined, rows, table.columns(), scratch, gram);
+}
+
+/// The same of the response in lane l, which has a basis of its own.
+void eliminate_lane(const Matrix& inverse, const ProductTable& table, std::size_t l, Scratch& scratch,
+                    std::vector<double>& gram) {
+  // The rows of the table as columns: they are as long as a column of lanes is elsewhere.
+  Matrix rows(rounded_up(table.columns(), s_solver::row_step), table.rows());
+  for (std::size_t j = 0; j < table.columns(); ++j) {
+    for (std::size_t i = 0; i < table.rows(); ++i) {
+      rows(j, i) = scratch.table[(j * table.rows() + i) * lanes + l];
+    }
+  }
+  Matrix combined(rows.rows, inverse.rows);
+  s_solver::combine_columns_lower(view_of(inverse), view_of(rows), combined.elements.data(),
+                                  s_solver::widest_vector_unit());
+  const std::size_t height = rounded_up(inverse.rows, s_solver::row_step);
+  scratch.combined.assign(height * table.columns(), 0.0);
+  for (std::size_t j = 0; j < table.columns(); ++j) {
+    for (std::size_t i = 0; i < inverse.rows; ++i) {
+      scratch.combined[j * height + i] = combined(j, i);
+    }
+  }
+  add_gram(scratch.combined, height, table.columns(), scratch, gram);
 }
 
 /// Solves (s + row row^T) y = goal row for the positive semidefinite s, whose lower triangle is used.
@@ -116,28 +117,25 @@ bool solve_relaxed(const Matrix& s, const std::vector<double>& row, double goal,
       t(i, j) = s(i, j) + row[i] * row[j];
     }
   }
-  std::vector<double> scale;
-  if (!scaled_cholesky(t, scale, sigma.condition_sigma)) {
+  InverseFactor inverse;
+  if (!invert_positive(std::move(t), inverse)) {
     return false;
   }
+  sigma.condition_sigma = inverse.condition;
+  std::vector<double> half(n);
+  for (std::size_t j = 0; j < n; ++j) {
+    const double right = goal * row[j] * inverse.scale[j];
+    for (std::size_t i = j; i < n; ++i) {
+      half[i] += inverse.w(i, j) * right;
+    }
+  }
   std::vector<double>& y = sigma.unknowns;
-  y.resize(n);
-  for (std::size_t i = 0; i < n; ++i) {
-    double sum = goal * row[i] * scale[i];
-    for (std::size_t m = 0; m < i; ++m) {
-      sum -= t(i, m) * y[m];
+  y.assign(n, 0.0);
+  for (std::size_t j = 0; j < n; ++j) {
+    for (std::size_t i = j; i < n; ++i) {
+      y[j] += inverse.w(i, j) * half[i];
     }
-    y[i] = sum / t(i, i);
-  }
-  for (std::size_t i = n; i-- > 0;) {
-    double sum = y[i];
-    for (std::size_t m = i + 1; m < n; ++m) {
-      sum -= t(m, i) * y[m];
-    }
-    y[i] = sum / t(i, i);
-  }
-  for (std::size_t i = 0; i < n; ++i) {
-    y[i] *= scale[i];
+    y[j] *= inverse.scale[j];
   }
   double squares = 0.0;
   for (std::size_t j = 0; j < n; ++j) {
@@ -147,7 +145,104 @@ bool solve_relaxed(const Matrix& s, const std::vector<double>& row, double goal,
     }
   }
   sigma.residual = std::sqrt(std::max(0.0, squares));
-  return true;
+  return sigma.condition_sigma >= least_condition_sigma;
+}
+
+/// Tables of what a relocation needs for all responses alike.
+struct Tables {
+  Tables(const Problem& problem_of, const Poles& poles_of)
+      : problem(problem_of),
+        poles(poles_of),
+        q(reciprocal_sums(poles_of)),
+        whole(poles_of, q, true, true),
+        wanted(poles_of, q, problem_of.constant, problem_of.proportional) {}
+  Tables(const Tables&) = delete;
+  Tables& operator=(const Tables&) = delete;
+
+  /// The basis' normal matrix, its lower triangle: `values` is the whole table for squared weights, of which
+  /// lane l is meant, and square(k) the squared weight of sample k.
+  template <class Square>
+  Matrix basis_gram(const std::vector<double>& values, std::size_t l, const Square& square) const {
+    const std::size_t n = poles.size();
+    // Row and column in the whole table: the poles, then 1, then s.
+    const auto place = [&](std::size_t i) { return i < n || problem.constant ? i : i + 1; };
+    Matrix g11(wanted.rows(), wanted.rows());
+    for (std::size_t j = 0; j < g11.rows; ++j) {
+      for (std::size_t i = j; i < g11.rows && place(j) <= n; ++i) {
+        g11(i, j) = values[(place(j) * whole.rows() + place(i)) * lanes + l];
+      }
+    }
+    for (std::size_t k = 0; problem.proportional && k < problem.samples; ++k) {
+      g11(g11.rows - 1, g11.rows - 1) += square(k) * problem.omega[k] * problem.omega[k];
+    }
+    return g11;
+  }
+
+  const Problem& problem;
+  const Poles& poles;
+  const std::vector<Complex> q;
+  const ProductTable whole;
+  const ProductTable wanted;
+};
+
+/// The table of one chunk's responses.
+void fill_table(const Tables& tables, const std::vector<double>& product, std::size_t chunk,
+                Scratch& scratch) {
+  const std::size_t responses = std::min(lanes, tables.problem.responses - chunk * lanes);
+  scratch.sums.resize(tables.poles.size());
+  take_sums(product.data(), tables.poles.size(), scratch.sums);
+  scratch.sums.clear_from(responses);
+  const std::size_t filled = rounded_up(responses, column_step);
+  const std::size_t size = tables.wanted.rows() * tables.wanted.columns() * lanes;
+  if (filled < lanes) {
+    scratch.table.assign(size, 0.0);
+  }
+  scratch.table.resize(size);
+  tables.wanted.fill(scratch.sums, filled, scratch.table.data());
+}
+
+/// The lanes from `first` on, up to `count`, of the raw sums.
+void gather(const std::vector<std::vector<double>>& products, std::size_t first, std::size_t count,
+            std::size_t poles, Sums& of_chunk, Sums& sums) {
+  for (std::size_t lane = first; lane < first + count; ++lane) {
+    if (lane == first || lane % lanes == 0) {
+      take_sums(products[lane / lanes].data(), poles, of_chunk);
+    }
+    sums.copy_lane(of_chunk, lane % lanes, lane - first);
+  }
+}
+
+/// Eliminates the unknowns of one chunk's responses, each of which has weights of its own; returns the least
+/// condition, 0 when there is an equation system without one.
+double eliminate_with_own_weights(const Tables& tables, const std::vector<std::vector<double>>& products,
+                                  std::size_t chunk, Scratch& scratch, std::vector<double>& gram) {
+  const Problem& problem = tables.problem;
+  const std::size_t first = chunk * lanes;
+  const std::size_t count = std::min(lanes, problem.responses - first);
+  scratch.weights.resize(tables.poles.size());
+  gather(products, own_weights_lane(problem, first), count, tables.poles.size(), scratch.sums,
+         scratch.weights);
+  scratch.weights.clear_from(count);
+  scratch.weight_table.resize(tables.whole.rows() * tables.whole.columns() * lanes);
+  tables.whole.fill(scratch.weights, lanes, scratch.weight_table.data());
+  double least = 1.0;
+  for (std::size_t l = 0; l < count; ++l) {
+    if (scratch.weights.g.re[l] == 0.0) {
+      continue;  // nothing of it counts
+    }
+    const Matrix g11 = tables.basis_gram(scratch.weight_table, l, [&](std::size_t k) {
+      const double weight = problem.sample_weight(first + l, k);
+      return weight * weight;
+    });
+    Matrix inverse;
+    double condition = 0.0;
+    if (!invert_basis(g11, inverse, condition)) {
+      return 0.0;
+    }
+    least = std::min(least, condition);
+    eliminate_lane(inverse, tables.wanted, l, scratch, gram);
+  }
+  return least;
 }
 
 }  // namespace
@@ -156,7 +251,9 @@ struct CauchyRelocation::Memory {
   std::vector<Scratch> scratch;                 // of each thread
   std::vector<std::vector<double>> products;    // of each chunk of lanes
   std::vector<std::vector<double>> eliminated;  // likewise
-  std::array<std::vector<double>, 2> shared;
+  std::vector<double> conditions;               // likewise
+  Sums shared_sums;
+  std::vector<double> shared;  // the whole table of the shared lanes
 };
 
 CauchyRelocation::CauchyRelocation(const Problem& problem, int threads)
@@ -168,82 +265,64 @@ CauchyRelocation::~CauchyRelocation() = default;
 
 bool CauchyRelocation::solve(const Poles& poles, Sigma& sigma) {
   const Problem& problem = problem_;
-  std::vector<Scratch>& scratch = memory_->scratch;
-  std::vector<std::vector<double>>& products = memory_->products;
-  std::vector<std::vector<double>>& eliminated = memory_->eliminated;
-  std::array<std::vector<double>, 2>& shared = memory_->shared;
-  if (!problem.response_weights.empty() ||
-      !std::all_of(poles.begin(), poles.end(), [](Complex pole) { return pole.real() < 0.0; })) {
+  Memory& memory = *memory_;
+  if (!std::all_of(poles.begin(), poles.end(), [](Complex pole) { return pole.real() < 0.0; })) {
     return false;
   }
   const std::size_t n = poles.size();
   const std::size_t chunks = all_chunks(problem);
-  products.resize(chunks);
+  memory.products.resize(chunks);
   in_parallel(threads_, chunks, [&](std::size_t part, std::size_t begin, std::size_t end) {
-    add_sums(problem, poles, begin, end, scratch[part].sum_memory, products);
+    add_sums(problem, poles, begin, end, memory.scratch[part].sum_memory, memory.products);
   });
 
-  // The three lanes that are no response's may end in two chunks.
-  Sums& sums = scratch.front().sums;
-  sums.resize(n);
-  const std::vector<Complex> q = reciprocal_sums(poles);
-  const ProductTable whole(poles, q, true, true);
-  const std::size_t first_shared = problem.responses / lanes;
-  for (std::size_t chunk = first_shared; chunk < chunks; ++chunk) {
-    take_sums(products[chunk].data(), n, sums);
-    shared[chunk - first_shared].resize(whole.rows() * whole.columns() * lanes);
-    whole.fill(sums, shared[chunk - first_shared].data());
-  }
+  const Tables tables(problem, poles);
+  const ProductTable& whole = tables.whole;
+  memory.shared_sums.resize(n);
+  memory.scratch.front().sums.resize(n);
+  gather(memory.products, first_shared_lane(problem), shared_lanes, n, memory.scratch.front().sums,
+         memory.shared_sums);
+  memory.shared.resize(whole.rows() * whole.columns() * lanes);
+  whole.fill(memory.shared_sums, rounded_up(shared_lanes, column_step), memory.shared.data());
   const auto element = [&](SharedLane of, std::size_t i, std::size_t j) {
-    const std::size_t lane = problem.responses % lanes + of;
-    return shared[lane / lanes][(j * whole.rows() + i) * lanes + lane % lanes];
+    return memory.shared[(j * whole.rows() + i) * lanes + of];
   };
 
-  const ProductTable table(poles, q, problem.constant, problem.proportional);
-  const std::size_t left = table.rows();
-  Matrix g11(left, left);
-  for (std::size_t j = 0; j < left; ++j) {
-    // Row and column of each in the whole table: the poles, then 1, then s.
-    const std::size_t column = j < n || problem.constant ? j : j + 1;
-    for (std::size_t i = j; i < left; ++i) {
-      const std::size_t row = i < n || problem.constant ? i : i + 1;
-      if (column == n + 1) {
-        double squares = 0.0;
-        for (std::size_t k = 0; k < problem.samples; ++k) {
-          const double weighted = problem.weight[k] * problem.omega[k];
-          squares += weighted * weighted;
-        }
-        g11(i, j) = squares;
-      } else {
-        g11(i, j) = element(squared_weights, row, column);
-      }
-      g11(j, i) = g11(i, j);
-    }
-  }
   Matrix inverse;
-  if (!invert_basis(g11, inverse, sigma.condition_basis) ||
-      !(sigma.condition_basis >= least_condition_basis)) {
+  sigma.condition_basis = 0.0;
+  if (!problem.has_own_weights() &&
+      !invert_basis(tables.basis_gram(memory.shared, squared_weights,
+                                      [&](std::size_t k) { return problem.weight[k] * problem.weight[k]; }),
+                    inverse, sigma.condition_basis)) {
     return false;
   }
-
   const std::size_t right = n + 1;
   const std::size_t padded = rounded_up(right, column_step);
-  eliminated.resize(response_chunks(problem));
+  memory.eliminated.resize(response_chunks(problem));
+  memory.conditions.assign(response_chunks(problem), sigma.condition_basis);
   in_parallel(threads_, response_chunks(problem), [&](std::size_t part, std::size_t begin, std::size_t end) {
-    Sums& own = scratch[part].sums;
-    own.resize(n);
+    Scratch& scratch = memory.scratch[part];
     for (std::size_t chunk = begin; chunk < end; ++chunk) {
-      take_sums(products[chunk].data(), n, own);
-      own.clear_from(problem.responses - std::min(problem.responses, chunk * lanes));
-      eliminate(inverse, table, scratch[part], eliminated[chunk]);
+      std::vector<double>& gram = memory.eliminated[chunk];
+      gram.assign(padded * padded, 0.0);
+      fill_table(tables, memory.products[chunk], chunk, scratch);
+      if (problem.has_own_weights()) {
+        memory.conditions[chunk] = eliminate_with_own_weights(tables, memory.products, chunk, scratch, gram);
+      } else {
+        eliminate(inverse, tables.wanted, scratch, gram);
+      }
     }
   });
+  sigma.condition_basis = *std::min_element(memory.conditions.begin(), memory.conditions.end());
+  if (!(sigma.condition_basis >= least_condition_basis)) {
+    return false;
+  }
 
   Matrix s(right, right);
   for (std::size_t j = 0; j < right; ++j) {
     for (std::size_t i = j; i < right; ++i) {
       double sum = 0.0;
-      for (const std::vector<double>& chunk : eliminated) {
+      for (const std::vector<double>& chunk : memory.eliminated) {
         sum += chunk[i + j * padded];
       }
       s(i, j) = element(powers, i, j) - sum;
@@ -254,7 +333,7 @@ bool CauchyRelocation::solve(const Poles& poles, Sigma& sigma) {
   for (std::size_t j = 0; j < right; ++j) {
     row[j] = gamma * element(ones, n, j);
   }
-  if (!solve_relaxed(s, row, problem.norm, sigma) || !(sigma.condition_sigma >= least_condition_sigma)) {
+  if (!solve_relaxed(s, row, problem.norm, sigma)) {
     return false;
   }
   sigma.residual /= problem.norm;

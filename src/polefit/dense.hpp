@@ -36,9 +36,9 @@ Factorisation factorise(Matrix a);
 /// b = Q^T b for all columns of b.
 void apply_transposed(const Factorisation& factorisation, Matrix& b);
 
-/// The triangle R of a factorisation, factorised once more with its columns in an order of falling size.
-/// Without that, a column that is a combination of others would take an equation with it that the columns
-/// behind it need.
+/// The triangle R of a factorisation of columns of norm 1 or parts of such, factorised once more with its
+/// columns in an order of falling size. Without that, a column that is a combination of others would take an
+/// equation with it that the columns behind it need.
 struct OrderedTriangle {
   Factorisation factorisation;
   std::vector<std::size_t> place;  ///< of each of its columns in R
@@ -54,9 +54,16 @@ void solve_triangular(const OrderedTriangle& triangle, Matrix& b);
 /// Reciprocal of the condition of the upper triangle, estimated.
 double triangle_condition(const Factorisation& factorisation);
 
-/// The lower Cholesky factor of the lower triangle of a, with its diagonal above 0; false when a is not
-/// positive definite. `condition` is the estimated reciprocal condition of a, 0 then.
-bool cholesky(Matrix& a, double& condition);
+/// A symmetric positive definite matrix a by the inverse of its Cholesky factor, of rows and columns scaled
+/// to a diagonal of ones: a^-1 = D W^T W D with D = diag(scale).
+struct InverseFactor {
+  std::vector<double> scale;
+  Matrix w;                ///< lower triangular
+  double condition = 0.0;  ///< reciprocal, of the scaled matrix in the norm of largest column sums
+};
+
+/// Of the matrix whose lower triangle a has; false when it is not positive definite.
+bool invert_positive(Matrix a, InverseFactor& inverse);
 
 /// The eigenvalues; pairs side by side, positive imaginary part first, exactly conjugate. Throws Error
 /// (numerical_breakdown).

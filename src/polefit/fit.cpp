@@ -5,6 +5,7 @@
 #include <limits>
 #include <string>
 
+#include "overall_error.hpp"
 #include "problem.hpp"
 #include "relocation.hpp"
 #include "residues.hpp"
@@ -22,12 +23,13 @@ constexpr int patience = 4;
 constexpr double lost = 10.0;
 /// ... unless both are rounding.
 constexpr double rounding = 1e-13;
-/// A last relocation by normal equations is followed by one by orthogonal factorisation when the basis or the
-/// equations for sigma were worse than this and the data are fitted to more digits than normal equations
-/// show.
+/// Relocations by normal equations are followed by orthogonal ones when the basis or the equations for sigma
+/// were worse than this and the data are fitted to more digits than normal equations show.
 constexpr double safe_condition_basis = 1e-3;
 constexpr double safe_condition_sigma = 1e-4;
 constexpr double hidden_residual = 1e-6;
+/// So many in a row: the first ones often lead to poles with which the equations are well-conditioned.
+constexpr int most_hidden = 2;
 
 void check_options(const Options& options) {
   if (options.iterations < 0) {
@@ -77,13 +79,16 @@ double largest_move(const Poles& before, const Poles& after) {
 void add_errors(const NetworkData& data, Fit& fit) {
   Report& report = fit.report;
   report.errors = errors(fit.model, data);
-  double squares = 0.0;
-  for (const ResponseError& error : report.errors) {
-    squares += error.relative * error.relative;
-    report.worst_relative_error = std::max(report.worst_relative_error, error.relative);
-    report.largest_error = std::max(report.largest_error, error.largest);
-  }
-  report.relative_error = std::sqrt(squares / static_cast<double>(report.errors.size()));
+  const OverallError overall = overall_error(report.errors);
+  report.relative_error = overall.relative;
+  report.worst_relative_error = overall.worst;
+  report.largest_error = overall.largest;
+}
+
+/// Whether the last relocation, by normal equations, does not show what is left of the residual.
+bool hides_digits(const Report& report) {
+  return report.residual < hidden_residual &&
+         (report.condition_basis < safe_condition_basis || report.condition_sigma < safe_condition_sigma);
 }
 
 /// Relocates the poles until something says that it is enough.
@@ -91,9 +96,11 @@ void relocate(const Problem& problem, const Options& options, Poles& poles, Repo
   double last_residual = 0.0;
   int without_gain = 0;
   CauchyRelocation by_cauchy_sums(problem, options.threads);
+  bool orthogonally = options.orthogonal;
+  int hidden = 0;
   for (int iteration = 1; iteration <= options.iterations && !poles.empty(); ++iteration) {
     Sigma sigma;
-    const bool gram = !options.orthogonal && by_cauchy_sums.solve(poles, sigma);
+    const bool gram = !orthogonally && by_cauchy_sums.solve(poles, sigma);
     if (gram) {
       ++report.gram_relocations;
       report.condition_basis = sigma.condition_basis;
@@ -105,6 +112,8 @@ void relocate(const Problem& problem, const Options& options, Poles& poles, Repo
     report.last_path = gram ? Path::gram : Path::orthogonal;
     report.iterations = iteration;
     report.residual = sigma.residual;
+    hidden = gram && hides_digits(report) ? hidden + 1 : 0;
+    orthogonally = orthogonally || hidden == most_hidden;
     const Poles before = poles;
     poles = zeros_of(sigma, poles, options.stable);
     const double move = largest_move(before, poles);
@@ -138,7 +147,7 @@ double weighted_error(const Problem& problem, const NetworkData& data, const Mod
   double squares = 0.0;
   for (std::size_t r = 0; r < problem.responses; ++r) {
     for (std::size_t k = 0; k < problem.samples; ++k) {
-      squares += std::norm(problem.factor(r, k) * (problem.values(r, k) - values[r * problem.samples + k]));
+      squares += std::norm(problem.factor(r, k) * (problem.value(r, k) - values[r * problem.samples + k]));
     }
   }
   return std::sqrt(squares) / problem.norm;
@@ -152,10 +161,8 @@ void polish(const Problem& problem, const NetworkData& data, const Options& opti
     return;
   }
   const auto pays = [&](double error) {
-    return report.last_path == Path::gram
-               ? report.residual < hidden_residual && (report.condition_basis < safe_condition_basis ||
-                                                       report.condition_sigma < safe_condition_sigma)
-               : error > std::max(lost * report.residual, rounding);
+    return report.last_path == Path::gram ? hides_digits(report)
+                                          : error > std::max(lost * report.residual, rounding);
   };
   if (report.last_path == Path::gram && !pays(0.0)) {
     return;  // a safe end, without a look at the model
@@ -190,6 +197,22 @@ void polish(const Problem& problem, const NetworkData& data, const Options& opti
   }
 }
 
+/// The model of all of the caller's responses, from that of the different ones.
+Model expanded(const Problem& problem, Model model) {
+  if (problem.place.size() == problem.responses) {
+    return model;
+  }
+  Model whole;
+  whole.poles = model.poles;
+  for (const std::size_t r : problem.place) {
+    const auto residues = model.residues_of(r);
+    whole.residues.insert(whole.residues.end(), residues.begin(), residues.end());
+    whole.constants.push_back(model.constants[r]);
+    whole.proportionals.push_back(model.proportionals[r]);
+  }
+  return whole;
+}
+
 void check_finite(const Model& model) {
   const auto finite = [](double x) { return std::isfinite(x); };
   const auto both_finite = [](Complex z) { return std::isfinite(z.real()) && std::isfinite(z.imag()); };
@@ -219,6 +242,7 @@ Fit fit(const NetworkData& data, const Options& options) {
   result.model = identify_residues(problem, poles, options.exact_sample, options.threads);
   polish(problem, data, options, poles, result);
   check_finite(result.model);
+  result.model = expanded(problem, std::move(result.model));
   result.model.names.assign(data.names.begin(), data.names.end());
   add_errors(data, result);
   return result;

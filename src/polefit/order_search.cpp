@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "angular_frequency.hpp"
+#include "overall_error.hpp"
 #include "pole_basis.hpp"
 
 namespace polefit {
@@ -60,21 +61,14 @@ struct Selection {
 };
 
 double measured(const std::vector<ResponseError>& errors, Measure measure) {
-  double squares = 0.0;
-  double worst = 0.0;
-  double largest = 0.0;
-  for (const ResponseError& error : errors) {
-    squares += error.relative * error.relative;
-    worst = std::max(worst, error.relative);
-    largest = std::max(largest, error.largest);
-  }
+  const OverallError overall = overall_error(errors);
   switch (measure) {
     case Measure::relative_rms:
-      return std::sqrt(squares / static_cast<double>(errors.size()));
+      return overall.relative;
     case Measure::worst_response:
-      return worst;
+      return overall.worst;
     default:
-      return largest;
+      return overall.largest;
   }
 }
 
@@ -239,7 +233,12 @@ class Searcher {
     }
     return step;
   }
-  double decisive(const Step& step) const { return std::max(step.error, step.held_out_error); }
+  double decisive(const Step& step) const {
+    // A model that overflows between its samples is worse than any other.
+    const double error = std::max(step.error, step.held_out_error);
+    return std::isnan(step.error) || std::isnan(step.held_out_error) ? std::numeric_limits<double>::infinity()
+                                                                     : error;
+  }
 
   Fit step() {
     Fit fit = polefit::fit(used_, options_);

@@ -16,7 +16,7 @@ Matrix sigma_columns(const Problem& problem, const Matrix& basis, std::size_t po
   const std::size_t m = problem.samples;
   Matrix columns(2 * m, poles + 1);
   for (std::size_t k = 0; k < m; ++k) {
-    const Complex g = -problem.factor(r, k) * problem.values(r, k);
+    const Complex g = -problem.factor(r, k) * problem.value(r, k);
     for (std::size_t j = 0; j < poles; ++j) {
       const Complex value = g * Complex(basis(k, j), basis(m + k, j));
       columns(k, j) = value.real();
@@ -52,7 +52,7 @@ Sigma solve_sigma_orthogonally(const Problem& problem, const Poles& poles, int t
   const std::size_t right = n + 1;
   const Matrix basis = unweighted_basis(problem, poles);
   Factorisation shared;
-  if (problem.response_weights.empty()) {
+  if (!problem.has_own_weights()) {
     shared = factorise(weighted_basis(problem, basis, 0).columns);
   }
   std::vector<Matrix> triangles(problem.responses);
@@ -60,9 +60,9 @@ Sigma solve_sigma_orthogonally(const Problem& problem, const Poles& poles, int t
     for (std::size_t r = begin; r < end; ++r) {
       Matrix columns = sigma_columns(problem, basis, n, r);
       triangles[r] =
-          problem.response_weights.empty()
-              ? remaining_triangle(shared, std::move(columns))
-              : remaining_triangle(factorise(weighted_basis(problem, basis, r).columns), std::move(columns));
+          problem.has_own_weights()
+              ? remaining_triangle(factorise(weighted_basis(problem, basis, r).columns), std::move(columns))
+              : remaining_triangle(shared, std::move(columns));
     }
   });
 

@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
+#include <map>
 #include <string>
+#include <utility>
 
 #include "angular_frequency.hpp"
 
@@ -62,6 +65,98 @@ void check_values(const NetworkData& data) {
   }
 }
 
+/// A power of two near a number above 0, whose inverse is finite.
+double unit_near(double size) {
+  return std::ldexp(1.0, std::ilogb(std::max(size, std::numeric_limits<double>::min())));
+}
+
+bool equal_responses(const NetworkData& data, std::size_t r, std::size_t other) {
+  const std::size_t samples = data.frequencies.size();
+  for (std::size_t k = 0; k < samples; ++k) {
+    if (data.responses(r, k) != data.responses(other, k)) {
+      return false;
+    }
+  }
+  return data.weights.size() <= samples ||
+         std::equal(data.weights.begin() + static_cast<std::ptrdiff_t>(r * samples),
+                    data.weights.begin() + static_cast<std::ptrdiff_t>((r + 1) * samples),
+                    data.weights.begin() + static_cast<std::ptrdiff_t>(other * samples));
+}
+
+/// Finds the responses that are equal to one before them.
+void merge_equal_responses(const NetworkData& data, Problem& problem) {
+  // By one sample in the middle first: responses that agree there are few.
+  std::map<std::pair<double, double>, std::vector<std::size_t>> alike;
+  for (std::size_t r = 0; r < data.responses.responses; ++r) {
+    const Complex middle = data.responses(r, data.frequencies.size() / 2);
+    std::vector<std::size_t>& candidates = alike[{middle.real(), middle.imag()}];
+    const auto equal = std::find_if(candidates.begin(), candidates.end(), [&](std::size_t candidate) {
+      return equal_responses(data, r, problem.source[candidate]);
+    });
+    if (equal != candidates.end()) {
+      problem.place.push_back(*equal);
+      continue;
+    }
+    candidates.push_back(problem.source.size());
+    problem.place.push_back(problem.source.size());
+    problem.source.push_back(r);
+  }
+  problem.responses = problem.source.size();
+}
+
+double largest_part(const Problem& problem, std::size_t r) {
+  double largest = 0.0;
+  for (std::size_t k = 0; k < problem.samples; ++k) {
+    const Complex value = problem.value(r, k);
+    largest = std::max({largest, std::abs(value.real()), std::abs(value.imag())});
+  }
+  return largest;
+}
+
+/// Between equal weight for each response and equal weight for each volt; 0 for a response of zeros.
+double scale_without_weights(const Problem& problem, std::size_t r) {
+  const double largest = largest_part(problem, r);
+  double squares = 0.0;
+  for (std::size_t k = 0; k < problem.samples && largest > 0.0; ++k) {
+    squares += std::norm(problem.value(r, k) / largest);
+  }
+  return largest > 0.0 ? 1.0 / (std::sqrt(largest) * std::sqrt(std::sqrt(squares))) : 0.0;
+}
+
+/// Weights and data in units of their own, so that squares neither overflow nor vanish.
+void scale_residuals(const NetworkData& data, Problem& problem) {
+  problem.weight.assign(problem.samples, 1.0);
+  problem.response_scale.assign(problem.responses, 1.0);
+  if (data.weights.empty()) {
+    for (std::size_t r = 0; r < problem.responses; ++r) {
+      problem.response_scale[r] = scale_without_weights(problem, r);
+    }
+  } else {
+    const double most = *std::max_element(data.weights.begin(), data.weights.end());
+    problem.weight_unit = most > 0.0 ? 1.0 / unit_near(most) : 1.0;
+    if (data.weights.size() > problem.samples) {
+      problem.given_weights = data.weights;
+    } else {
+      std::transform(data.weights.begin(), data.weights.end(), problem.weight.begin(),
+                     [&](double weight) { return weight * problem.weight_unit; });
+    }
+    double largest = 0.0;
+    for (std::size_t r = 0; r < problem.responses; ++r) {
+      largest = std::max(largest, largest_part(problem, r));
+    }
+    if (largest > 0.0) {
+      problem.response_scale.assign(problem.responses, 1.0 / unit_near(largest));
+    }
+  }
+  std::vector<double> times(problem.responses);
+  for (const std::size_t r : problem.place) {
+    times[r] += 1.0;
+  }
+  for (std::size_t r = 0; r < problem.responses; ++r) {
+    problem.response_scale[r] *= std::sqrt(times[r]);
+  }
+}
+
 }  // namespace
 
 Problem make_problem(const NetworkData& data, const Options& options) {
@@ -70,8 +165,7 @@ Problem make_problem(const NetworkData& data, const Options& options) {
 
   Problem problem;
   problem.samples = data.frequencies.size();
-  problem.responses = data.responses.responses;
-  problem.values = data.responses;
+  problem.given = data.responses;
   problem.constant = options.constant;
   problem.proportional = options.proportional;
   const auto count = static_cast<double>(problem.samples);
@@ -88,33 +182,12 @@ Problem make_problem(const NetworkData& data, const Options& options) {
   }
   problem.zeros.assign(problem.samples, 0.0);
 
-  const bool per_response =
-      data.weights.size() == problem.responses * problem.samples && problem.responses > 1;
-  problem.weight.assign(problem.samples, 1.0);
-  if (per_response) {
-    problem.response_weights = data.weights;
-  } else if (!data.weights.empty()) {
-    problem.weight.assign(data.weights.begin(), data.weights.end());
-  }
-  problem.response_scale.assign(problem.responses, 1.0);
+  merge_equal_responses(data, problem);
+  scale_residuals(data, problem);
   problem.power.assign(problem.samples, 0.0);
   for (std::size_t r = 0; r < problem.responses; ++r) {
-    double largest = 0.0;
     for (std::size_t k = 0; k < problem.samples; ++k) {
-      largest =
-          std::max({largest, std::abs(problem.values(r, k).real()), std::abs(problem.values(r, k).imag())});
-    }
-    double squares = 0.0;
-    for (std::size_t k = 0; k < problem.samples && largest > 0.0; ++k) {
-      squares += std::norm(problem.values(r, k) / largest);
-    }
-    if (data.weights.empty()) {
-      // Between equal weight for each response and equal weight for each volt.
-      problem.response_scale[r] =
-          largest > 0.0 ? 1.0 / (std::sqrt(largest) * std::sqrt(std::sqrt(squares))) : 0.0;
-    }
-    for (std::size_t k = 0; k < problem.samples; ++k) {
-      problem.power[k] += std::norm(problem.factor(r, k) * problem.values(r, k));
+      problem.power[k] += std::norm(problem.factor(r, k) * problem.value(r, k));
     }
   }
   double sum = 0.0;

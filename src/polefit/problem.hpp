@@ -13,25 +13,34 @@ namespace polefit {
 using Complex = std::complex<double>;
 
 /// Frequencies are in units of `scale`, so that poles, residues and s are near 1 in size.
+///
+/// Responses that are equal to the last bit, as those of a reciprocal network may be, are one response here.
 struct Problem {
   std::size_t samples = 0;
   std::size_t responses = 0;
-  double scale = 1.0;         ///< rad/s in one unit
-  std::vector<double> omega;  ///< of the samples, scaled
-  std::vector<double> zeros;  ///< as many zeros: the real parts of the sample points
-  Responses values;
-  std::vector<double> weight;                ///< of each sample, shared by the responses
-  std::span<const double> response_weights;  ///< of each response's samples when they differ, or none
-  std::vector<double> response_scale;        ///< factor on the residuals of each response
+  std::vector<std::size_t> source;  ///< of each response here: the first of the caller's that is equal to it
+  std::vector<std::size_t> place;   ///< of each of the caller's responses: the one here that stands for it
+  double scale = 1.0;               ///< rad/s in one unit
+  std::vector<double> omega;        ///< of the samples, scaled
+  std::vector<double> zeros;        ///< as many zeros: the real parts of the sample points
+  std::vector<double> weight;       ///< of each sample, shared by the responses, the largest near 1
+  std::vector<double> response_scale;  ///< factor on the residuals of each response beside the weights
   std::vector<double> power;  ///< of each sample: sum of the squares of the weighted, scaled responses
   double norm = 0.0;          ///< square root of the sum of the powers
   bool constant = true;
   bool proportional = false;
 
-  /// The factor on the residual of response r at sample k.
-  double factor(std::size_t r, std::size_t k) const {
-    return response_scale[r] * (response_weights.empty() ? weight[k] : response_weights[r * samples + k]);
+  Responses given;                        ///< the caller's responses
+  std::span<const double> given_weights;  ///< of each of the caller's responses' samples when they differ
+  double weight_unit = 1.0;               ///< factor on those weights
+
+  Complex value(std::size_t r, std::size_t k) const { return given(source[r], k); }
+  bool has_own_weights() const { return !given_weights.empty(); }
+  double sample_weight(std::size_t r, std::size_t k) const {
+    return has_own_weights() ? weight_unit * given_weights[source[r] * samples + k] : weight[k];
   }
+  /// The factor on the residual of response r at sample k.
+  double factor(std::size_t r, std::size_t k) const { return response_scale[r] * sample_weight(r, k); }
   std::size_t terms() const { return (constant ? 1U : 0U) + (proportional ? 1U : 0U); }
 };
 

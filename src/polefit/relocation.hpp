@@ -16,7 +16,9 @@ namespace polefit {
 struct Sigma {
   std::vector<double> unknowns;  ///< of the basis functions, then the constant d
   double residual = 0.0;         ///< norm of the weighted residual over that of the data
-  double condition_basis = 0.0;  ///< reciprocal, of the scaled normal matrix of the basis; 0 when not known
+  /// Reciprocal, of the scaled normal matrix of the basis, the least one where responses have weights of
+  /// their own; 0 when not known.
+  double condition_basis = 0.0;
   double condition_sigma = 0.0;  ///< likewise of the equations for sigma
 };
 
@@ -31,8 +33,8 @@ class CauchyRelocation {
   CauchyRelocation& operator=(const CauchyRelocation&) = delete;
   ~CauchyRelocation();
 
-  /// Returns false when the equations are too ill-conditioned to be trusted, or not for such data: responses
-  /// with weights of their own, poles that are not in the left half-plane.
+  /// Returns false when the equations are too ill-conditioned to be trusted, or not for such poles: some that
+  /// are not in the left half-plane.
   bool solve(const Poles& poles, Sigma& sigma);
 
  private:

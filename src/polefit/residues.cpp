@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <limits>
 
 #include "dense.hpp"
 #include "parallel.hpp"
@@ -17,7 +18,8 @@ constexpr std::size_t together = 32;
 /// The unknowns that a constraint C x = f leaves: x = Q [z1; z2], where T^T z1 = f fixes z1.
 class Constraint {
  public:
-  /// Rows of the scaled basis at sample k; the imaginary one is left out where it is 0.
+  /// Rows of the scaled basis at sample k; the imaginary one is left out where it is 0 or follows from the
+  /// real one.
   Constraint(const Matrix& basis, const std::vector<double>& scale, std::size_t k) {
     const std::size_t m = basis.rows / 2;
     const std::size_t n = basis.columns;
@@ -32,11 +34,11 @@ class Constraint {
         parts_.push_back(part);
       }
     }
-    Matrix transposed(n, parts_.size());
-    for (std::size_t j = 0; j < parts_.size(); ++j) {
-      std::copy(rows[parts_[j]].begin(), rows[parts_[j]].end(), transposed.column(j));
+    factorise_rows(rows);
+    if (parts_.size() == 2 && !independent(rows[parts_[1]])) {
+      parts_.pop_back();
+      factorise_rows(rows);
     }
-    factorisation_ = factorise(std::move(transposed));
   }
   std::size_t count() const { return parts_.size(); }
 
@@ -48,7 +50,7 @@ class Constraint {
       for (std::size_t i = 0; i < j; ++i) {
         sum -= factorisation_.a(i, j) * z[i];
       }
-      z[j] = factorisation_.a(j, j) != 0.0 ? sum / factorisation_.a(j, j) : 0.0;
+      z[j] = sum / factorisation_.a(j, j);
     }
     return z;
   }
@@ -70,6 +72,23 @@ class Constraint {
   }
 
  private:
+  void factorise_rows(const std::array<std::vector<double>, 2>& rows) {
+    Matrix transposed(rows[0].size(), parts_.size());
+    for (std::size_t j = 0; j < parts_.size(); ++j) {
+      std::copy(rows[parts_[j]].begin(), rows[parts_[j]].end(), transposed.column(j));
+    }
+    factorisation_ = factorise(std::move(transposed));
+  }
+  /// Whether the second row is more than rounding of a multiple of the first one.
+  bool independent(const std::vector<double>& row) const {
+    constexpr double rounding = 100.0 * std::numeric_limits<double>::epsilon();
+    double squares = 0.0;
+    for (const double element : row) {
+      squares += element * element;
+    }
+    return std::abs(factorisation_.a(1, 1)) > rounding * std::sqrt(squares);
+  }
+
   std::vector<std::size_t> parts_;
   Factorisation factorisation_;
 };
@@ -122,14 +141,13 @@ class ResidueSystem {
     for (std::size_t r = begin; r < end; ++r) {
       double* const column = b.column(r - begin);
       for (std::size_t k = 0; k < m; ++k) {
-        const double weight =
-            problem_.response_weights.empty() ? problem_.weight[k] : problem_.response_weights[r * m + k];
-        const Complex f = problem_.values(r, k);
+        const double weight = problem_.sample_weight(r, k);
+        const Complex f = problem_.value(r, k);
         column[k] = weight * f.real();
         column[m + k] = weight * f.imag();
       }
       if (exact_sample_) {
-        const std::vector<double> fixed = fixed_->fixed(problem_.values(r, *exact_sample_));
+        const std::vector<double> fixed = fixed_->fixed(problem_.value(r, *exact_sample_));
         for (std::size_t j = 0; j < fixed.size(); ++j) {
           z(j, r - begin) = fixed[j];
           for (std::size_t k = 0; k < 2 * m; ++k) {
@@ -182,7 +200,7 @@ Model identify_residues(const Problem& problem, const Poles& poles, std::optiona
   }
 
   const Matrix basis = unweighted_basis(problem, poles);
-  const bool shared = problem.response_weights.empty();
+  const bool shared = !problem.has_own_weights();
   std::optional<ResidueSystem> system;
   if (shared) {
     system.emplace(problem, basis, 0, exact_sample);

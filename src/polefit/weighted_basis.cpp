@@ -26,8 +26,7 @@ WeightedBasis weighted_basis(const Problem& problem, const Matrix& basis, std::s
     double* const column = result.columns.column(j);
     double squares = 0.0;
     for (std::size_t k = 0; k < m; ++k) {
-      const double weight =
-          problem.response_weights.empty() ? problem.weight[k] : problem.response_weights[r * m + k];
+      const double weight = problem.sample_weight(r, k);
       column[k] *= weight;
       column[m + k] *= weight;
       squares += column[k] * column[k] + column[m + k] * column[m + k];

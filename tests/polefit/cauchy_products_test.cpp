@@ -35,10 +35,14 @@ std::vector<LongComplex> functions_at(const Poles& poles, double omega) {
 /// The weight of a lane at sample k.
 LongComplex weight_of(const Problem& problem, std::size_t lane, std::size_t k) {
   if (lane < problem.responses) {
-    return -Long(problem.response_scale[lane]) * Long(problem.weight[k]) * Long(problem.weight[k]) *
-           LongComplex(problem.values(lane, k));
+    return -Long(problem.response_scale[lane]) * Long(problem.sample_weight(lane, k)) *
+           Long(problem.sample_weight(lane, k)) * LongComplex(problem.value(lane, k));
   }
-  switch (lane - problem.responses) {
+  if (lane < first_shared_lane(problem)) {
+    const Long weight = problem.sample_weight(lane - problem.responses, k);
+    return weight * weight;
+  }
+  switch (lane - first_shared_lane(problem)) {
     case squared_weights:
       return Long(problem.weight[k]) * Long(problem.weight[k]);
     case powers:
@@ -60,13 +64,13 @@ TEST(CauchyProducts, equal_directly_summed_products) {
     const Network network = random_network(kind, seed);
     std::vector<double> weights;
     RandomNumbers numbers(seed);
-    for (std::size_t k = 0; k < network.frequencies.size(); ++k) {
+    // None, one a sample, or one a sample and response.
+    const std::size_t sets = seed % 3 == 2 ? kind.responses : seed % 3;
+    for (std::size_t k = 0; k < sets * network.frequencies.size(); ++k) {
       weights.push_back(numbers.between(0.5, 2.0));
     }
     NetworkData data = network.data();
-    if (seed % 2 == 0) {
-      data.weights = weights;
-    }
+    data.weights = weights;
     const Problem problem = make_problem(data, {});
     Poles poles;
     for (const Complex pole : network.model.poles) {
@@ -85,12 +89,12 @@ TEST(CauchyProducts, equal_directly_summed_products) {
     for (const double omega : problem.omega) {
       functions.push_back(functions_at(poles, omega));
     }
-    for (std::size_t lane = 0; lane < problem.responses + shared_lanes; ++lane) {
+    for (std::size_t lane = 0; lane < all_lanes(problem); ++lane) {
       if (lane % lanes == 0) {
         take_sums(raw[lane / lanes].data(), poles.size(), sums);
-        table.fill(sums, products.data());
+        table.fill(sums, lanes, products.data());
       }
-      if (lane < problem.responses && lane % 5 != seed % 5) {
+      if (lane < first_shared_lane(problem) && lane % 5 != seed % 5) {
         continue;  // a fifth of the responses, and all that is shared
       }
       for (std::size_t j = 0; j < table.columns(); ++j) {

@@ -1,0 +1,31 @@
+/// The errors of all responses as one.
+#pragma once
+
+#include <cmath>
+#include <vector>
+
+#include "polefit/model.hpp"
+
+namespace polefit {
+
+struct OverallError {
+  double relative = 0.0;  ///< root mean square of the relative errors of the responses
+  double worst = 0.0;     ///< largest relative error of a response
+  double largest = 0.0;   ///< largest modulus of a difference
+};
+
+/// Of one response at least; not a number where one of the errors is none.
+inline OverallError overall_error(const std::vector<ResponseError>& errors) {
+  const auto larger = [](double a, double b) { return a < b || std::isnan(b) ? b : a; };
+  OverallError overall;
+  double squares = 0.0;
+  for (const ResponseError& error : errors) {
+    squares += error.relative * error.relative;
+    overall.worst = larger(overall.worst, error.relative);
+    overall.largest = larger(overall.largest, error.largest);
+  }
+  overall.relative = std::sqrt(squares / static_cast<double>(errors.size()));
+  return overall;
+}
+
+}  // namespace polefit

@@ -1,0 +1,134 @@
+#include "problem.hpp"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "networks.hpp"
+
+namespace polefit {
+namespace {
+
+using namespace testing_support;
+
+/// A 3-port with elements (1,1), (1,2), ..., of which those across the diagonal are equal.
+Network reciprocal_network(std::uint64_t seed) {
+  const NetworkKind kind{.pairs = 4, .responses = 9, .noise = 1e-4};
+  Network network = random_network(kind, seed);
+  const std::size_t samples = network.frequencies.size();
+  for (std::size_t i = 0; i < 3; ++i) {
+    for (std::size_t j = 0; j < i; ++j) {
+      std::copy_n(network.values.begin() + static_cast<std::ptrdiff_t>((3 * i + j) * samples), samples,
+                  network.values.begin() + static_cast<std::ptrdiff_t>((3 * j + i) * samples));
+    }
+  }
+  return network;
+}
+
+TEST(Problem, equal_responses_enter_once_with_their_number_as_weight) {
+  const Network network = reciprocal_network(1);
+  const Problem problem = make_problem(network.data(), {});
+  EXPECT_EQ(problem.responses, 6U);
+  EXPECT_EQ(problem.place, (std::vector<std::size_t>{0, 1, 2, 1, 3, 4, 2, 4, 5}));
+  EXPECT_EQ(problem.source, (std::vector<std::size_t>{0, 1, 2, 4, 5, 8}));
+
+  // Without equality to the last bit they are nine, of the same power within rounding.
+  Network unequal = network;
+  const std::size_t samples = network.frequencies.size();
+  for (const std::size_t r : {3U, 6U, 7U}) {
+    unequal.values[r * samples] += Complex(1e-13, 0.0);
+  }
+  const Problem nine = make_problem(unequal.data(), {});
+  EXPECT_EQ(nine.responses, 9U);
+  EXPECT_NEAR(problem.norm, nine.norm, 1e-11 * nine.norm);
+}
+
+TEST(Problem, responses_with_weights_that_differ_are_not_one) {
+  const Network network = reciprocal_network(2);
+  NetworkData data = network.data();
+  std::vector<double> weights(network.values.size(), 1.0);
+  weights[3 * network.frequencies.size() + 5] = 2.0;
+  data.weights = weights;
+  const Problem problem = make_problem(data, {});
+  EXPECT_EQ(problem.responses, 7U);
+  EXPECT_NE(problem.place[1], problem.place[3]);
+  EXPECT_EQ(problem.place[2], problem.place[6]);
+}
+
+TEST(Problem, a_fit_gives_every_equal_response_its_own_place_in_the_model) {
+  const Network network = reciprocal_network(3);
+  const std::size_t samples = network.frequencies.size();
+  Options options;
+  options.complex_pairs = 4;
+  const Fit found = fit(network.data(), options);
+  ASSERT_EQ(found.model.responses(), 9U);
+  ASSERT_EQ(found.report.errors.size(), 9U);
+  for (std::size_t r = 0; r < 9; ++r) {
+    EXPECT_LE(found.report.errors[r].relative, 1e-3) << r;  // the noise
+  }
+  EXPECT_TRUE(std::ranges::equal(found.model.residues_of(1), found.model.residues_of(3)));
+  EXPECT_FALSE(std::ranges::equal(found.model.residues_of(1), found.model.residues_of(2)));
+
+  // Broken in the last digits, so that they enter one by one: the same fit but for that.
+  Network unequal = network;
+  for (const std::size_t r : {3U, 6U, 7U}) {
+    unequal.values[r * samples] += Complex(1e-12, 0.0);
+  }
+  const Fit nine = fit(unequal.data(), options);
+  for (std::size_t i = 0; i < nine.model.poles.size(); ++i) {
+    // A change of 1e-12, magnified by the condition of the poles against noise.
+    EXPECT_LE(std::abs(nine.model.poles[i] - found.model.poles[i]), 1e-8 * std::abs(found.model.poles[i]));
+  }
+}
+
+TEST(Problem, the_size_of_weights_and_data_does_not_matter) {
+  const NetworkKind kind{.pairs = 3, .responses = 2, .noise = 1e-3};
+  const Network network = random_network(kind, 4);
+  std::vector<double> weights;
+  for (std::size_t k = 0; k < network.values.size(); ++k) {
+    weights.push_back(1.0 + static_cast<double>(k % 4));
+  }
+  NetworkData data = network.data();
+  for (const bool own : {false, true}) {
+    std::vector<double> plain(
+        weights.begin(),
+        own ? weights.end() : weights.begin() + static_cast<std::ptrdiff_t>(network.frequencies.size()));
+    data.weights = plain;
+    const Fit expected = fit(data, options_for(kind));
+    for (const double factor : {0x1p-1000, 0x1p-500, 0x1p900}) {
+      std::vector<double> scaled = plain;
+      for (double& weight : scaled) {
+        weight *= factor;
+      }
+      data.weights = scaled;
+      const Fit found = fit(data, options_for(kind));
+      EXPECT_EQ(found.model.poles, expected.model.poles) << factor;
+      EXPECT_EQ(found.model.residues, expected.model.residues) << factor;
+    }
+  }
+  data.weights = weights;
+  const Fit expected = fit(data, options_for(kind));
+  Network small = network;
+  for (Complex& value : small.values) {
+    value *= 0x1p-600;
+  }
+  NetworkData small_data = small.data();
+  small_data.weights = weights;
+  EXPECT_EQ(fit(small_data, options_for(kind)).model.poles, expected.model.poles);
+}
+
+TEST(Problem, values_that_are_not_as_many_for_each_response_are_refused) {
+  const std::vector<Complex> values(7);
+  for (const auto& make : {&Responses::by_response, &Responses::by_sample}) {
+    try {
+      make(values, 2);
+      ADD_FAILURE() << "accepted";
+    } catch (const Error& error) {
+      EXPECT_EQ(error.kind(), ErrorKind::bad_shape);
+      EXPECT_STREQ(error.what(), "7 values are not as many for each of 2 responses");
+    }
+  }
+}
+
+}  // namespace
+}  // namespace polefit
