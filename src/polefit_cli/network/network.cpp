@@ -1,6 +1,23 @@
 #include "polefit_cli/network/network.hpp"
 
+#include "listio/io_error.hpp"
+
 namespace polefit_cli {
+
+void declare_one_port(Network& network, char parameter, double reference) {
+  const std::string wanted = std::string(1, parameter) + " of a one-port";
+  if (network.names.size() != 1) {
+    throw s_solver::IoError({.file = network.file,
+                             .found = std::to_string(network.names.size()) + " responses",
+                             .expected = "a single one, as " + wanted});
+  }
+  if (network.matrix && network.matrix->parameter != parameter) {
+    throw s_solver::IoError({.file = network.file,
+                             .found = std::string(1, network.matrix->parameter) + " parameters",
+                             .expected = wanted});
+  }
+  network.matrix = polefit::NetworkMatrix{parameter, {reference}, {{1, 1}}};
+}
 
 std::string element_name(char parameter, const polefit::MatrixElement& element, std::size_t ports) {
   const char* const between = ports < 10 ? "" : "_";

@@ -27,6 +27,10 @@ struct Network {
   }
 };
 
+/// Makes a network of one response that of a one-port. Throws s_solver::IoError when there are more
+/// responses, or when the file says that it is of another parameter.
+void declare_one_port(Network& network, char parameter, double reference);
+
 /// S21, or S10_2 when there are ten ports and more.
 std::string element_name(char parameter, const polefit::MatrixElement& element, std::size_t ports);
 

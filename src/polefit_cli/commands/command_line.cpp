@@ -1,0 +1,326 @@
+#include "polefit_cli/commands/command_line.hpp"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <map>
+#include <memory>
+#include <thread>
+#include <utility>
+
+namespace polefit_cli {
+namespace {
+
+using Arguments = std::vector<std::string>;
+
+template <class Value>
+using Names = std::map<std::string, Value>;
+
+const Names<NetworkFormat> network_formats{{"auto", NetworkFormat::by_name},
+                                           {"touchstone", NetworkFormat::touchstone},
+                                           {"csv", NetworkFormat::csv},
+                                           {"samples", NetworkFormat::samples}};
+const Names<polefit::Placement> placements{{"linear", polefit::Placement::linear},
+                                           {"log", polefit::Placement::logarithmic},
+                                           {"peaks", polefit::Placement::peaks}};
+const Names<polefit::Measure> measures{{"rms", polefit::Measure::relative_rms},
+                                       {"worst", polefit::Measure::worst_response},
+                                       {"largest", polefit::Measure::largest_error}};
+const Names<Weighting> weightings{{"balanced", Weighting::balanced},
+                                  {"uniform", Weighting::uniform},
+                                  {"relative", Weighting::relative},
+                                  {"root", Weighting::root}};
+const Names<TouchstoneFormat> touchstone_formats{
+    {"ri", TouchstoneFormat::ri}, {"ma", TouchstoneFormat::ma}, {"db", TouchstoneFormat::db}};
+
+/// A choice by name, in either case.
+template <class Value>
+CLI::Option* add_choice(CLI::App& app, const std::string& name, Value& value, const Names<Value>& names,
+                        const std::string& description) {
+  std::string all;
+  for (const auto& [choice, meaning] : names) {
+    all += (all.empty() ? "" : "|") + choice;
+  }
+  const auto take = [&value, &names](const std::string& text) {
+    const auto found = names.find(CLI::detail::to_lower(text));
+    if (found == names.end()) {
+      return false;
+    }
+    value = found->second;
+    return true;
+  };
+  return app
+      .add_option(
+          name, [take](const CLI::results_t& results) { return take(results.front()); }, description)
+      ->type_name(all)
+      ->expected(1);
+}
+
+template <class Number>
+CLI::Option* add_number(CLI::App& app, const std::string& name, Number& value,
+                        const std::string& description) {
+  return app.add_option(name, value, description)->type_name("N");
+}
+
+CLI::Option* add_names(CLI::App& app, std::vector<std::string>& names, const std::string& description) {
+  return app.add_option("--responses", names, description)->delimiter(',')->type_name("NAMES");
+}
+
+void add_network_format(CLI::App& app, NetworkSource& network) {
+  add_choice(app, "--format", network.format, network_formats,
+             "How the network file is read (default: by its name, then by what it holds)");
+}
+
+void add_declaration(CLI::App& app, std::optional<char>& parameter, std::optional<double>& reference) {
+  app.add_option("--parameter", parameter, "What a single response is: S, Y or Z of a one-port")
+      ->type_name("S|Y|Z")
+      ->check(CLI::IsMember(std::vector<std::string>{"S", "Y", "Z"}));
+  app.add_option("--reference", reference, "Reference resistance of that port in ohms (default: 50)")
+      ->type_name("OHMS")
+      ->check(CLI::PositiveNumber);
+}
+
+constexpr const char* grid_help =
+    "Frequencies: FROM:TO:COUNT, evenly, or FROM:TO:COUNT:log, or a list F1,F2,...; "
+    "units such as 10k, 2.4GHz are understood";
+
+CLI::App* add_fit(CLI::App& app, FitCommand& fit) {
+  CLI::App* const command = app.add_subcommand("fit", "Fit a network file with a rational model");
+  command
+      ->add_option("NETWORK", fit.network.file,
+                   "Touchstone file (.sNp, .ts), CSV table, S_Solver sample file, or - for standard input")
+      ->required();
+  command->add_option("-o,--output", fit.output, "Model file to write (JSON); - for standard output")
+      ->type_name("MODEL.json");
+
+  CLI::Option* const error =
+      command
+          ->add_option("--error", fit.target.error,
+                       "Search for the order that reaches this error (the default, with 0.001)")
+          ->type_name("X")
+          ->check(CLI::PositiveNumber);
+  add_number(*command, "--poles", fit.poles, "Fit with that many poles, without a search")->excludes(error);
+  add_number(*command, "--real", fit.real, "So many of the poles start as real ones, the others in pairs");
+  add_choice(*command, "--measure", fit.target.measure, measures,
+             "What --error means: rms over all responses, each relative to its own (default), that of the "
+             "worst response, or the largest modulus of a difference");
+  add_number(*command, "--max-poles", fit.target.most_poles, "Largest order of a search (default: 100)");
+  command->add_flag("--hold-out,!--no-hold-out", fit.target.hold_out,
+                    "Check the orders of a search on samples held out (default)");
+  add_choice(*command, "--spacing", fit.options.placement, placements,
+             "Where poles start: evenly (default), evenly over the decades, or on the peaks of the data");
+  command->add_flag("--constant,!--no-constant", fit.options.constant, "Constant term (default)");
+  command->add_flag("--proportional,!--no-proportional", fit.options.proportional,
+                    "Term proportional to s (default: none)");
+  command->add_flag("--stable,!--no-stable", fit.options.stable,
+                    "Keep all poles in the left half-plane (default)");
+  add_choice(*command, "--weights", fit.weighting, weightings,
+             "Weights of the residuals: by response (balanced, default), uniform, relative to the modulus "
+             "of each sample, or by its root");
+  command
+      ->add_option("--weights-file", fit.weights_file,
+                   "Weights as numbers in a text file: one a sample, or one a sample and response")
+      ->type_name("FILE");
+  add_names(*command, fit.responses, "Responses to fit, such as S21,S11 (default: all)");
+  command->add_flag("--exact-dc", fit.exact_dc, "Take the values at 0 Hz exactly");
+  add_number(*command, "--iterations", fit.options.iterations,
+             "Relocations of the poles at most (default: 30)")
+      ->check(CLI::NonNegativeNumber);
+  add_number(*command, "--threads", fit.options.threads,
+             "Threads (default: as many as processors; the result does not depend on it)")
+      ->check(CLI::PositiveNumber);
+  command->add_flag("--orthogonal", fit.options.orthogonal, "The slow and safe path throughout");
+  add_declaration(*command, fit.parameter, fit.reference);
+  add_network_format(*command, fit.network);
+  command->add_flag("-q,--quiet", fit.quiet, "No progress and no table");
+  command->footer(
+      "Examples:\n"
+      "  polefit fit filter.s2p -o filter.json\n"
+      "  polefit fit package.s20p --poles 40 --threads 2 -o package.json\n"
+      "  polefit fit antenna.csv --responses S11 --error 1e-4 --exact-dc -o antenna.json\n\n"
+      "Exit status: 0 converged, 1 not converged (the model is written all the same), 2 bad input.");
+  return command;
+}
+
+CLI::App* add_plot(CLI::App& app, PlotCommand& plot) {
+  CLI::App* const command = app.add_subcommand("plot", "Draw data and model, or the poles, through gnuplot");
+  command->add_option("MODEL", plot.model, "Model file (JSON), or -")->required();
+  plot.network.emplace();
+  command->add_option("NETWORK", plot.network->file, "The network file with the data; not with --poles");
+  command->add_option("-o,--output", plot.output, "Picture to write; its ending says the format")
+      ->required()
+      ->type_name("FILE.svg|png|pdf");
+  add_names(*command, plot.responses, "Responses to draw (default: those with the largest errors)");
+  add_number(*command, "--panels", plot.panels, "Number of responses drawn by default (default: 4)")
+      ->check(CLI::Range(1, 16));
+  command->add_flag("--poles", plot.poles, "Draw the poles in the complex plane instead");
+  add_network_format(*command, *plot.network);
+  command->footer(
+      "Examples:\n"
+      "  polefit plot filter.json filter.s2p -o fit.svg\n"
+      "  polefit plot filter.json filter.s2p --responses S21 -o s21.pdf\n"
+      "  polefit plot filter.json --poles -o poles.png");
+  return command;
+}
+
+CLI::App* add_export(CLI::App& app, ExportCommand& chosen) {
+  CLI::App* const command = app.add_subcommand("export", "Write a model for another program");
+  command->add_option("MODEL", chosen.model, "Model file (JSON), or -")->required();
+  command->add_option("-o,--output", chosen.output, "File to write (default: standard output)")
+      ->type_name("FILE");
+  CLI::Option_group* const kinds = command->add_option_group("Formats");
+  const auto add_kind = [&](const std::string& name, ExportKind kind, const std::string& description) {
+    kinds->add_flag_callback(
+        name, [&chosen, kind] { chosen.kind = kind; }, description);
+  };
+  add_kind("--spice", ExportKind::spice, "SPICE subcircuit");
+  add_kind("--state-space", ExportKind::state_space, "State-space matrices as text");
+  add_kind("--touchstone", ExportKind::touchstone, "The model at the frequencies of a grid, as Touchstone");
+  add_kind("--csv", ExportKind::csv, "The same as a CSV table");
+  add_kind("--s-solver", ExportKind::s_solver, "S_Solver's coefficient file, of one response");
+  kinds->require_option(1);
+  command->add_option("--name", chosen.name, "Name of the subcircuit (default: that of the model file)")
+      ->type_name("NAME");
+  command->add_option("--grid", chosen.grid, std::string(grid_help) + " (default: the band of the fit)")
+      ->type_name("GRID");
+  add_choice(*command, "--data", chosen.touchstone.format, touchstone_formats,
+             "Touchstone: real and imaginary part (default), magnitude and angle, dB and angle");
+  command
+      ->add_option("--touchstone-version", chosen.touchstone.version, "Touchstone: version 1 (default) or 2")
+      ->check(CLI::Range(1, 2))
+      ->type_name("N");
+  command->add_option("--response", chosen.response, "S_Solver: the response, where there are more than one")
+      ->type_name("NAME");
+  add_declaration(*command, chosen.parameter, chosen.reference);
+  command->footer(
+      "Examples:\n"
+      "  polefit export filter.json --spice -o filter.cir\n"
+      "  polefit export filter.json --touchstone --grid 1G:10G:1001 -o filter_model.s2p\n"
+      "  polefit export filter.json --s-solver --response S21 -o Tarn.coe");
+  return command;
+}
+
+CLI::App* add_eval(CLI::App& app, EvalCommand& eval) {
+  CLI::App* const command = app.add_subcommand("eval", "Print a model's values as a CSV table");
+  command->add_option("MODEL", eval.model, "Model file (JSON), or -")->required();
+  CLI::Option_group* const grids = command->add_option_group("Frequencies");
+  grids->add_option("--grid", eval.grid, grid_help)->type_name("GRID");
+  eval.like.emplace();
+  grids->add_option("--like", eval.like->file, "The frequencies of that network file")->type_name("NETWORK");
+  grids->require_option(0, 1);
+  command->add_option("-o,--output", eval.output, "File to write (default: standard output)")
+      ->type_name("FILE");
+  command->footer(
+      "Without a grid the band of the fit is taken, with 201 frequencies.\n\n"
+      "Examples:\n"
+      "  polefit eval filter.json --grid 2.4GHz\n"
+      "  polefit eval filter.json --grid 1M:10G:401:log -o filter.csv\n"
+      "  polefit eval filter.json --like filter.s2p");
+  return command;
+}
+
+CLI::App* add_info(CLI::App& app, InfoCommand& info) {
+  CLI::App* const command = app.add_subcommand("info", "Tell what is in a network or model file");
+  command->add_option("FILE", info.file.file, "Network or model file, or -")->required();
+  add_network_format(*command, info.file);
+  command->footer(
+      "Examples:\n"
+      "  polefit info filter.s2p\n"
+      "  polefit info filter.json");
+  return command;
+}
+
+/// The help or the message that the library has for an end of its own.
+Answer answer_to(const CLI::App& app, const CLI::Error& error) {
+  std::ostringstream out;
+  std::ostringstream complaint;
+  const int status = app.exit(error, out, complaint);
+  if (status == 0) {
+    return {out.str(), false};
+  }
+  std::string text = complaint.str();
+  text = text.substr(0, text.find('\n'));
+  return {text + "; see polefit --help", true};
+}
+
+/// What the options say together; a complaint or nothing.
+std::string complaint_about(const FitCommand& fit) {
+  if (fit.poles && fit.real && *fit.real > *fit.poles) {
+    return "--real " + std::to_string(*fit.real) + " is more than --poles " + std::to_string(*fit.poles);
+  }
+  if (fit.poles && fit.real && (*fit.poles - *fit.real) % 2 != 0) {
+    return "--poles " + std::to_string(*fit.poles) + " without --real " + std::to_string(*fit.real) +
+           " leaves a pole without its conjugate";
+  }
+  if (fit.real && !fit.poles) {
+    return "--real wants --poles, since a search chooses its own";
+  }
+  return {};
+}
+
+std::string complaint_about(const PlotCommand& plot) {
+  if (!plot.poles && !plot.network) {
+    return "plot wants the network file with the data, or --poles";
+  }
+  return {};
+}
+
+}  // namespace
+
+std::variant<Command, Answer> parse_command_line(std::span<const char* const> arguments) {
+  CLI::App app("polefit fits network data with rational models for circuit and system simulation.",
+               "polefit");
+  app.require_subcommand(1);
+  app.set_version_flag("--version", "polefit " POLEFIT_VERSION);
+  app.footer("polefit COMMAND --help tells more, with examples.");
+  app.get_formatter()->column_width(32);
+
+  FitCommand fit;
+  fit.options.threads = static_cast<int>(std::max(1U, std::thread::hardware_concurrency()));
+  PlotCommand plot;
+  ExportCommand chosen;
+  EvalCommand eval;
+  InfoCommand info;
+  const CLI::App* const fit_app = add_fit(app, fit);
+  const CLI::App* const plot_app = add_plot(app, plot);
+  const CLI::App* const export_app = add_export(app, chosen);
+  const CLI::App* const eval_app = add_eval(app, eval);
+  add_info(app, info);
+
+  Arguments reversed(arguments.rbegin(), arguments.rend());
+  try {
+    app.parse(std::move(reversed));
+  } catch (const CLI::Error& error) {
+    return answer_to(app, error);
+  }
+
+  std::string complaint;
+  std::optional<Command> command;
+  if (fit_app->parsed()) {
+    if (!fit.weights_file.empty()) {
+      fit.weighting = Weighting::from_file;
+    }
+    complaint = complaint_about(fit);
+    command = std::move(fit);
+  } else if (plot_app->parsed()) {
+    if (plot.network->file.empty()) {
+      plot.network.reset();
+    }
+    complaint = complaint_about(plot);
+    command = std::move(plot);
+  } else if (export_app->parsed()) {
+    command = std::move(chosen);
+  } else if (eval_app->parsed()) {
+    if (eval.like->file.empty()) {
+      eval.like.reset();
+    }
+    command = std::move(eval);
+  } else {
+    command = std::move(info);
+  }
+  if (!complaint.empty()) {
+    return Answer{complaint + "; see polefit --help", true};
+  }
+  return std::move(*command);
+}
+
+}  // namespace polefit_cli

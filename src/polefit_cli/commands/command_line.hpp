@@ -1,0 +1,94 @@
+/// The command line: which command with which choices, or a text that answers it at once.
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <span>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "polefit/fit.hpp"
+#include "polefit/order_search.hpp"
+#include "polefit_cli/network/read_network.hpp"
+#include "polefit_cli/network/touchstone_writer.hpp"
+
+namespace polefit_cli {
+
+/// How a network file is read.
+struct NetworkSource {
+  std::string file;  ///< "-" for standard input
+  NetworkFormat format = NetworkFormat::by_name;
+};
+
+/// How residuals are weighted.
+enum class Weighting {
+  balanced,  ///< each response by the inverse square root of its norm
+  uniform,   ///< every sample of every response alike
+  relative,  ///< by the inverse of the modulus
+  root,      ///< by the inverse square root of the modulus
+  from_file,
+};
+
+struct FitCommand {
+  NetworkSource network;
+  std::string output;                ///< none: no model is written
+  std::optional<std::size_t> poles;  ///< the order; without it one is searched for
+  std::optional<std::size_t> real;   ///< so many of the poles
+  polefit::Target target;
+  polefit::Options options;
+  Weighting weighting = Weighting::balanced;
+  std::string weights_file;
+  std::vector<std::string> responses;  ///< names; all when there are none
+  bool exact_dc = false;
+  std::optional<char> parameter;    ///< what a single response is
+  std::optional<double> reference;  ///< ohms
+  bool quiet = false;
+};
+
+struct PlotCommand {
+  std::string model;
+  std::optional<NetworkSource> network;  ///< not needed for poles
+  std::string output;
+  std::vector<std::string> responses;
+  std::size_t panels = 4;
+  bool poles = false;
+};
+
+enum class ExportKind { spice, state_space, touchstone, csv, s_solver };
+
+struct ExportCommand {
+  std::string model;
+  ExportKind kind = ExportKind::spice;
+  std::string output = "-";
+  std::string name;  ///< of the subcircuit; by the file when there is none
+  std::string grid;  ///< see read_grid; the band of the fit when there is none
+  TouchstoneOptions touchstone;
+  std::string response;  ///< for S_Solver, when the model has more than one
+  std::optional<char> parameter;
+  std::optional<double> reference;
+};
+
+struct EvalCommand {
+  std::string model;
+  std::string output = "-";
+  std::string grid;
+  std::optional<NetworkSource> like;  ///< at the frequencies of that network
+};
+
+struct InfoCommand {
+  NetworkSource file;  ///< a network or a model
+};
+
+using Command = std::variant<FitCommand, PlotCommand, ExportCommand, EvalCommand, InfoCommand>;
+
+/// What is to be printed in place of a command: help or version, or what is wrong with the command line.
+struct Answer {
+  std::string text;
+  bool is_error = false;
+};
+
+/// `arguments` without the program's name.
+std::variant<Command, Answer> parse_command_line(std::span<const char* const> arguments);
+
+}  // namespace polefit_cli

@@ -1,0 +1,19 @@
+/// What each command does. All throw s_solver::IoError or polefit::Error for what a user has to mend.
+#pragma once
+
+#include "polefit_cli/commands/command_line.hpp"
+
+namespace polefit_cli {
+
+/// Exit status of the program.
+enum ExitStatus : int { succeeded = 0, not_converged = 1, bad_input = 2 };
+
+/// Fits a network, writes the model and prints a table, to standard error when the model goes to standard
+/// output.
+ExitStatus run(const FitCommand& command);
+ExitStatus run(const PlotCommand& command);
+ExitStatus run(const ExportCommand& command);
+ExitStatus run(const EvalCommand& command);
+ExitStatus run(const InfoCommand& command);
+
+}  // namespace polefit_cli

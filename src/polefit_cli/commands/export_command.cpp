@@ -1,0 +1,68 @@
+#include <cctype>
+#include <filesystem>
+#include <string>
+
+#include "polefit_cli/commands/commands.hpp"
+#include "polefit_cli/commands/models.hpp"
+#include "polefit_cli/exports/s_solver_coefficients.hpp"
+#include "polefit_cli/exports/spice.hpp"
+#include "polefit_cli/exports/state_space_text.hpp"
+#include "polefit_cli/files/streams.hpp"
+#include "polefit_cli/network/csv_writer.hpp"
+#include "polefit_cli/network/touchstone_writer.hpp"
+
+namespace polefit_cli {
+namespace {
+
+constexpr std::size_t default_count = 1001;
+
+/// A legal name of a subcircuit that is like that of the file.
+std::string name_by_file(const std::string& file) {
+  constexpr std::size_t longest = 60;
+  std::string name = std::filesystem::path(file).stem().string().substr(0, longest);
+  for (char& c : name) {
+    if (std::isalnum(static_cast<unsigned char>(c)) == 0) {
+      c = '_';
+    }
+  }
+  return !name.empty() && std::isalpha(static_cast<unsigned char>(name.front())) != 0 ? name
+                                                                                      : "model_" + name;
+}
+
+std::size_t chosen_response(const ExportCommand& command, const polefit::Model& model,
+                            const std::string& shown) {
+  // Without a name there must be a single one; the refusal lists what there is.
+  return command.response.empty() && model.responses() == 1 ? 0
+                                                            : find_response(model, command.response, shown);
+}
+
+std::string exported(const ExportCommand& command, polefit::Model& model) {
+  const std::string shown = shown_input(command.model);
+  if (command.parameter || command.reference) {
+    declare_one_port(model, command.parameter.value_or('S'), command.reference.value_or(50.0));
+  }
+  switch (command.kind) {
+    case ExportKind::spice:
+      return spice_subcircuit(model, command.name.empty() ? name_by_file(command.model) : command.name);
+    case ExportKind::state_space:
+      return state_space_text(model);
+    case ExportKind::touchstone:
+      return touchstone_text(
+          sampled(model, wanted_frequencies(command.grid, model, default_count, shown), shown),
+          command.touchstone);
+    case ExportKind::csv:
+      return csv_text(sampled(model, wanted_frequencies(command.grid, model, default_count, shown), shown));
+    default:
+      return s_solver_coefficients(model, chosen_response(command, model, shown));
+  }
+}
+
+}  // namespace
+
+ExitStatus run(const ExportCommand& command) {
+  polefit::Model model = read_model(command.model);
+  write_output(command.output, exported(command, model));
+  return succeeded;
+}
+
+}  // namespace polefit_cli

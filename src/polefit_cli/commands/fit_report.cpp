@@ -1,0 +1,119 @@
+#include "polefit_cli/commands/fit_report.hpp"
+
+#include <algorithm>
+#include <numeric>
+#include <vector>
+
+#include "polefit_cli/commands/text.hpp"
+
+namespace polefit_cli {
+namespace {
+
+constexpr std::size_t worst_shown = 5;
+
+std::string order_text(const polefit::Model& model) {
+  const auto real = static_cast<std::size_t>(std::count_if(
+      model.poles.begin(), model.poles.end(), [](std::complex<double> pole) { return pole.imag() == 0.0; }));
+  return count_text(model.poles.size(), "pole") + " (" +
+         count_text((model.poles.size() - real) / 2, "conjugate pair") + ", " + std::to_string(real) +
+         " real)";
+}
+
+std::string stop_text(polefit::StopReason reason) {
+  switch (reason) {
+    case polefit::StopReason::poles_settled:
+      return "poles settled";
+    case polefit::StopReason::residual_settled:
+      return "residual settled";
+    case polefit::StopReason::iteration_limit:
+      return "limit on iterations reached";
+    default:
+      return "cancelled";
+  }
+}
+
+std::string search_text(polefit::SearchEnd end, double target) {
+  const std::string missed = "target of " + short_number(target) + " not met: ";
+  switch (end) {
+    case polefit::SearchEnd::target_met:
+      return "target of " + short_number(target) + " met";
+    case polefit::SearchEnd::no_gain:
+      return missed + "more poles no longer pay";
+    case polefit::SearchEnd::noise:
+      return missed + "more poles would model noise";
+    case polefit::SearchEnd::most_poles:
+      return missed + "limit on the order, or what the samples allow, reached";
+    default:
+      return "cancelled";
+  }
+}
+
+std::string path_text(const polefit::Report& report) {
+  std::string text;
+  if (report.gram_relocations > 0) {
+    text = std::to_string(report.gram_relocations) + " by normal equations";
+  }
+  if (report.orthogonal_relocations > 0) {
+    text += (text.empty() ? "" : ", ") + std::to_string(report.orthogonal_relocations) +
+            " by orthogonal factorisation";
+  }
+  return text.empty() ? "none" : text;
+}
+
+std::vector<std::size_t> worst_first(const std::vector<polefit::ResponseError>& errors) {
+  std::vector<std::size_t> order(errors.size());
+  std::iota(order.begin(), order.end(), std::size_t{0});
+  std::stable_sort(order.begin(), order.end(),
+                   [&](std::size_t i, std::size_t j) { return errors[i].relative > errors[j].relative; });
+  order.resize(std::min(order.size(), worst_shown));
+  return order;
+}
+
+}  // namespace
+
+bool converged(const FitOutcome& outcome) {
+  if (outcome.search_end) {
+    return *outcome.search_end == polefit::SearchEnd::target_met;
+  }
+  const polefit::StopReason reason = outcome.fit.report.reason;
+  return reason == polefit::StopReason::poles_settled || reason == polefit::StopReason::residual_settled;
+}
+
+std::string fit_report(const Network& network, const FitOutcome& outcome, double target) {
+  const polefit::Report& report = outcome.fit.report;
+  const auto [lowest, highest] = std::minmax_element(network.frequencies.begin(), network.frequencies.end());
+  std::string text = printable(network.file) + "\n";
+  const auto add = [&](const std::string& what, const std::string& value) {
+    text += "  " + what + std::string(12 - what.size(), ' ') + value + "\n";
+  };
+  add("data", count_text(network.names.size(), "response") + ", " +
+                  count_text(network.frequencies.size(), "sample") + " from " + frequency_text(*lowest) +
+                  " to " + frequency_text(*highest));
+  add("order", order_text(outcome.fit.model));
+  if (outcome.search_end) {
+    add("search",
+        count_text(outcome.orders_tried, "order") + " tried; " + search_text(*outcome.search_end, target));
+  }
+  add("relocations", std::to_string(report.iterations) + ", " + stop_text(report.reason));
+  add("path", path_text(report));
+  add("time", short_number(outcome.seconds, 2) + " s");
+
+  std::vector<std::vector<std::string>> rows{{"  response", "relative rms", "rms", "largest error"}};
+  if (report.errors.size() > 1) {
+    rows.push_back(
+        {"  all", short_number(report.relative_error, 2), "", short_number(report.largest_error, 2)});
+  }
+  for (const std::size_t r : worst_first(report.errors)) {
+    const polefit::ResponseError& error = report.errors[r];
+    rows.push_back({"  " + printable(network.names[r]), short_number(error.relative, 2),
+                    short_number(error.rms, 2), short_number(error.largest, 2)});
+  }
+  text += "\n" + table_text(rows);
+  if (report.errors.size() > worst_shown) {
+    text += "  (the worst " + std::to_string(worst_shown) + " of " + std::to_string(report.errors.size()) +
+            " responses)\n";
+  }
+  return text;
+}
+
+}  // namespace polefit_cli

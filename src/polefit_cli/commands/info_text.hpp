@@ -1,0 +1,18 @@
+/// What is in a network or a model, as a text for readers.
+#pragma once
+
+#include <string>
+
+#include "polefit/model.hpp"
+#include "polefit_cli/network/network.hpp"
+
+namespace polefit_cli {
+
+/// Ports, references, band, and the range of every response.
+std::string info_text(const Network& network);
+
+/// Order, band, errors of every response, and of every pole frequency |a| / 2 pi, quality factor, damping
+/// ratio -a' / |a| and a itself. The members of a pair share a line.
+std::string info_text(const polefit::Model& model, const std::string& file);
+
+}  // namespace polefit_cli

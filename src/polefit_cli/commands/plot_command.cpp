@@ -1,0 +1,111 @@
+#include <algorithm>
+#include <cmath>
+#include <complex>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "listio/io_error.hpp"
+#include "polefit_cli/commands/commands.hpp"
+#include "polefit_cli/commands/models.hpp"
+#include "polefit_cli/commands/text.hpp"
+#include "polefit_cli/files/streams.hpp"
+#include "polefit_cli/network/selection.hpp"
+#include "polefit_cli/pictures/gnuplot_script.hpp"
+#include "polefit_cli/pictures/picture.hpp"
+#include "polefit_cli/pictures/run_gnuplot.hpp"
+
+namespace polefit_cli {
+namespace {
+
+/// The responses of the model that the network has too; of one response each, these two. Throws
+/// s_solver::IoError when there are none.
+std::vector<MatchedResponse> matched_responses(const polefit::Model& model, const Network& network) {
+  std::vector<MatchedResponse> matched;
+  for (std::size_t r = 0; r < model.responses(); ++r) {
+    const auto found = std::find(network.names.begin(), network.names.end(), response_name(model, r));
+    if (found != network.names.end()) {
+      matched.push_back({r, static_cast<std::size_t>(found - network.names.begin())});
+    }
+  }
+  if (matched.empty() && model.responses() == 1 && network.names.size() == 1) {
+    matched.push_back({0, 0});
+  }
+  if (matched.empty()) {
+    throw s_solver::IoError({.file = network.file,
+                             .found = "none of the model's responses",
+                             .expected = "one of them, such as " + printable(response_name(model, 0))});
+  }
+  return matched;
+}
+
+/// The relative error of each.
+std::vector<double> relative_errors(const polefit::Model& model, const Network& network,
+                                    const std::vector<MatchedResponse>& matched) {
+  const std::vector<std::complex<double>> values = polefit::evaluate(model, network.frequencies);
+  const std::size_t samples = network.frequencies.size();
+  std::vector<double> errors;
+  for (const MatchedResponse& response : matched) {
+    double squares = 0.0;
+    double size = 0.0;
+    for (std::size_t k = 0; k < samples; ++k) {
+      const std::complex<double> data = network.values[response.in_network * samples + k];
+      squares += std::norm(data - values[response.in_model * samples + k]);
+      size += std::norm(data);
+    }
+    errors.push_back(size > 0.0 ? std::sqrt(squares / size) : std::sqrt(squares));
+  }
+  return errors;
+}
+
+/// Of those that both have, the ones that were asked for, or those with the largest errors.
+std::vector<MatchedResponse> chosen_responses(const PlotCommand& command, const polefit::Model& model,
+                                              const Network& network) {
+  const std::vector<MatchedResponse> matched = matched_responses(model, network);
+  std::vector<MatchedResponse> chosen;
+  if (command.responses.empty()) {
+    const std::vector<double> errors = relative_errors(model, network, matched);
+    for (const std::size_t i : worst_responses(errors, command.panels)) {
+      chosen.push_back(matched[i]);
+    }
+    return chosen;
+  }
+  for (const std::string& name : command.responses) {
+    const std::size_t wanted = find_response(model, name, shown_input(command.model));
+    const auto found = std::find_if(matched.begin(), matched.end(), [&](const MatchedResponse& response) {
+      return response.in_model == wanted;
+    });
+    if (found == matched.end()) {
+      throw s_solver::IoError({.file = network.file,
+                               .found = "no response \"" + printable(name) + "\"",
+                               .expected = "it, since the model has it"});
+    }
+    chosen.push_back(*found);
+  }
+  return chosen;
+}
+
+std::string fit_title(const PlotCommand& command, const polefit::Model& model) {
+  return shown_input(command.network->file) + ", " + count_text(model.poles.size(), "pole");
+}
+
+}  // namespace
+
+ExitStatus run(const PlotCommand& command) {
+  const PictureFormat format = picture_format(command.output);
+  const polefit::Model model = read_model(command.model);
+  std::string script;
+  if (command.poles) {
+    script = pole_script(pole_picture(model, shown_input(command.model)), format);
+  } else {
+    const NetworkSource& source = *command.network;
+    const Network network = read_network(read_input(source.file), shown_input(source.file), source.format);
+    script = fit_script(
+        fit_picture(model, network, chosen_responses(command, model, network), fit_title(command, model)),
+        format);
+  }
+  std::fputs(draw_to(command.output, script, format).c_str(), stderr);
+  return succeeded;
+}
+
+}  // namespace polefit_cli

@@ -1,0 +1,40 @@
+#include "polefit_cli/commands/progress_bar.hpp"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+
+namespace polefit_cli {
+
+std::string progress_text(const polefit::Progress& step, int iterations) {
+  constexpr int width = 20;
+  const int done = iterations > 0 ? std::clamp(width * step.iteration / iterations, 0, width) : width;
+  std::array<char, 160> text;
+  const int length = std::snprintf(
+      text.data(), text.size(), "[%.*s%*s]  iteration %d of %d   order %zu   error %.1e", done,
+      "####################", width - done, "", step.iteration, iterations, step.order, step.residual);
+  return {text.data(), static_cast<std::size_t>(std::max(0, length))};
+}
+
+void ProgressBar::show(const polefit::Progress& step, int iterations) {
+  constexpr std::chrono::milliseconds pause(100);
+  const auto now = std::chrono::steady_clock::now();
+  if (!shown_ || (visible_ && now - last_ < pause)) {
+    return;
+  }
+  last_ = now;
+  visible_ = true;
+  // To the beginning of the line, the text, and no rest of a longer one behind it.
+  std::fprintf(stderr, "\r%s\033[K", progress_text(step, iterations).c_str());
+  std::fflush(stderr);
+}
+
+void ProgressBar::clear() {
+  if (visible_) {
+    std::fputs("\r\033[K", stderr);
+    std::fflush(stderr);
+    visible_ = false;
+  }
+}
+
+}  // namespace polefit_cli

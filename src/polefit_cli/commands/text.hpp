@@ -1,0 +1,25 @@
+/// Numbers and tables for readers.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace polefit_cli {
+
+/// With so many significant digits, such as 1.2e-05 or 0.034.
+std::string short_number(double value, int digits = 3);
+
+/// With a prefix: 2.4 GHz, 50 Hz.
+std::string frequency_text(double hertz);
+
+/// Rows in columns as wide as they need; the first column is aligned to the left, the others to the right.
+/// Ends with a line end.
+std::string table_text(const std::vector<std::vector<std::string>>& rows);
+
+/// "1 pole", "2 poles".
+std::string count_text(std::size_t count, const std::string& what);
+
+/// Text from a file, with everything that is not printable ASCII or UTF-8 beyond it replaced by '?'.
+std::string printable(const std::string& text);
+
+}  // namespace polefit_cli

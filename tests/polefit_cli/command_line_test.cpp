@@ -1,0 +1,185 @@
+#include "polefit_cli/commands/command_line.hpp"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace {
+
+using namespace polefit_cli;
+
+std::variant<Command, Answer> parsed(const std::vector<const char*>& arguments) {
+  return parse_command_line(arguments);
+}
+
+template <class Wanted>
+Wanted command(const std::vector<const char*>& arguments) {
+  const auto result = parsed(arguments);
+  if (const Answer* const answer = std::get_if<Answer>(&result)) {
+    ADD_FAILURE() << answer->text;
+    return {};
+  }
+  return std::get<Wanted>(std::get<Command>(result));
+}
+
+std::string complaint(const std::vector<const char*>& arguments) {
+  const auto result = parsed(arguments);
+  const Answer* const answer = std::get_if<Answer>(&result);
+  if (answer == nullptr || !answer->is_error) {
+    ADD_FAILURE() << "accepted";
+    return {};
+  }
+  EXPECT_EQ(answer->text.find('\n'), std::string::npos) << answer->text;
+  return answer->text;
+}
+
+std::string answer(const std::vector<const char*>& arguments) {
+  const auto result = parsed(arguments);
+  const Answer* const found = std::get_if<Answer>(&result);
+  if (found == nullptr || found->is_error) {
+    ADD_FAILURE() << "no answer";
+    return {};
+  }
+  return found->text;
+}
+
+TEST(CommandLine, a_fit_without_options_searches_for_the_order) {
+  const auto fit = command<FitCommand>({"fit", "filter.s2p"});
+  EXPECT_EQ(fit.network.file, "filter.s2p");
+  EXPECT_EQ(fit.network.format, NetworkFormat::by_name);
+  EXPECT_FALSE(fit.poles);
+  EXPECT_EQ(fit.target.error, 1e-3);
+  EXPECT_TRUE(fit.options.constant);
+  EXPECT_FALSE(fit.options.proportional);
+  EXPECT_TRUE(fit.options.stable);
+  EXPECT_GE(fit.options.threads, 1);
+  EXPECT_TRUE(fit.output.empty());
+}
+
+TEST(CommandLine, every_option_of_a_fit_arrives) {
+  const auto fit = command<FitCommand>({"fit",
+                                        "--poles",
+                                        "21",
+                                        "--real",
+                                        "3",
+                                        "--spacing",
+                                        "LOG",
+                                        "--no-constant",
+                                        "--proportional",
+                                        "--no-stable",
+                                        "--weights",
+                                        "relative",
+                                        "--responses",
+                                        "S21,S11",
+                                        "--exact-dc",
+                                        "--iterations",
+                                        "7",
+                                        "--threads",
+                                        "2",
+                                        "--orthogonal",
+                                        "--format",
+                                        "csv",
+                                        "-q",
+                                        "-o",
+                                        "m.json",
+                                        "net.txt",
+                                        "--parameter",
+                                        "Z",
+                                        "--reference",
+                                        "75"});
+  EXPECT_EQ(fit.poles, 21U);
+  EXPECT_EQ(fit.real, 3U);
+  EXPECT_EQ(fit.options.placement, polefit::Placement::logarithmic);
+  EXPECT_FALSE(fit.options.constant);
+  EXPECT_TRUE(fit.options.proportional);
+  EXPECT_FALSE(fit.options.stable);
+  EXPECT_EQ(fit.weighting, Weighting::relative);
+  EXPECT_EQ(fit.responses, (std::vector<std::string>{"S21", "S11"}));
+  EXPECT_TRUE(fit.exact_dc);
+  EXPECT_EQ(fit.options.iterations, 7);
+  EXPECT_EQ(fit.options.threads, 2);
+  EXPECT_TRUE(fit.options.orthogonal);
+  EXPECT_EQ(fit.network.format, NetworkFormat::csv);
+  EXPECT_TRUE(fit.quiet);
+  EXPECT_EQ(fit.output, "m.json");
+  EXPECT_EQ(fit.network.file, "net.txt");
+  EXPECT_EQ(fit.parameter, 'Z');
+  EXPECT_EQ(fit.reference, 75.0);
+}
+
+TEST(CommandLine, every_option_of_a_search_arrives) {
+  const auto fit =
+      command<FitCommand>({"fit", "a.s2p", "--error", "1e-5", "--measure", "worst", "--max-poles", "12",
+                           "--no-hold-out", "--weights-file", "w.txt", "--constant"});
+  EXPECT_EQ(fit.target.error, 1e-5);
+  EXPECT_EQ(fit.target.measure, polefit::Measure::worst_response);
+  EXPECT_EQ(fit.target.most_poles, 12U);
+  EXPECT_FALSE(fit.target.hold_out);
+  EXPECT_EQ(fit.weighting, Weighting::from_file);
+  EXPECT_EQ(fit.weights_file, "w.txt");
+}
+
+TEST(CommandLine, the_standard_streams_are_names_too) {
+  const auto fit = command<FitCommand>({"fit", "-", "-o", "-"});
+  EXPECT_EQ(fit.network.file, "-");
+  EXPECT_EQ(fit.output, "-");
+}
+
+TEST(CommandLine, the_options_of_the_other_commands_arrive) {
+  const auto plot = command<PlotCommand>({"plot", "m.json", "a.s2p", "-o", "f.svg", "--responses", "S21"});
+  EXPECT_EQ(plot.model, "m.json");
+  ASSERT_TRUE(plot.network);
+  EXPECT_EQ(plot.network->file, "a.s2p");
+  EXPECT_EQ(plot.output, "f.svg");
+  EXPECT_EQ(plot.responses, (std::vector<std::string>{"S21"}));
+  EXPECT_TRUE(command<PlotCommand>({"plot", "m.json", "--poles", "-o", "p.png"}).poles);
+
+  const auto chosen = command<ExportCommand>({"export", "m.json", "--touchstone", "--grid", "1:2:3", "--data",
+                                              "db", "--touchstone-version", "2", "-o", "x.s2p"});
+  EXPECT_EQ(chosen.kind, ExportKind::touchstone);
+  EXPECT_EQ(chosen.grid, "1:2:3");
+  EXPECT_EQ(chosen.output, "x.s2p");
+  EXPECT_EQ(command<ExportCommand>({"export", "m.json", "--spice", "--name", "f"}).name, "f");
+  EXPECT_EQ(command<ExportCommand>({"export", "m.json", "--s-solver", "--response", "S11"}).response, "S11");
+  EXPECT_EQ(command<ExportCommand>({"export", "m.json", "--state-space"}).output, "-");
+
+  EXPECT_EQ(command<EvalCommand>({"eval", "m.json", "--grid", "1G"}).grid, "1G");
+  EXPECT_EQ(command<EvalCommand>({"eval", "m.json", "--like", "a.s2p"}).like->file, "a.s2p");
+  EXPECT_EQ(command<InfoCommand>({"info", "m.json"}).file.file, "m.json");
+}
+
+TEST(CommandLine, what_does_not_fit_together_is_refused_in_one_line) {
+  complaint({});
+  complaint({"fit"});
+  complaint({"frobnicate"});
+  complaint({"fit", "a.s2p", "--poles", "many"});
+  complaint({"fit", "a.s2p", "--poles", "-3"});
+  complaint({"fit", "a.s2p", "--spacing", "cubic"});
+  complaint({"fit", "a.s2p", "--error", "0"});
+  complaint({"fit", "a.s2p", "--threads", "0"});
+  complaint({"fit", "a.s2p", "b.s2p"});
+  complaint({"fit", "a.s2p", "--unknown"});
+  complaint({"plot", "m.json", "-o", "f.svg"});
+  complaint({"plot", "m.json", "a.s2p"});
+  complaint({"export", "m.json"});
+  complaint({"export", "m.json", "--spice", "--csv"});
+  complaint({"eval", "m.json", "--grid", "1", "--like", "a.s2p"});
+  EXPECT_NE(complaint({"fit", "a.s2p", "--poles", "4", "--error", "1"}).find("--error"), std::string::npos);
+  EXPECT_NE(complaint({"fit", "a.s2p", "--poles", "4", "--real", "1"}).find("conjugate"), std::string::npos);
+  EXPECT_NE(complaint({"fit", "a.s2p", "--poles", "4", "--real", "5"}).find("more than"), std::string::npos);
+  EXPECT_NE(complaint({"fit", "a.s2p", "--real", "5"}).find("--poles"), std::string::npos);
+}
+
+TEST(CommandLine, each_command_has_help_with_examples) {
+  for (const char* const name : {"fit", "plot", "export", "eval", "info"}) {
+    const std::string help = answer({name, "--help"});
+    EXPECT_NE(help.find("Examples:"), std::string::npos) << name;
+    EXPECT_NE(help.find(std::string("polefit ") + name + " "), std::string::npos) << name;
+    EXPECT_NE(answer({"--help"}).find(std::string("  ") + name + " "), std::string::npos) << name;
+  }
+  EXPECT_EQ(answer({"--version"}), "polefit " POLEFIT_VERSION "\n");
+}
+
+}  // namespace

@@ -1,0 +1,256 @@
+/// Whole runs of the command, as a user has them: exit status, messages, files.
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <cmath>
+#include <complex>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "polefit/model_file.hpp"
+#include "polefit_cli/network/csv_reader.hpp"
+#include "polefit_cli/network/touchstone_reader.hpp"
+#include "run_program.hpp"
+#include "support.hpp"
+
+namespace {
+
+using namespace polefit_cli;
+using namespace s_solver::testing_support;
+
+using Complex = std::complex<double>;
+
+constexpr double two_pi = 6.283185307179586;
+
+/// A model with one real pole and one pair whose S parameters are small enough for a passive network.
+polefit::Model two_port() {
+  polefit::Model model;
+  const Complex pair(-two_pi * 5e7, two_pi * 2e9);
+  model.poles = {-two_pi * 1e9, pair, std::conj(pair)};
+  for (int r = 0; r < 4; ++r) {
+    const Complex residue = pair.real() * Complex(0.2 + 0.1 * r, 0.05);
+    model.residues.insert(model.residues.end(), {two_pi * 1e8 * (1.0 + r), residue, std::conj(residue)});
+    model.constants.push_back(0.1 - 0.02 * r);
+    model.proportionals.push_back(0.0);
+  }
+  return model;
+}
+
+class Program : public InOwnDirectory {
+ protected:
+  void SetUp() override {
+    InOwnDirectory::SetUp();
+    std::string text = "! two ports\n# GHz S RI R 50\n";
+    for (int k = 0; k <= 200; ++k) {
+      const double frequency = 0.02 * k;
+      const std::vector<double> hertz{frequency * 1e9};
+      const std::vector<Complex> values = polefit::evaluate(two_port(), hertz);
+      std::array<char, 300> line;
+      // S11 S21 S12 S22
+      std::snprintf(line.data(), line.size(), "%.17g %.17g %.17g %.17g %.17g %.17g %.17g %.17g %.17g\n",
+                    frequency, values[0].real(), values[0].imag(), values[2].real(), values[2].imag(),
+                    values[1].real(), values[1].imag(), values[3].real(), values[3].imag());
+      text += line.data();
+    }
+    write("filter.s2p", text);
+  }
+
+  static void write(const std::string& name, const std::string& content) {
+    std::ofstream(name, std::ios::binary) << content;
+  }
+  static int run(
+      const std::vector<std::string>& arguments, const std::function<void()>& surroundings = [] {}) {
+    return run_program(POLEFIT_PROGRAM, arguments, ".", surroundings);
+  }
+  static std::string output() { return content_of("stdout"); }
+  static std::string errors() { return content_of("stderr"); }
+
+  /// One line on standard error that begins with the program and holds `part`; exit status 2.
+  static void expect_refusal(const std::vector<std::string>& arguments, const std::string& part) {
+    EXPECT_EQ(run(arguments), 2);
+    const std::string text = errors();
+    EXPECT_EQ(lines_of(text).size(), 1U) << text;
+    EXPECT_TRUE(text.starts_with("polefit: ")) << text;
+    EXPECT_NE(text.find(part), std::string::npos) << text;
+    EXPECT_EQ(output(), "");
+  }
+};
+
+std::function<void()> input_from(const char* file) {
+  return [file] { dup2(open(file, O_RDONLY), STDIN_FILENO); };
+}
+
+TEST_F(Program, a_fit_writes_a_model_of_the_network_and_tells_how_good_it_is) {
+  EXPECT_EQ(run({"fit", "filter.s2p", "--poles", "3", "--real", "1", "-o", "m.json"}), 0);
+  EXPECT_EQ(errors(), "");
+  EXPECT_NE(output().find("3 poles (1 conjugate pair, 1 real)"), std::string::npos) << output();
+  const polefit::Model found = polefit::load("m.json");
+  EXPECT_EQ(found.names, (std::vector<std::string>{"S11", "S12", "S21", "S22"}));
+  ASSERT_TRUE(found.network);
+  EXPECT_EQ(found.network->parameter, 'S');
+  EXPECT_EQ(found.network->references, (std::vector<double>{50, 50}));
+  ASSERT_TRUE(found.origin);
+  EXPECT_EQ(found.origin->samples, 201U);
+  EXPECT_EQ(found.origin->highest, 4e9);
+  ASSERT_EQ(found.poles.size(), 3U);
+  const std::vector<double> somewhere{1.234e9, 2.0e9};
+  const std::vector<Complex> values = polefit::evaluate(found, somewhere);
+  const std::vector<Complex> expected = polefit::evaluate(two_port(), somewhere);
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    EXPECT_LE(std::abs(values[i] - expected[i]), 1e-10);  // exact data; the condition of three poles is good
+  }
+}
+
+TEST_F(Program, without_an_order_one_is_searched_for) {
+  EXPECT_EQ(run({"fit", "filter.s2p", "--error", "1e-6", "-o", "m.json"}), 0);
+  EXPECT_NE(output().find("target of 1e-06 met"), std::string::npos) << output();
+  EXPECT_LE(polefit::load("m.json").poles.size(), 6U);
+}
+
+TEST_F(Program, a_fit_that_does_not_converge_has_a_status_of_its_own_and_writes_the_model) {
+  EXPECT_EQ(run({"fit", "filter.s2p", "--poles", "4", "--iterations", "1", "-o", "m.json"}), 1);
+  EXPECT_NE(output().find("limit on iterations"), std::string::npos);
+  EXPECT_TRUE(std::filesystem::exists("m.json"));
+  EXPECT_EQ(run({"fit", "filter.s2p", "--error", "1e-9", "--max-poles", "2", "-o", "n.json"}), 1);
+  EXPECT_NE(output().find("not met"), std::string::npos);
+}
+
+TEST_F(Program, a_quiet_fit_prints_nothing) {
+  EXPECT_EQ(run({"fit", "filter.s2p", "--poles", "3", "-q", "-o", "m.json"}), 0);
+  EXPECT_EQ(output(), "");
+  EXPECT_EQ(errors(), "");
+}
+
+TEST_F(Program, the_standard_streams_carry_network_and_model) {
+  EXPECT_EQ(run({"fit", "-", "--format", "csv", "--poles", "1", "-o", "-"},
+                [] {
+                  write("in.csv", "frequency (MHz),re,im\n1,1,0\n2,0.5,-0.5\n3,0.2,-0.4\n4,0.1,-0.3\n");
+                  dup2(open("in.csv", O_RDONLY), STDIN_FILENO);
+                }),
+            0);
+  const std::string model = output();
+  EXPECT_NE(errors().find("standard input"), std::string::npos);
+  EXPECT_EQ(polefit::model_from_json(model).poles.size(), 1U);
+  write("piped.json", model);
+  EXPECT_EQ(run({"eval", "-", "--grid", "1M,2M"}, input_from("piped.json")), 0);
+  EXPECT_EQ(read_csv(output(), "stdout").frequencies, (std::vector<double>{1e6, 2e6}));
+}
+
+TEST_F(Program, samples_of_S_Solver_are_a_network_of_one_response) {
+  write("f_data.in", "1e6 1 0\n2e6 0.5 -0.5\n3e6 0.2 -0.4\n4e6 0.1 -0.3\n");
+  EXPECT_EQ(
+      run({"fit", "f_data.in", "--poles", "2", "--parameter", "Z", "--reference", "75", "-o", "m.json"}), 0);
+  const polefit::Model found = polefit::load("m.json");
+  ASSERT_TRUE(found.network);
+  EXPECT_EQ(found.network->parameter, 'Z');
+  EXPECT_EQ(found.network->references, (std::vector<double>{75}));
+}
+
+TEST_F(Program, chosen_responses_are_fitted_alone) {
+  EXPECT_EQ(run({"fit", "filter.s2p", "--poles", "3", "--responses", "s21,S11", "-q", "-o", "m.json"}), 0);
+  EXPECT_EQ(polefit::load("m.json").names, (std::vector<std::string>{"S21", "S11"}));
+}
+
+TEST_F(Program, the_value_at_zero_hertz_can_be_exact) {
+  EXPECT_EQ(run({"fit", "filter.s2p", "--poles", "1", "--exact-dc", "-q", "-o", "m.json"}), 0);
+  const std::vector<double> zero{0.0};
+  const std::vector<Complex> values = polefit::evaluate(polefit::load("m.json"), zero);
+  const std::vector<Complex> expected = polefit::evaluate(two_port(), zero);
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    EXPECT_LE(std::abs(values[i] - expected[i]), 1e-13);  // a few terms of order 1
+  }
+}
+
+TEST_F(Program, exports_read_back_to_the_same_numbers) {
+  ASSERT_EQ(run({"fit", "filter.s2p", "--poles", "3", "-q", "-o", "m.json"}), 0);
+  const polefit::Model model = polefit::load("m.json");
+  ASSERT_EQ(run({"export", "m.json", "--touchstone", "--grid", "1G:3G:11", "-o", "out.s2p"}), 0);
+  const Network touchstone = read_touchstone(content_of("out.s2p"), "out.s2p", 2);
+  EXPECT_EQ(touchstone.values, polefit::evaluate(model, touchstone.frequencies));
+  EXPECT_EQ(touchstone.frequencies.size(), 11U);
+  ASSERT_EQ(run({"export", "m.json", "--csv", "--grid", "1G:3G:11"}), 0);
+  const Network csv = read_csv(output(), "stdout");
+  EXPECT_EQ(csv.values, touchstone.values);
+  EXPECT_EQ(csv.frequencies, touchstone.frequencies);
+  ASSERT_EQ(run({"eval", "m.json", "--like", "filter.s2p"}), 0);
+  EXPECT_EQ(read_csv(output(), "stdout").frequencies.size(), 201U);
+}
+
+TEST_F(Program, every_export_is_made) {
+  ASSERT_EQ(run({"fit", "filter.s2p", "--poles", "3", "-q", "-o", "low pass.json"}), 0);
+  ASSERT_EQ(run({"export", "low pass.json", "--spice"}), 0);
+  EXPECT_NE(output().find(".subckt low_pass "), std::string::npos) << output();
+  ASSERT_EQ(run({"export", "low pass.json", "--state-space"}), 0);
+  EXPECT_NE(output().find("# A 6 x 6"), std::string::npos) << output();
+  ASSERT_EQ(run({"export", "low pass.json", "--s-solver", "--response", "S21", "-o", "Tarn.coe"}), 0);
+  EXPECT_FALSE(content_of("Tarn.coe").empty());
+  expect_refusal({"export", "low pass.json", "--s-solver"}, "expected one of S11, S12, S21, S22");
+}
+
+TEST_F(Program, tells_what_is_in_a_network_and_in_a_model) {
+  ASSERT_EQ(run({"info", "filter.s2p"}), 0);
+  EXPECT_NE(output().find("2-port, S parameters, reference 50 ohms"), std::string::npos) << output();
+  EXPECT_NE(output().find("201 samples from 0 Hz to 4 GHz"), std::string::npos) << output();
+  ASSERT_EQ(run({"fit", "filter.s2p", "--poles", "3", "-q", "-o", "m.json"}), 0);
+  ASSERT_EQ(run({"info", "m.json"}), 0);
+  EXPECT_NE(output().find("model with 3 poles and 4 responses"), std::string::npos) << output();
+  // The pair: 2 GHz, and |a| / 2 / 50 MHz.
+  EXPECT_NE(output().find("2.00062 GHz"), std::string::npos) << output();
+  EXPECT_NE(output().find("20"), std::string::npos) << output();
+}
+
+TEST_F(Program, draws_fit_and_poles) {
+  ASSERT_EQ(run({"fit", "filter.s2p", "--poles", "3", "-q", "-o", "m.json"}), 0);
+  ASSERT_EQ(run({"plot", "m.json", "filter.s2p", "-o", "fit.svg"}), 0) << errors();
+  EXPECT_NE(content_of("fit.svg").find("</svg>"), std::string::npos);
+  ASSERT_EQ(run({"plot", "m.json", "--poles", "-o", "poles.svg"}), 0) << errors();
+  EXPECT_NE(content_of("poles.svg").find("</svg>"), std::string::npos);
+  expect_refusal({"plot", "m.json", "filter.s2p", "--responses", "S31", "-o", "fit.svg"}, "S31");
+}
+
+TEST_F(Program, bad_files_are_refused_with_file_and_line) {
+  write("bad.s2p", "# GHz S RI R 50\n1 0 0 0 0 0 0 0 0\n2 0 0 x 0 0 0 0 0\n");
+  expect_refusal({"fit", "bad.s2p"}, "bad.s2p, line 3");
+  expect_refusal({"fit", "none.s2p"}, "none.s2p");
+  expect_refusal({"fit", "."}, "Is a directory");
+  write("empty.s2p", "");
+  expect_refusal({"fit", "empty.s2p"}, "empty.s2p");
+  write("bad.json", "{\"format\": \"polefit model\", \"version\": 2}");
+  expect_refusal({"info", "bad.json"}, "bad.json");
+  expect_refusal({"eval", "filter.s2p", "--grid", "1"}, "filter.s2p");
+  expect_refusal({"fit", "filter.s2p", "--responses", "S33"}, "S33");
+  expect_refusal({"fit", "filter.s2p", "--poles", "1000"}, "filter.s2p: 1001 unknowns");
+  expect_refusal({"fit"}, "NETWORK");
+  write("f_data.in", "1 1 0\n2 0.5 -0.5\n3 0.2 0.1\n");
+  expect_refusal({"fit", "f_data.in", "--exact-dc"}, "no sample at 0 Hz");
+}
+
+TEST_F(Program, a_result_that_cannot_be_finished_leaves_the_old_file) {
+  ASSERT_EQ(run({"fit", "filter.s2p", "--poles", "3", "-q", "-o", "m.json"}), 0);
+  const std::string before = content_of("m.json");
+  EXPECT_EQ(run({"fit", "filter.s2p", "--poles", "20", "-q", "-o", "m.json"},
+                [] {
+                  const rlimit limit{1000, 1000};  // bytes of a file
+                  setrlimit(RLIMIT_FSIZE, &limit);
+                }),
+            2);
+  EXPECT_NE(errors().find("m.json"), std::string::npos) << errors();
+  EXPECT_EQ(content_of("m.json"), before);
+  for (const auto& entry : std::filesystem::directory_iterator(".")) {
+    EXPECT_FALSE(entry.path().filename().string().ends_with(".tmp")) << entry.path();
+  }
+  EXPECT_EQ(run({"fit", "filter.s2p", "--poles", "3", "-q", "-o", "no/such/m.json"}), 2);
+}
+
+TEST_F(Program, standard_output_that_takes_nothing_is_an_error) {
+  ASSERT_EQ(run({"fit", "filter.s2p", "--poles", "3", "-q", "-o", "m.json"}), 0);
+  EXPECT_EQ(run({"eval", "m.json"}, [] { dup2(open("/dev/full", O_WRONLY), STDOUT_FILENO); }), 2);
+  EXPECT_NE(errors().find("standard output"), std::string::npos) << errors();
+}
+
+}  // namespace
