@@ -5,6 +5,7 @@
 #include <limits>
 #include <string>
 
+#include "polefit/model_faults.hpp"
 #include "problem.hpp"
 #include "relocation.hpp"
 #include "residues.hpp"
@@ -84,6 +85,11 @@ void add_errors(const NetworkData& data, Fit& fit) {
     report.largest_error = std::max(report.largest_error, error.largest);
   }
   report.relative_error = std::sqrt(squares / static_cast<double>(report.errors.size()));
+  const auto [lowest, highest] = std::minmax_element(data.frequencies.begin(), data.frequencies.end());
+  fit.model.origin = {*lowest, *highest, data.frequencies.size(), report.errors};
+  if (origin_fault(*fit.model.origin)) {  // an error overflowed; the model can be saved all the same
+    fit.model.origin.reset();
+  }
 }
 
 /// Relocates the poles until something says that it is enough.
