@@ -243,15 +243,16 @@ TEST_F(WholeFile, what_is_no_regular_file_is_not_replaced) {
 }
 
 TEST_F(WholeFile, a_name_that_the_system_would_take_for_another_is_refused) {
-  for (const auto& [name, found] :
-       {std::pair(std::string(), "nothing"), std::pair(std::string("m\0.json", 7), "a zero byte")}) {
+  const auto expect_refusal = [](const std::string& name, const std::string& found) {
     for (const IoErrorDetails& details : {io_error_of([&] { replace_whole_file(name, "new"); }),
                                           io_error_of([&] { read_whole_file(name); })}) {
       EXPECT_EQ(details.file, "the name of a file");
       EXPECT_EQ(details.found, found);
       EXPECT_EQ(details.expected, "a name that the system takes whole");
     }
-  }
+  };
+  expect_refusal("", "nothing");
+  expect_refusal(std::string("m\0.json", 7), "a zero byte");
   EXPECT_TRUE(names().empty());
 }
 

@@ -125,8 +125,8 @@ ReplacementFile::ReplacementFile(const std::string& target) : ReplacementFile(ta
   }
 }
 
-ReplacementFile::ReplacementFile(const std::string& target, Place place)
-    : target_(target), place_(std::move(place)) {
+ReplacementFile::ReplacementFile(std::string target, Place place)
+    : target_(std::move(target)), place_(std::move(place)) {
   static std::atomic<unsigned> files{0};
   const std::filesystem::path directory = place_.file.parent_path();
   // What a process of the same number left behind is nobody's to remove.

@@ -47,7 +47,7 @@ class ReplacementFile {
     std::optional<mode_t> permissions;
   };
   static Place place_of(const std::string& target);
-  ReplacementFile(const std::string& target, Place place);
+  ReplacementFile(std::string target, Place place);
 
   std::string target_;
   Place place_;
