@@ -1,6 +1,7 @@
 foreach(unit
     # listio
     console edit_format file_name free_format_reader free_format_writer io_error number_text output_file system_memory
+    whole_file
     # dmatrix
     blas_memory block_products deig dinvert_gauss_jordan memory_error morse_penrose_solve products svd_solve working_array
     # output

@@ -51,8 +51,8 @@ struct Model {
   std::vector<double> constants;               ///< d, one a response
   std::vector<double> proportionals;           ///< h in seconds, one a response
   std::vector<std::string> names;              ///< one a response, or none
-  std::optional<NetworkMatrix> network;
-  std::optional<Origin> origin;  ///< set by a fit
+  std::optional<NetworkMatrix> network = std::nullopt;
+  std::optional<Origin> origin = std::nullopt;  ///< set by a fit, unless an error overflows
 
   std::size_t responses() const { return constants.size(); }
   std::span<const std::complex<double>> residues_of(std::size_t response) const {

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "overall_error.hpp"
+#include "polefit/model_faults.hpp"
 #include "problem.hpp"
 #include "relocation.hpp"
 #include "residues.hpp"
@@ -83,6 +84,11 @@ void add_errors(const NetworkData& data, Fit& fit) {
   report.relative_error = overall.relative;
   report.worst_relative_error = overall.worst;
   report.largest_error = overall.largest;
+  const auto [lowest, highest] = std::minmax_element(data.frequencies.begin(), data.frequencies.end());
+  fit.model.origin = {*lowest, *highest, data.frequencies.size(), report.errors};
+  if (origin_fault(*fit.model.origin)) {  // an error overflowed; the model can be saved all the same
+    fit.model.origin.reset();
+  }
 }
 
 /// Whether the last relocation, by normal equations, does not show what is left of the residual.

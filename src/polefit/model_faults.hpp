@@ -4,17 +4,73 @@
 /// named as in the model file.
 #pragma once
 
+#include <algorithm>
 #include <cmath>
 #include <complex>
 #include <cstddef>
+#include <numeric>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <tuple>
+#include <utility>
+#include <vector>
 
 #include "polefit/model.hpp"
 
 namespace polefit {
 
-/// Arrays whose sizes do not fit together. The other functions want a model without this fault.
+inline std::string pole_text(std::size_t i) { return "poles[" + std::to_string(i) + "]"; }
+inline std::string response_text(std::size_t r) { return "responses[" + std::to_string(r) + "]"; }
+inline std::string residue_text(std::size_t r, std::size_t i) {
+  return response_text(r) + ".residues[" + std::to_string(i) + "]";
+}
+
+inline constexpr std::string_view network_parameters = "SYZ";
+inline constexpr const char* no_network_parameter = "network.parameter is none of S, Y and Z";
+
+/// Two responses that are the same element of the matrix.
+inline std::optional<std::string> repeated_element_fault(const std::vector<MatrixElement>& elements) {
+  std::vector<std::size_t> order(elements.size());
+  std::iota(order.begin(), order.end(), std::size_t{0});
+  const auto key = [&](std::size_t r) { return std::tuple(elements[r].row, elements[r].column, r); };
+  std::sort(order.begin(), order.end(), [&](std::size_t i, std::size_t k) { return key(i) < key(k); });
+  const auto same = std::adjacent_find(
+      order.begin(), order.end(), [&](std::size_t i, std::size_t k) { return elements[i] == elements[k]; });
+  if (same == order.end()) {
+    return std::nullopt;
+  }
+  return response_text(*(same + 1)) + " has the row and column of " + response_text(*same);
+}
+
+/// A matrix that is none, or into which the elements do not fit.
+inline std::optional<std::string> matrix_fault(const NetworkMatrix& network) {
+  if (network_parameters.find(network.parameter) == std::string_view::npos) {
+    return no_network_parameter;
+  }
+  const std::size_t ports = network.references.size();
+  if (ports == 0) {
+    return "network.references has 0 elements, expected one a port";
+  }
+  for (std::size_t i = 0; i < ports; ++i) {
+    if (!std::isfinite(network.references[i]) || !(network.references[i] > 0.0)) {
+      return "network.references[" + std::to_string(i) + "] is not a finite number above 0";
+    }
+  }
+  for (std::size_t r = 0; r < network.elements.size(); ++r) {
+    const auto [row, column] = network.elements[r];
+    for (const auto& [name, port] : {std::pair("row", row), std::pair("column", column)}) {
+      if (port < 1 || port > ports) {
+        return response_text(r) + "." + name + " is " + std::to_string(port) + ", expected 1 to " +
+               std::to_string(ports);
+      }
+    }
+  }
+  return repeated_element_fault(network.elements);
+}
+
+/// Arrays whose sizes do not fit together, or responses that are no elements of the matrix. The other
+/// functions want a model without this fault.
 inline std::optional<std::string> shape_fault(const Model& model) {
   const std::size_t responses = model.responses();
   const auto fault = [](const std::string& what, std::size_t found, std::size_t expected) {
@@ -29,16 +85,41 @@ inline std::optional<std::string> shape_fault(const Model& model) {
   if (!model.names.empty() && model.names.size() != responses) {
     return fault("names", model.names.size(), responses);
   }
+  if (model.network && model.network->elements.size() != responses) {
+    return fault("matrix elements", model.network->elements.size(), responses);
+  }
+  if (model.origin && model.origin->errors.size() != responses) {
+    return fault("errors", model.origin->errors.size(), responses);
+  }
+  return model.network ? matrix_fault(*model.network) : std::nullopt;
+}
+
+/// A band or an error that data cannot have.
+inline std::optional<std::string> origin_fault(const Origin& origin) {
+  const auto fault = [](const std::string& what) { return what + " is not a finite number of at least 0"; };
+  const auto possible = [](double x) { return std::isfinite(x) && x >= 0.0; };
+  if (!possible(origin.lowest)) {
+    return fault("origin.lowest");
+  }
+  if (!possible(origin.highest)) {
+    return fault("origin.highest");
+  }
+  if (origin.highest < origin.lowest) {
+    return "origin.highest is below origin.lowest";
+  }
+  for (std::size_t r = 0; r < origin.errors.size(); ++r) {
+    const ResponseError& error = origin.errors[r];
+    for (const auto& [name, value] : {std::pair("rms", error.rms), std::pair("relative", error.relative),
+                                      std::pair("largest", error.largest)}) {
+      if (!possible(value)) {
+        return fault(response_text(r) + ".error." + name);
+      }
+    }
+  }
   return std::nullopt;
 }
 
-inline std::string pole_text(std::size_t i) { return "poles[" + std::to_string(i) + "]"; }
-inline std::string response_text(std::size_t r) { return "responses[" + std::to_string(r) + "]"; }
-inline std::string residue_text(std::size_t r, std::size_t i) {
-  return response_text(r) + ".residues[" + std::to_string(i) + "]";
-}
-
-/// A number that is infinite or none.
+/// A number that is infinite or none, or below 0 where it cannot be.
 inline std::optional<std::string> number_fault(const Model& model) {
   const auto finite = [](std::complex<double> z) {
     return std::isfinite(z.real()) && std::isfinite(z.imag());
@@ -62,7 +143,7 @@ inline std::optional<std::string> number_fault(const Model& model) {
       }
     }
   }
-  return std::nullopt;
+  return model.origin ? origin_fault(*model.origin) : std::nullopt;
 }
 
 /// Poles or residues that are not real or side by side with their exact conjugates.

@@ -1,23 +1,17 @@
 #include "polefit/model_file.hpp"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <atomic>
-#include <cerrno>
 #include <complex>
 #include <cstddef>
-#include <filesystem>
+#include <cstdint>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <set>
 #include <string_view>
-#include <system_error>
-#include <utility>
 #include <vector>
 
+#include "listio/io_error.hpp"
+#include "listio/whole_file.hpp"
 #include "polefit/error.hpp"
 #include "polefit/model_faults.hpp"
 
@@ -169,6 +163,14 @@ class Item {
     expect_size(2);
     return {element(0).number(), element(1).number()};
   }
+  /// A whole number that counts something.
+  std::size_t count() const {
+    expect(value_.is_number(), "a whole number");
+    if (!value_.is_number_integer() || (!value_.is_number_unsigned() && value_.get<std::int64_t>() < 0)) {
+      fail_with("is " + value_.dump() + ", expected a whole number of at least 0");
+    }
+    return value_.get<std::size_t>();
+  }
   const std::string& string() const {
     expect(value_.is_string(), "a string");
     return value_.get_ref<const std::string&>();
@@ -215,7 +217,68 @@ void check_format(const Item& text) {
   }
 }
 
+NetworkMatrix network_without_elements(const Item& text) {
+  NetworkMatrix network;
+  const std::string& parameter = text.member("parameter").string();
+  if (parameter.size() != 1) {
+    fail(no_network_parameter);
+  }
+  network.parameter = parameter.front();
+  const Item references = text.member("references");
+  for (std::size_t i = 0; i < references.size(); ++i) {
+    network.references.push_back(references.element(i).number());
+  }
+  return network;
+}
+
+Origin origin_without_errors(const Item& text) {
+  return {.lowest = text.member("lowest").number(),
+          .highest = text.member("highest").number(),
+          .samples = text.member("samples").count(),
+          .errors = {}};
+}
+
+/// Refuses what a response has of something that the text has not.
+void expect_none(const Item& response, const char* key, const char* missing) {
+  if (response.find(key)) {
+    response.fail_with("has a key " + excerpt(key) + ", the text has no key " + excerpt(missing));
+  }
+}
+
+void add_element(const Item& response, std::optional<NetworkMatrix>& network) {
+  if (network) {
+    network->elements.push_back({response.member("row").count(), response.member("column").count()});
+  } else {
+    expect_none(response, "row", "network");
+    expect_none(response, "column", "network");
+  }
+}
+
+void add_error(const Item& response, std::optional<Origin>& origin) {
+  if (origin) {
+    const Item error = response.member("error");
+    origin->errors.push_back(
+        {error.member("rms").number(), error.member("relative").number(), error.member("largest").number()});
+  } else {
+    expect_none(response, "error", "origin");
+  }
+}
+
+void add_name(const Item& response, bool first, std::vector<std::string>& names) {
+  const auto name = response.find("name");
+  if (!first && name.has_value() == names.empty()) {
+    response.fail_with(name ? "has a name, the responses before it have none"
+                            : "has no name, the responses before it have one");
+  }
+  if (name) {
+    names.push_back(name->string());
+  }
+}
+
 void add_response(const Item& response, std::size_t order, Model& model) {
+  add_name(response, model.responses() == 0, model.names);
+  add_element(response, model.network);
+  add_error(response, model.origin);
   model.constants.push_back(response.member("constant").number());
   model.proportionals.push_back(response.member("proportional").number());
   const Item residues = response.member("residues");
@@ -235,6 +298,14 @@ std::string response_json(const Model& model, std::size_t response) {
   if (!model.names.empty()) {
     object["name"] = model.names[response];
   }
+  if (model.network) {
+    object["row"] = model.network->elements[response].row;
+    object["column"] = model.network->elements[response].column;
+  }
+  if (model.origin) {
+    const ResponseError& error = model.origin->errors[response];
+    object["error"] = {{"rms", error.rms}, {"relative", error.relative}, {"largest", error.largest}};
+  }
   object["constant"] = model.constants[response];
   object["proportional"] = model.proportionals[response];
   ordered_json& residues = object["residues"] = ordered_json::array();
@@ -246,6 +317,18 @@ std::string response_json(const Model& model, std::size_t response) {
   } catch (const ordered_json::type_error&) {  // bytes in the only string
     fail(response_text(response) + ".name is not UTF-8: " + excerpt(model.names[response]));
   }
+}
+
+std::string network_json(const NetworkMatrix& network) {
+  const ordered_json object = {{"parameter", std::string(1, network.parameter)},
+                               {"references", network.references}};
+  return object.dump();
+}
+
+std::string origin_json(const Origin& origin) {
+  const ordered_json object = {
+      {"lowest", origin.lowest}, {"highest", origin.highest}, {"samples", origin.samples}};
+  return object.dump();
 }
 
 /// `[` and the lines, with commas between them, and `]`.
@@ -260,128 +343,13 @@ void append_list(std::string& text, const std::vector<std::string>& lines) {
 // ---- Files
 // ---------------------------------------------------------------------------------------------------
 
-[[noreturn]] void fail_with_errno(const std::string& file_name, const std::string& predicate) {
-  const std::string reason = std::generic_category().message(errno);
-  fail(file_name + " " + predicate + ": " + reason);
-}
-
-/// The system would take such a name for another one.
-void check_name(const std::string& file_name) {
-  if (file_name.empty() || file_name.find('\0') != std::string::npos) {
-    fail("the name of a model file is empty or has a zero byte in it");
-  }
-}
-
-/// An open file, closed at the latest when it goes.
-class Descriptor {
- public:
-  explicit Descriptor(int number) : number_(number) {}
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  ~Descriptor() {
-    if (number_ >= 0) {
-      ::close(number_);
-    }
-  }
-  int number() const { return number_; }
-  /// Whether the close went well; the number is free again in either case.
-  bool close() { return ::close(std::exchange(number_, -1)) == 0; }
-
- private:
-  int number_;
-};
-
-/// A new file that vanishes again unless it is renamed.
-class TemporaryFile {
- public:
-  /// Beside `target`, whose name appears in messages as `shown`. The name is short and does not grow with
-  /// that of the target, which may be as long as the system allows.
-  TemporaryFile(const std::filesystem::path& target, std::string shown)
-      : target_(target), shown_(std::move(shown)), descriptor_(open_beside(target, name_)) {
-    if (descriptor_.number() < 0) {
-      fail_with_errno(shown_, "cannot be written, no file can be made beside it");
-    }
-  }
-  TemporaryFile(const TemporaryFile&) = delete;
-  TemporaryFile& operator=(const TemporaryFile&) = delete;
-  ~TemporaryFile() {
-    if (!name_.empty()) {
-      ::unlink(name_.c_str());
-    }
-  }
-
-  void take_permissions(mode_t mode) {
-    if (::fchmod(descriptor_.number(), mode & 07777) != 0) {
-      fail_with_errno(shown_, "cannot be written, its permissions cannot be kept");
-    }
-  }
-
-  void write(std::string_view text) {
-    while (!text.empty()) {
-      const ssize_t count = ::write(descriptor_.number(), text.data(), text.size());
-      if (count < 0 && errno != EINTR) {
-        fail_with_errno(shown_, "cannot be written");
-      }
-      text.remove_prefix(count < 0 ? 0 : static_cast<std::size_t>(count));
-    }
-  }
-
-  /// On the disk before it takes the place of the target: what a crash leaves is the old file or the whole
-  /// new one.
-  void replace_target() {
-    if (::fsync(descriptor_.number()) != 0) {
-      fail_with_errno(shown_, "cannot be written to the disk");
-    }
-    if (!descriptor_.close()) {
-      fail_with_errno(shown_, "cannot be closed after writing");
-    }
-    if (::rename(name_.c_str(), target_.c_str()) != 0) {
-      fail_with_errno(shown_, "cannot be replaced");
-    }
-    name_.clear();
-  }
-
- private:
-  /// The descriptor, or -1 and errno.
-  static int open_beside(const std::filesystem::path& target, std::string& name) {
-    static std::atomic<unsigned> files{0};
-    for (;;) {
-      const std::string own =
-          ".polefit-" + std::to_string(::getpid()) + "-" + std::to_string(++files) + ".tmp";
-      name = (target.parent_path() / own).string();
-      const int number = ::open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-      if (number < 0) {
-        name.clear();
-      }
-      // What a process of the same number left behind is nobody's to remove.
-      if (number >= 0 || errno != EEXIST) {
-        return number;
-      }
-    }
-  }
-
-  std::filesystem::path target_;
-  std::string shown_;
-  std::string name_;
-  Descriptor descriptor_;
-};
-
-std::string content_of(const std::string& file_name) {
-  const Descriptor file(::open(file_name.c_str(), O_RDONLY | O_CLOEXEC));
-  if (file.number() < 0) {
-    fail_with_errno(file_name, "cannot be opened");
-  }
-  std::string content;
-  std::vector<char> buffer(std::size_t{1} << 16);
-  for (;;) {
-    const ssize_t count = ::read(file.number(), buffer.data(), buffer.size());
-    if (count == 0) {
-      return content;
-    }
-    if (count < 0 && errno != EINTR) {
-      fail_with_errno(file_name, "cannot be read");
-    }
-    content.append(buffer.data(), count < 0 ? 0 : static_cast<std::size_t>(count));
+/// What `action` returns; the library has one kind of error.
+template <class Action>
+auto with_our_error(Action action) {
+  try {
+    return action();
+  } catch (const s_solver::IoError& error) {
+    fail(error.what());
   }
 }
 
@@ -401,7 +369,14 @@ std::string to_json(const Model& model) {
   }
 
   std::string text = "{\n  \"format\": \"" + std::string(format_name) +
-                     "\",\n  \"version\": " + std::to_string(format_version) + ",\n  \"poles\": ";
+                     "\",\n  \"version\": " + std::to_string(format_version) + ",\n";
+  if (model.network) {
+    text += "  \"network\": " + network_json(*model.network) + ",\n";
+  }
+  if (model.origin) {
+    text += "  \"origin\": " + origin_json(*model.origin) + ",\n";
+  }
+  text += "  \"poles\": ";
   append_list(text, poles);
   text += ",\n  \"responses\": ";
   append_list(text, responses);
@@ -416,51 +391,33 @@ Model model_from_json(const std::string& text) {
   check_format(root);
 
   Model model;
+  if (const auto network = root.find("network")) {
+    model.network = network_without_elements(*network);
+  }
+  if (const auto origin = root.find("origin")) {
+    model.origin = origin_without_errors(*origin);
+  }
   const Item poles = root.member("poles");
   for (std::size_t i = 0; i < poles.size(); ++i) {
     model.poles.push_back(poles.element(i).complex_number());
   }
   const Item responses = root.member("responses");
   for (std::size_t r = 0; r < responses.size(); ++r) {
-    const Item response = responses.element(r);
-    const auto name = response.find("name");
-    if (r > 0 && name.has_value() == model.names.empty()) {
-      response.fail_with(name ? "has a name, the responses before it have none"
-                              : "has no name, the responses before it have one");
-    }
-    if (name) {
-      model.names.push_back(name->string());
-    }
-    add_response(response, model.poles.size(), model);
+    add_response(responses.element(r), model.poles.size(), model);
   }
+  refuse(shape_fault(model));
+  refuse(number_fault(model));
   refuse(pair_fault(model));
   return model;
 }
 
 void save(const Model& model, const std::string& file_name) {
   const std::string text = to_json(model);
-  check_name(file_name);
-  // A link stays a link to the file that is replaced.
-  std::error_code no_such_file;
-  const std::filesystem::path existing = std::filesystem::canonical(file_name, no_such_file);
-  const std::filesystem::path target = no_such_file ? std::filesystem::path(file_name) : existing;
-  struct stat status = {};
-  const bool exists = ::stat(target.c_str(), &status) == 0;
-  if (exists && !S_ISREG(status.st_mode)) {  // a device, which renaming would replace
-    fail(file_name + " cannot be written, it is not a regular file");
-  }
-
-  TemporaryFile file(target, file_name);
-  if (exists) {
-    file.take_permissions(status.st_mode);
-  }
-  file.write(text);
-  file.replace_target();
+  with_our_error([&] { s_solver::replace_whole_file(file_name, text); });
 }
 
 Model load(const std::string& file_name) {
-  check_name(file_name);
-  const std::string text = content_of(file_name);
+  const std::string text = with_our_error([&] { return s_solver::read_whole_file(file_name); });
   try {
     return model_from_json(text);
   } catch (const Error& error) {

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "networks.hpp"
+#include "polefit/model_file.hpp"
 
 namespace polefit {
 namespace {
@@ -209,6 +210,37 @@ TEST(Fit, starting_pairs_may_have_either_member_first) {
   const Fit expected = fit(network.data(), options);
   std::swap(options.starting_poles[0], options.starting_poles[1]);
   expect_same_bits(fit(network.data(), options), expected);
+}
+
+TEST(Fit, the_model_knows_the_band_and_the_number_of_the_samples_and_its_errors) {
+  const NetworkKind kind{.pairs = 2, .responses = 3, .noise = 0.1};
+  Network network = random_network(kind, 5);
+  std::swap(network.frequencies[0], network.frequencies[7]);
+  std::swap(network.frequencies[4], network.frequencies.back());
+  const auto [lowest, highest] = std::minmax_element(network.frequencies.begin(), network.frequencies.end());
+  const Fit found = fit(network.data(), options_for(kind));
+  ASSERT_TRUE(found.model.origin);
+  EXPECT_EQ(found.model.origin->lowest, *lowest);
+  EXPECT_EQ(found.model.origin->highest, *highest);
+  EXPECT_EQ(found.model.origin->samples, network.frequencies.size());
+  ASSERT_EQ(found.model.origin->errors.size(), 3U);
+  for (std::size_t r = 0; r < 3; ++r) {
+    EXPECT_EQ(found.model.origin->errors[r].rms, found.report.errors[r].rms);
+    EXPECT_EQ(found.model.origin->errors[r].relative, found.report.errors[r].relative);
+    EXPECT_EQ(found.model.origin->errors[r].largest, found.report.errors[r].largest);
+  }
+}
+
+TEST(Fit, a_model_whose_error_overflows_can_be_saved) {
+  const std::vector<double> frequencies{1.0, 2.0};
+  const std::vector<Complex> values{1.25e308, -0.7e308};
+  Options options;
+  options.complex_pairs = 0;
+  options.exact_sample = 0;
+  const Fit found = fit({frequencies, Responses::by_response(values, 1), {}, {}}, options);
+  EXPECT_EQ(found.report.largest_error, std::numeric_limits<double>::infinity());
+  EXPECT_FALSE(found.model.origin);
+  EXPECT_EQ(model_from_json(to_json(found.model)).constants, found.model.constants);
 }
 
 TEST(Fit, takes_the_exact_value_at_a_chosen_sample) {

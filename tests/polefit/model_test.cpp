@@ -237,6 +237,15 @@ TEST(Evaluate, a_model_whose_arrays_do_not_fit_together_is_refused) {
   bad = model;
   bad.names = {"S11"};
   refused(bad, "the model has 1 names, expected 2");
+  bad = model;
+  bad.network = {'S', {50.0}, {{1, 1}}};
+  refused(bad, "the model has 1 matrix elements, expected 2");
+  bad = model;
+  bad.network = {'S', {50.0}, {{1, 1}, {2, 1}}};
+  refused(bad, "responses[1].row is 2, expected 1 to 1");
+  bad = model;
+  bad.origin = Origin();
+  refused(bad, "the model has 0 errors, expected 2");
 }
 
 // ---- errors

@@ -117,6 +117,30 @@ TEST(OrderSearch, takes_no_more_poles_than_a_rough_target_needs) {
   EXPECT_LT(order_of(rough), order_of(fine));
 }
 
+TEST(OrderSearch, drops_the_pair_with_the_smallest_part_first) {
+  // Pairs stay where they start, at the ends of the band, and only one of them matters.
+  Options options;
+  options.iterations = 0;
+  for (const bool upper_matters : {false, true}) {
+    Samples samples{grid(60), {}, 1, {}};
+    Model model;
+    for (const bool upper : {false, true}) {
+      const double omega = two_pi * (upper ? samples.frequencies.back() : samples.frequencies.front());
+      const Complex pole(-0.01 * omega, omega);
+      const Complex residue = (upper == upper_matters ? 1.0 : 1e-6) * 0.01 * omega;
+      model.poles.insert(model.poles.end(), {pole, std::conj(pole)});
+      model.residues.insert(model.residues.end(), {residue, residue});
+    }
+    model.constants = {0.0};
+    model.proportionals = {0.0};
+    samples.values = evaluate(model, samples.frequencies);
+    const Search search = fit_to_error(samples.view(), {.error = 1e-3}, options);
+    EXPECT_EQ(search.end, SearchEnd::target_met);
+    ASSERT_EQ(order_of(search), 2U);
+    EXPECT_EQ(search.fit.model.poles[0].imag() > two_pi * 0.5, upper_matters);
+  }
+}
+
 TEST(OrderSearch, meets_the_target_in_every_measure) {
   Samples samples = network(10, 3, 301);
   for (std::size_t k = 0; k < 301; ++k) {

@@ -1,0 +1,30 @@
+#include "polefit_cli/files/streams.hpp"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+
+#include "listio/io_error.hpp"
+#include "listio/whole_file.hpp"
+
+namespace polefit_cli {
+
+std::string read_input(const std::string& name) {
+  return is_standard_stream(name) ? s_solver::read_to_end(STDIN_FILENO, "standard input")
+                                  : s_solver::read_whole_file(name);
+}
+
+void write_output(const std::string& name, std::string_view content) {
+  if (!is_standard_stream(name)) {
+    s_solver::replace_whole_file(name, content);
+    return;
+  }
+  // What was printed before comes before.
+  if (std::fflush(stdout) != 0) {
+    throw s_solver::system_io_error("standard output", errno, "the content to be written");
+  }
+  s_solver::write_all(STDOUT_FILENO, content, "standard output");
+}
+
+}  // namespace polefit_cli
