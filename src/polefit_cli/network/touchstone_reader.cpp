@@ -388,7 +388,8 @@ class Reader {
   Refusal refusal_;
   Section section_ = Section::header;
   std::optional<std::size_t> named_ports_;
-  std::optional<OptionLine> options_;
+  bool has_option_line_ = false;
+  OptionLine options_;
   std::vector<double> references_;  // one a port once the data have begun
 
   // Version 2.0
@@ -416,13 +417,14 @@ class Reader {
 };
 
 void Reader::option_line(std::string_view line) {
-  if (options_) {
+  if (has_option_line_) {
     return;  // the format has it that further ones are ignored
   }
   if (section_ != Section::header && section_ != Section::reference) {
     refusal_.fail("an option line behind data", "the option line before the data");
   }
   options_ = read_option_line(line, refusal_);
+  has_option_line_ = true;
 }
 
 // ---- Keywords
@@ -562,7 +564,7 @@ void Reader::end_information(std::string_view rest) {
 
 void Reader::network_data(std::string_view rest) {
   expect_no_value("Network Data", rest);
-  if (!options_) {
+  if (!has_option_line_) {
     refusal_.fail("[Network Data]", "the option line before it");
   }
   if (!declared_ports_) {
@@ -578,7 +580,7 @@ void Reader::network_data(std::string_view rest) {
   layout_.format = matrix_format_;
   layout_.order = *declared_ports_ == 2 ? *two_port_order_ : PortOrder::by_rows;
   if (!port_references_.empty()) {
-    options_->references = port_references_;
+    options_.references = port_references_;
   }
   begin_data(*declared_ports_);
 }
@@ -626,9 +628,6 @@ void Reader::value_line(std::string_view line) {
 }
 
 void Reader::begin_data_without_keywords(std::string_view line) {
-  if (!options_) {
-    options_ = OptionLine{};
-  }
   std::size_t ports = 0;
   if (named_ports_) {
     ports = *named_ports_;
@@ -646,7 +645,7 @@ void Reader::begin_data_without_keywords(std::string_view line) {
 
 void Reader::begin_data(std::size_t ports) {
   layout_.ports = ports;
-  const std::size_t references = options_->references.size();
+  const std::size_t references = options_.references.size();
   if (references != 1 && references != ports) {
     refusal_.fail(count_of(references, "reference resistance") + " for " + count_of(ports, "port"),
                   "one, or one for each port (complex ones are not supported)");
@@ -697,7 +696,7 @@ void Reader::network_line(std::string_view line) {
 double Reader::take_frequency(std::string_view& line) {
   const std::string_view word = take_word(line);
   double value = 0.0;
-  if (!parse_frequency(word, power_of_ten(options_->unit), buffer_, value)) {
+  if (!parse_frequency(word, power_of_ten(options_.unit), buffer_, value)) {
     refusal_.fail(quoted(word), "a frequency", 1);
   }
   if (!std::isfinite(value) || value < 0.0) {
@@ -827,16 +826,16 @@ void Reader::finish() {
 }
 
 Network Reader::network() {
-  references_ = options_->references;
+  references_ = options_.references;
   references_.resize(layout_.ports, references_.front());
   Network network;
   network.file = file_;
   network.frequencies = std::move(frequencies_);
   network.matrix = polefit::NetworkMatrix{
-      .parameter = options_->parameter, .references = references_, .elements = all_elements(layout_.ports)};
+      .parameter = options_.parameter, .references = references_, .elements = all_elements(layout_.ports)};
   const std::size_t responses = network.matrix->elements.size();
   for (const polefit::MatrixElement& element : network.matrix->elements) {
-    network.names.push_back(element_name(options_->parameter, element, layout_.ports));
+    network.names.push_back(element_name(options_.parameter, element, layout_.ports));
   }
   network.values.resize(responses * network.frequencies.size());
   // Few frequencies at a time, so that what is read of them stays in the cache while all responses take it.
@@ -863,10 +862,10 @@ void Reader::read_values(std::size_t response, std::size_t begin, std::size_t en
   const double scale = normalisation(element);
   for (std::size_t k = begin; k < end; ++k) {
     const std::size_t at = k * layout_.values() + place;
-    std::complex<double> value = complex_value(options_->format, values_[at], values_[at + 1]);
-    if (!keywords_ && options_->parameter == 'Z') {
+    std::complex<double> value = complex_value(options_.format, values_[at], values_[at + 1]);
+    if (!keywords_ && options_.parameter == 'Z') {
       value *= scale;
-    } else if (!keywords_ && options_->parameter == 'Y') {
+    } else if (!keywords_ && options_.parameter == 'Y') {
       value /= scale;
     }
     if (!std::isfinite(value.real()) || !std::isfinite(value.imag())) {

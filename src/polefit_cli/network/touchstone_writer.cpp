@@ -43,10 +43,10 @@ void append_number(std::string& text, double value) {
 
 /// A frequency in hertz over 10^power: its digits with the point elsewhere, so that nothing is rounded.
 std::string frequency_text(double hertz, int power) {
-  NumberRoom room;
-  if (power == 0 || hertz == 0.0) {
-    return std::string(shortest(hertz, room));
+  if (hertz == 0.0) {
+    return "0";
   }
+  NumberRoom room;
   const auto [end, error] =
       std::to_chars(room.data(), room.data() + room.size(), hertz, std::chars_format::scientific);
   static_cast<void>(error);
