@@ -25,22 +25,6 @@ bool parse(std::string_view token, int& value) { return parse_integer(token, val
 constexpr std::string_view expected_form(double) { return "a real number"; }
 constexpr std::string_view expected_form(int) { return "an integer from -2147483648 to 2147483647"; }
 
-/// `token` in quotes, short and printable, for a message.
-std::string quoted(std::string_view token) {
-  constexpr std::size_t longest = 40;
-  constexpr std::string_view hex = "0123456789ABCDEF";
-  std::string text = "\"";
-  for (const char c : token.substr(0, longest)) {
-    if (c >= ' ' && c <= '~') {
-      text += c;
-    } else {
-      const auto byte = static_cast<unsigned char>(c);
-      text += {'\\', 'x', hex[byte >> 4U], hex[byte & 15U]};
-    }
-  }
-  return text + (token.size() > longest ? "...\"" : "\"");
-}
-
 /// "r*value" and "r*" taken apart; a token without a repeat counts once.
 struct RepeatedToken {
   std::size_t count = 1;

@@ -1,0 +1,29 @@
+/// Networks from Touchstone files, versions 1.x and 2.0.
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "polefit_cli/network/network.hpp"
+
+namespace polefit_cli {
+
+/// The number of ports that a file's extension names: 4 of filter.s4p, from .s1p to .s9999p in any case;
+/// nothing for any other.
+std::optional<std::size_t> ports_of_extension(std::string_view file);
+
+/// The network of a file's whole text: S, or Y in siemens or Z in ohms, all elements row by row.
+/// `file` is the name for messages; `ports` is what ports_of_extension says. Without it, a text of version
+/// 1.x must be of one port or two.
+///
+/// Version 1.x: Y and Z are normalised to the reference R, and are multiplied out. R may have one value or
+/// one for each port, in which case element (i, j) is normalised to sqrt(R_i R_j). The data of a frequency
+/// stand on one line for one port and two, and are wrapped at will for more. Noise data are skipped.
+///
+/// Throws s_solver::IoError for anything that is not such a text, and for G, H and mixed-mode parameters and
+/// complex references. Takes memory in proportion to the text, whatever number of ports it claims.
+Network read_touchstone(std::string_view text, const std::string& file, std::optional<std::size_t> ports);
+
+}  // namespace polefit_cli
