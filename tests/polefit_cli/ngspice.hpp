@@ -32,7 +32,8 @@ inline std::vector<std::vector<double>> run_ngspice(const std::string& circuit, 
 
   const auto here = std::filesystem::current_path();
   // Without the user's own start-up file.
-  const int status = s_solver::testing_support::run_program("/usr/bin/env", {"ngspice", "-n", "-b", "test.cir"}, here);
+  const int status =
+      s_solver::testing_support::run_program("/usr/bin/env", {"ngspice", "-n", "-b", "test.cir"}, here);
   EXPECT_EQ(status, 0) << "ngspice is missing, or failed";
   const std::string complaints = s_solver::testing_support::content_of("stderr");
   EXPECT_EQ(complaints.find("rror"), std::string::npos) << complaints;

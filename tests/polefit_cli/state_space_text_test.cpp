@@ -63,8 +63,7 @@ Complex transfer(const std::map<std::string, Matrix>& m, Complex s, int row, int
     Complex x1 = b1 / (s - a(i, i));
     if (leads) {
       const Complex b2 = m.at("B")(i + 1, column);
-      const Complex determinant =
-          (s - a(i, i)) * (s - a(i + 1, i + 1)) - Complex(a(i, i + 1) * a(i + 1, i));
+      const Complex determinant = (s - a(i, i)) * (s - a(i + 1, i + 1)) - Complex(a(i, i + 1) * a(i + 1, i));
       x1 = ((s - a(i + 1, i + 1)) * b1 + a(i, i + 1) * b2) / determinant;
       const Complex x2 = (a(i + 1, i) * b1 + (s - a(i, i)) * b2) / determinant;
       value += m.at("C")(row, i + 1) * x2;
