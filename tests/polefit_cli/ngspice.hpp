@@ -2,6 +2,7 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <filesystem>
 #include <fstream>
@@ -31,10 +32,16 @@ inline std::vector<std::vector<double>> run_ngspice(const std::string& circuit, 
   file.close();
 
   const auto here = std::filesystem::current_path();
-  // Without the user's own start-up file.
+  // Without the user's own start-up file. A circuit that runs away makes ngspice take ever smaller steps and
+  // keep them all; a sound one needs a few seconds and less than 200 MB.
   const int status =
-      s_solver::testing_support::run_program("/usr/bin/env", {"ngspice", "-n", "-b", "test.cir"}, here);
-  EXPECT_EQ(status, 0) << "ngspice is missing, or failed";
+      s_solver::testing_support::run_program("/usr/bin/env", {"ngspice", "-n", "-b", "test.cir"}, here, [] {
+        const rlimit seconds = {60, 60};
+        const rlimit bytes = {rlim_t{1} << 30, rlim_t{1} << 30};
+        setrlimit(RLIMIT_CPU, &seconds);
+        setrlimit(RLIMIT_DATA, &bytes);
+      });
+  EXPECT_EQ(status, 0) << "ngspice is missing, failed, or ran out of its limits";
   const std::string complaints = s_solver::testing_support::content_of("stderr");
   EXPECT_EQ(complaints.find("rror"), std::string::npos) << complaints;
   EXPECT_EQ(complaints.find("singular"), std::string::npos) << complaints;
