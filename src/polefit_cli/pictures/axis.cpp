@@ -33,15 +33,19 @@ std::string with_true_minus(std::string text) {
   return text;
 }
 
-/// k * 10^exponent without rounding errors in sight.
+int decade_below(double value) { return static_cast<int>(std::floor(std::log10(value) + 1e-9)); }
+int decade_above(double value) { return static_cast<int>(std::ceil(std::log10(value) - 1e-9)); }
+
+/// k * 10^exponent with all its digits and without rounding errors in sight.
 std::string round_number(double k, int exponent) {
   const double value = k * std::pow(10.0, exponent);
   std::array<char, 64> text{};
   const bool plain = exponent >= -6 && std::abs(value) < 1e6;
-  const auto end =
-      plain ? std::to_chars(text.data(), text.data() + text.size(), value, std::chars_format::fixed,
-                            std::max(0, -exponent))
-            : std::to_chars(text.data(), text.data() + text.size(), value, std::chars_format::general, 6);
+  const int digits = value == 0.0 ? 1 : decade_below(std::abs(value)) - exponent + 1;
+  const auto end = plain ? std::to_chars(text.data(), text.data() + text.size(), value,
+                                         std::chars_format::fixed, std::max(0, -exponent))
+                         : std::to_chars(text.data(), text.data() + text.size(), value,
+                                         std::chars_format::general, std::clamp(digits, 1, 17));
   return with_true_minus({text.data(), end.ptr});
 }
 
@@ -65,9 +69,6 @@ std::size_t longest_text(const std::vector<Tick>& ticks) {
   }
   return longest;
 }
-
-int decade_below(double value) { return static_cast<int>(std::floor(std::log10(value) + 1e-9)); }
-int decade_above(double value) { return static_cast<int>(std::ceil(std::log10(value) - 1e-9)); }
 
 /// Every how manieth decade has room for its text.
 int labelled_decades(double decades, std::size_t characters, AxisPlace place) {

@@ -3,6 +3,7 @@
 #include <cassert>
 #include <charconv>
 #include <cmath>
+#include <complex>
 #include <cstddef>
 #include <cstdlib>
 #include <iterator>
@@ -171,6 +172,12 @@ double data_point_size(std::size_t points, double width) {
   return std::clamp(0.35 * width / static_cast<double>(std::max<std::size_t>(points, 1)), 0.4, 0.6);
 }
 
+bool is_zero(const ResponsePanel& panel) {
+  const auto zero = [](std::complex<double> z) { return z == 0.0; };
+  return std::all_of(panel.data.begin(), panel.data.end(), zero) &&
+         std::all_of(panel.curve.begin(), panel.curve.end(), zero);
+}
+
 std::string coloured(std::string_view colour) { return " linecolor rgb '" + std::string(colour) + "'"; }
 
 /// Draws the page panel by panel.
@@ -224,8 +231,9 @@ class FitPage {
 
   void panel(std::size_t index) {
     const auto boxes = frames(index);
-    const PanelSeries series = series_of(picture_.panels[index], frequencies_, layout_.frame_width);
-    name(picture_.panels[index], boxes[0]);
+    const ResponsePanel& response = picture_.panels[index];
+    const PanelSeries series = series_of(response, frequencies_, layout_.frame_width);
+    name(response, boxes[0]);
     if (index % layout_.columns == 0) {
       y_texts(boxes);
     }
@@ -233,12 +241,12 @@ class FitPage {
       x_text(boxes[2]);
     }
 
-    data_and_fit("magnitude", boxes[0], magnitude_axis(series, boxes[0].height()), series.data_magnitude,
-                 series.fit_magnitude, index == 0);
+    data_and_fit(response, "magnitude", boxes[0], magnitude_axis(series, boxes[0].height()),
+                 series.data_magnitude, series.fit_magnitude, index == 0);
     page_.command("unset key");
-    data_and_fit("phase", boxes[1], phase_axis(boxes[1].height()), series.data_phase, series.fit_phase,
-                 false);
-    error(boxes[2], series.error);
+    data_and_fit(response, "phase", boxes[1], phase_axis(boxes[1].height()), series.data_phase,
+                 series.fit_phase, false);
+    error(response, boxes[2], series.error);
   }
 
   void name(const ResponsePanel& panel, const Box& box) {
@@ -265,8 +273,8 @@ class FitPage {
                {.anchor = Anchor::center});
   }
 
-  void data_and_fit(std::string_view kind, const Box& box, const Axis& y, const Series& data,
-                    const Series& fit, bool legend) {
+  void data_and_fit(const ResponsePanel& panel, std::string_view kind, const Box& box, const Axis& y,
+                    const Series& data, const Series& fit, bool legend) {
     const std::string name(kind);
     page_.frame(box, frequencies_.axis, y, false);
     page_.data("data_" + name, data);
@@ -285,15 +293,15 @@ class FitPage {
       plot += ", $fit_" + name + lines + " notitle";
     }
     if (no_data && no_fit) {
-      note(box, "zero throughout");
+      note(box, is_zero(panel) ? "zero throughout" : "no finite value");
     }
     page_.plot(plot);
   }
 
-  void error(const Box& box, const Series& error) {
+  void error(const ResponsePanel& panel, const Box& box, const Series& error) {
     page_.frame(box, frequencies_.axis, error_axis(error, box.height()), true);
     if (range_of(error).empty()) {
-      note(box, "no difference");
+      note(box, panel.rms == 0.0 ? "no difference" : "no finite value");
       page_.plot("NaN notitle");
       return;
     }

@@ -49,6 +49,12 @@ bool is_control(std::uint32_t code) {
   return code < 0x20 || (code >= 0x7F && code < 0xA0) || code == 0x2028 || code == 0x2029;
 }
 
+std::string octal_escape(char c) {
+  const auto code = static_cast<unsigned char>(c);
+  const auto digit = [&](unsigned shift) { return static_cast<char>('0' + ((code >> shift) & 7U)); };
+  return {'\\', digit(6), digit(3), digit(0)};
+}
+
 // XML, and with it SVG, has no place for these two.
 bool is_no_character(std::uint32_t code) { return code == 0xFFFE || code == 0xFFFF; }
 
@@ -80,7 +86,10 @@ std::string script_number(double value) {
 }
 
 std::string script_text(std::string_view text) {
-  std::string quoted = "'";
+  // What would end the string, or means something to gnuplot somewhere. Single quotes are no way out: gnuplot
+  // takes two of them for one in some places of a string only.
+  constexpr std::string_view escaped = "\"'\\`$@{}#";
+  std::string quoted = "\"";
   while (!text.empty()) {
     const auto character = first_character(text);
     const std::size_t length = character ? character->length : 1;
@@ -88,14 +97,14 @@ std::string script_text(std::string_view text) {
       quoted += replacement_mark;
     } else if (is_control(character->code)) {
       quoted += ' ';
-    } else if (character->code == '\'') {
-      quoted += "''";
+    } else if (escaped.find(text.front()) != std::string_view::npos) {
+      quoted += octal_escape(text.front());
     } else {
       quoted += text.substr(0, length);
     }
     text.remove_prefix(length);
   }
-  return quoted + "'";
+  return quoted + '"';
 }
 
 std::size_t character_count(std::string_view text) {

@@ -10,7 +10,7 @@ namespace polefit_cli {
 /// The shortest decimal that reads back to the same number. `value` is finite.
 std::string script_number(double value);
 
-/// `text` as a single-quoted string of gnuplot, in which it replaces and runs nothing, whatever stands in it.
+/// `text` as a string of a gnuplot script, in which gnuplot replaces and runs nothing, whatever stands in it.
 /// Bytes that are no UTF-8 become a replacement mark, line ends and other control characters blanks. To be
 /// shown as it stands it wants the attribute noenhanced.
 std::string script_text(std::string_view text);

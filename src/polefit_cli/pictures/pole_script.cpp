@@ -124,6 +124,10 @@ class PolePage {
       page_.text(box_.left, box_.top + 30.0, shortened(picture_.title, room, 13.0), {.size = 13.0});
     }
     page_.text(box_.left, above, counted(picture_), {});
+    if (picture_.band) {
+      page_.text(page_width - 12.0, above, "blue: band of the fit",
+                 {.anchor = Anchor::right, .colour = quiet_colour});
+    }
     page_.text(0.5 * (box_.left + box_.right), 12.0, std::string("Re(a) / 2π in ") + real_.unit(),
                {.anchor = Anchor::center});
     page_.text(14.0, 0.5 * (box_.bottom + box_.top), std::string("Im(a) / 2π in ") + imaginary_.unit(),

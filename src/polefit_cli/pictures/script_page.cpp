@@ -83,7 +83,8 @@ void ScriptPage::frame(const Box& box, const Axis& x_axis, const Axis& y_axis, b
 void ScriptPage::scale(const std::string& name, const Axis& axis, bool texts) {
   command((axis.scale == Scale::logarithmic ? "set logscale " : "unset logscale ") + name);
   command("set " + name + "range [" + script_number(axis.low) + ":" + script_number(axis.high) + "]");
-  command("set " + name + "tics " + ticks_text(axis, texts));
+  // An empty list would let gnuplot choose.
+  command(axis.ticks.empty() ? "unset " + name + "tics" : "set " + name + "tics " + ticks_text(axis, texts));
 }
 
 void ScriptPage::command(std::string_view line) {
