@@ -765,7 +765,7 @@ TEST_F(Gnuplot, pictures_are_whole_files_of_their_format_and_size) {
 }
 
 TEST_F(Gnuplot, every_number_of_panels_is_drawn_without_complaint) {
-  for (const std::size_t panels : {1, 2, 3, 5, 16}) {
+  for (const std::size_t panels : {1U, 2U, 3U, 5U, 16U}) {
     const Drawing drawing = draw(fit_script(example_picture(panels), PictureFormat::svg), PictureFormat::svg);
     EXPECT_EQ(drawing.messages, "");
     EXPECT_EQ(count_of(drawing.picture, ">R" + std::to_string(panels - 1) + "<"), 1U);

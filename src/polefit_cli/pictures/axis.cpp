@@ -55,8 +55,9 @@ std::vector<Tick> linear_ticks(double low, double high, int mantissa, int expone
   // A mark that rounding moves out of the range by a bit is still meant to be in it.
   const double slack = 1e-9;
   const double first = std::ceil(low / step - slack);
-  const double last = std::floor(high / step + slack);
-  for (double k = first; k <= last; ++k) {
+  const int count = 1 + static_cast<int>(std::floor(high / step + slack) - first);
+  for (int i = 0; i < count; ++i) {
+    const double k = first + i;
     ticks.push_back({std::clamp(k * step, low, high), round_number(k == 0.0 ? 0.0 : k * mantissa, exponent)});
   }
   return ticks;

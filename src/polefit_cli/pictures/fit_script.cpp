@@ -67,8 +67,8 @@ std::string two_digits(double value) {
   return {text.data(), end.ptr};
 }
 
-std::string with_unit(std::string text, std::string_view unit) {
-  return unit.empty() ? text : text + " / " + std::string(unit);
+std::string with_unit(const std::string& text, const std::string& unit) {
+  return unit.empty() ? text : text + " / " + unit;
 }
 
 /// The frequencies that an axis shows, and how it shows them.
@@ -216,9 +216,10 @@ class FitPage {
   /// Where the three frames of a panel stand, from above.
   std::array<Box, 3> frames(std::size_t index) const {
     const auto column = static_cast<double>(index % layout_.columns);
-    const auto row = static_cast<double>(index / layout_.columns);
+    const std::size_t rows_above = index / layout_.columns;
     const double left = Layout::left_of_page + column * layout_.panel_width() + Layout::left_of_frame;
-    double top = layout_.height() - layout_.top - row * layout_.panel_height() - Layout::name_height;
+    double top = layout_.height() - layout_.top - static_cast<double>(rows_above) * layout_.panel_height() -
+                 Layout::name_height;
     const double height = layout_.frames_height - 2.0 * Layout::frame_gap;
     std::array<Box, 3> boxes;
     constexpr std::array shares = {0.44, 0.28, 0.28};

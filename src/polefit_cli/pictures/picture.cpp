@@ -43,7 +43,7 @@ bool is_logarithmic_sweep(std::span<const double> ascending) {
 /// Evenly spaced on the axis, and closer where a resonance of the model is narrower than that.
 std::vector<double> fine_grid(const polefit::Model& model, double low, double high, bool logarithmic) {
   std::vector<double> grid;
-  const double last = static_cast<double>(grid_points - 1);
+  const auto last = static_cast<double>(grid_points - 1);
   for (std::size_t i = 0; i < grid_points; ++i) {
     const double part = static_cast<double>(i) / last;
     grid.push_back(logarithmic ? low * std::pow(high / low, part) : low + part * (high - low));

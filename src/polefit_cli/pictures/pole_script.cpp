@@ -125,7 +125,7 @@ class PolePage {
     }
     page_.text(box_.left, above, counted(picture_), {});
     if (picture_.band) {
-      page_.text(page_width - 12.0, above, "blue: band of the fit",
+      page_.text(page_width - 12.0, 12.0, "blue: band of the fit",
                  {.anchor = Anchor::right, .colour = quiet_colour});
     }
     page_.text(0.5 * (box_.left + box_.right), 12.0, std::string("Re(a) / 2π in ") + real_.unit(),
@@ -162,8 +162,8 @@ class PolePage {
 
   void weight_scale() {
     std::string ticks = "'0' 0";
-    for (double weight = -20.0; weight >= least_weight; weight -= 20.0) {
-      ticks += ", '−" + script_number(-weight) + "' " + script_number(weight);
+    for (int weight = 20; weight <= -least_weight; weight += 20) {
+      ticks += ", '−" + std::to_string(weight) + "' -" + std::to_string(weight);
     }
     page_.command("set cbrange [" + script_number(least_weight) + ":0]");
     page_.command("set palette defined (0 '#e1cc55', 1 '#a59c74', 2 '#575d6d', 3 '#00224e')");

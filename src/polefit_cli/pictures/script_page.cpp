@@ -45,7 +45,7 @@ std::string ticks_text(const Axis& axis, bool texts) {
     list += (list.empty() ? "" : ", ") +
             ("'" + (texts ? tick.text : "") + "' " + script_number(tick.position)) + (small ? " 1" : "");
   }
-  return "(" + list + ")";
+  return "(" + list + ") textcolor rgb '#000000'";  // else that of the border
 }
 
 }  // namespace
@@ -55,7 +55,7 @@ ScriptPage::ScriptPage(PictureFormat format, double width, double height) : widt
   command("set terminal " + terminal(format, width, height));
   command("set border 31 linewidth 0.8 linecolor rgb '" + std::string(quiet_colour) + "'");
   command("set grid xtics ytics back linetype 1 linewidth 0.5 linecolor rgb '#d8d8d8'");
-  command("set tics in scale 0.6,0.3 textcolor rgb '#000000'");
+  command("set tics in scale 0.6,0.3");
   command("set clip two");
   command("unset key");
   command("set multiplot");
