@@ -1,0 +1,24 @@
+/// Has gnuplot draw a script.
+#pragma once
+
+#include <string>
+
+#include "polefit_cli/pictures/picture.hpp"
+
+namespace polefit_cli {
+
+struct Drawing {
+  std::string picture;   ///< the bytes of a file of the format
+  std::string messages;  ///< what gnuplot said although it drew
+};
+
+/// Runs the program gnuplot of PATH, without its settings files and without a shell, with the script on its
+/// standard input. Throws IoError when there is no such program, when it fails, and when what it wrote is not
+/// a whole picture of the format.
+Drawing draw(const std::string& script, PictureFormat format);
+
+/// The same into a file, or to the standard output for "-". The file is written beside its place and then
+/// renamed: one of that name stays as it was unless the picture is finished. Returns gnuplot's messages.
+std::string draw_to(const std::string& file_name, const std::string& script, PictureFormat format);
+
+}  // namespace polefit_cli
