@@ -1,5 +1,6 @@
 #include "listio/io_error.hpp"
 
+#include <cstddef>
 #include <system_error>
 #include <utility>
 
@@ -28,6 +29,21 @@ IoError system_io_error(std::string file, int error_number, std::string expected
                   .record = record,
                   .found = "the system error \"" + reason + "\"",
                   .expected = std::move(expected)});
+}
+
+std::string quoted(std::string_view text) {
+  constexpr std::size_t longest = 40;
+  constexpr std::string_view hex = "0123456789ABCDEF";
+  std::string result = "\"";
+  for (const char c : text.substr(0, longest)) {
+    if (c >= ' ' && c <= '~') {
+      result += c;
+    } else {
+      const auto byte = static_cast<unsigned char>(c);
+      result += {'\\', 'x', hex[byte >> 4U], hex[byte & 15U]};
+    }
+  }
+  return result + (text.size() > longest ? "...\"" : "\"");
 }
 
 }  // namespace s_solver

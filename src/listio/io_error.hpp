@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 namespace s_solver {
 
@@ -29,5 +30,8 @@ class IoError : public std::runtime_error {
 /// The error for a failed operation of the system on a file, `error_number` being its errno; `record` as in
 /// the details.
 IoError system_io_error(std::string file, int error_number, std::string expected, std::int64_t record = 0);
+
+/// `text` in quotes, short and printable, as what was found.
+std::string quoted(std::string_view text);
 
 }  // namespace s_solver
