@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "io_error_of.hpp"
@@ -31,8 +32,8 @@ class FreeFormatReaderTest : public testing_support::InOwnDirectory {
   }
 
   /// All complete reads of three numbers; a null value shows as -1, -2 or -3, or as the value before it.
-  Triples triples_in(std::string_view content) const {
-    FreeFormatReader reader = reader_of(content);
+  Triples triples_in(std::string_view content) const { return triples_in(reader_of(content)); }
+  static Triples triples_in(FreeFormatReader reader) {
     EXPECT_EQ(reader.open_error(), 0);
     Triples triples;
     std::array<double, 3> values{-1, -2, -3};
@@ -292,6 +293,26 @@ TEST_F(FreeFormatReaderTest, a_value_without_end_is_refused_instead_of_held_in_m
   EXPECT_EQ(details.record, 1);
   EXPECT_EQ(details.item, 2);
   EXPECT_EQ(details.found, "a value of more than 1048576 characters");
+}
+
+TEST_F(FreeFormatReaderTest, text_in_memory_is_read_as_a_file_is) {
+  using Outcome = std::pair<Triples, std::string>;
+  const auto outcome = [](FreeFormatReader reader) -> Outcome {
+    try {
+      return {triples_in(std::move(reader)), ""};
+    } catch (const IoError& error) {
+      return {{}, error.what()};
+    }
+  };
+  for (const std::string& content :
+       {std::string(), std::string("\xEF\xBB\xBF 1 2 3\r\n"), std::string("\xEF\xBB"),
+        std::string("1,,3 /\r\n2*5 7 rest"), std::string("1 2 3\n4 5\r"), std::string("1 2 3\n4 x 6\n"),
+        std::string("1\0 2 3", 7),
+        std::string(3 * buffer_size, '\n') + "1 2 " + std::string(buffer_size, '0') + "3"}) {
+    SCOPED_TRACE(content.substr(0, 40));
+    EXPECT_EQ(outcome(FreeFormatReader::in_memory(content, "..\\tmp_S_Par\\values")),
+              outcome(reader_of(content)));
+  }
 }
 
 TEST_F(FreeFormatReaderTest, a_pipe_cannot_be_opened) {

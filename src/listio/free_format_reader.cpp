@@ -81,10 +81,17 @@ FreeFormatReader::FreeFormatReader(std::string_view fixed_name) : name_(without_
   }
   static_cast<void>(std::setvbuf(file_.get(), nullptr, _IONBF, 0));  // buffer_ is the buffer
   buffer_.resize(buffer_size);
-  if (!at_end(byte_order_mark.size() - 1) &&
-      std::string_view(buffer_.data() + begin_, byte_order_mark.size()) == byte_order_mark) {
-    begin_ += byte_order_mark.size();
-  }
+  skip_byte_order_mark();
+}
+
+FreeFormatReader FreeFormatReader::in_memory(std::string_view text, std::string name) {
+  FreeFormatReader reader;
+  reader.name_ = std::move(name);
+  reader.bytes_ = text.data();
+  reader.end_ = text.size();
+  reader.exhausted_ = true;
+  reader.skip_byte_order_mark();
+  return reader;
 }
 
 FreeFormatReader::Result FreeFormatReader::read(std::span<double> values) { return read_values(values); }
@@ -109,10 +116,10 @@ FreeFormatReader::Result FreeFormatReader::read_values(std::span<Value> values) 
     if (at_end()) {
       return Result::end_of_file;
     }
-    if (buffer_[begin_] == '/') {
+    if (bytes_[begin_] == '/') {
       break;
     }
-    if (buffer_[begin_] == ',') {
+    if (bytes_[begin_] == ',') {
       ++begin_;
       item += comma_belongs_to_value ? 0 : 1;
       comma_belongs_to_value = false;
@@ -142,6 +149,13 @@ FreeFormatReader::Result FreeFormatReader::read_values(std::span<Value> values) 
   return Result::complete;
 }
 
+void FreeFormatReader::skip_byte_order_mark() {
+  if (!at_end(byte_order_mark.size() - 1) &&
+      std::string_view(bytes_ + begin_, byte_order_mark.size()) == byte_order_mark) {
+    begin_ += byte_order_mark.size();
+  }
+}
+
 /// Whether the file ends at or before `ahead` bytes from the reading position; reads on to find out.
 bool FreeFormatReader::at_end(std::size_t ahead) {
   while (begin_ + ahead >= end_) {
@@ -163,6 +177,7 @@ bool FreeFormatReader::refill() {
   if (end_ == buffer_.size()) {
     buffer_.resize(2 * buffer_.size());  // one value longer than the buffer
   }
+  bytes_ = buffer_.data();
   const std::size_t room = buffer_.size() - end_;
   const std::size_t count = std::fread(buffer_.data() + end_, 1, room, file_.get());
   if (count < room && std::ferror(file_.get()) != 0) {
@@ -176,13 +191,13 @@ bool FreeFormatReader::refill() {
 /// Whether the byte `ahead` of the reading position, which must exist, is a blank, a tab, or a CR at the
 /// end of its record.
 bool FreeFormatReader::is_blank_at(std::size_t ahead) {
-  const char c = buffer_[begin_ + ahead];
-  return c == ' ' || c == '\t' || (c == '\r' && (at_end(ahead + 1) || buffer_[begin_ + ahead + 1] == '\n'));
+  const char c = bytes_[begin_ + ahead];
+  return c == ' ' || c == '\t' || (c == '\r' && (at_end(ahead + 1) || bytes_[begin_ + ahead + 1] == '\n'));
 }
 
 void FreeFormatReader::skip_blanks_and_record_ends() {
   while (!at_end()) {
-    if (buffer_[begin_] == '\n') {
+    if (bytes_[begin_] == '\n') {
       ++record_;
     } else if (!is_blank_at(0)) {
       return;
@@ -193,9 +208,9 @@ void FreeFormatReader::skip_blanks_and_record_ends() {
 
 void FreeFormatReader::skip_rest_of_record() {
   while (!at_end()) {
-    const void* const line_end = std::memchr(buffer_.data() + begin_, '\n', end_ - begin_);
+    const void* const line_end = std::memchr(bytes_ + begin_, '\n', end_ - begin_);
     if (line_end != nullptr) {
-      begin_ = static_cast<std::size_t>(static_cast<const char*>(line_end) - buffer_.data()) + 1;
+      begin_ = static_cast<std::size_t>(static_cast<const char*>(line_end) - bytes_) + 1;
       ++record_;
       return;
     }
@@ -209,13 +224,13 @@ void FreeFormatReader::skip_rest_of_record() {
 std::string_view FreeFormatReader::take_token() {
   std::size_t length = 1;
   while (length <= longest_value && !at_end(length)) {
-    const char c = buffer_[begin_ + length];
+    const char c = bytes_[begin_ + length];
     if (c == ',' || c == '\n' || is_blank_at(length)) {
       break;
     }
     ++length;
   }
-  const std::string_view token(buffer_.data() + begin_, length);
+  const std::string_view token(bytes_ + begin_, length);
   begin_ += length;
   return token;
 }

@@ -12,8 +12,8 @@
 
 namespace s_solver {
 
-/// Reads a text file, not a pipe, by free-format reads. Each read starts on a new record and, when it has its
-/// values, drops the rest of the record in which it ended.
+/// Reads a text file, not a pipe, or text in memory, by free-format reads. Each read starts on a new record
+/// and, when it has its values, drops the rest of the record in which it ended.
 ///
 /// Values are separated by blanks, tabs, record ends (CR before LF counts as a blank) and by one comma,
 /// which belongs to the value before it, also across a record's end. Two commas with nothing between, or
@@ -27,6 +27,9 @@ class FreeFormatReader {
 
   /// Opens the file; `fixed_name` as system_file_name takes it. A failure is kept in open_error.
   explicit FreeFormatReader(std::string_view fixed_name);
+
+  /// Reads `text`, which must outlive the reader; `name` is what messages show.
+  static FreeFormatReader in_memory(std::string_view text, std::string name);
 
   /// The system's error number for a file that could not be opened, 0 for one that was.
   int open_error() const { return open_error_; }
@@ -46,9 +49,12 @@ class FreeFormatReader {
     void operator()(std::FILE* file) const { static_cast<void>(std::fclose(file)); }
   };
 
+  FreeFormatReader() = default;
+
   template <class Value>
   Result read_values(std::span<Value> values);
 
+  void skip_byte_order_mark();
   bool at_end(std::size_t ahead = 0);
   bool refill();
   bool is_blank_at(std::size_t ahead);
@@ -61,10 +67,11 @@ class FreeFormatReader {
   int open_error_ = 0;
   std::int64_t record_ = 1;            // at the reading position
   std::int64_t last_read_record_ = 1;  // of the last value looked for
-  std::vector<char> buffer_;
-  std::size_t begin_ = 0;  // the unread part of buffer_ is [begin_, end_)
+  std::vector<char> buffer_;           // of a file
+  const char* bytes_ = nullptr;        // of buffer_ or of the text in memory
+  std::size_t begin_ = 0;              // the unread part of bytes_ is [begin_, end_)
   std::size_t end_ = 0;
-  bool exhausted_ = false;  // the system has delivered its last byte
+  bool exhausted_ = false;  // the last byte has been delivered
 };
 
 }  // namespace s_solver

@@ -1,4 +1,5 @@
-/// One comparison of the reader of files with the reference reading, for any kind of value.
+/// One comparison of the reader of files and of text in memory with the reference reading, for any kind of
+/// value.
 #pragma once
 
 #include <span>
@@ -15,11 +16,10 @@ namespace s_solver::fuzz {
 inline bool same_value(double a, double b) { return same_number(a, b); }
 inline bool same_value(int a, int b) { return a == b; }
 
-/// Reads `content` in lists of `count` values to its end or its first error, both ways at once.
+/// Reads `content` in lists of `count` values to its end or its first error, by `reader` and by reference at
+/// once.
 template <class Value>
-void compare_readings(std::string_view content, std::size_t count) {
-  write_file(own_directory() / "run" / "content", content);
-  FreeFormatReader reader("content");
+void compare_with_reference(FreeFormatReader reader, std::string_view content, std::size_t count) {
   check(reader.open_error() == 0, "the file can be opened");
   ReferenceReader reference(content);
   std::vector<Value> values(count, Value{7});
@@ -43,6 +43,13 @@ void compare_readings(std::string_view content, std::size_t count) {
       return;
     }
   }
+}
+
+template <class Value>
+void compare_readings(std::string_view content, std::size_t count) {
+  write_file(own_directory() / "run" / "content", content);
+  compare_with_reference<Value>(FreeFormatReader("content"), content, count);
+  compare_with_reference<Value>(FreeFormatReader::in_memory(content, "content"), content, count);
 }
 
 }  // namespace s_solver::fuzz
