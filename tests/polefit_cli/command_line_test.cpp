@@ -134,6 +134,7 @@ TEST(CommandLine, the_options_of_the_other_commands_arrive) {
   EXPECT_EQ(plot.network->file, "a.s2p");
   EXPECT_EQ(plot.output, "f.svg");
   EXPECT_EQ(plot.responses, (std::vector<std::string>{"S21"}));
+  EXPECT_EQ(command<FitCommand>({"fit", "--responses", "S21", "a.s2p"}).network.file, "a.s2p");
   EXPECT_TRUE(command<PlotCommand>({"plot", "m.json", "--poles", "-o", "p.png"}).poles);
 
   const auto chosen = command<ExportCommand>({"export", "m.json", "--touchstone", "--grid", "1:2:3", "--data",

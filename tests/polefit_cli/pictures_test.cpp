@@ -315,7 +315,7 @@ TEST(Axis, a_unit_makes_the_highest_frequency_one_or_more) {
   const std::map<double, std::string> units = {{0.0, "Hz"},    {999.0, "Hz"},  {1e3, "kHz"},  {9.99e5, "kHz"},
                                                {1.5e6, "MHz"}, {2.1e9, "GHz"}, {3e12, "THz"}, {1e18, "THz"}};
   for (const auto& [highest, name] : units) {
-    EXPECT_EQ(frequency_unit(highest).name, name);
+    EXPECT_EQ(axis_unit(highest).name, name);
   }
 }
 

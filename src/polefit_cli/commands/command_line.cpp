@@ -29,8 +29,8 @@ const Names<Weighting> weightings{{"balanced", Weighting::balanced},
                                   {"uniform", Weighting::uniform},
                                   {"relative", Weighting::relative},
                                   {"root", Weighting::root}};
-const Names<TouchstoneFormat> touchstone_formats{
-    {"ri", TouchstoneFormat::ri}, {"ma", TouchstoneFormat::ma}, {"db", TouchstoneFormat::db}};
+const Names<ComplexFormat> complex_formats{
+    {"ri", ComplexFormat::ri}, {"ma", ComplexFormat::ma}, {"db", ComplexFormat::db}};
 
 /// A choice by name, in either case.
 template <class Value>
@@ -62,7 +62,10 @@ CLI::Option* add_number(CLI::App& app, const std::string& name, Number& value,
 }
 
 CLI::Option* add_names(CLI::App& app, std::vector<std::string>& names, const std::string& description) {
-  return app.add_option("--responses", names, description)->delimiter(',')->type_name("NAMES");
+  return app.add_option("--responses", names, description)
+      ->delimiter(',')
+      ->allow_extra_args(false)
+      ->type_name("NAMES");
 }
 
 void add_network_format(CLI::App& app, NetworkSource& network) {
@@ -182,7 +185,7 @@ CLI::App* add_export(CLI::App& app, ExportCommand& chosen) {
       ->type_name("NAME");
   command->add_option("--grid", chosen.grid, std::string(grid_help) + " (default: the band of the fit)")
       ->type_name("GRID");
-  add_choice(*command, "--data", chosen.touchstone.format, touchstone_formats,
+  add_choice(*command, "--data", chosen.touchstone.format, complex_formats,
              "Touchstone: real and imaginary part (default), magnitude and angle, dB and angle");
   command
       ->add_option("--touchstone-version", chosen.touchstone.version, "Touchstone: version 1 (default) or 2")
@@ -229,6 +232,39 @@ CLI::App* add_info(CLI::App& app, InfoCommand& info) {
   return command;
 }
 
+/// Help that fits a terminal: lines that are not too long, and no more about an option than a user needs.
+class Help : public CLI::Formatter {
+ public:
+  std::string make_option_name(const CLI::Option* option, bool is_positional) const override {
+    std::string name = CLI::Formatter::make_option_name(option, is_positional);
+    // How a flag is told from its opposite is no matter of the user's.
+    constexpr std::string_view mark = "{false}";
+    for (std::size_t found = name.find(mark); found != std::string::npos; found = name.find(mark)) {
+      name.erase(found, mark.size());
+    }
+    return name;
+  }
+  std::string make_option_opts(const CLI::Option* option) const override {
+    std::string type = option->get_type_name();
+    type.resize(std::min(type.find(':'), type.size()));  // no conditions behind it
+    return option->get_positional() || type.empty() ? "" : " " + type;
+  }
+  std::string make_option_desc(const CLI::Option* option) const override {
+    constexpr std::size_t width = 60;
+    std::string text = CLI::Formatter::make_option_desc(option);
+    std::size_t line = 0;
+    while (text.size() - line > width) {
+      const std::size_t blank = text.rfind(' ', line + width);
+      if (blank == std::string::npos || blank <= line) {
+        break;
+      }
+      text[blank] = '\n';
+      line = blank + 1;
+    }
+    return text;
+  }
+};
+
 /// The help or the message that the library has for an end of its own.
 Answer answer_to(const CLI::App& app, const CLI::Error& error) {
   std::ostringstream out;
@@ -269,10 +305,12 @@ std::string complaint_about(const PlotCommand& plot) {
 std::variant<Command, Answer> parse_command_line(std::span<const char* const> arguments) {
   CLI::App app("polefit fits network data with rational models for circuit and system simulation.",
                "polefit");
+  const auto help = std::make_shared<Help>();
+  help->column_width(34);
+  app.formatter(help);
   app.require_subcommand(1);
   app.set_version_flag("--version", "polefit " POLEFIT_VERSION);
   app.footer("polefit COMMAND --help tells more, with examples.");
-  app.get_formatter()->column_width(32);
 
   FitCommand fit;
   fit.options.threads = static_cast<int>(std::max(1U, std::thread::hardware_concurrency()));

@@ -54,8 +54,8 @@ std::string path_text(const polefit::Report& report) {
     text = std::to_string(report.gram_relocations) + " by normal equations";
   }
   if (report.orthogonal_relocations > 0) {
-    text += (text.empty() ? "" : ", ") + std::to_string(report.orthogonal_relocations) +
-            " by orthogonal factorisation";
+    text.append(text.empty() ? "" : ", ");
+    text.append(std::to_string(report.orthogonal_relocations)).append(" by orthogonal factorisation");
   }
   return text.empty() ? "none" : text;
 }
@@ -84,7 +84,7 @@ std::string fit_report(const Network& network, const FitOutcome& outcome, double
   const auto [lowest, highest] = std::minmax_element(network.frequencies.begin(), network.frequencies.end());
   std::string text = printable(network.file) + "\n";
   const auto add = [&](const std::string& what, const std::string& value) {
-    text += "  " + what + std::string(12 - what.size(), ' ') + value + "\n";
+    text.append("  ").append(what).append(12 - what.size(), ' ').append(value).append("\n");
   };
   add("data", count_text(network.names.size(), "response") + ", " +
                   count_text(network.frequencies.size(), "sample") + " from " + frequency_text(*lowest) +
@@ -105,7 +105,7 @@ std::string fit_report(const Network& network, const FitOutcome& outcome, double
   }
   for (const std::size_t r : worst_first(report.errors)) {
     const polefit::ResponseError& error = report.errors[r];
-    rows.push_back({"  " + printable(network.names[r]), short_number(error.relative, 2),
+    rows.push_back({std::string("  ").append(printable(network.names[r])), short_number(error.relative, 2),
                     short_number(error.rms, 2), short_number(error.largest, 2)});
   }
   text += "\n" + table_text(rows);

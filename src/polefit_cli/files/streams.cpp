@@ -11,7 +11,7 @@
 namespace polefit_cli {
 
 std::string read_input(const std::string& name) {
-  return is_standard_stream(name) ? s_solver::read_to_end(STDIN_FILENO, "standard input")
+  return is_standard_stream(name) ? s_solver::read_to_end(STDIN_FILENO, shown_input(name))
                                   : s_solver::read_whole_file(name);
 }
 

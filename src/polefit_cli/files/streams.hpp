@@ -9,6 +9,11 @@ namespace polefit_cli {
 /// Whether the name stands for standard input or output.
 inline bool is_standard_stream(std::string_view name) { return name == "-"; }
 
+/// An input's name as messages show it.
+inline std::string shown_input(const std::string& name) {
+  return is_standard_stream(name) ? "standard input" : name;
+}
+
 /// The bytes of the file, or all that standard input still gives. Throws s_solver::IoError, in which the
 /// latter is "standard input".
 std::string read_input(const std::string& name);

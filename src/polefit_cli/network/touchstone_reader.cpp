@@ -347,7 +347,7 @@ class Reader {
 
   void keyword_line(std::string_view line);
   const Keyword* find_keyword(std::string_view name) const;
-  std::string shown(std::string_view keyword) const { return "[" + std::string(keyword) + "]"; }
+  std::string shown(std::string_view keyword) const { return std::string("[").append(keyword).append("]"); }
   void expect_header(std::string_view keyword) const;
   void expect_no_value(std::string_view keyword, std::string_view rest) const;
   std::size_t count(std::string_view text, std::size_t least) const;
@@ -447,7 +447,7 @@ const Reader::Keyword* Reader::find_keyword(std::string_view name) const {
   };
   std::string words;
   for (std::string_view word = take_word(name); !word.empty(); word = take_word(name)) {
-    words += (words.empty() ? "" : " ") + lower_case(word);
+    words.append(words.empty() ? "" : " ").append(lower_case(word));
   }
   const auto* const found = std::find_if(keywords.begin(), keywords.end(),
                                          [&](const Keyword& k) { return lower_case(k.name) == words; });

@@ -176,9 +176,9 @@ Axis SignedDecades::axis(double low_value, double high_value, AxisPlace place) c
   return axis;
 }
 
-FrequencyUnit frequency_unit(double highest) {
-  constexpr std::array<FrequencyUnit, 4> units = {{{1e12, "THz"}, {1e9, "GHz"}, {1e6, "MHz"}, {1e3, "kHz"}}};
-  for (const FrequencyUnit& unit : units) {
+AxisUnit axis_unit(double highest) {
+  constexpr std::array<AxisUnit, 4> units = {{{1e12, "THz"}, {1e9, "GHz"}, {1e6, "MHz"}, {1e3, "kHz"}}};
+  for (const AxisUnit& unit : units) {
     if (highest >= unit.size) {
       return unit;
     }

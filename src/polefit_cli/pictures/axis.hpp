@@ -56,12 +56,12 @@ class SignedDecades {
 };
 
 /// A unit of frequency: its size in hertz and its name.
-struct FrequencyUnit {
+struct AxisUnit {
   double size = 1.0;
   const char* name = "Hz";
 };
 
 /// The largest unit in which `highest` is 1 or more; hertz below.
-FrequencyUnit frequency_unit(double highest);
+AxisUnit axis_unit(double highest);
 
 }  // namespace polefit_cli

@@ -74,7 +74,7 @@ std::string with_unit(const std::string& text, const std::string& unit) {
 /// The frequencies that an axis shows, and how it shows them.
 struct FrequencyAxis {
   bool logarithmic = false;
-  FrequencyUnit unit;
+  AxisUnit unit;
   std::size_t first = 0;          // sample on the axis
   std::vector<double> positions;  // of the samples from there on
   std::vector<double> grid;       // positions of the curves
@@ -88,7 +88,7 @@ FrequencyAxis frequency_axis(const FitPicture& picture, double length) {
   if (picture.logarithmic) {
     frequencies.first = static_cast<std::size_t>(std::upper_bound(all.begin(), all.end(), 0.0) - all.begin());
   } else {
-    frequencies.unit = frequency_unit(all.back());
+    frequencies.unit = axis_unit(all.back());
   }
   const auto position = [&](double f) { return f / frequencies.unit.size; };
   std::transform(all.begin() + static_cast<std::ptrdiff_t>(frequencies.first), all.end(),

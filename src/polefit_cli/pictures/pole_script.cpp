@@ -46,7 +46,7 @@ class Coordinate {
       axis_.low -= margin_below * span;
       axis_.high += margin_above * span;
     } else {
-      unit_ = frequency_unit(largest);
+      unit_ = axis_unit(largest);
       const double span = (high_ - low_) / unit_.size;
       axis_ = linear_axis(low_ / unit_.size - margin_below * span, high_ / unit_.size + margin_above * span,
                           place);
@@ -62,7 +62,7 @@ class Coordinate {
  private:
   double low_ = 0.0;
   double high_ = 0.0;
-  FrequencyUnit unit_;
+  AxisUnit unit_;
   std::optional<SignedDecades> decades_;
   Axis axis_;
 };
