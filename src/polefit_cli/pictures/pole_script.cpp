@@ -167,7 +167,7 @@ class PolePage {
     }
     page_.command("set cbrange [" + script_number(least_weight) + ":0]");
     page_.command("set palette defined (0 '#e1cc55', 1 '#a59c74', 2 '#575d6d', 3 '#00224e')");
-    page_.command("set cbtics (" + ticks + ")");
+    page_.command("set cbtics (" + ticks + ") textcolor rgb '#000000'");
     page_.command("set colorbox vertical user origin screen " + script_number(page_.x(box_.right + 10.0)) +
                   ", screen " + script_number(page_.y(box_.bottom)) + " size screen " +
                   script_number(page_.x(14.0)) + ", screen " + script_number(page_.y(box_.height())));
