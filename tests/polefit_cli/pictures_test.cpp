@@ -23,7 +23,6 @@
 #include "io_error_of.hpp"
 #include "listio/number_text.hpp"
 #include "polefit_cli/pictures/axis.hpp"
-#include "polefit_cli/pictures/finished_output.hpp"
 #include "polefit_cli/pictures/gnuplot_script.hpp"
 #include "polefit_cli/pictures/gnuplot_text.hpp"
 #include "polefit_cli/pictures/picture.hpp"
@@ -915,37 +914,6 @@ TEST_F(Gnuplot, a_program_that_reads_nothing_and_writes_much_is_no_trouble) {
 
 // ---- Output
 
-class FinishedOutput : public Gnuplot {};
-
-TEST_F(FinishedOutput, a_file_is_replaced_with_its_permissions_and_behind_its_link) {
-  write("real", "old");
-  std::filesystem::permissions("real", std::filesystem::perms(0640));
-  std::filesystem::create_symlink("real", "link");
-  write_finished("link", "new");
-  EXPECT_EQ(content_of("real"), "new");
-  EXPECT_TRUE(std::filesystem::is_symlink("link"));
-  EXPECT_EQ(std::filesystem::status("real").permissions(), std::filesystem::perms(0640));
-  EXPECT_EQ(files(), (Files{"link", "real"}));
-}
-
-TEST_F(FinishedOutput, what_is_no_regular_file_is_not_replaced) {
-  ASSERT_EQ(mkfifo("pipe", 0600), 0);  // never a device: a mistake would replace it
-  std::filesystem::create_directory("directory");
-  for (const char* name : {"pipe", "directory"}) {
-    EXPECT_EQ(io_error_of([&] { write_finished(name, "new"); }).found, "no regular file");
-  }
-  EXPECT_TRUE(std::filesystem::is_fifo("pipe"));
-}
-
-TEST_F(FinishedOutput, a_name_without_place_is_an_error) {
-  EXPECT_EQ(io_error_of([] { write_finished("missing/fit.svg", "new"); }).file, "missing/fit.svg");
-  for (const std::string& name : {std::string(), std::string("a\0b", 3)}) {
-    EXPECT_EQ(io_error_of([&] { write_finished(name, "new"); }).found,
-              "a name that is empty or has a zero byte in it");
-  }
-  EXPECT_TRUE(files().empty());
-}
-
 /// Another file as standard output, as long as this lives.
 class StandardOutput {
  public:
@@ -964,7 +932,7 @@ class StandardOutput {
   int before_;
 };
 
-TEST_F(FinishedOutput, a_dash_is_the_standard_output) {
+TEST_F(Gnuplot, a_dash_is_the_standard_output) {
   const int file = open("out", O_WRONLY | O_CREAT, 0600);
   {
     const StandardOutput redirected(file);
@@ -973,19 +941,6 @@ TEST_F(FinishedOutput, a_dash_is_the_standard_output) {
   close(file);
   EXPECT_EQ(count_of(content_of("out"), "</svg>"), 1U);
   EXPECT_EQ(files(), Files{"out"});
-}
-
-TEST_F(FinishedOutput, a_reader_that_has_gone_is_an_error_and_no_signal) {
-  int ends[2] = {-1, -1};
-  ASSERT_EQ(pipe(ends), 0);
-  close(ends[0]);
-  std::string found;
-  {
-    const StandardOutput redirected(ends[1]);
-    found = io_error_of([] { write_finished("-", "picture"); }).found;
-  }
-  close(ends[1]);
-  EXPECT_EQ(found, "the system error \"" + std::generic_category().message(EPIPE) + "\"");
 }
 
 }  // namespace

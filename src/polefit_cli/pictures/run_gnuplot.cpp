@@ -16,7 +16,8 @@
 #include <utility>
 
 #include "listio/io_error.hpp"
-#include "polefit_cli/pictures/finished_output.hpp"
+#include "listio/whole_file.hpp"
+#include "polefit_cli/files/streams.hpp"
 
 namespace polefit_cli {
 namespace {
@@ -55,26 +56,13 @@ class NamelessFile {
   int number() const { return number_; }
 
   void fill(std::string_view text) const {
-    if (const int error = write_all(number_, text); error != 0) {
-      fail_with(error, "memory for its input");
-    }
+    s_solver::write_all(number_, text, "gnuplot");
     rewind();
   }
 
   std::string content() const {
     rewind();
-    std::string text;
-    std::array<char, std::size_t{1} << 16> buffer;
-    for (;;) {
-      const ssize_t count = ::read(number_, buffer.data(), buffer.size());
-      if (count == 0) {
-        return text;
-      }
-      if (count < 0 && errno != EINTR) {
-        fail_with(errno, "its output to be read");
-      }
-      text.append(buffer.data(), count < 0 ? 0 : static_cast<std::size_t>(count));
-    }
+    return s_solver::read_to_end(number_, "gnuplot");
   }
 
  private:
@@ -214,7 +202,7 @@ Drawing draw(const std::string& script, PictureFormat format) {
 
 std::string draw_to(const std::string& file_name, const std::string& script, PictureFormat format) {
   Drawing drawing = draw(script, format);
-  write_finished(file_name, drawing.picture);
+  write_output(file_name, drawing.picture);
   return std::move(drawing.messages);
 }
 

@@ -1,0 +1,37 @@
+#!/bin/bash
+# What the completion for bash offers. Usage: completion_test.sh polefit.bash
+set -eu
+. "$1"
+
+status=0
+# expect CHOICES WORD ...: the choices offered for the last word.
+expect() {
+  local expected=$1
+  shift
+  COMP_WORDS=("$@")
+  COMP_CWORD=$(($# - 1))
+  COMPREPLY=()
+  _polefit
+  if [ "${COMPREPLY[*]}" != "$expected" ]; then
+    echo "for \"$*\": offered \"${COMPREPLY[*]}\", expected \"$expected\"" >&2
+    status=1
+  fi
+}
+
+cd "$(mktemp -d)"
+trap 'rm -r "$PWD"' EXIT
+touch filter.s2p filter.json other.txt
+
+expect "fit plot export eval info --help --version" polefit ""
+expect "plot" polefit p
+expect "filter.json filter.s2p" polefit fit f
+expect "filter.json" polefit fit filter.s2p -o filter.j
+expect "--error --exact-dc" polefit fit --e
+expect "linear log" polefit fit --spacing l
+expect "" polefit fit --poles ""
+expect "filter.json filter.s2p other.txt" polefit plot --poles ""
+expect "--spice --state-space --s-solver" polefit export filter.json --s
+expect "ri ma db" polefit export filter.json --touchstone --data ""
+expect "--like" polefit eval filter.json --l
+expect "--format" polefit info --f
+exit "$status"

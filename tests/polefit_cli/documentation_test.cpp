@@ -1,0 +1,85 @@
+/// Help, man pages and completions tell of the same options.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <set>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "polefit_cli/commands/command_line.hpp"
+#include "support.hpp"
+
+namespace {
+
+using namespace polefit_cli;
+using s_solver::testing_support::content_of;
+
+const std::vector<std::string> commands{"fit", "plot", "export", "eval", "info"};
+
+std::filesystem::path source(const std::string& name) {
+  return std::filesystem::path(POLEFIT_SOURCE_FOLDER) / name;
+}
+
+/// The words of a text that begin with two dashes and a letter, without those dashes.
+std::set<std::string> long_options(const std::string& text) {
+  const auto part_of_word = [](char c) { return (c >= 'a' && c <= 'z') || c == '-'; };
+  std::set<std::string> options;
+  for (std::size_t at = text.find("--"); at != std::string::npos; at = text.find("--", at)) {
+    at += 2;
+    const auto begin = text.begin() + static_cast<std::ptrdiff_t>(at);
+    const auto end = std::find_if_not(begin, text.end(), part_of_word);
+    if (begin != end && *begin != '-') {
+      options.emplace(begin, end);
+    }
+  }
+  return options;
+}
+
+std::set<std::string> options_in_help(const std::string& command) {
+  const std::vector<const char*> arguments{command.c_str(), "--help"};
+  const auto answer = parse_command_line(arguments);
+  return long_options(std::get<Answer>(answer).text);
+}
+
+std::string man_page(const std::string& name) {
+  std::string text = content_of(source("docs/man/" + name + ".1"));
+  text.erase(std::remove(text.begin(), text.end(), '\\'), text.end());
+  return text;
+}
+
+/// The part of a completion for one command: behind its name as a case, up to the next ";;".
+std::string case_of(const std::string& file, const std::string& command) {
+  const std::string text = content_of(source("completions/" + file));
+  const std::size_t begin = text.find("        " + command + ")");
+  EXPECT_NE(begin, std::string::npos) << file << " " << command;
+  return text.substr(begin, text.find(";;", begin) - begin);
+}
+
+TEST(Documentation, man_pages_tell_of_the_options_in_the_help_and_of_no_others) {
+  for (const std::string& command : commands) {
+    std::set<std::string> in_page = long_options(man_page("polefit-" + command));
+    EXPECT_EQ(in_page, options_in_help(command)) << command;
+    EXPECT_NE(man_page("polefit").find("polefit-" + command), std::string::npos);
+  }
+}
+
+TEST(Documentation, completions_know_the_options_in_the_help_and_no_others) {
+  for (const std::string& command : commands) {
+    std::set<std::string> expected = options_in_help(command);
+    EXPECT_EQ(long_options(case_of("_polefit", command) + R"( --help --parameter --reference --format)"),
+              [&] {
+                // Those that commands share are variables there.
+                std::set<std::string> all = expected;
+                all.insert({"help", "parameter", "reference", "format"});
+                return all;
+              }())
+        << command;
+    expected.erase("help");  // for every command
+    EXPECT_EQ(long_options(case_of("polefit.bash", command)), expected) << command;
+  }
+}
+
+}  // namespace
