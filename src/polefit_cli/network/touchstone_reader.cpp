@@ -55,7 +55,12 @@ std::string_view take_word(std::string_view& text) {
 }
 
 /// A keyword as it stands in a text.
-std::string shown(std::string_view keyword) { return std::string("[").append(keyword) += ']'; }
+std::string shown(std::string_view keyword) {
+  std::string text = "[";
+  text += keyword;
+  text += ']';
+  return text;
+}
 
 std::size_t words_in(std::string_view text) {
   std::size_t count = 0;
