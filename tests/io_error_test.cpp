@@ -53,5 +53,13 @@ TEST(IoError, a_system_error_carries_the_systems_own_words) {
   EXPECT_TRUE(contains(error.details().found, std::generic_category().message(ENOSPC)));
 }
 
+TEST(IoError, text_from_outside_is_shown_in_quotes_short_and_printable) {
+  EXPECT_EQ(excerpt(""), "\"\"");
+  EXPECT_EQ(excerpt("1,5"), "\"1,5\"");
+  EXPECT_EQ(excerpt(std::string_view("a\0\xFF\n", 4)), "\"a\\x00\\xFF\\x0A\"");
+  EXPECT_EQ(excerpt(std::string(40, 'x')), "\"" + std::string(40, 'x') + "\"");
+  EXPECT_EQ(excerpt(std::string(41, 'x')), "\"" + std::string(40, 'x') + "...\"");
+}
+
 }  // namespace
 }  // namespace s_solver

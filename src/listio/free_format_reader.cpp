@@ -135,7 +135,7 @@ FreeFormatReader::Result FreeFormatReader::read_values(std::span<Value> values) 
     const RepeatedToken repeated = split_repeat(token, values.size());
     Value value{};
     if (!repeated.is_null && !parse(repeated.value, value)) {
-      fail_at_last_read(static_cast<int>(item) + 1, quoted(token), std::string(expected_form(value)));
+      fail_at_last_read(static_cast<int>(item) + 1, excerpt(token), std::string(expected_form(value)));
     }
     const std::size_t stop = std::min(values.size(), item + repeated.count);
     for (; item < stop; ++item) {

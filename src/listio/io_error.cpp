@@ -31,7 +31,7 @@ IoError system_io_error(std::string file, int error_number, std::string expected
                   .expected = std::move(expected)});
 }
 
-std::string quoted(std::string_view text) {
+std::string excerpt(std::string_view text) {
   constexpr std::size_t longest = 40;
   constexpr std::string_view hex = "0123456789ABCDEF";
   std::string shown = "\"";

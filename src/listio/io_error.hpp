@@ -32,6 +32,6 @@ class IoError : public std::runtime_error {
 IoError system_io_error(std::string file, int error_number, std::string expected, std::int64_t record = 0);
 
 /// Text from outside as a message shows it: in quotes, short and in printable ASCII.
-std::string quoted(std::string_view text);
+std::string excerpt(std::string_view text);
 
 }  // namespace s_solver

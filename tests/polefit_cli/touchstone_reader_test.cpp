@@ -25,7 +25,7 @@ using Ports = std::optional<std::size_t>;
 Network read(std::string_view text, Ports ports = {}) { return read_touchstone(text, "test.snp", ports); }
 
 IoErrorDetails refusal(std::string_view text, Ports ports = {}) {
-  const IoErrorDetails details = io_error_of([&] { read(text, ports); });
+  IoErrorDetails details = io_error_of([&] { read(text, ports); });
   EXPECT_EQ(details.file, "test.snp");
   return details;
 }

@@ -18,7 +18,7 @@
 namespace polefit_cli {
 namespace {
 
-using s_solver::quoted;
+using s_solver::excerpt;
 
 constexpr std::size_t noise_values = 5;  // of a frequency: least noise figure, source reflection, resistance
 
@@ -52,6 +52,14 @@ std::string_view take_word(std::string_view& text) {
   const std::string_view word(begin, end);
   text = std::string_view(end, text.end());
   return word;
+}
+
+/// A keyword as it stands in a text.
+std::string shown(std::string_view keyword) {
+  std::string text = "[";
+  text += keyword;
+  text += ']';
+  return text;
 }
 
 std::size_t words_in(std::string_view text) {
@@ -165,7 +173,7 @@ bool parse_frequency(std::string_view text, int power, std::string& buffer, doub
 double resistance(std::string_view word, const Refusal& refusal) {
   double value = 0.0;
   if (!s_solver::parse_real(word, value) || !std::isfinite(value) || value <= 0.0) {
-    refusal.fail(quoted(word), "a reference resistance in ohms, above 0 (complex ones are not supported)");
+    refusal.fail(excerpt(word), "a reference resistance in ohms, above 0 (complex ones are not supported)");
   }
   return value;
 }
@@ -259,11 +267,11 @@ OptionLine read_option_line(std::string_view line, const Refusal& refusal) {
     const auto* const found =
         std::find_if(option_words.begin(), option_words.end(), [&](const auto& o) { return o.word == name; });
     if (found == option_words.end() && name != "r") {
-      refusal.fail(quoted(word), "Hz, kHz, MHz or GHz, S, Y or Z, MA, DB or RI, or R and a resistance");
+      refusal.fail(excerpt(word), "Hz, kHz, MHz or GHz, S, Y or Z, MA, DB or RI, or R and a resistance");
     }
     const std::size_t kind = name == "r" ? resistances : static_cast<std::size_t>(found->kind);
     if (std::exchange(seen.at(kind), true)) {
-      refusal.fail(quoted(word) + " beside another option of its kind", "each option once");
+      refusal.fail(excerpt(word) + " beside another option of its kind", "each option once");
     }
     if (name == "r") {
       options.references = take_references(line, refusal);
@@ -347,7 +355,6 @@ class Reader {
 
   void keyword_line(std::string_view line);
   const Keyword* find_keyword(std::string_view name) const;
-  std::string shown(std::string_view keyword) const { return std::string("[").append(keyword).append("]"); }
   void expect_header(std::string_view keyword) const;
   void expect_no_value(std::string_view keyword, std::string_view rest) const;
   std::size_t count(std::string_view text, std::size_t least) const;
@@ -447,7 +454,8 @@ const Reader::Keyword* Reader::find_keyword(std::string_view name) const {
   };
   std::string words;
   for (std::string_view word = take_word(name); !word.empty(); word = take_word(name)) {
-    words.append(words.empty() ? "" : " ").append(lower_case(word));
+    words += words.empty() ? "" : " ";
+    words += lower_case(word);
   }
   const auto* const found = std::find_if(keywords.begin(), keywords.end(),
                                          [&](const Keyword& k) { return lower_case(k.name) == words; });
@@ -462,7 +470,7 @@ void Reader::keyword_line(std::string_view line) {
     return;
   }
   if (keyword == nullptr) {
-    refusal_.fail(quoted(line.substr(0, bracketed ? close + 1 : line.size())),
+    refusal_.fail(excerpt(line.substr(0, bracketed ? close + 1 : line.size())),
                   "a keyword of Touchstone 2.0 in brackets");
   }
   if (!keywords_ && keyword->name != "Version") {
@@ -491,7 +499,7 @@ void Reader::expect_header(std::string_view keyword) const {
 
 void Reader::expect_no_value(std::string_view keyword, std::string_view rest) const {
   if (!rest.empty()) {
-    refusal_.fail(quoted(rest) + " behind " + shown(keyword), "nothing there");
+    refusal_.fail(excerpt(rest) + " behind " + shown(keyword), "nothing there");
   }
 }
 
@@ -499,7 +507,7 @@ void Reader::expect_no_value(std::string_view keyword, std::string_view rest) co
 std::size_t Reader::count(std::string_view text, std::size_t least) const {
   int value = 0;
   if (!s_solver::parse_integer(text, value) || value < 0 || static_cast<std::size_t>(value) < least) {
-    refusal_.fail(text.empty() ? "no number" : quoted(text),
+    refusal_.fail(text.empty() ? "no number" : excerpt(text),
                   "an integer from " + std::to_string(least) + " to 2147483647");
   }
   return static_cast<std::size_t>(value);
@@ -507,7 +515,7 @@ std::size_t Reader::count(std::string_view text, std::size_t least) const {
 
 void Reader::version(std::string_view rest) {
   if (rest != "2.0") {
-    refusal_.fail("[Version] " + quoted(rest), "2.0, or no such line for versions 1.x");
+    refusal_.fail("[Version] " + excerpt(rest), "2.0, or no such line for versions 1.x");
   }
   keywords_ = true;
 }
@@ -522,7 +530,7 @@ void Reader::number_of_ports(std::string_view rest) {
 
 void Reader::two_port_data_order(std::string_view rest) {
   if (rest != "12_21" && rest != "21_12") {
-    refusal_.fail("[Two-Port Data Order] " + quoted(rest), "12_21 or 21_12");
+    refusal_.fail("[Two-Port Data Order] " + excerpt(rest), "12_21 or 21_12");
   }
   two_port_order_ = rest == "12_21" ? PortOrder::by_rows : PortOrder::by_columns;
 }
@@ -541,7 +549,7 @@ void Reader::matrix_format(std::string_view rest) {
   } else if (name == "upper") {
     matrix_format_ = MatrixFormat::upper;
   } else {
-    refusal_.fail("[Matrix Format] " + quoted(rest), "Full, Lower or Upper");
+    refusal_.fail("[Matrix Format] " + excerpt(rest), "Full, Lower or Upper");
   }
 }
 
@@ -614,7 +622,7 @@ void Reader::value_line(std::string_view line) {
       break;
     case Section::header:
       if (keywords_) {
-        refusal_.fail(quoted(line), "a keyword, as values begin behind [Network Data]");
+        refusal_.fail(excerpt(line), "a keyword, as values begin behind [Network Data]");
       }
       begin_data_without_keywords(line);
       network_line(line);
@@ -697,10 +705,10 @@ double Reader::take_frequency(std::string_view& line) {
   const std::string_view word = take_word(line);
   double value = 0.0;
   if (!parse_frequency(word, power_of_ten(options_.unit), buffer_, value)) {
-    refusal_.fail(quoted(word), "a frequency", 1);
+    refusal_.fail(excerpt(word), "a frequency", 1);
   }
   if (!std::isfinite(value) || value < 0.0) {
-    refusal_.fail(quoted(word), "a finite frequency not below 0", 1);
+    refusal_.fail(excerpt(word), "a finite frequency not below 0", 1);
   }
   return value + 0.0;  // a negative zero becomes positive
 }
@@ -722,11 +730,11 @@ void Reader::take_values(std::string_view line, std::size_t items_before) {
     if (stop == at || (stop != end && !is_blank(*stop))) {  // other forms of numbers, or none
       stop = std::find_if(at, end, is_blank);
       if (!s_solver::parse_real({at, stop}, value)) {
-        refusal_.fail(quoted({at, stop}), "a number", items_before + words_in({line.data(), at}) + 1);
+        refusal_.fail(excerpt({at, stop}), "a number", items_before + words_in({line.data(), at}) + 1);
       }
     }
     if (!std::isfinite(value)) {
-      refusal_.fail(quoted({at, stop}), "a finite number", items_before + words_in({line.data(), at}) + 1);
+      refusal_.fail(excerpt({at, stop}), "a finite number", items_before + words_in({line.data(), at}) + 1);
     }
     values_.push_back(value);
     at = stop;
