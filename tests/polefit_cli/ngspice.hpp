@@ -36,7 +36,7 @@ inline std::vector<std::vector<double>> run_ngspice(const std::string& circuit, 
   // keep them all; a sound one needs a few seconds and less than 200 MB.
   const int status =
       s_solver::testing_support::run_program("/usr/bin/env", {"ngspice", "-n", "-b", "test.cir"}, here, [] {
-        const rlimit seconds = {60, 60};
+        const rlimit seconds = {30, 30};
         const rlimit bytes = {rlim_t{1} << 30, rlim_t{1} << 30};
         setrlimit(RLIMIT_CPU, &seconds);
         setrlimit(RLIMIT_DATA, &bytes);

@@ -100,6 +100,15 @@ TEST_F(SSolverCoefficientsTest, what_cannot_be_normalised_is_refused) {
   EXPECT_EQ(kind(0, s_solver::testing_support::infinity), ErrorKind::bad_option);
   EXPECT_EQ(kind(0, 1.7e308), ErrorKind::bad_option) << "2 pi times that overflows";
   EXPECT_EQ(kind(0, 1e-300), ErrorKind::bad_option) << "the poles over that overflow";
+  for (const double pole : {-1e9, -1.0}) {
+    Model real;
+    real.poles = {pole};
+    real.residues = {pole == -1.0 ? 1e9 : 1.0};
+    real.constants = real.proportionals = {0.0};
+    EXPECT_EQ(kind_of([&] { s_solver_coefficients(real, 0, 1e-301); }), ErrorKind::bad_option) << pole;
+    real.proportionals = {1e301};
+    EXPECT_EQ(kind_of([&] { s_solver_coefficients(real, 0, 1e10); }), ErrorKind::bad_option);
+  }
   model.origin->highest = 0.0;
   EXPECT_EQ(kind(0, std::nullopt), ErrorKind::bad_option);
   model.origin.reset();

@@ -445,7 +445,7 @@ const std::string longest_name = "n" + std::string(62, '_') + "9";
 TEST_F(SpiceTest, lines_are_short_and_hold_plain_elements_of_different_names) {
   for (const char parameter : {'S', 'Y', 'Z'}) {
     Model model = wide_model(parameter, 30, 4);
-    model.origin = polefit::Origin{1e2, 1e10, 1001, {}};
+    model.origin = polefit::Origin{1e2, 1e10, 1001, std::vector<polefit::ResponseError>(model.responses())};
     const std::string text = spice_subcircuit(model, longest_name);
     EXPECT_TRUE(text.ends_with("\n"));
     for (const std::string& line : lines_of(text)) {
@@ -521,7 +521,7 @@ TEST_F(SpiceTest, another_unit_of_time_changes_the_capacitors_alone) {
 
 TEST_F(SpiceTest, the_comments_say_what_the_circuit_is_and_how_it_is_used) {
   Model model = wide_model('S', 2, 9);
-  model.origin = polefit::Origin{1e6, 2.5e9, 101, {}};
+  model.origin = polefit::Origin{1e6, 2.5e9, 101, std::vector<polefit::ResponseError>(model.responses())};
   const std::string text = spice_subcircuit(model, "filter");
   for (const char* line :
        {"* filter\n", "S parameters of a network of 2 ports.\n", "in ohms: 50 75\n",
@@ -590,22 +590,22 @@ TEST_F(SpiceTest, a_model_that_contradicts_itself_is_refused) {
   const Model model = wide_model('Z', 2, 1);
   Model other = model;
   other.network->parameter = 'H';
-  EXPECT_NE(refusal_of(other).find("none of S, Y and Z"), std::string::npos);
+  EXPECT_NE(refusal_of(other).find("network.parameter"), std::string::npos);
   for (const double reference :
        {0.0, -50.0, s_solver::testing_support::nan, s_solver::testing_support::infinity}) {
     other = model;
     other.network->references[1] = reference;
-    EXPECT_NE(refusal_of(other).find("resistance of port 2"), std::string::npos);
+    EXPECT_NE(refusal_of(other).find("network.references[1]"), std::string::npos);
   }
   other = model;
   other.network->elements[3] = {1, 2};
-  EXPECT_NE(refusal_of(other).find("Z12 twice"), std::string::npos);
+  EXPECT_NE(refusal_of(other).find("responses[3]"), std::string::npos);
   for (const polefit::MatrixElement element : {polefit::MatrixElement{3, 1}, {1, 3}, {0, 1}, {1, 0}}) {
     other.network->elements[3] = element;
-    EXPECT_NE(refusal_of(other).find("of a matrix of 2 ports"), std::string::npos);
+    EXPECT_NE(refusal_of(other).find("responses[3]"), std::string::npos);
   }
   other.network->elements.resize(3);
-  EXPECT_NE(refusal_of(other).find("of 3 which"), std::string::npos);
+  EXPECT_NE(refusal_of(other).find("3 matrix elements"), std::string::npos);
   other.network.reset();
   EXPECT_NE(refusal_of(other).find("does not say"), std::string::npos);
   other = model;

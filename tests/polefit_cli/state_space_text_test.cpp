@@ -171,6 +171,11 @@ TEST(StateSpaceText, a_model_that_does_not_fit_together_or_is_too_large_is_refus
   model = random_model(0);
   model.poles.assign(10'001, {-1.0, 0.0});
   EXPECT_EQ(kind_of([&] { state_space_text(model); }), ErrorKind::bad_shape) << "too large";
+  model = random_model(4);
+  model.network = polefit::NetworkMatrix{'S', {50.0, 50.0}, all_elements(2)};
+  model.poles.assign(5'001, {-1.0, 0.0});
+  model.residues.assign(std::size_t{4} * 5'001, 1.0);
+  EXPECT_EQ(kind_of([&] { state_space_text(model); }), ErrorKind::bad_shape) << "too large for two ports";
 }
 
 }  // namespace

@@ -76,7 +76,12 @@ ExitStatus run(const FitCommand& command) {
     bar.show(step, command.options.iterations);
     return true;
   };
-  FitOutcome outcome = fitted(command, data, options);
+  FitOutcome outcome;
+  try {
+    outcome = fitted(command, data, options);
+  } catch (const polefit::Error& error) {
+    throw polefit::Error(error.kind(), network.file + ": " + error.what());
+  }
   bar.clear();
   outcome.fit.model.network = network.matrix;
   if (!command.output.empty()) {

@@ -1,9 +1,6 @@
 #include "polefit_cli/exports/full_matrix.hpp"
 
-#include <algorithm>
-#include <cmath>
 #include <set>
-#include <string_view>
 #include <utility>
 
 #include "polefit/error.hpp"
@@ -19,34 +16,6 @@ using Elements = std::set<std::pair<std::size_t, std::size_t>>;  // row and colu
 
 [[noreturn]] void fail(const std::string& sentence) {
   throw polefit::Error(polefit::ErrorKind::bad_shape, sentence);
-}
-
-/// The elements that a matrix has, when it does not contradict itself.
-Elements checked_elements(const NetworkMatrix& matrix, std::size_t responses) {
-  const std::size_t ports = matrix.references.size();
-  if (std::string_view("SYZ").find(matrix.parameter) == std::string_view::npos) {
-    fail("the model's network parameter is none of S, Y and Z");
-  }
-  for (std::size_t port = 0; port < ports; ++port) {
-    if (!(matrix.references[port] > 0.0 && std::isfinite(matrix.references[port]))) {
-      fail("the reference resistance of port " + std::to_string(port + 1) + " is not a positive number");
-    }
-  }
-  if (matrix.elements.size() != responses) {
-    fail("the model has " + std::to_string(responses) + " responses and says of " +
-         std::to_string(matrix.elements.size()) + " which elements of a matrix they are");
-  }
-  Elements elements;
-  for (const MatrixElement& element : matrix.elements) {
-    const std::string name = element_name(matrix.parameter, element, ports);
-    if (std::min(element.row, element.column) < 1 || std::max(element.row, element.column) > ports) {
-      fail("the model has the element " + name + " of a matrix of " + std::to_string(ports) + " ports");
-    }
-    if (!elements.emplace(element.row, element.column).second) {
-      fail("the model has the element " + name + " twice");
-    }
-  }
-  return elements;
 }
 
 /// A sentence about the elements that are not there, the first few by name.
@@ -77,7 +46,11 @@ std::optional<std::string> incompleteness(const polefit::Model& model) {
   if (!model.network) {
     return "the model does not say of which network matrix its responses are elements";
   }
-  const Elements elements = checked_elements(*model.network, model.responses());
+  static_cast<void>(polefit::evaluate(model, {}));  // refuses a model that contradicts itself
+  Elements elements;
+  for (const MatrixElement& element : model.network->elements) {
+    elements.emplace(element.row, element.column);
+  }
   const std::size_t ports = model.network->references.size();
   if (ports == 0) {
     return "the model is of a network without ports";

@@ -29,9 +29,8 @@ class FullMatrix {
 };
 
 /// Why the responses of a model are not the whole matrix of a network: a sentence that names what is missing,
-/// or nothing when they are. Throws polefit::Error (bad_shape) when the model contradicts itself: another
-/// parameter than S, Y and Z, ports without a positive reference, not one element a response, elements
-/// outside the matrix or twice.
+/// or nothing when they are. Throws polefit::Error (bad_shape) as polefit::evaluate when the model contradicts
+/// itself.
 std::optional<std::string> incompleteness(const polefit::Model& model);
 
 /// The matrix of a model without incompleteness.
