@@ -226,7 +226,7 @@ TEST(ModelJson, a_model_read_back_has_the_same_bits) {
         model.network->references.push_back(std::abs(any_double()));
       }
       for (std::size_t r = 0; r < responses; ++r) {
-        model.network->elements.push_back({responses + 1 - r, 1 + r % 2});
+        model.network->elements.push_back({responses + 1 - r / 2, 1 + r % 2});
       }
     }
     if (round % 2 != 0) {
