@@ -30,8 +30,6 @@ using Names = std::vector<std::string>;
 using Numbers = std::vector<double>;
 using Values = std::vector<Complex>;
 
-constexpr double pi = 3.14159265358979323846;
-
 Network network_of(std::string_view text) { return read_csv(text, "table.csv"); }
 
 IoErrorDetails error_of(const std::string& text) {
@@ -98,9 +96,8 @@ TEST(Csv, separators_within_quotes_or_brackets_do_not_separate) {
 TEST(Csv, blanks_byte_order_marks_and_line_ends_of_all_kinds_do_not_matter) {
   const Network plain = network_of("f,a re,a im\n1,2,3\n4,5,6\n");
   for (const std::string text :
-       {"\xEF\xBB\xBF"
-        "f,a re,a im\n1,2,3\n4,5,6\n",
-        "f,a re,a im\r\n1,2,3\r\n4,5,6\r\n", "f,a re,a im\n1,2,3\n4,5,6", "f,a re,a im\r\n1,2,3\r\n4,5,6\r",
+       {"\xEF\xBB\xBF f,a re,a im\n1,2,3\n4,5,6\n", "f,a re,a im\r\n1,2,3\r\n4,5,6\r\n",
+        "f,a re,a im\n1,2,3\n4,5,6", "f,a re,a im\r\n1,2,3\r\n4,5,6\r",
         "  f ,  a   re ,\ta im \n 1 ,\t2 , 3 \n4,  5,6\t\n", "\n \nf,a re,a im\n\n1,2,3\n  \n4,5,6\n\n"}) {
     SCOPED_TRACE(text);
     EXPECT_TRUE(same_network(network_of(text), plain));
@@ -138,16 +135,12 @@ TEST(Csv, scaled_frequencies_are_rounded_once) {
     std::string_view token;
     int power;
     double value;
-  } scaled[] = {{"1.001", 0, 1.001},
-                {"+1.001E+2", 3, 1.001e5},
-                {"-.5e-4", 9, -.5e5},
-                {"1.001d1", 6, 1.001e7},
-                {"1.001+1", 6, 1.001e7},
-                {"1e300", 12, INFINITY},
-                {"0", 9, 0.0},
-                {"1e-320", 12, 1e-308},
-                {"inf", 3, INFINITY},
-                {"1e9999999999", 3, INFINITY},
+  } scaled[] = {{"1.001", 0, 1.001},           {"+1.001E+2", 3, 1.001e5},
+                {"-.5e-4", 9, -.5e5},          {"1.001d1", 6, 1.001e7},
+                {"1.001+1", 6, 1.001e7},       {"1.001-1", 6, 1.001e5},
+                {"1e300", 12, INFINITY},       {"0", 9, 0.0},
+                {"1e-320", 12, 1e-308},        {"inf", 3, INFINITY},
+                {"1e9999999999", 3, INFINITY}, {"1e2147483647", 12, INFINITY},
                 {"1e-9999999999", 3, 0.0}};
   for (const auto& [token, power, value] : scaled) {
     SCOPED_TRACE(token);
@@ -428,11 +421,11 @@ TEST(Csv, what_was_written_is_read_back_to_the_bit) {
   RandomNumbers numbers(6);
   for (int trial = 0; trial < 20; ++trial) {
     Network network;
-    network.names = {"S(x)", "re", "a;b, c", "\"", "phase (deg)", "a_", "[", "\xCE\xA9"};
+    network.names = {"S(x)", "re", "a;b", "a, b", "\"", "phase (deg)", "a_", "[", "\xCE\xA9"};
     for (int k = 0; k < 50; ++k) {
       network.frequencies.push_back(std::ldexp(std::abs(numbers()), numbers.below(60)));
     }
-    for (int i = 0; i < 8 * 50; ++i) {
+    for (int i = 0; i < 9 * 50; ++i) {
       network.values.emplace_back(std::ldexp(numbers(), numbers.below(2100) - 1075),
                                   std::ldexp(numbers(), -numbers.below(60)));
     }

@@ -4,6 +4,7 @@
 
 #include <complex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "io_error_of.hpp"
@@ -82,6 +83,19 @@ TEST(ReadNetwork, what_is_in_no_format_is_refused) {
         std::string("%PDF-1.5\n"), std::string("{\"format\": 1}\n"), std::string("name\n")}) {
     SCOPED_TRACE(text);
     EXPECT_EQ(io_error_of([&] { read_network(text, "data"); }).file, "data");
+  }
+}
+
+TEST(ReadNetwork, a_text_without_numbers_is_refused_in_the_format_that_it_begins_in) {
+  const auto refusal = [](const std::string& text, NetworkFormat format) {
+    return std::string(io_error_of([&] { read_network(text, "data", format); }).found);
+  };
+  for (const auto& [text, format] : std::vector<std::pair<std::string, NetworkFormat>>{
+           {"! a filter\n# Hz S RI R 50\n", NetworkFormat::touchstone},
+           {"\n", NetworkFormat::samples},
+           {"f,re,im\n", NetworkFormat::csv}}) {
+    SCOPED_TRACE(text);
+    EXPECT_EQ(refusal(text, NetworkFormat::by_name), refusal(text, format));
   }
 }
 

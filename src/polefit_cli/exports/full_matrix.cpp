@@ -52,9 +52,6 @@ std::optional<std::string> incompleteness(const polefit::Model& model) {
     elements.emplace(element.row, element.column);
   }
   const std::size_t ports = model.network->references.size();
-  if (ports == 0) {
-    return "the model is of a network without ports";
-  }
   if (elements.size() / ports == ports && elements.size() % ports == 0) {
     return std::nullopt;
   }

@@ -15,7 +15,7 @@ void append_number(std::string& text, double value) {
 
 /// `cell`, within quotes if it could be taken for more than one cell.
 void append_cell(std::string& text, std::string_view cell) {
-  if (cell.find_first_of(",;\t\"()[]{}") == std::string_view::npos) {
+  if (cell.find_first_of(",;\"()[]{}") == std::string_view::npos) {
     text += cell;
     return;
   }
