@@ -2,10 +2,16 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cmath>
+#include <functional>
 #include <map>
 #include <memory>
 #include <thread>
 #include <utility>
+
+#include "listio/io_error.hpp"
+#include "listio/number_text.hpp"
+#include "polefit_cli/pictures/picture.hpp"
 
 namespace polefit_cli {
 namespace {
@@ -55,10 +61,36 @@ CLI::Option* add_choice(CLI::App& app, const std::string& name, Value& value, co
       ->expected(1);
 }
 
+/// A condition on an argument with a message of its own; numbers are read as everywhere in the program.
+CLI::Validator condition(const std::function<bool(double)>& holds, const std::string& expected) {
+  return {[holds, expected](const std::string& text) {
+            double value = 0.0;
+            const bool good = s_solver::parse_real(text, value) && std::isfinite(value) && holds(value);
+            return good ? std::string() : "found " + s_solver::excerpt(text) + ", expected " + expected;
+          },
+          ""};
+}
+
+CLI::Validator above_zero() {
+  return condition([](double value) { return value > 0.0; }, "a number above 0");
+}
+
+struct Limits {
+  int least;
+  int most = 1'000'000;
+};
+
+/// A whole number.
 template <class Number>
-CLI::Option* add_number(CLI::App& app, const std::string& name, Number& value,
+CLI::Option* add_number(CLI::App& app, const std::string& name, Number& value, Limits limits,
                         const std::string& description) {
-  return app.add_option(name, value, description)->type_name("N");
+  return app.add_option(name, value, description)
+      ->type_name("N")
+      ->check(condition(
+          [limits](double number) {
+            return number >= limits.least && number <= limits.most && number == std::floor(number);
+          },
+          "a whole number from " + std::to_string(limits.least) + " to " + std::to_string(limits.most)));
 }
 
 CLI::Option* add_names(CLI::App& app, std::vector<std::string>& names, const std::string& description) {
@@ -79,7 +111,7 @@ void add_declaration(CLI::App& app, std::optional<char>& parameter, std::optiona
       ->check(CLI::IsMember(std::vector<std::string>{"S", "Y", "Z"}));
   app.add_option("--reference", reference, "Reference resistance of that port in ohms (default: 50)")
       ->type_name("OHMS")
-      ->check(CLI::PositiveNumber);
+      ->check(above_zero());
 }
 
 constexpr const char* grid_help =
@@ -100,13 +132,15 @@ CLI::App* add_fit(CLI::App& app, FitCommand& fit) {
           ->add_option("--error", fit.target.error,
                        "Search for the order that reaches this error (the default, with 0.001)")
           ->type_name("X")
-          ->check(CLI::PositiveNumber);
-  add_number(*command, "--poles", fit.poles, "Fit with that many poles, without a search")->excludes(error);
-  add_number(*command, "--real", fit.real, "So many of the poles start as real ones, the others in pairs");
+          ->check(above_zero());
+  add_number(*command, "--poles", fit.poles, {0}, "Fit with that many poles, without a search")
+      ->excludes(error);
+  add_number(*command, "--real", fit.real, {0},
+             "So many of the poles start as real ones, the others in pairs");
   add_choice(*command, "--measure", fit.target.measure, measures,
              "What --error means: rms over all responses, each relative to its own (default), that of the "
              "worst response, or the largest modulus of a difference");
-  add_number(*command, "--max-poles", fit.target.most_poles, "Largest order of a search (default: 100)");
+  add_number(*command, "--max-poles", fit.target.most_poles, {0}, "Largest order of a search (default: 100)");
   command->add_flag("--hold-out,!--no-hold-out", fit.target.hold_out,
                     "Check the orders of a search on samples held out (default)");
   add_choice(*command, "--spacing", fit.options.placement, placements,
@@ -125,12 +159,10 @@ CLI::App* add_fit(CLI::App& app, FitCommand& fit) {
       ->type_name("FILE");
   add_names(*command, fit.responses, "Responses to fit, such as S21,S11 (default: all)");
   command->add_flag("--exact-dc", fit.exact_dc, "Take the values at 0 Hz exactly");
-  add_number(*command, "--iterations", fit.options.iterations,
-             "Relocations of the poles at most (default: 30)")
-      ->check(CLI::NonNegativeNumber);
-  add_number(*command, "--threads", fit.options.threads,
-             "Threads (default: as many as processors; the result does not depend on it)")
-      ->check(CLI::PositiveNumber);
+  add_number(*command, "--iterations", fit.options.iterations, {0},
+             "Relocations of the poles at most (default: 30)");
+  add_number(*command, "--threads", fit.options.threads, {1},
+             "Threads (default: as many as processors; the result does not depend on it)");
   command->add_flag("--orthogonal", fit.options.orthogonal, "The slow and safe path throughout");
   add_declaration(*command, fit.parameter, fit.reference);
   add_network_format(*command, fit.network);
@@ -153,8 +185,8 @@ CLI::App* add_plot(CLI::App& app, PlotCommand& plot) {
       ->required()
       ->type_name("FILE.svg|png|pdf");
   add_names(*command, plot.responses, "Responses to draw (default: those with the largest errors)");
-  add_number(*command, "--panels", plot.panels, "Number of responses drawn by default (default: 4)")
-      ->check(CLI::Range(1, 16));
+  add_number(*command, "--panels", plot.panels, {1, static_cast<int>(most_panels)},
+             "Number of responses drawn by default (default: 4)");
   command->add_flag("--poles", plot.poles, "Draw the poles in the complex plane instead");
   add_network_format(*command, *plot.network);
   command->footer(
@@ -187,10 +219,8 @@ CLI::App* add_export(CLI::App& app, ExportCommand& chosen) {
       ->type_name("GRID");
   add_choice(*command, "--data", chosen.touchstone.format, complex_formats,
              "Touchstone: real and imaginary part (default), magnitude and angle, dB and angle");
-  command
-      ->add_option("--touchstone-version", chosen.touchstone.version, "Touchstone: version 1 (default) or 2")
-      ->check(CLI::Range(1, 2))
-      ->type_name("N");
+  add_number(*command, "--touchstone-version", chosen.touchstone.version, {1, 2},
+             "Touchstone: version 1 (default) or 2");
   command->add_option("--response", chosen.response, "S_Solver: the response, where there are more than one")
       ->type_name("NAME");
   add_declaration(*command, chosen.parameter, chosen.reference);

@@ -8,6 +8,7 @@
 
 #include "listio/io_error.hpp"
 #include "listio/number_text.hpp"
+#include "polefit_cli/network/scaled_real.hpp"
 
 namespace polefit_cli {
 namespace {
@@ -16,7 +17,7 @@ constexpr std::size_t most_frequencies = 10'000'000;
 
 [[noreturn]] void refuse(std::string_view found, std::string expected) {
   throw s_solver::IoError(
-      {.file = "frequencies", .found = "\"" + std::string(found) + "\"", .expected = std::move(expected)});
+      {.file = "frequencies", .found = s_solver::excerpt(found), .expected = std::move(expected)});
 }
 
 std::string_view trimmed(std::string_view text) {
@@ -95,14 +96,8 @@ double read_frequency(std::string_view text) {
     number = trimmed(number.substr(0, number.size() - 1));
   }
   double value = 0.0;
-  // A prefix as an exponent is rounded once; behind an exponent it is a factor.
-  const bool plain = number.find_first_not_of("+-.0123456789") == std::string_view::npos;
-  const std::string shifted = std::string(number) + "e" + std::to_string(power);
-  if (number.empty() || !s_solver::parse_real(plain ? std::string_view(shifted) : number, value)) {
+  if (!parse_scaled_real(number, power, value)) {
     refuse(text, "a frequency such as 2.4e9, 2.4G or 2.4GHz");
-  }
-  if (!plain) {
-    value *= std::pow(10.0, power);
   }
   if (!std::isfinite(value) || value < 0.0) {
     refuse(text, "a frequency that is finite and not below 0");

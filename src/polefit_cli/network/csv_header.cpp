@@ -9,7 +9,7 @@
 namespace polefit_cli {
 namespace {
 
-using s_solver::quoted;
+using s_solver::excerpt;
 
 /// Follows a header character by character, to tell separators from characters within quotes or brackets.
 class Nesting {
@@ -61,7 +61,7 @@ std::string cell_text(std::string_view cell, const TablePlace& place, std::size_
     text += cell[i];
   }
   if (!well_formed) {
-    place.fail(column, "the column " + quoted(cell),
+    place.fail(column, "the column " + excerpt(cell),
                "double quotes around the whole name, and twice where they are meant");
   }
   return std::string(without_blanks(text));
@@ -142,23 +142,23 @@ void add_response(const std::vector<std::string>& cells, std::size_t column, con
       "dB,S11 deg\"";
   const auto a = part_of_response(cells[column]);
   if (!a) {
-    place.fail(column, "the column " + quoted(cells[column]), expected);
+    place.fail(column, "the column " + excerpt(cells[column]), expected);
   }
   if (column + 1 == cells.size()) {
-    place.fail(column, "the last column " + quoted(cells[column]) + " by itself", expected);
+    place.fail(column, "the last column " + excerpt(cells[column]) + " by itself", expected);
   }
   const auto b = part_of_response(cells[column + 1]);
   const auto columns = b && a->name == b->name ? paired(a->part, b->part) : std::nullopt;
   if (!columns) {
-    place.fail(column + 1, "the column " + quoted(cells[column + 1]) + " behind " + quoted(cells[column]),
+    place.fail(column + 1, "the column " + excerpt(cells[column + 1]) + " behind " + excerpt(cells[column]),
                expected);
   }
   if (a->name.empty() && cells.size() > 3) {
-    place.fail(column, "the column " + quoted(cells[column]) + " without a name",
+    place.fail(column, "the column " + excerpt(cells[column]) + " without a name",
                "names for all of several responses, such as \"S11 re,S11 im,S21 re,S21 im\"");
   }
   if (!is_plain_text(a->name)) {
-    place.fail(column, "the name " + quoted(a->name), "a name in UTF-8 without control characters");
+    place.fail(column, "the name " + excerpt(a->name), "a name in UTF-8 without control characters");
   }
   header.responses.push_back(*columns);
   header.names.emplace_back(a->name.empty() ? "f" : a->name);
@@ -180,13 +180,13 @@ CsvHeader csv_header(std::string_view line, const TablePlace& place) {
   const std::vector<std::string> cells = header_cells(line, header.separator, place);
   const auto power = frequency_power(cells.front());
   if (!power) {
-    place.fail(0, "the column " + quoted(cells.front()),
+    place.fail(0, "the column " + excerpt(cells.front()),
                "a header line whose first column is \"frequency\", with a unit unless that is hertz, such as "
                "\"frequency (GHz)\"");
   }
   header.frequency_power = *power;
   if (cells.size() == 1) {
-    place.fail(0, "the column " + quoted(cells.front()) + " alone",
+    place.fail(0, "the column " + excerpt(cells.front()) + " alone",
                "two columns for each response behind it, such as \"frequency,S11 re,S11 im\"");
   }
   for (std::size_t column = 1; column < cells.size(); column += 2) {

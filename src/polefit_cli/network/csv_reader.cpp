@@ -17,7 +17,7 @@
 namespace polefit_cli {
 namespace {
 
-using s_solver::quoted;
+using s_solver::excerpt;
 
 constexpr double default_reference = 50.0;
 constexpr double radians_per_degree = 3.14159265358979323846 / 180.0;
@@ -53,7 +53,7 @@ void refuse_equal_names(const std::vector<std::string>& names, const TablePlace&
   const auto equal = std::adjacent_find(order.begin(), order.end(),
                                         [&](std::size_t a, std::size_t b) { return names[a] == names[b]; });
   if (equal != order.end()) {
-    place.fail(1 + 2 * *(equal + 1), "the response " + quoted(names[*equal]) + " twice",
+    place.fail(1 + 2 * *(equal + 1), "the response " + excerpt(names[*equal]) + " twice",
                "two columns for each response");
   }
 }
@@ -64,10 +64,10 @@ double finite_number(std::string_view cell, int power, const TablePlace& place, 
     place.fail(column, "an empty cell", "a real number");
   }
   if (!parse_scaled_real(cell, power, value)) {
-    place.fail(column, quoted(cell), "a real number");
+    place.fail(column, excerpt(cell), "a real number");
   }
   if (!std::isfinite(value)) {
-    place.fail(column, quoted(cell), "a finite number");
+    place.fail(column, excerpt(cell), "a finite number");
   }
   return value;
 }

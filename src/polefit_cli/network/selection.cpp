@@ -68,10 +68,10 @@ Network select_responses(const Network& network, std::span<const std::string> wa
   for (const std::string& name : wanted) {
     const std::size_t r = index_of(network, indices, name);
     if (r == network.names.size()) {
-      fail(network, "the wanted response " + s_solver::quoted(name));
+      fail(network, "the wanted response " + s_solver::excerpt(name));
     }
     if (taken[r]) {
-      fail(network, "the wanted response " + s_solver::quoted(name) + " twice");
+      fail(network, "the wanted response " + s_solver::excerpt(name) + " twice");
     }
     taken[r] = true;
     selected.names.push_back(network.names[r]);
