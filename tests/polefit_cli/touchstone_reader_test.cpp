@@ -297,6 +297,10 @@ TEST(TouchstoneReader, frequencies_below_zero_or_not_finite_are_refused) {
   EXPECT_EQ(message("nan 0 0\n"), "1/1: \"nan\" | a frequency");
 }
 
+TEST(TouchstoneReader, a_negative_zero_is_the_frequency_zero) {
+  EXPECT_FALSE(std::signbit(read("-0 0 0\n").frequencies[0]));
+}
+
 TEST(TouchstoneReader, frequencies_may_repeat_but_not_decrease) {
   EXPECT_EQ(read("0 0 0\n1 0 0\n1 0 0\n").frequencies.size(), 3U);
   EXPECT_EQ(message("2 0 0\n1 0 0\n", 1),
@@ -549,6 +553,11 @@ TEST(TouchstoneReader, keywords_of_the_header_behind_data_are_refused) {
 TEST(TouchstoneReader, values_before_the_network_data_are_refused) {
   EXPECT_EQ(message(version_2("[Number of Ports] 1\n1 0 0\n")),
             "4: \"1 0 0\" | a keyword, as values begin behind [Network Data]");
+}
+
+TEST(TouchstoneReader, references_end_with_the_next_keyword) {
+  EXPECT_EQ(message(version_2("[Reference] 50\n[Matrix Format] Full\n75\n")),
+            "5: \"75\" | a keyword, as values begin behind [Network Data]");
 }
 
 TEST(TouchstoneReader, keywords_with_a_value_that_is_not_theirs_are_refused) {
