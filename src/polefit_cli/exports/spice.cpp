@@ -6,6 +6,7 @@
 #include <cmath>
 #include <complex>
 #include <cstddef>
+#include <initializer_list>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -72,15 +73,21 @@ class Netlist {
     }
     line(current);
   }
-  void element(const std::string& element_name, const std::string& nodes, double value) {
+  void element(const std::string& element_name, std::initializer_list<std::string_view> nodes, double value) {
     if (!std::isfinite(value)) {
       throw Error(ErrorKind::bad_shape,
                   "the value of the circuit's element " + element_name + " is beyond the range of numbers");
     }
-    line(element_name + ' ' + nodes + ' ' + number_17(value));
+    text_ += element_name;
+    for (const std::string_view node : nodes) {
+      text_ += ' ';
+      text_ += node;
+    }
+    text_ += ' ';
+    line(number_17(value));
   }
   /// A controlled source that is left out where it does nothing.
-  void source(const std::string& element_name, const std::string& nodes, double value) {
+  void source(const std::string& element_name, std::initializer_list<std::string_view> nodes, double value) {
     if (value != 0.0) {
       element(element_name, nodes, value);
     }
@@ -215,14 +222,9 @@ void Subcircuit::write_header() {
     netlist_.line("* It was fitted from " + six_digits(model_.origin->lowest) + " to " +
                   six_digits(model_.origin->highest) + " Hz, and holds in that band.");
   }
-  netlist_.long_line(
-      "* Use: X1",
-      [&] {
-        auto words = terminals("0");
-        words.push_back(name_);
-        return words;
-      }(),
-      "*   +");
+  std::vector<std::string> use = terminals("0");
+  use.push_back(name_);
+  netlist_.long_line("* Use: X1", use, "*   +");
   netlist_.line("* The last terminal is the reference of all ports.");
   netlist_.line("*");
   write_pole_table();
@@ -253,18 +255,18 @@ void Subcircuit::write_port(std::size_t port) {
   const std::string w = indexed("w", port);
   if (parameter_ == 'S') {
     // With w the reflected part of the voltage v: i = (v - 2 w) / R, and the incident part is v - w.
-    netlist_.element(indexed("Rp", port), p + " ref", reference(port));
-    netlist_.element(indexed("Gp", port), "ref " + p + ' ' + w + " 0", 2.0 / reference(port));
-    netlist_.element(indexed("Gv", port), "0 " + u + ' ' + p + " ref", 1.0);
-    netlist_.element(indexed("Gw", port), u + " 0 " + w + " 0", 1.0);
+    netlist_.element(indexed("Rp", port), {p, "ref"}, reference(port));
+    netlist_.element(indexed("Gp", port), {"ref", p, w, "0"}, 2.0 / reference(port));
+    netlist_.element(indexed("Gv", port), {"0", u, p, "ref"}, 1.0);
+    netlist_.element(indexed("Gw", port), {u, "0", w, "0"}, 1.0);
   } else {
     const std::string between = indexed("i", port);
-    netlist_.element(indexed("Vp", port), p + ' ' + between, 0.0);
-    netlist_.element(indexed("Ep", port), between + " ref " + w + " 0", 1.0);
-    netlist_.element(indexed("Fu", port), "0 " + u + ' ' + indexed("Vp", port), reference(port));
+    netlist_.element(indexed("Vp", port), {p, between}, 0.0);
+    netlist_.element(indexed("Ep", port), {between, "ref", w, "0"}, 1.0);
+    netlist_.element(indexed("Fu", port), {"0", u, indexed("Vp", port)}, reference(port));
   }
-  netlist_.element(indexed("Ru", port), u + " 0", 1.0);
-  netlist_.element(indexed("Rw", port), w + " 0", 1.0);
+  netlist_.element(indexed("Ru", port), {u, "0"}, 1.0);
+  netlist_.element(indexed("Rw", port), {w, "0"}, 1.0);
 }
 
 void Subcircuit::write_column(std::size_t column) {
@@ -273,13 +275,13 @@ void Subcircuit::write_column(std::size_t column) {
     const std::size_t first = section.state;
     write_state(column, first, section.rate, pole.real());
     const std::string x1 = indexed("x", column, first);
-    netlist_.element(indexed("Gu", column, first), "0 " + x1 + ' ' + input(column), 1.0);
+    netlist_.element(indexed("Gu", column, first), {"0", x1, input(column)}, 1.0);
     if (section.pair) {
       const std::size_t second = first + 1;
       const std::string x2 = indexed("x", column, second);
       write_state(column, second, section.rate, pole.real());
-      netlist_.element(indexed("Gx", column, first), "0 " + x1 + ' ' + x2 + " 0", pole.imag());
-      netlist_.element(indexed("Gx", column, second), x2 + " 0 " + x1 + " 0", pole.imag());
+      netlist_.element(indexed("Gx", column, first), {"0", x1, x2, "0"}, pole.imag());
+      netlist_.element(indexed("Gx", column, second), {x2, "0", x1, "0"}, pole.imag());
     }
     write_outputs(column, section);
   }
@@ -291,14 +293,14 @@ void Subcircuit::write_column(std::size_t column) {
 /// that makes up for it without rounding: g - 2 g or 1 - 1.
 void Subcircuit::write_state(std::size_t column, std::size_t state, double rate, double growth) {
   const std::string x = indexed("x", column, state);
-  netlist_.element(indexed("Cx", column, state), x + " 0", 1.0 / rate);
+  netlist_.element(indexed("Cx", column, state), {x, "0"}, 1.0 / rate);
   const bool resists = growth != 0.0 && std::isfinite(1.0 / growth);
   const double resistance = resists ? 1.0 / std::abs(growth) : 1.0;
-  netlist_.element(indexed("Rx", column, state), x + " 0", resistance);
+  netlist_.element(indexed("Rx", column, state), {x, "0"}, resistance);
   if (!resists) {
-    netlist_.element(indexed("Gn", column, state), "0 " + x + ' ' + x + " 0", 1.0);
+    netlist_.element(indexed("Gn", column, state), {"0", x, x, "0"}, 1.0);
   } else if (growth > 0.0) {
-    netlist_.element(indexed("Gn", column, state), "0 " + x + ' ' + x + " 0", 2.0 * growth);
+    netlist_.element(indexed("Gn", column, state), {"0", x, x, "0"}, 2.0 * growth);
   }
 }
 
@@ -310,7 +312,7 @@ void Subcircuit::write_outputs(std::size_t column, const Section& section) {
         scale(row, column) * (section.pair ? 2.0 : 1.0) * (residue / section.rate);
     const auto write = [&](std::size_t state, double value) {
       const std::string place = indexed("Gy", row, column) + '_' + std::to_string(state);
-      netlist_.source(place, output(row) + ' ' + indexed("x", column, state) + " 0", value);
+      netlist_.source(place, {output(row), indexed("x", column, state), "0"}, value);
     };
     write(section.state, weight.real());
     if (section.pair) {
@@ -323,18 +325,18 @@ void Subcircuit::write_polynomial(std::size_t column) {
   bool differentiates = false;
   for (std::size_t row = 1; row <= matrix_.ports(); ++row) {
     const std::size_t response = matrix_.response(row - 1, column - 1);
-    netlist_.source(indexed("Gd", row, column), output(row) + ' ' + input(column),
+    netlist_.source(indexed("Gd", row, column), {output(row), input(column)},
                     scale(row, column) * model_.constants[response]);
     const double proportional = scale(row, column) * model_.proportionals[response] * common_rate_;
-    netlist_.source(indexed("Fh", row, column), output(row) + ' ' + indexed("Vh", column), proportional);
+    netlist_.source(indexed("Fh", row, column), {output(row), indexed("Vh", column)}, proportional);
     differentiates = differentiates || proportional != 0.0;
   }
   if (differentiates) {
     const std::string copy = indexed("e", column);
     const std::string current = indexed("f", column);
-    netlist_.element(indexed("Eh", column), copy + " 0 " + input(column), 1.0);
-    netlist_.element(indexed("Ch", column), copy + ' ' + current, 1.0 / common_rate_);
-    netlist_.element(indexed("Vh", column), current + " 0", 0.0);
+    netlist_.element(indexed("Eh", column), {copy, "0", input(column)}, 1.0);
+    netlist_.element(indexed("Ch", column), {copy, current}, 1.0 / common_rate_);
+    netlist_.element(indexed("Vh", column), {current, "0"}, 0.0);
   }
 }
 
