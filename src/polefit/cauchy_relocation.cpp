@@ -185,6 +185,30 @@ struct Tables {
   const ProductTable wanted;
 };
 
+/// What the sums lose where V and X cancel: the largest moduli of what a product of a basis function with
+/// itself is made of, over that product. Poles far below the band, or with a damping far below the distance
+/// of the samples, have basis functions much smaller than the sums from which their products come.
+///
+/// sums, values   of lane l of the whole table
+double largest_loss(const Tables& tables, const Sums& sums, const std::vector<double>& values,
+                    std::size_t l) {
+  const std::size_t n = tables.poles.size();
+  const auto part = [&](std::size_t i, std::size_t j) {
+    const double v = std::hypot(sums.v[j].re[l], sums.v[j].im[l]);
+    const double x = std::hypot(sums.x[i].re[l], sums.x[i].im[l]);
+    return (v + x) * std::abs(tables.q[i + j * n]);
+  };
+  const auto product = [&](std::size_t i) { return values[(i * tables.whole.rows() + i) * lanes + l]; };
+  double loss = 1.0;
+  for_each_group(
+      tables.poles, [&](std::size_t i) { loss = std::max(loss, part(i, i) / std::abs(product(i))); },
+      [&](std::size_t i) {
+        const double parts = part(i, i) + part(i, i + 1) + part(i + 1, i) + part(i + 1, i + 1);
+        loss = std::max({loss, parts / std::abs(product(i)), parts / std::abs(product(i + 1))});
+      });
+  return loss;
+}
+
 /// The table of one chunk's responses.
 void fill_table(const Tables& tables, const std::vector<double>& product, std::size_t chunk,
                 Scratch& scratch) {
@@ -288,6 +312,7 @@ bool CauchyRelocation::solve(const Poles& poles, Sigma& sigma) {
     return memory.shared[(j * whole.rows() + i) * lanes + of];
   };
 
+  sigma.loss = largest_loss(tables, memory.shared_sums, memory.shared, ones);
   Matrix inverse;
   sigma.condition_basis = 0.0;
   if (!problem.has_own_weights() &&
@@ -314,7 +339,7 @@ bool CauchyRelocation::solve(const Poles& poles, Sigma& sigma) {
     }
   });
   sigma.condition_basis = *std::min_element(memory.conditions.begin(), memory.conditions.end());
-  if (!(sigma.condition_basis >= least_condition_basis)) {
+  if (!(sigma.condition_basis >= least_condition_basis * sigma.loss)) {
     return false;
   }
 

@@ -87,11 +87,30 @@ void reflect(std::size_t below, const double* v, double tau, double* x) {
   subtract_multiple(below, factor, v, x + 1);
 }
 
+/// The exponent of the unit in which a vector's squares neither vanish nor overflow: 0 but for extreme ones.
+int unit_exponent(std::size_t count, const double* x) {
+  constexpr double smallest = 1e-280;
+  constexpr double largest = 1e280;
+  const double squares = dot(count, x, x);
+  if (squares > smallest && squares < largest) {
+    return 0;
+  }
+  double most = 0.0;
+  for (std::size_t k = 0; k < count; ++k) {
+    most = std::max(most, std::abs(x[k]));
+  }
+  return most > 0.0 && std::isfinite(most) ? std::ilogb(most) : 0;
+}
+
 /// Makes column j of a factorisation 0 below the diagonal.
 void eliminate_below(Factorisation& factorisation, std::size_t j) {
   Matrix& q = factorisation.a;
   double* const v = q.column(j) + j;
   const std::size_t below = q.rows - j - 1;
+  const int exponent = unit_exponent(below + 1, v);
+  if (exponent != 0) {
+    std::transform(v, v + below + 1, v, [&](double x) { return std::ldexp(x, -exponent); });
+  }
   const double norm = std::hypot(v[0], std::sqrt(dot(below, v + 1, v + 1)));
   if (norm == 0.0) {
     return;
@@ -99,7 +118,7 @@ void eliminate_below(Factorisation& factorisation, std::size_t j) {
   const double beta = v[0] < 0.0 ? norm : -norm;
   factorisation.tau[j] = (beta - v[0]) / beta;
   scale(below, 1.0 / (v[0] - beta), v + 1);
-  v[0] = beta;
+  v[0] = std::ldexp(beta, exponent);
   for (std::size_t i = j + 1; i < q.columns; ++i) {
     reflect(below, v + 1, factorisation.tau[j], q.column(i) + j);
   }

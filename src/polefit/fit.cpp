@@ -29,6 +29,10 @@ constexpr double rounding = 1e-13;
 constexpr double safe_condition_basis = 1e-3;
 constexpr double safe_condition_sigma = 1e-4;
 constexpr double hidden_residual = 1e-6;
+/// The same when the sums lose more than this ...
+constexpr double safe_loss = 1e3;
+/// ... or when rounding, magnified by all of these, is more than this and more than a tenth of the residual.
+constexpr double visible_error = 1e-9;
 /// So many in a row: the first ones often lead to poles with which the equations are well-conditioned.
 constexpr int most_hidden = 2;
 
@@ -91,14 +95,19 @@ void add_errors(const NetworkData& data, Fit& fit) {
   }
 }
 
-/// Whether the last relocation, by normal equations, does not show what is left of the residual.
-bool hides_digits(const Report& report) {
-  return report.residual < hidden_residual &&
-         (report.condition_basis < safe_condition_basis || report.condition_sigma < safe_condition_sigma);
+/// Whether a relocation by normal equations does not show what is left of the residual.
+bool hides_digits(const Sigma& sigma) {
+  const double error =
+      std::numeric_limits<double>::epsilon() * sigma.loss / (sigma.condition_basis * sigma.condition_sigma);
+  return (sigma.residual < hidden_residual &&
+          (sigma.condition_basis < safe_condition_basis || sigma.condition_sigma < safe_condition_sigma ||
+           sigma.loss > safe_loss)) ||
+         error > std::max(visible_error, 0.1 * sigma.residual);
 }
 
-/// Relocates the poles until something says that it is enough.
-void relocate(const Problem& problem, const Options& options, Poles& poles, Report& report) {
+/// Relocates the poles until something says that it is enough; returns whether the last relocation hides
+/// digits.
+bool relocate(const Problem& problem, const Options& options, Poles& poles, Report& report) {
   double last_residual = 0.0;
   int without_gain = 0;
   CauchyRelocation by_cauchy_sums(problem, options.threads);
@@ -118,7 +127,7 @@ void relocate(const Problem& problem, const Options& options, Poles& poles, Repo
     report.last_path = gram ? Path::gram : Path::orthogonal;
     report.iterations = iteration;
     report.residual = sigma.residual;
-    hidden = gram && hides_digits(report) ? hidden + 1 : 0;
+    hidden = gram && hides_digits(sigma) ? hidden + 1 : 0;
     orthogonally = orthogonally || hidden == most_hidden;
     const Poles before = poles;
     poles = zeros_of(sigma, poles, options.stable);
@@ -130,21 +139,22 @@ void relocate(const Problem& problem, const Options& options, Poles& poles, Repo
                                                .pole_change = move,
                                                .path = report.last_path})) {
       report.reason = StopReason::cancelled;
-      return;
+      return hidden > 0;
     }
     if (move < options.pole_tolerance) {
       report.reason = StopReason::poles_settled;
-      return;
+      return hidden > 0;
     }
     const bool same = std::abs(sigma.residual - last_residual) <= settled_change * last_residual;
     without_gain = same || sigma.residual < rounding ? without_gain + 1 : 0;
     last_residual = sigma.residual;
     if (without_gain == patience) {
       report.reason = StopReason::residual_settled;
-      return;
+      return hidden > 0;
     }
   }
   report.reason = poles.empty() ? StopReason::poles_settled : StopReason::iteration_limit;
+  return hidden > 0;
 }
 
 /// Norm of the weighted differences over that of the data.
@@ -160,15 +170,15 @@ double weighted_error(const Problem& problem, const NetworkData& data, const Mod
 }
 
 /// Relocations by orthogonal factorisation with the residues of each, as long as there is reason to; keeps
-/// the best model.
-void polish(const Problem& problem, const NetworkData& data, const Options& options, Poles poles, Fit& fit) {
+/// the best model. `hidden` tells whether the last relocation hides digits.
+void polish(const Problem& problem, const NetworkData& data, const Options& options, Poles poles, bool hidden,
+            Fit& fit) {
   Report& report = fit.report;
   if (report.reason == StopReason::cancelled || poles.empty()) {
     return;
   }
   const auto pays = [&](double error) {
-    return report.last_path == Path::gram ? hides_digits(report)
-                                          : error > std::max(lost * report.residual, rounding);
+    return report.last_path == Path::gram ? hidden : error > std::max(lost * report.residual, rounding);
   };
   if (report.last_path == Path::gram && !pays(0.0)) {
     return;  // a safe end, without a look at the model
@@ -244,9 +254,9 @@ Fit fit(const NetworkData& data, const Options& options) {
               options);
   Poles poles = starting_poles(problem, options);
   Fit result;
-  relocate(problem, options, poles, result.report);
+  const bool hidden = relocate(problem, options, poles, result.report);
   result.model = identify_residues(problem, poles, options.exact_sample, options.threads);
-  polish(problem, data, options, poles, result);
+  polish(problem, data, options, poles, hidden, result);
   check_finite(result.model);
   result.model = expanded(problem, std::move(result.model));
   result.model.names.assign(data.names.begin(), data.names.end());

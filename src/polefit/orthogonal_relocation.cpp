@@ -109,6 +109,9 @@ Sigma solve_sigma_orthogonally(const Problem& problem, const Poles& poles, int t
   // The constraint has a share of that: with e in all, the data have e (1 - e).
   const double share = squares / (problem.norm * problem.norm);
   sigma.residual = std::sqrt(share * std::max(0.0, 1.0 - share));
+  if (!std::isfinite(sigma.residual)) {
+    throw Error(ErrorKind::numerical_breakdown, "the relocation of the poles overflowed");
+  }
   sigma.condition_sigma = triangle_condition(factorisation);
   solve_triangular(ordered_triangle(factorisation), goal);
   for (std::size_t j = 0; j < right; ++j) {

@@ -123,6 +123,12 @@ double scale_without_weights(const Problem& problem, std::size_t r) {
   return largest > 0.0 ? 1.0 / (std::sqrt(largest) * std::sqrt(std::sqrt(squares))) : 0.0;
 }
 
+/// A power of two near the largest of the weights; `otherwise` when all are 0.
+double unit_of_weights(std::span<const double> weights, double otherwise) {
+  const double most = *std::max_element(weights.begin(), weights.end());
+  return most > 0.0 ? unit_near(most) : otherwise;
+}
+
 /// Weights and data in units of their own, so that squares neither overflow nor vanish.
 void scale_residuals(const NetworkData& data, Problem& problem) {
   problem.weight.assign(problem.samples, 1.0);
@@ -132,20 +138,25 @@ void scale_residuals(const NetworkData& data, Problem& problem) {
       problem.response_scale[r] = scale_without_weights(problem, r);
     }
   } else {
-    const double most = *std::max_element(data.weights.begin(), data.weights.end());
-    problem.weight_unit = most > 0.0 ? 1.0 / unit_near(most) : 1.0;
-    if (data.weights.size() > problem.samples) {
-      problem.given_weights = data.weights;
-    } else {
-      std::transform(data.weights.begin(), data.weights.end(), problem.weight.begin(),
-                     [&](double weight) { return weight * problem.weight_unit; });
-    }
     double largest = 0.0;
     for (std::size_t r = 0; r < problem.responses; ++r) {
       largest = std::max(largest, largest_part(problem, r));
     }
     if (largest > 0.0) {
       problem.response_scale.assign(problem.responses, 1.0 / unit_near(largest));
+    }
+    const double unit = unit_of_weights(data.weights, 1.0);
+    if (data.weights.size() > problem.samples) {
+      problem.given_weights = data.weights;
+      for (std::size_t r = 0; r < problem.responses; ++r) {
+        const double own =
+            unit_of_weights(data.weights.subspan(problem.source[r] * problem.samples, problem.samples), unit);
+        problem.weight_unit.push_back(1.0 / own);
+        problem.response_scale[r] *= own / unit;
+      }
+    } else {
+      std::transform(data.weights.begin(), data.weights.end(), problem.weight.begin(),
+                     [&](double weight) { return weight / unit; });
     }
   }
   std::vector<double> times(problem.responses);

@@ -32,12 +32,12 @@ struct Problem {
 
   Responses given;                        ///< the caller's responses
   std::span<const double> given_weights;  ///< of each of the caller's responses' samples when they differ
-  double weight_unit = 1.0;               ///< factor on those weights
+  std::vector<double> weight_unit;        ///< factor on those of each response here, the largest then near 1
 
   Complex value(std::size_t r, std::size_t k) const { return given(source[r], k); }
   bool has_own_weights() const { return !given_weights.empty(); }
   double sample_weight(std::size_t r, std::size_t k) const {
-    return has_own_weights() ? weight_unit * given_weights[source[r] * samples + k] : weight[k];
+    return has_own_weights() ? weight_unit[r] * given_weights[source[r] * samples + k] : weight[k];
   }
   /// The factor on the residual of response r at sample k.
   double factor(std::size_t r, std::size_t k) const { return response_scale[r] * sample_weight(r, k); }

@@ -20,6 +20,9 @@ struct Sigma {
   /// their own; 0 when not known.
   double condition_basis = 0.0;
   double condition_sigma = 0.0;  ///< likewise of the equations for sigma
+  /// How many times more than rounding the products of basis functions are off, relative to their size; the
+  /// condition does not show it.
+  double loss = 1.0;
 };
 
 /// By normal equations whose elements come from Cauchy sums, with the unknowns of each response eliminated

@@ -25,13 +25,17 @@ WeightedBasis weighted_basis(const Problem& problem, const Matrix& basis, std::s
   for (std::size_t j = 0; j < basis.columns; ++j) {
     double* const column = result.columns.column(j);
     double squares = 0.0;
+    double unweighted = 0.0;
     for (std::size_t k = 0; k < m; ++k) {
       const double weight = problem.sample_weight(r, k);
+      unweighted += column[k] * column[k] + column[m + k] * column[m + k];
       column[k] *= weight;
       column[m + k] *= weight;
       squares += column[k] * column[k] + column[m + k] * column[m + k];
     }
-    result.scale[j] = squares > 0.0 ? 1.0 / std::sqrt(squares) : 1.0;
+    // Where no sample counts there may still be one that is to be exact.
+    const double size = squares > 0.0 ? squares : unweighted;
+    result.scale[j] = size > 0.0 ? 1.0 / std::sqrt(size) : 1.0;
     for (std::size_t k = 0; k < 2 * m; ++k) {
       column[k] *= result.scale[j];
     }

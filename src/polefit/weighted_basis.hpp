@@ -13,7 +13,7 @@ namespace polefit {
 Matrix unweighted_basis(const Problem& problem, const Poles& poles);
 
 struct WeightedBasis {
-  Matrix columns;             ///< of norm 1
+  Matrix columns;             ///< of norm 1, or of zeros where nothing has a weight
   std::vector<double> scale;  ///< what each was multiplied with, beside the weights
 };
 

@@ -161,6 +161,23 @@ Samples nearly_equal_real_poles() {
   return rational(logarithmic_grid(0.01, 10.0, 301), {{-1.0, 0.0}, {-1.0001, 0.0}, {-20.0, 0.0}}, 3, 7);
 }
 
+/// A pair at a hundredth or less of the lowest frequency, whose two basis functions are all but 1/s and 1/s^2
+/// over the band, and another in the band.
+Samples far_below_the_band(double place) {
+  const std::vector<Complex> poles{two_pi * place * Complex(-0.5, 1.0), two_pi * Complex(-0.05, 1.5)};
+  Samples samples{linear_grid(1.0, 2.0, 201), {}, 0};
+  RandomNumbers numbers(8);
+  for (int r = 0; r < 3; ++r) {
+    const Complex first = two_pi * Complex(numbers(), numbers());
+    const Complex second = 0.1 * two_pi * Complex(numbers(), numbers());
+    samples.add([&](Complex s) {
+      return 0.1 + first / (s - poles[0]) + std::conj(first) / (s - std::conj(poles[0])) +
+             second / (s - poles[1]) + std::conj(second) / (s - std::conj(poles[1]));
+    });
+  }
+  return samples;
+}
+
 struct Case {
   const char* name;
   std::function<Samples()> samples;
@@ -199,6 +216,8 @@ const std::vector<Case>& cases() {
       {"NearlyEqualPairs1em2", [] { return nearly_equal_poles(1e-2); }, 0, 3, Placement::linear},
       {"NearlyEqualPairs1em3", [] { return nearly_equal_poles(1e-3); }, 0, 3, Placement::linear},
       {"NearlyEqualPairs1em5", [] { return nearly_equal_poles(1e-5); }, 0, 3, Placement::linear},
+      {"FarBelowTheBand1em2", [] { return far_below_the_band(1e-2); }, 0, 2, Placement::linear},
+      {"FarBelowTheBand1em3", [] { return far_below_the_band(1e-3); }, 0, 2, Placement::linear},
       {"NearlyEqualRealPoles", nearly_equal_real_poles, 3, 0, Placement::logarithmic},
   };
   return all;
@@ -252,6 +271,23 @@ TEST_P(HardSet, noisy_data_are_fitted_as_well_as_orthogonally) {
     samples.add_noise(noise_level, numbers);
     expect_promise(std::string(GetParam().name) + ", noise " + std::to_string(seed), samples,
                    1.3 * std::max(noise_level, GetParam().clean_error));  // worst seen: 1.015
+  }
+}
+
+TEST(HardSetOfWeakNoise, poles_far_below_the_band_are_fitted_as_well_as_orthogonally) {
+  for (const double place : {1e-2, 1e-3, 1e-4}) {
+    SCOPED_TRACE(place);
+    Samples samples = far_below_the_band(place);
+    RandomNumbers numbers(9);
+    samples.add_noise(1e-8, numbers);
+    Options options;
+    options.complex_pairs = 2;
+    const Fit found = fit(samples.view(), options);
+    options.orthogonal = true;
+    const Fit orthogonal = fit(samples.view(), options);
+    print("Weak noise", found, orthogonal);
+    EXPECT_LE(found.report.relative_error, promised_ratio * orthogonal.report.relative_error);
+    EXPECT_LE(orthogonal.report.relative_error, 1.3e-8);
   }
 }
 

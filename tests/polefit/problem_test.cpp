@@ -117,6 +117,65 @@ TEST(Problem, the_size_of_weights_and_data_does_not_matter) {
   EXPECT_EQ(fit(small_data, options_for(kind)).model.poles, expected.model.poles);
 }
 
+TEST(Problem, the_size_of_the_weights_of_one_response_does_not_matter_to_its_residues) {
+  const NetworkKind kind{.pairs = 3, .responses = 2, .noise = 1e-3};
+  const Network network = random_network(kind, 6);
+  const std::size_t samples = network.frequencies.size();
+  std::vector<double> weights;
+  for (std::size_t k = 0; k < network.values.size(); ++k) {
+    weights.push_back(1.0 + static_cast<double>(k % 3));
+  }
+  NetworkData data = network.data();
+  data.weights = weights;
+  Options options = options_for(kind);
+  options.starting_poles = network.model.poles;
+  options.iterations = 0;
+  const Fit expected = fit(data, options);
+  for (const double factor : {0x1p-500, 0x1p-600, 0x1p-1000}) {
+    std::vector<double> unlike = weights;
+    for (std::size_t k = samples; k < 2 * samples; ++k) {
+      unlike[k] *= factor;
+    }
+    data.weights = unlike;
+    EXPECT_EQ(fit(data, options).model.residues, expected.model.residues) << factor;
+    options.iterations = 3;
+    Fit found;
+    ASSERT_NO_THROW(found = fit(data, options));
+    EXPECT_EQ(found.report.orthogonal_relocations, 0) << factor;
+    EXPECT_LE(found.report.worst_relative_error, 1e-2) << factor;  // the noise
+    options.iterations = 0;
+  }
+}
+
+TEST(Problem, a_response_that_all_but_vanishes_disturbs_nobody_by_either_path) {
+  const NetworkKind kind{.pairs = 3, .responses = 2, .noise = 1e-3};
+  const Network network = random_network(kind, 5);
+  const std::size_t samples = network.frequencies.size();
+  const std::vector<double> weights(samples, 1.0);
+  for (const bool orthogonal : {false, true}) {
+    Options options = options_for(kind);
+    options.orthogonal = orthogonal;
+    Network zero = network;
+    std::fill(zero.values.begin() + static_cast<std::ptrdiff_t>(samples), zero.values.end(), 0.0);
+    NetworkData data = zero.data();
+    data.weights = weights;
+    const Fit expected = fit(data, options);
+    for (const double factor : {1e-170, 1e-250, 1e-305, 1e-315}) {
+      Network tiny = network;
+      for (std::size_t k = samples; k < 2 * samples; ++k) {
+        tiny.values[k] *= factor;
+      }
+      NetworkData tiny_data = tiny.data();
+      tiny_data.weights = weights;
+      Fit found;
+      ASSERT_NO_THROW(found = fit(tiny_data, options)) << factor;
+      EXPECT_NEAR(found.report.errors[0].relative, expected.report.errors[0].relative,
+                  1e-6 * expected.report.errors[0].relative)
+          << factor;
+    }
+  }
+}
+
 TEST(Problem, values_that_are_not_as_many_for_each_response_are_refused) {
   const std::vector<Complex> values(7);
   for (const auto& make : {&Responses::by_response, &Responses::by_sample}) {

@@ -74,6 +74,18 @@ TEST(Residues, the_exact_sample_is_exact_however_few_samples_there_are) {
   std::cout << "worst: " << worst << " eps\n";
 }
 
+TEST(Residues, the_exact_sample_is_exact_also_where_no_sample_counts) {
+  // The first of two responses counts; a pole far beyond the band has a tiny basis function.
+  const std::vector<double> frequencies{1.0};
+  const std::vector<Complex> values{{0.3, 0.7}, {1.0, 0.5}};
+  const std::vector<double> weights{0.0, 1.0};
+  const NetworkData data{frequencies, Responses::by_response(values, 2), {}, weights};
+  const Problem problem = make_problem(data, {});
+  const Model model = identify_residues(problem, {-2e8}, 0, 1);
+  const Value found = value_at(model, 1.0);
+  EXPECT_LE(std::abs(found.value - values[0]), 100.0 * eps * found.size);
+}
+
 TEST(Residues, where_one_part_follows_from_the_other_only_one_is_made_exact) {
   // Two poles that are one but for rounding give basis functions of one phase.
   const std::vector<double> frequencies{1.0, 2.0, 3.0, 4.0};
