@@ -13,6 +13,7 @@
 
 #include "listio/io_error.hpp"
 #include "listio/number_text.hpp"
+#include "polefit_cli/network/scaled_real.hpp"
 #include "polefit_cli/network/touchstone_format.hpp"
 
 namespace polefit_cli {
@@ -150,25 +151,6 @@ class Refusal {
 
 // ---- Numbers
 // ---------------------------------------------------------------------------------------------------
-
-/// A frequency in hertz from text in hertz times 10^power: the power joins the exponent of the text, so that
-/// 1.1 GHz is the double next to 1.1e9. `buffer` is room to work in. False when the text is no number.
-bool parse_frequency(std::string_view text, int power, std::string& buffer, double& value) {
-  const std::size_t mantissa = std::min(text.find_first_of("eEdDqQ+-", 1), text.size());
-  std::string_view exponent = text.substr(mantissa);
-  if (!exponent.empty() && is_letter(exponent.front())) {
-    exponent.remove_prefix(1);
-  }
-  int own_power = 0;
-  if (mantissa < text.size() && !s_solver::parse_integer(exponent, own_power)) {
-    // Not a number, or one whose exponent is beyond any range: zero or infinite with the power, too.
-    return s_solver::parse_real(text, value);
-  }
-  buffer = text.substr(0, mantissa);
-  buffer += 'e';
-  buffer += std::to_string(std::int64_t{own_power} + power);
-  return s_solver::parse_real(buffer, value);
-}
 
 double resistance(std::string_view word, const Refusal& refusal) {
   double value = 0.0;
@@ -420,7 +402,6 @@ class Reader {
   std::size_t first_line_values_ = 0;
   std::size_t noise_frequencies_ = 0;
   double noise_frequency_ = 0.0;
-  std::string buffer_;
 };
 
 void Reader::option_line(std::string_view line) {
@@ -704,7 +685,7 @@ void Reader::network_line(std::string_view line) {
 double Reader::take_frequency(std::string_view& line) {
   const std::string_view word = take_word(line);
   double value = 0.0;
-  if (!parse_frequency(word, power_of_ten(options_.unit), buffer_, value)) {
+  if (!parse_scaled_real(word, power_of_ten(options_.unit), value)) {
     refusal_.fail(excerpt(word), "a frequency", 1);
   }
   if (!std::isfinite(value) || value < 0.0) {
