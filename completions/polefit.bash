@@ -43,7 +43,7 @@ _polefit() {
   fi
   if [ -n "$files" ]; then
     mapfile -t COMPREPLY < <(compgen -f -- "$current")
-    compopt -o filenames 2>/dev/null
+    compopt -o filenames 2>/dev/null || true
   else
     mapfile -t COMPREPLY < <(compgen -W "$choices" -- "$current")
   fi

@@ -4,15 +4,18 @@ set -eu
 . "$1"
 
 status=0
-# expect CHOICES WORD ...: the choices offered for the last word.
+sorted() { printf '%s\n' "$@" | sort | xargs; }
+# expect CHOICES WORD ...: the choices offered for the last word, in any order.
 expect() {
-  local expected=$1
+  local expected
+  # shellcheck disable=SC2086 # choices have no blanks
+  expected=$(sorted $1)
   shift
   COMP_WORDS=("$@")
   COMP_CWORD=$(($# - 1))
   COMPREPLY=()
   _polefit
-  if [ "${COMPREPLY[*]}" != "$expected" ]; then
+  if [ "$(sorted ${COMPREPLY[@]+"${COMPREPLY[@]}"})" != "$expected" ]; then
     echo "for \"$*\": offered \"${COMPREPLY[*]}\", expected \"$expected\"" >&2
     status=1
   fi

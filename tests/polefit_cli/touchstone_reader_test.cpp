@@ -293,8 +293,8 @@ TEST(TouchstoneReader, frequencies_below_zero_or_not_finite_are_refused) {
             "3/1: \"1e999999999999\" | a finite frequency not below 0");
   EXPECT_EQ(read("# GHz\n1e299 0 0\n").frequencies, std::vector<double>{1e308});
   EXPECT_EQ(message("# GHz\n1e300 0 0\n"), "2/1: \"1e300\" | a finite frequency not below 0");
-  EXPECT_EQ(message("inf 0 0\n"), "1/1: \"inf\" | a frequency");
-  EXPECT_EQ(message("nan 0 0\n"), "1/1: \"nan\" | a frequency");
+  EXPECT_EQ(message("inf 0 0\n"), "1/1: \"inf\" | a finite frequency not below 0");
+  EXPECT_EQ(message("nan 0 0\n"), "1/1: \"nan\" | a finite frequency not below 0");
 }
 
 TEST(TouchstoneReader, a_negative_zero_is_the_frequency_zero) {
