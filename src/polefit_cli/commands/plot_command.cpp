@@ -2,6 +2,7 @@
 #include <cmath>
 #include <complex>
 #include <cstdio>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -85,8 +86,13 @@ std::vector<MatchedResponse> chosen_responses(const PlotCommand& command, const 
   return chosen;
 }
 
+/// A picture is no place for a path.
+std::string title_of(const std::string& file) {
+  return is_standard_stream(file) ? shown_input(file) : std::filesystem::path(file).filename().string();
+}
+
 std::string fit_title(const PlotCommand& command, const polefit::Model& model) {
-  return shown_input(command.network->file) + ", " + count_text(model.poles.size(), "pole");
+  return title_of(command.network->file) + ", " + count_text(model.poles.size(), "pole");
 }
 
 }  // namespace
@@ -96,7 +102,7 @@ ExitStatus run(const PlotCommand& command) {
   const polefit::Model model = read_model(command.model);
   std::string script;
   if (command.poles) {
-    script = pole_script(pole_picture(model, shown_input(command.model)), format);
+    script = pole_script(pole_picture(model, title_of(command.model)), format);
   } else {
     const NetworkSource& source = *command.network;
     const Network network = read_network(read_input(source.file), shown_input(source.file), source.format);
