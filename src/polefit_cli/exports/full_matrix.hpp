@@ -29,8 +29,8 @@ class FullMatrix {
 };
 
 /// Why the responses of a model are not the whole matrix of a network: a sentence that names what is missing,
-/// or nothing when they are. Throws polefit::Error (bad_shape) as polefit::evaluate when the model contradicts
-/// itself.
+/// or nothing when they are. Throws polefit::Error (bad_shape) as polefit::evaluate when the model
+/// contradicts itself.
 std::optional<std::string> incompleteness(const polefit::Model& model);
 
 /// The matrix of a model without incompleteness.
