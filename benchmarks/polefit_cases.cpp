@@ -8,6 +8,7 @@
 #include <complex>
 #include <cstddef>
 #include <cstdio>
+#include <exception>
 #include <fstream>
 #include <random>
 #include <string>
@@ -142,9 +143,7 @@ double status_mebibytes(const std::string& name) {
   return 0.0;
 }
 
-}  // namespace
-
-int main() {
+void measure_all() {
   constexpr Case largest{"e", 400, 501, 40};
   {
     const Network network(largest);
@@ -188,4 +187,15 @@ int main() {
     std::printf("  %zu: %.2f ms", responses, relocation_by_cauchy_sums(Network(size), size, 1));
   }
   std::printf("\n");
+}
+
+}  // namespace
+
+int main() {
+  try {
+    measure_all();
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "polefit_cases: %s\n", error.what());
+    return 1;
+  }
 }
