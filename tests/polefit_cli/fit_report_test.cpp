@@ -74,6 +74,7 @@ TEST(FitReport, tells_order_path_and_errors_of_the_worst_responses_first) {
   EXPECT_LT(text.find("R8"), text.find("R7"));
   EXPECT_EQ(text.find("R3"), std::string::npos);
   EXPECT_NE(text.find("the worst 5 of 9 responses"), std::string::npos) << text;
+  EXPECT_NE(text.find("all                0.02   0.1             0.3"), std::string::npos) << text;
 }
 
 TEST(FitReport, a_fit_has_converged_when_poles_or_residual_settled_and_a_search_when_the_target_is_met) {

@@ -1,6 +1,7 @@
 #include "polefit_cli/commands/fit_report.hpp"
 
 #include <algorithm>
+#include <cmath>
 #include <numeric>
 #include <vector>
 
@@ -60,6 +61,14 @@ std::string path_text(const polefit::Report& report) {
   return text.empty() ? "none" : text;
 }
 
+double overall_rms(const std::vector<polefit::ResponseError>& errors) {
+  double squares = 0.0;
+  for (const polefit::ResponseError& error : errors) {
+    squares += error.rms * error.rms;
+  }
+  return std::sqrt(squares / static_cast<double>(errors.size()));
+}
+
 std::vector<std::size_t> worst_first(const std::vector<polefit::ResponseError>& errors) {
   std::vector<std::size_t> order(errors.size());
   std::iota(order.begin(), order.end(), std::size_t{0});
@@ -100,8 +109,8 @@ std::string fit_report(const Network& network, const FitOutcome& outcome, double
 
   std::vector<std::vector<std::string>> rows{{"  response", "relative rms", "rms", "largest error"}};
   if (report.errors.size() > 1) {
-    rows.push_back(
-        {"  all", short_number(report.relative_error, 2), "", short_number(report.largest_error, 2)});
+    rows.push_back({"  all", short_number(report.relative_error, 2),
+                    short_number(overall_rms(report.errors), 2), short_number(report.largest_error, 2)});
   }
   for (const std::size_t r : worst_first(report.errors)) {
     const polefit::ResponseError& error = report.errors[r];
