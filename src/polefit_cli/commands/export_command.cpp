@@ -2,6 +2,7 @@
 #include <filesystem>
 #include <string>
 
+#include "polefit/error.hpp"
 #include "polefit_cli/commands/commands.hpp"
 #include "polefit_cli/commands/models.hpp"
 #include "polefit_cli/exports/s_solver_coefficients.hpp"
@@ -19,6 +20,9 @@ constexpr std::size_t default_count = 1001;
 /// A legal name of a subcircuit that is like that of the file.
 std::string name_by_file(const std::string& file) {
   constexpr std::size_t longest = 60;
+  if (is_standard_stream(file)) {
+    return "model";
+  }
   std::string name = std::filesystem::path(file).stem().string().substr(0, longest);
   for (char& c : name) {
     if (std::isalnum(static_cast<unsigned char>(c)) == 0) {
@@ -39,7 +43,8 @@ std::size_t chosen_response(const ExportCommand& command, const polefit::Model& 
 std::string exported(const ExportCommand& command, polefit::Model& model) {
   const std::string shown = shown_input(command.model);
   if (command.parameter || command.reference) {
-    declare_one_port(model, command.parameter.value_or('S'), command.reference.value_or(50.0));
+    const char known = model.network ? model.network->parameter : 'S';
+    declare_one_port(model, command.parameter.value_or(known), command.reference.value_or(50.0));
   }
   switch (command.kind) {
     case ExportKind::spice:
@@ -61,7 +66,16 @@ std::string exported(const ExportCommand& command, polefit::Model& model) {
 
 ExitStatus run(const ExportCommand& command) {
   polefit::Model model = read_model(command.model);
-  write_output(command.output, exported(command, model));
+  std::string text;
+  try {
+    text = exported(command, model);
+  } catch (const polefit::Error& error) {
+    // An option is no fault of the model's.
+    const bool of_model = error.kind() != polefit::ErrorKind::bad_option;
+    throw polefit::Error(error.kind(),
+                         (of_model ? shown_input(command.model) + ": " : "--name: ") + error.what());
+  }
+  write_output(command.output, text);
   return succeeded;
 }
 
