@@ -3,10 +3,12 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <complex>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -127,6 +129,36 @@ TEST_F(Program, a_quiet_fit_prints_nothing) {
   EXPECT_EQ(errors(), "");
 }
 
+/// What a run leaves on a terminal that is its standard error.
+std::string on_terminal(const std::function<void(const std::function<void()>&)>& run) {
+  const int master = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+  if (master < 0 || grantpt(master) != 0 || unlockpt(master) != 0) {
+    ADD_FAILURE() << "no terminal to test with";
+    return {};
+  }
+  const int terminal = open(ptsname(master), O_RDWR | O_NOCTTY | O_CLOEXEC);
+  run([terminal] { dup2(terminal, STDERR_FILENO); });
+  std::array<char, 4096> text;
+  fcntl(master, F_SETFL, O_NONBLOCK);
+  const ssize_t length = read(master, text.data(), text.size());
+  close(terminal);
+  close(master);
+  return {text.data(), static_cast<std::size_t>(std::max<ssize_t>(length, 0))};
+}
+
+TEST_F(Program, progress_is_shown_on_a_terminal_and_taken_away) {
+  const std::vector<std::string> fit{"fit", "filter.s2p", "--poles", "3", "-o", "m.json"};
+  const std::string shown =
+      on_terminal([&](const auto& to_terminal) { EXPECT_EQ(run(fit, to_terminal), 0); });
+  EXPECT_TRUE(shown.starts_with("\r[")) << shown;
+  EXPECT_NE(shown.find("iteration 1 of 30   order 3   error "), std::string::npos) << shown;
+  EXPECT_TRUE(shown.ends_with("\r\033[K")) << shown;
+
+  std::vector<std::string> quiet = fit;
+  quiet.emplace_back("--quiet");
+  EXPECT_EQ(on_terminal([&](const auto& to_terminal) { EXPECT_EQ(run(quiet, to_terminal), 0); }), "");
+}
+
 TEST_F(Program, the_standard_streams_carry_network_and_model) {
   EXPECT_EQ(run({"fit", "-", "--format", "csv", "--poles", "1", "-o", "-"},
                 [] {
@@ -226,6 +258,14 @@ TEST_F(Program, a_refusal_of_an_export_names_the_model_file) {
   ASSERT_EQ(run({"fit", "filter.s2p", "--poles", "3", "--responses", "S21", "-q", "-o", "m.json"}), 0);
   expect_refusal({"export", "m.json", "--spice"}, "m.json: the model has not all elements");
   expect_refusal({"export", "m.json", "--spice", "--parameter", "S", "--name", "1"}, "--name: the name");
+}
+
+TEST_F(Program, touchstone_is_not_written_under_a_name_for_other_ports) {
+  ASSERT_EQ(run({"fit", "filter.s2p", "--poles", "3", "-q", "-o", "m.json"}), 0);
+  expect_refusal({"export", "m.json", "--touchstone", "-o", "out.s4p"},
+                 "out.s4p: found a name for 4 ports, expected one for the model's 2 ports");
+  EXPECT_FALSE(std::filesystem::exists("out.s4p"));
+  EXPECT_EQ(run({"export", "m.json", "--touchstone", "-o", "out.ts"}), 0);
 }
 
 TEST_F(Program, a_model_is_not_drawn_with_data_of_another_parameter) {

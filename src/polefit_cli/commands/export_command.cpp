@@ -2,14 +2,17 @@
 #include <filesystem>
 #include <string>
 
+#include "listio/io_error.hpp"
 #include "polefit/error.hpp"
 #include "polefit_cli/commands/commands.hpp"
 #include "polefit_cli/commands/models.hpp"
+#include "polefit_cli/commands/text.hpp"
 #include "polefit_cli/exports/s_solver_coefficients.hpp"
 #include "polefit_cli/exports/spice.hpp"
 #include "polefit_cli/exports/state_space_text.hpp"
 #include "polefit_cli/files/streams.hpp"
 #include "polefit_cli/network/csv_writer.hpp"
+#include "polefit_cli/network/touchstone_reader.hpp"
 #include "polefit_cli/network/touchstone_writer.hpp"
 
 namespace polefit_cli {
@@ -40,6 +43,17 @@ std::size_t chosen_response(const ExportCommand& command, const polefit::Model& 
                                                             : find_response(model, command.response, shown);
 }
 
+/// A file of another number of ports than its name tells is one that nobody reads.
+void check_ports(const std::string& output, const polefit::Model& model) {
+  const auto named = ports_of_extension(output);
+  const std::size_t ports = model.network ? model.network->references.size() : 0;
+  if (named && ports > 0 && *named != ports) {
+    throw s_solver::IoError({.file = output,
+                             .found = "a name for " + count_text(*named, "port"),
+                             .expected = "one for the model's " + count_text(ports, "port")});
+  }
+}
+
 std::string exported(const ExportCommand& command, polefit::Model& model) {
   const std::string shown = shown_input(command.model);
   if (command.parameter || command.reference) {
@@ -52,6 +66,7 @@ std::string exported(const ExportCommand& command, polefit::Model& model) {
     case ExportKind::state_space:
       return state_space_text(model);
     case ExportKind::touchstone:
+      check_ports(command.output, model);
       return touchstone_text(
           sampled(model, wanted_frequencies(command.grid, model, default_count, shown), shown),
           command.touchstone);

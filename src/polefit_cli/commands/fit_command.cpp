@@ -96,7 +96,7 @@ ExitStatus run(const FitCommand& command) {
       report += "\nNo model file was asked for: -o MODEL.json writes one.\n";
     }
     if (is_standard_stream(command.output)) {
-      std::fputs(report.c_str(), stderr);
+      static_cast<void>(std::fputs(report.c_str(), stderr));
     } else {
       write_output("-", report);
     }

@@ -112,7 +112,7 @@ ExitStatus run(const PlotCommand& command) {
         fit_picture(model, network, chosen_responses(command, model, network), fit_title(command, model)),
         format);
   }
-  std::fputs(draw_to(command.output, script, format).c_str(), stderr);
+  static_cast<void>(std::fputs(draw_to(command.output, script, format).c_str(), stderr));
   return succeeded;
 }
 

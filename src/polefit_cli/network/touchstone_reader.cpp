@@ -631,7 +631,8 @@ std::size_t Reader::ports_of_first_frequency(std::string_view line) const {
     values += words;
   }
   for (const std::size_t count : {values, first}) {
-    const auto ports = static_cast<std::size_t>(std::sqrt(static_cast<double>(count / 2)));
+    const std::size_t pairs = count / 2;
+    const auto ports = static_cast<std::size_t>(std::sqrt(static_cast<double>(pairs)));
     if (count == 2 * ports * ports + 1) {
       return ports;
     }
