@@ -173,6 +173,59 @@ TEST(CommandLine, what_does_not_fit_together_is_refused_in_one_line) {
   EXPECT_NE(complaint({"fit", "a.s2p", "--real", "5"}).find("--poles"), std::string::npos);
 }
 
+TEST(CommandLine, numbers_of_all_forms_are_decimal) {
+  EXPECT_EQ(command<FitCommand>({"fit", "a.s2p", "--poles", "010"}).poles, 10U);
+  EXPECT_EQ(command<FitCommand>({"fit", "a.s2p", "--poles", "1e1"}).poles, 10U);
+  EXPECT_EQ(command<FitCommand>({"fit", "a.s2p", "--iterations", "4.0"}).options.iterations, 4);
+  EXPECT_EQ(command<FitCommand>({"fit", "a.s2p", "--error", "1d-3"}).target.error, 1e-3);
+  EXPECT_EQ(command<FitCommand>({"fit", "a.s2p", "--reference", "5e1"}).reference, 50.0);
+  EXPECT_NE(complaint({"fit", "a.s2p", "--poles", "4.5"}).find("found \"4.5\", expected a whole number"),
+            std::string::npos);
+  complaint({"fit", "a.s2p", "--poles", "4", "--poles", "6"});
+}
+
+TEST(CommandLine, what_was_found_and_what_was_expected_is_told) {
+  EXPECT_EQ(complaint({"frobnicate"}),
+            "found \"frobnicate\", expected fit, plot, export, eval or info; see polefit --help");
+  EXPECT_EQ(complaint({"fit", "a.s2p", "--spacing", "cubic"}),
+            "--spacing: found \"cubic\", expected linear|log|peaks; see polefit fit --help");
+  EXPECT_EQ(complaint({"fit", "a.s2p", "-o", ""}),
+            "--output: found nothing, expected a text; see polefit fit --help");
+}
+
+TEST(CommandLine, a_choice_may_be_in_either_case) {
+  EXPECT_EQ(command<FitCommand>({"fit", "a.csv", "--spacing", "LOG"}).options.placement,
+            polefit::Placement::logarithmic);
+  EXPECT_EQ(command<FitCommand>({"fit", "a.csv", "--parameter", "z"}).parameter, 'Z');
+}
+
+TEST(CommandLine, empty_texts_are_refused) {
+  complaint({"fit", "a.s2p", "--weights-file", ""});
+  complaint({"plot", "m.json", "a.s2p", "-o", ""});
+  complaint({"eval", "m.json", "-o", ""});
+  complaint({"eval", "m.json", "--grid", ""});
+  complaint({"eval", "m.json", "--like", ""});
+  for (const char* const option : {"-o", "--name", "--grid", "--response"}) {
+    complaint({"export", "m.json", "--spice", option, ""});
+  }
+}
+
+TEST(CommandLine, standard_input_is_read_once) {
+  complaint({"fit", "-", "--weights-file", "-"});
+  complaint({"plot", "-", "-", "-o", "f.svg"});
+  complaint({"eval", "-", "--like", "-"});
+  EXPECT_EQ(command<EvalCommand>({"eval", "m.json", "--like", "-"}).like->file, "-");
+}
+
+TEST(CommandLine, weights_come_by_rule_or_from_a_file) {
+  complaint({"fit", "a.s2p", "--weights", "root", "--weights-file", "w.txt"});
+}
+
+TEST(CommandLine, options_of_which_one_is_wanted_stand_together_in_the_help) {
+  const std::string help = answer({"export", "--help"});
+  EXPECT_NE(help.find("\n\nFormats, of which one is wanted:\n  --spice "), std::string::npos) << help;
+}
+
 TEST(CommandLine, each_command_has_help_with_examples) {
   for (const char* const name : {"fit", "plot", "export", "eval", "info"}) {
     const std::string help = answer({name, "--help"});

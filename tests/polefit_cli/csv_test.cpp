@@ -269,7 +269,7 @@ TEST(Csv, names_are_text_that_can_be_shown) {
        {std::string("\x01"), std::string("a\0b", 3), std::string("\x7F"), std::string("\xFF"),
         std::string("\xC0\x80"), std::string("\xC3"), std::string("\xED\xA0\x80"),
         std::string("\xE0\x80\x80"), std::string("\xF0\x80\x80\x80"), std::string("\xF4\x90\x80\x80"),
-        std::string("\x80"), std::string("\"a\tb\"").substr(1, 3)}) {
+        std::string("\x80"), std::string("\xC2\x9B"), std::string("\"a\tb\"").substr(1, 3)}) {
     const std::string cells = "\"" + bad + " re\";\"" + bad + " im\"";
     expect_refusal("f;" + cells + "\n1;2;3\n", 1, 2, "the name", "UTF-8");
   }

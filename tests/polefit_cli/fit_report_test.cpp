@@ -30,6 +30,9 @@ TEST(FitReport, columns_of_a_table_are_as_wide_as_they_need) {
 
 TEST(FitReport, control_characters_of_names_do_not_reach_the_terminal) {
   EXPECT_EQ(printable("a\033[2Jb\n"), "a?[2Jb?");
+  EXPECT_EQ(printable("a\xC2\x9B"
+                      "2Jb \xC2\xA0\xC3\xBC\xE2\x82\xAC \xFC"),
+            "a??2Jb \xC2\xA0\xC3\xBC\xE2\x82\xAC ?");
 }
 
 TEST(FitReport, the_bar_tells_iteration_order_and_error) {

@@ -3,9 +3,12 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
+#include <algorithm>
+#include <array>
 #include <cmath>
 #include <complex>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -126,6 +129,36 @@ TEST_F(Program, a_quiet_fit_prints_nothing) {
   EXPECT_EQ(errors(), "");
 }
 
+/// What a run leaves on a terminal that is its standard error.
+std::string on_terminal(const std::function<void(const std::function<void()>&)>& run) {
+  const int master = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+  if (master < 0 || grantpt(master) != 0 || unlockpt(master) != 0) {
+    ADD_FAILURE() << "no terminal to test with";
+    return {};
+  }
+  const int terminal = open(ptsname(master), O_RDWR | O_NOCTTY | O_CLOEXEC);
+  run([terminal] { dup2(terminal, STDERR_FILENO); });
+  std::array<char, 4096> text;
+  fcntl(master, F_SETFL, O_NONBLOCK);
+  const ssize_t length = read(master, text.data(), text.size());
+  close(terminal);
+  close(master);
+  return {text.data(), static_cast<std::size_t>(std::max<ssize_t>(length, 0))};
+}
+
+TEST_F(Program, progress_is_shown_on_a_terminal_and_taken_away) {
+  const std::vector<std::string> fit{"fit", "filter.s2p", "--poles", "3", "-o", "m.json"};
+  const std::string shown =
+      on_terminal([&](const auto& to_terminal) { EXPECT_EQ(run(fit, to_terminal), 0); });
+  EXPECT_TRUE(shown.starts_with("\r[")) << shown;
+  EXPECT_NE(shown.find("iteration 1 of 30   order 3   error "), std::string::npos) << shown;
+  EXPECT_TRUE(shown.ends_with("\r\033[K")) << shown;
+
+  std::vector<std::string> quiet = fit;
+  quiet.emplace_back("--quiet");
+  EXPECT_EQ(on_terminal([&](const auto& to_terminal) { EXPECT_EQ(run(quiet, to_terminal), 0); }), "");
+}
+
 TEST_F(Program, the_standard_streams_carry_network_and_model) {
   EXPECT_EQ(run({"fit", "-", "--format", "csv", "--poles", "1", "-o", "-"},
                 [] {
@@ -192,6 +225,62 @@ TEST_F(Program, every_export_is_made) {
   expect_refusal({"export", "low pass.json", "--s-solver"}, "expected one of S11, S12, S21, S22");
 }
 
+TEST_F(Program, a_network_of_any_number_of_ports_comes_through_a_pipe) {
+  std::string text = "# Hz S RI R 50\n";
+  for (int k = 1; k <= 2; ++k) {
+    text += std::to_string(k);
+    for (int row = 0; row < 4; ++row) {
+      text += " 1 0 2 0 3 0 4 0\n";
+    }
+  }
+  write("four.txt", text);
+  EXPECT_EQ(run({"info", "-"}, input_from("four.txt")), 0) << errors();
+  EXPECT_NE(output().find("4-port"), std::string::npos) << output();
+}
+
+TEST_F(Program, a_circuit_of_a_model_from_standard_input_has_a_plain_name) {
+  ASSERT_EQ(run({"fit", "filter.s2p", "--poles", "3", "-q", "-o", "m.json"}), 0);
+  EXPECT_EQ(run({"export", "-", "--spice"}, input_from("m.json")), 0);
+  EXPECT_NE(output().find(".subckt model "), std::string::npos) << output();
+}
+
+TEST_F(Program, a_reference_alone_keeps_the_parameter_that_a_one_port_has) {
+  write("z.csv", "f,Z11 re,Z11 im\n1,1,0\n2,0.5,-0.5\n3,0.2,-0.4\n");
+  ASSERT_EQ(run({"fit", "z.csv", "--poles", "1", "--reference", "75", "-q", "-o", "z.json"}), 0) << errors();
+  const polefit::Model found = polefit::load("z.json");
+  ASSERT_TRUE(found.network);
+  EXPECT_EQ(found.network->parameter, 'Z');
+  EXPECT_EQ(found.network->references, (std::vector<double>{75}));
+  EXPECT_EQ(run({"export", "z.json", "--spice", "--reference", "10"}), 0) << errors();
+}
+
+TEST_F(Program, a_refusal_of_an_export_names_the_model_file) {
+  ASSERT_EQ(run({"fit", "filter.s2p", "--poles", "3", "--responses", "S21", "-q", "-o", "m.json"}), 0);
+  expect_refusal({"export", "m.json", "--spice"}, "m.json: the model has not all elements");
+  expect_refusal({"export", "m.json", "--spice", "--parameter", "S", "--name", "1"}, "--name: the name");
+}
+
+TEST_F(Program, touchstone_is_not_written_under_a_name_for_other_ports) {
+  ASSERT_EQ(run({"fit", "filter.s2p", "--poles", "3", "-q", "-o", "m.json"}), 0);
+  expect_refusal({"export", "m.json", "--touchstone", "-o", "out.s4p"},
+                 "out.s4p: found a name for 4 ports, expected one for the model's 2 ports");
+  EXPECT_FALSE(std::filesystem::exists("out.s4p"));
+  EXPECT_EQ(run({"export", "m.json", "--touchstone", "-o", "out.ts"}), 0);
+}
+
+TEST_F(Program, a_model_is_not_drawn_with_data_of_another_parameter) {
+  write("z.csv", "f,Z11 re,Z11 im\n1,1,0\n2,0.5,-0.5\n3,0.2,-0.4\n");
+  write("s.csv", "f,S11 re,S11 im\n1,1,0\n2,0.5,-0.5\n3,0.2,-0.4\n");
+  ASSERT_EQ(run({"fit", "z.csv", "--poles", "1", "-q", "-o", "z.json"}), 0);
+  expect_refusal({"plot", "z.json", "s.csv", "-o", "f.svg"}, "none of the model's responses");
+}
+
+TEST_F(Program, a_byte_order_mark_does_not_hide_a_model) {
+  ASSERT_EQ(run({"fit", "filter.s2p", "--poles", "3", "-q", "-o", "m.json"}), 0);
+  write("marked.json", "\xEF\xBB\xBF" + content_of("m.json"));
+  EXPECT_EQ(run({"info", "marked.json"}), 0) << errors();
+}
+
 TEST_F(Program, tells_what_is_in_a_network_and_in_a_model) {
   ASSERT_EQ(run({"info", "filter.s2p"}), 0);
   EXPECT_NE(output().find("2-port, S parameters, reference 50 ohms"), std::string::npos) << output();
@@ -228,6 +317,11 @@ TEST_F(Program, bad_files_are_refused_with_file_and_line) {
   expect_refusal({"fit"}, "NETWORK");
   write("f_data.in", "1 1 0\n2 0.5 -0.5\n3 0.2 0.1\n");
   expect_refusal({"fit", "f_data.in", "--exact-dc"}, "no sample at 0 Hz");
+}
+
+TEST_F(Program, a_message_is_one_line_of_plain_text_whatever_names_hold) {
+  expect_refusal({"fit", "no\nsuch\033[2J.s2p"}, "no?such?[2J.s2p: found");
+  expect_refusal({"fit", "filter.s2p", "more\033[2J"}, "more?[2J");
 }
 
 TEST_F(Program, a_result_that_cannot_be_finished_leaves_the_old_file) {

@@ -223,9 +223,19 @@ TEST(TouchstoneReader, names_of_ten_ports_and_more_have_a_mark_between_row_and_c
   EXPECT_EQ(network.values[13], Complex(26, 27));
 }
 
-TEST(TouchstoneReader, the_number_of_ports_is_seen_from_the_first_line_without_a_name_that_says_it) {
+TEST(TouchstoneReader, the_number_of_ports_is_seen_from_the_first_frequency_without_a_name_that_says_it) {
   EXPECT_EQ(read("1 0 0\n").names.size(), 1U);
   EXPECT_EQ(read("1 0 0 0 0 0 0 0 0\n").names.size(), 4U);
+  const std::string three_ports = " 0 0 0 0 0 0\n! row\n\n0 0 0 0 0 0\n0 0 0 0 0 0 ! row\n";
+  EXPECT_EQ(read("1" + three_ports + "2" + three_ports).names.size(), 9U);
+  EXPECT_EQ(read("1" + three_ports).names.size(), 9U);
+  const std::string pairs = " 0 0 0 0 0 0 0 0\n";  // the first line is like one of two ports
+  const std::string four_ports = pairs + pairs + pairs + pairs;
+  EXPECT_EQ(read("1" + four_ports + "2" + four_ports).names.size(), 16U);
+  EXPECT_EQ(message("1 0 0\n2 0\n"),
+            "2: 2 values | 3 values for a frequency of 1 port, and the next frequency on a new line");
+  EXPECT_EQ(message("1 0 0 0 0 0 0 0 0\n2 0 0 0 0 0 0 0\n"),
+            "2: 8 values | 9 values for a frequency of 2 ports, and the next frequency on a new line");
   EXPECT_EQ(message("\n1 0 0 0 0 0 0\n"),
             "2: 7 values on the first line of data | 3 of one port or 9 of two, or the number of ports in "
             "the file's name, such as .s4p");

@@ -54,11 +54,15 @@ CLI::Option* add_choice(CLI::App& app, const std::string& name, Value& value, co
     value = found->second;
     return true;
   };
+  const auto complaint = [take, all](const std::string& text) {
+    return take(text) ? std::string() : "found " + s_solver::excerpt(text) + ", expected " + all;
+  };
   return app
       .add_option(
           name, [take](const CLI::results_t& results) { return take(results.front()); }, description)
       ->type_name(all)
-      ->expected(1);
+      ->expected(1)
+      ->check(CLI::Validator(complaint, ""));
 }
 
 /// A condition on an argument with a message of its own; numbers are read as everywhere in the program.
@@ -71,8 +75,33 @@ CLI::Validator condition(const std::function<bool(double)>& holds, const std::st
           ""};
 }
 
-CLI::Validator above_zero() {
-  return condition([](double value) { return value > 0.0; }, "a number above 0");
+template <class Number>
+struct Plain {
+  using type = Number;
+};
+template <class Number>
+struct Plain<std::optional<Number>> {
+  using type = Number;
+};
+
+/// A number under a condition.
+template <class Number>
+CLI::Option* add_checked(CLI::App& app, const std::string& name, Number& value,
+                         const CLI::Validator& condition, const std::string& description) {
+  const auto take = [&value](const CLI::results_t& results) {
+    double number = 0.0;
+    const bool good = s_solver::parse_real(results.front(), number);
+    value = static_cast<typename Plain<Number>::type>(number);
+    return good;
+  };
+  return app.add_option(name, take, description)->expected(1)->check(condition);
+}
+
+template <class Number>
+CLI::Option* add_above_zero(CLI::App& app, const std::string& name, Number& value,
+                            const std::string& description) {
+  return add_checked(app, name, value,
+                     condition([](double number) { return number > 0.0; }, "a number above 0"), description);
 }
 
 struct Limits {
@@ -84,13 +113,21 @@ struct Limits {
 template <class Number>
 CLI::Option* add_number(CLI::App& app, const std::string& name, Number& value, Limits limits,
                         const std::string& description) {
-  return app.add_option(name, value, description)
-      ->type_name("N")
-      ->check(condition(
-          [limits](double number) {
-            return number >= limits.least && number <= limits.most && number == std::floor(number);
-          },
-          "a whole number from " + std::to_string(limits.least) + " to " + std::to_string(limits.most)));
+  const auto holds = [limits](double number) {
+    return number >= limits.least && number <= limits.most && number == std::floor(number);
+  };
+  const std::string expected =
+      "a whole number from " + std::to_string(limits.least) + " to " + std::to_string(limits.most);
+  return add_checked(app, name, value, condition(holds, expected), description)->type_name("N");
+}
+
+/// A text that is not empty, which a script's unset variable would be.
+CLI::Option* add_text(CLI::App& app, const std::string& name, std::string& value, const std::string& type,
+                      const std::string& description) {
+  const auto complaint = [](const std::string& text) {
+    return text.empty() ? std::string("found nothing, expected a text") : std::string();
+  };
+  return app.add_option(name, value, description)->type_name(type)->check(CLI::Validator(complaint, ""));
 }
 
 CLI::Option* add_names(CLI::App& app, std::vector<std::string>& names, const std::string& description) {
@@ -108,10 +145,9 @@ void add_network_format(CLI::App& app, NetworkSource& network) {
 void add_declaration(CLI::App& app, std::optional<char>& parameter, std::optional<double>& reference) {
   app.add_option("--parameter", parameter, "What a single response is: S, Y or Z of a one-port")
       ->type_name("S|Y|Z")
-      ->check(CLI::IsMember(std::vector<std::string>{"S", "Y", "Z"}));
-  app.add_option("--reference", reference, "Reference resistance of that port in ohms (default: 50)")
-      ->type_name("OHMS")
-      ->check(above_zero());
+      ->transform(CLI::IsMember(std::vector<std::string>{"S", "Y", "Z"}, CLI::ignore_case));
+  add_above_zero(app, "--reference", reference, "Reference resistance of that port in ohms (default: 50)")
+      ->type_name("OHMS");
 }
 
 constexpr const char* grid_help =
@@ -124,15 +160,13 @@ CLI::App* add_fit(CLI::App& app, FitCommand& fit) {
       ->add_option("NETWORK", fit.network.file,
                    "Touchstone file (.sNp, .ts), CSV table, S_Solver sample file, or - for standard input")
       ->required();
-  command->add_option("-o,--output", fit.output, "Model file to write (JSON); - for standard output")
-      ->type_name("MODEL.json");
+  add_text(*command, "-o,--output", fit.output, "MODEL.json",
+           "Model file to write (JSON); - for standard output");
 
   CLI::Option* const error =
-      command
-          ->add_option("--error", fit.target.error,
-                       "Search for the order that reaches this error (the default, with 0.001)")
-          ->type_name("X")
-          ->check(above_zero());
+      add_above_zero(*command, "--error", fit.target.error,
+                     "Search for the order that reaches this error (the default, with 0.001)")
+          ->type_name("X");
   add_number(*command, "--poles", fit.poles, {0}, "Fit with that many poles, without a search")
       ->excludes(error);
   add_number(*command, "--real", fit.real, {0},
@@ -150,13 +184,13 @@ CLI::App* add_fit(CLI::App& app, FitCommand& fit) {
                     "Term proportional to s (default: none)");
   command->add_flag("--stable,!--no-stable", fit.options.stable,
                     "Keep all poles in the left half-plane (default)");
-  add_choice(*command, "--weights", fit.weighting, weightings,
-             "Weights of the residuals: by response (balanced, default), uniform, relative to the modulus "
-             "of each sample, or by its root");
-  command
-      ->add_option("--weights-file", fit.weights_file,
-                   "Weights as numbers in a text file: one a sample, or one a sample and response")
-      ->type_name("FILE");
+  CLI::Option* const weights = add_choice(
+      *command, "--weights", fit.weighting, weightings,
+      "Weights of the residuals: by response (balanced, default), uniform, relative to the modulus "
+      "of each sample, or by its root");
+  add_text(*command, "--weights-file", fit.weights_file, "FILE",
+           "Weights as numbers in a text file: one a sample, or one a sample and response")
+      ->excludes(weights);
   add_names(*command, fit.responses, "Responses to fit, such as S21,S11 (default: all)");
   command->add_flag("--exact-dc", fit.exact_dc, "Take the values at 0 Hz exactly");
   add_number(*command, "--iterations", fit.options.iterations, {0},
@@ -181,9 +215,9 @@ CLI::App* add_plot(CLI::App& app, PlotCommand& plot) {
   command->add_option("MODEL", plot.model, "Model file (JSON), or -")->required();
   plot.network.emplace();
   command->add_option("NETWORK", plot.network->file, "The network file with the data; not with --poles");
-  command->add_option("-o,--output", plot.output, "Picture to write; its ending says the format")
-      ->required()
-      ->type_name("FILE.svg|png|pdf");
+  add_text(*command, "-o,--output", plot.output, "FILE.svg|png|pdf",
+           "Picture to write; its ending says the format")
+      ->required();
   add_names(*command, plot.responses, "Responses to draw (default: those with the largest errors)");
   add_number(*command, "--panels", plot.panels, {1, static_cast<int>(most_panels)},
              "Number of responses drawn by default (default: 4)");
@@ -200,9 +234,8 @@ CLI::App* add_plot(CLI::App& app, PlotCommand& plot) {
 CLI::App* add_export(CLI::App& app, ExportCommand& chosen) {
   CLI::App* const command = app.add_subcommand("export", "Write a model for another program");
   command->add_option("MODEL", chosen.model, "Model file (JSON), or -")->required();
-  command->add_option("-o,--output", chosen.output, "File to write (default: standard output)")
-      ->type_name("FILE");
-  CLI::Option_group* const kinds = command->add_option_group("Formats");
+  add_text(*command, "-o,--output", chosen.output, "FILE", "File to write (default: standard output)");
+  CLI::Option_group* const kinds = command->add_option_group("Formats, of which one is wanted");
   const auto add_kind = [&](const std::string& name, ExportKind kind, const std::string& description) {
     kinds->add_flag_callback(
         name, [&chosen, kind] { chosen.kind = kind; }, description);
@@ -213,16 +246,16 @@ CLI::App* add_export(CLI::App& app, ExportCommand& chosen) {
   add_kind("--csv", ExportKind::csv, "The same as a CSV table");
   add_kind("--s-solver", ExportKind::s_solver, "S_Solver's coefficient file, of one response");
   kinds->require_option(1);
-  command->add_option("--name", chosen.name, "Name of the subcircuit (default: that of the model file)")
-      ->type_name("NAME");
-  command->add_option("--grid", chosen.grid, std::string(grid_help) + " (default: the band of the fit)")
-      ->type_name("GRID");
+  add_text(*command, "--name", chosen.name, "NAME",
+           "Name of the subcircuit (default: that of the model file)");
+  add_text(*command, "--grid", chosen.grid, "GRID",
+           std::string(grid_help) + " (default: the band of the fit)");
   add_choice(*command, "--data", chosen.touchstone.format, complex_formats,
              "Touchstone: real and imaginary part (default), magnitude and angle, dB and angle");
   add_number(*command, "--touchstone-version", chosen.touchstone.version, {1, 2},
              "Touchstone: version 1 (default) or 2");
-  command->add_option("--response", chosen.response, "S_Solver: the response, where there are more than one")
-      ->type_name("NAME");
+  add_text(*command, "--response", chosen.response, "NAME",
+           "S_Solver: the response, where there are more than one");
   add_declaration(*command, chosen.parameter, chosen.reference);
   command->footer(
       "Examples:\n"
@@ -236,12 +269,11 @@ CLI::App* add_eval(CLI::App& app, EvalCommand& eval) {
   CLI::App* const command = app.add_subcommand("eval", "Print a model's values as a CSV table");
   command->add_option("MODEL", eval.model, "Model file (JSON), or -")->required();
   CLI::Option_group* const grids = command->add_option_group("Frequencies");
-  grids->add_option("--grid", eval.grid, grid_help)->type_name("GRID");
+  add_text(*grids, "--grid", eval.grid, "GRID", grid_help);
   eval.like.emplace();
-  grids->add_option("--like", eval.like->file, "The frequencies of that network file")->type_name("NETWORK");
+  add_text(*grids, "--like", eval.like->file, "NETWORK", "The frequencies of that network file");
   grids->require_option(0, 1);
-  command->add_option("-o,--output", eval.output, "File to write (default: standard output)")
-      ->type_name("FILE");
+  add_text(*command, "-o,--output", eval.output, "FILE", "File to write (default: standard output)");
   command->footer(
       "Without a grid the band of the fit is taken, with 201 frequencies.\n\n"
       "Examples:\n"
@@ -265,6 +297,11 @@ CLI::App* add_info(CLI::App& app, InfoCommand& info) {
 /// Help that fits a terminal: lines that are not too long, and no more about an option than a user needs.
 class Help : public CLI::Formatter {
  public:
+  std::string make_expanded(const CLI::App* group) const override {
+    return make_group(group->get_group(), false, group->get_options([group](const CLI::Option* option) {
+      return option != group->get_help_ptr();
+    }));
+  }
   std::string make_option_name(const CLI::Option* option, bool is_positional) const override {
     std::string name = CLI::Formatter::make_option_name(option, is_positional);
     // How a flag is told from its opposite is no matter of the user's.
@@ -295,18 +332,32 @@ class Help : public CLI::Formatter {
   }
 };
 
+/// "polefit fit --help", or the help of the whole where no command was recognised.
+std::string with_hint(const CLI::App& app, const std::string& complaint) {
+  const std::vector<CLI::App*> commands = app.get_subcommands();
+  return complaint + "; see polefit " + (commands.empty() ? "" : commands.front()->get_name() + " ") +
+         "--help";
+}
+
 /// The help or the message that the library has for an end of its own.
-Answer answer_to(const CLI::App& app, const CLI::Error& error) {
+Answer answer_to(const CLI::App& app, const CLI::Error& error, std::span<const char* const> arguments) {
   std::ostringstream out;
   std::ostringstream complaint;
   const int status = app.exit(error, out, complaint);
   if (status == 0) {
     return {out.str(), false};
   }
+  if (app.get_subcommands().empty() && !arguments.empty()) {
+    return {with_hint(app, "found " + s_solver::excerpt(arguments.front()) +
+                               ", expected fit, plot, export, eval or info"),
+            true};
+  }
   std::string text = complaint.str();
   text = text.substr(0, text.find('\n'));
-  return {text + "; see polefit --help", true};
+  return {with_hint(app, text), true};
 }
+
+constexpr const char* read_twice = "standard input, -, can be read only once";
 
 /// What the options say together; a complaint or nothing.
 std::string complaint_about(const FitCommand& fit) {
@@ -320,6 +371,9 @@ std::string complaint_about(const FitCommand& fit) {
   if (fit.real && !fit.poles) {
     return "--real wants --poles, since a search chooses its own";
   }
+  if (fit.network.file == "-" && fit.weights_file == "-") {
+    return read_twice;
+  }
   return {};
 }
 
@@ -327,7 +381,14 @@ std::string complaint_about(const PlotCommand& plot) {
   if (!plot.poles && !plot.network) {
     return "plot wants the network file with the data, or --poles";
   }
+  if (!plot.poles && plot.model == "-" && plot.network->file == "-") {
+    return read_twice;
+  }
   return {};
+}
+
+std::string complaint_about(const EvalCommand& eval) {
+  return eval.like && eval.model == "-" && eval.like->file == "-" ? read_twice : "";
 }
 
 }  // namespace
@@ -358,7 +419,7 @@ std::variant<Command, Answer> parse_command_line(std::span<const char* const> ar
   try {
     app.parse(std::move(reversed));
   } catch (const CLI::Error& error) {
-    return answer_to(app, error);
+    return answer_to(app, error, arguments);
   }
 
   std::string complaint;
@@ -381,12 +442,13 @@ std::variant<Command, Answer> parse_command_line(std::span<const char* const> ar
     if (eval.like->file.empty()) {
       eval.like.reset();
     }
+    complaint = complaint_about(eval);
     command = std::move(eval);
   } else {
     command = std::move(info);
   }
   if (!complaint.empty()) {
-    return Answer{complaint + "; see polefit --help", true};
+    return Answer{with_hint(app, complaint), true};
   }
   return std::move(*command);
 }

@@ -2,13 +2,17 @@
 #include <filesystem>
 #include <string>
 
+#include "listio/io_error.hpp"
+#include "polefit/error.hpp"
 #include "polefit_cli/commands/commands.hpp"
 #include "polefit_cli/commands/models.hpp"
+#include "polefit_cli/commands/text.hpp"
 #include "polefit_cli/exports/s_solver_coefficients.hpp"
 #include "polefit_cli/exports/spice.hpp"
 #include "polefit_cli/exports/state_space_text.hpp"
 #include "polefit_cli/files/streams.hpp"
 #include "polefit_cli/network/csv_writer.hpp"
+#include "polefit_cli/network/touchstone_reader.hpp"
 #include "polefit_cli/network/touchstone_writer.hpp"
 
 namespace polefit_cli {
@@ -19,6 +23,9 @@ constexpr std::size_t default_count = 1001;
 /// A legal name of a subcircuit that is like that of the file.
 std::string name_by_file(const std::string& file) {
   constexpr std::size_t longest = 60;
+  if (is_standard_stream(file)) {
+    return "model";
+  }
   std::string name = std::filesystem::path(file).stem().string().substr(0, longest);
   for (char& c : name) {
     if (std::isalnum(static_cast<unsigned char>(c)) == 0) {
@@ -36,10 +43,22 @@ std::size_t chosen_response(const ExportCommand& command, const polefit::Model& 
                                                             : find_response(model, command.response, shown);
 }
 
+/// A file of another number of ports than its name tells is one that nobody reads.
+void check_ports(const std::string& output, const polefit::Model& model) {
+  const auto named = ports_of_extension(output);
+  const std::size_t ports = model.network ? model.network->references.size() : 0;
+  if (named && ports > 0 && *named != ports) {
+    throw s_solver::IoError({.file = output,
+                             .found = "a name for " + count_text(*named, "port"),
+                             .expected = "one for the model's " + count_text(ports, "port")});
+  }
+}
+
 std::string exported(const ExportCommand& command, polefit::Model& model) {
   const std::string shown = shown_input(command.model);
   if (command.parameter || command.reference) {
-    declare_one_port(model, command.parameter.value_or('S'), command.reference.value_or(50.0));
+    const char known = model.network ? model.network->parameter : 'S';
+    declare_one_port(model, command.parameter.value_or(known), command.reference.value_or(50.0));
   }
   switch (command.kind) {
     case ExportKind::spice:
@@ -47,6 +66,7 @@ std::string exported(const ExportCommand& command, polefit::Model& model) {
     case ExportKind::state_space:
       return state_space_text(model);
     case ExportKind::touchstone:
+      check_ports(command.output, model);
       return touchstone_text(
           sampled(model, wanted_frequencies(command.grid, model, default_count, shown), shown),
           command.touchstone);
@@ -61,7 +81,16 @@ std::string exported(const ExportCommand& command, polefit::Model& model) {
 
 ExitStatus run(const ExportCommand& command) {
   polefit::Model model = read_model(command.model);
-  write_output(command.output, exported(command, model));
+  std::string text;
+  try {
+    text = exported(command, model);
+  } catch (const polefit::Error& error) {
+    // An option is no fault of the model's.
+    const bool of_model = error.kind() != polefit::ErrorKind::bad_option;
+    throw polefit::Error(error.kind(),
+                         (of_model ? shown_input(command.model) + ": " : "--name: ") + error.what());
+  }
+  write_output(command.output, text);
   return succeeded;
 }
 

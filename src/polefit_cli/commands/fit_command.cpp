@@ -26,7 +26,8 @@ Network read_chosen_network(const FitCommand& command) {
     network = select_responses(network, command.responses);
   }
   if (command.parameter || command.reference) {
-    declare_one_port(network, command.parameter.value_or('S'), command.reference.value_or(50.0));
+    const char known = network.matrix ? network.matrix->parameter : 'S';
+    declare_one_port(network, command.parameter.value_or(known), command.reference.value_or(50.0));
   }
   return network;
 }
@@ -95,7 +96,7 @@ ExitStatus run(const FitCommand& command) {
       report += "\nNo model file was asked for: -o MODEL.json writes one.\n";
     }
     if (is_standard_stream(command.output)) {
-      std::fputs(report.c_str(), stderr);
+      static_cast<void>(std::fputs(report.c_str(), stderr));
     } else {
       write_output("-", report);
     }

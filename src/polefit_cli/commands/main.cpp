@@ -10,17 +10,21 @@
 #include "listio/io_error.hpp"
 #include "polefit_cli/commands/command_line.hpp"
 #include "polefit_cli/commands/commands.hpp"
+#include "polefit_cli/commands/text.hpp"
 #include "polefit_cli/files/streams.hpp"
 
 namespace {
 
 using namespace polefit_cli;
 
+/// One line, whatever names of files and arguments hold.
+void complain(const std::string& message) { s_solver::print_error("polefit", printable(message)); }
+
 int run_to_its_end(std::span<const char* const> arguments) {
   const std::variant<Command, Answer> parsed = parse_command_line(arguments);
   if (const Answer* const answer = std::get_if<Answer>(&parsed)) {
     if (answer->is_error) {
-      s_solver::print_error("polefit", answer->text);
+      complain(answer->text);
       return bad_input;
     }
     write_output("-", answer->text);
@@ -49,11 +53,11 @@ int main(int argc, char** argv) {
     const std::span<const char* const> all(argv, static_cast<std::size_t>(argc));
     return run_to_its_end(all.subspan(argc > 0 ? 1 : 0));
   } catch (const s_solver::IoError& error) {
-    s_solver::print_error("polefit", message_of(error.details()));
+    complain(message_of(error.details()));
   } catch (const std::bad_alloc&) {
     s_solver::print_error("polefit", "there is not enough memory");
   } catch (const std::exception& error) {
-    s_solver::print_error("polefit", error.what());
+    complain(error.what());
   }
   return bad_input;
 }

@@ -28,6 +28,10 @@ polefit::Model read_model(const std::string& file) {
 }
 
 bool looks_like_model(std::string_view text) {
+  constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
+  if (text.starts_with(byte_order_mark)) {
+    text.remove_prefix(byte_order_mark.size());
+  }
   const std::size_t first = text.find_first_not_of(" \t\r\n");
   return first != std::string_view::npos && text[first] == '{';
 }
@@ -53,7 +57,9 @@ std::size_t find_response(const polefit::Model& model, const std::string& name, 
     }
   }
   throw s_solver::IoError(
-      {.file = file, .found = "no response \"" + printable(name) + "\"", .expected = "one of " + all});
+      {.file = file,
+       .found = name.empty() ? "no name of a response" : "no response \"" + printable(name) + "\"",
+       .expected = "one of " + all});
 }
 
 Network sampled(const polefit::Model& model, std::vector<double> frequencies, const std::string& file) {

@@ -19,8 +19,8 @@
 namespace polefit_cli {
 namespace {
 
-/// The responses of the model that the network has too; of one response each, these two. Throws
-/// s_solver::IoError when there are none.
+/// The responses of the model that the network has too; of one response each, these two, unless they
+/// are of different parameters. Throws s_solver::IoError when there are none.
 std::vector<MatchedResponse> matched_responses(const polefit::Model& model, const Network& network) {
   std::vector<MatchedResponse> matched;
   for (std::size_t r = 0; r < model.responses(); ++r) {
@@ -29,7 +29,9 @@ std::vector<MatchedResponse> matched_responses(const polefit::Model& model, cons
       matched.push_back({r, static_cast<std::size_t>(found - network.names.begin())});
     }
   }
-  if (matched.empty() && model.responses() == 1 && network.names.size() == 1) {
+  const bool alike =
+      !model.network || !network.matrix || model.network->parameter == network.matrix->parameter;
+  if (matched.empty() && alike && model.responses() == 1 && network.names.size() == 1) {
     matched.push_back({0, 0});
   }
   if (matched.empty()) {
@@ -110,7 +112,7 @@ ExitStatus run(const PlotCommand& command) {
         fit_picture(model, network, chosen_responses(command, model, network), fit_title(command, model)),
         format);
   }
-  std::fputs(draw_to(command.output, script, format).c_str(), stderr);
+  static_cast<void>(std::fputs(draw_to(command.output, script, format).c_str(), stderr));
   return succeeded;
 }
 

@@ -5,6 +5,15 @@
 #include <cstdio>
 
 namespace polefit_cli {
+namespace {
+
+/// A line that cannot be shown is no fault of the fit.
+void print(const std::string& text) {
+  static_cast<void>(std::fputs(text.c_str(), stderr));
+  static_cast<void>(std::fflush(stderr));
+}
+
+}  // namespace
 
 std::string progress_text(const polefit::Progress& step, int iterations) {
   constexpr int width = 20;
@@ -25,14 +34,12 @@ void ProgressBar::show(const polefit::Progress& step, int iterations) {
   last_ = now;
   visible_ = true;
   // To the beginning of the line, the text, and no rest of a longer one behind it.
-  std::fprintf(stderr, "\r%s\033[K", progress_text(step, iterations).c_str());
-  std::fflush(stderr);
+  print("\r" + progress_text(step, iterations) + "\033[K");
 }
 
 void ProgressBar::clear() {
   if (visible_) {
-    std::fputs("\r\033[K", stderr);
-    std::fflush(stderr);
+    print("\r\033[K");
     visible_ = false;
   }
 }

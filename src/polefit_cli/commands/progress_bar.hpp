@@ -9,7 +9,7 @@
 
 namespace polefit_cli {
 
-/// What the line says: "[#####     ]  iteration 15 of 30   order 24   residual 1.2e-05".
+/// What the line says: "[#####     ]  iteration 15 of 30   order 24   error 1.2e-05".
 std::string progress_text(const polefit::Progress& step, int iterations);
 
 /// Shows the line on standard error while there is something to show, a few times a second, and takes it

@@ -5,6 +5,8 @@
 #include <charconv>
 #include <cmath>
 
+#include "polefit_cli/network/plain_text.hpp"
+
 namespace polefit_cli {
 namespace {
 
@@ -62,11 +64,13 @@ std::string count_text(std::size_t count, const std::string& what) {
   return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
 }
 
-std::string printable(const std::string& text) {
-  std::string result = text;
-  std::replace_if(
-      result.begin(), result.end(), [](char c) { return static_cast<unsigned char>(c) < 0x20U || c == 0x7F; },
-      '?');
+std::string printable(std::string_view text) {
+  std::string result;
+  while (!text.empty()) {
+    const std::size_t length = plain_character(text);
+    result += length == 0 ? "?" : text.substr(0, length);
+    text.remove_prefix(std::max<std::size_t>(length, 1));
+  }
   return result;
 }
 

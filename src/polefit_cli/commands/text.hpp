@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace polefit_cli {
@@ -19,7 +20,7 @@ std::string table_text(const std::vector<std::vector<std::string>>& rows);
 /// "1 pole", "2 poles".
 std::string count_text(std::size_t count, const std::string& what);
 
-/// Text from a file, with everything that is not printable ASCII or UTF-8 beyond it replaced by '?'.
-std::string printable(const std::string& text);
+/// Text from outside, with control characters and bytes that are not UTF-8 replaced by '?'.
+std::string printable(std::string_view text);
 
 }  // namespace polefit_cli

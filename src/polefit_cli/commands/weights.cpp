@@ -53,7 +53,7 @@ std::vector<double> read_weights(std::string_view text, const std::string& file,
       if (!s_solver::parse_real(token, weight) || !std::isfinite(weight) || weight < 0.0) {
         throw s_solver::IoError({.file = file,
                                  .record = line,
-                                 .found = "\"" + std::string(token.substr(0, 40)) + "\"",
+                                 .found = s_solver::excerpt(token),
                                  .expected = "a weight, which is finite and not below 0"});
       }
       weights.push_back(weight);

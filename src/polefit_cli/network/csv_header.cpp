@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "listio/io_error.hpp"
+#include "polefit_cli/network/plain_text.hpp"
 #include "polefit_cli/network/text_lines.hpp"
 
 namespace polefit_cli {
@@ -79,42 +80,6 @@ std::vector<std::string> header_cells(std::string_view line, char separator, con
   }
   cells.push_back(cell_text(line.substr(begin), place, cells.size()));
   return cells;
-}
-
-/// The number of bytes of the character at the start of `text`, 0 if there is none in UTF-8 or it is a
-/// control character.
-std::size_t plain_character(std::string_view text) {
-  const auto byte = [&](std::size_t i) { return static_cast<unsigned>(static_cast<unsigned char>(text[i])); };
-  const unsigned lead = byte(0);
-  if (lead < 0x80) {
-    return lead >= 0x20 && lead != 0x7F ? 1 : 0;
-  }
-  const std::size_t length = lead < 0xE0 ? 2 : (lead < 0xF0 ? 3 : 4);
-  if (lead < 0xC0 || lead > 0xF4 || length > text.size()) {
-    return 0;
-  }
-  unsigned code = lead & (0x7FU >> length);
-  for (std::size_t i = 1; i < length; ++i) {
-    if ((byte(i) & 0xC0U) != 0x80) {
-      return 0;
-    }
-    code = code << 6U | (byte(i) & 0x3FU);
-  }
-  const unsigned smallest = length == 2 ? 0x80 : (length == 3 ? 0x800 : 0x10000);  // fewer bytes would do
-  const bool surrogate = code >= 0xD800 && code < 0xE000;
-  return code >= smallest && code <= 0x10FFFF && !surrogate ? length : 0;
-}
-
-/// Whether `text` can be a name in models, plots and on terminals.
-bool is_plain_text(std::string_view text) {
-  while (!text.empty()) {
-    const std::size_t length = plain_character(text);
-    if (length == 0) {
-      return false;
-    }
-    text.remove_prefix(length);
-  }
-  return true;
 }
 
 bool is_phase(Part part) { return part == Part::degrees || part == Part::radians; }

@@ -355,6 +355,7 @@ class Reader {
   void end(std::string_view rest);
 
   void value_line(std::string_view line);
+  std::size_t ports_of_first_frequency(std::string_view line) const;
   void begin_data_without_keywords(std::string_view line);
   void begin_data(std::size_t ports);
   void network_line(std::string_view line);
@@ -616,15 +617,37 @@ void Reader::value_line(std::string_view line) {
   }
 }
 
+/// The number of ports for which the first line of data and those behind it hold a frequency's values, 0 if
+/// there is none. Only the line that a frequency begins has an odd number of values, as the others have
+/// pairs.
+std::size_t Reader::ports_of_first_frequency(std::string_view line) const {
+  const std::size_t first = words_in(line);
+  std::size_t values = first;
+  for (Lines ahead = lines_; ahead.next();) {
+    const std::size_t words = words_in(ahead.line());
+    if (words % 2 == 1 || ahead.line().front() == '#' || ahead.line().front() == '[') {
+      break;
+    }
+    values += words;
+  }
+  for (const std::size_t count : {values, first}) {
+    const std::size_t pairs = count / 2;
+    const auto ports = static_cast<std::size_t>(std::sqrt(static_cast<double>(pairs)));
+    if (count == 2 * ports * ports + 1) {
+      return ports;
+    }
+  }
+  return 0;
+}
+
 void Reader::begin_data_without_keywords(std::string_view line) {
   std::size_t ports = 0;
   if (named_ports_) {
     ports = *named_ports_;
   } else {
-    const std::size_t words = words_in(line);
-    ports = words == 3 ? 1 : 2;
-    if (words != 3 && words != 9) {
-      refusal_.fail(count_of(words, "value") + " on the first line of data",
+    ports = ports_of_first_frequency(line);
+    if (ports == 0) {
+      refusal_.fail(count_of(words_in(line), "value") + " on the first line of data",
                     "3 of one port or 9 of two, or the number of ports in the file's name, such as .s4p");
     }
   }

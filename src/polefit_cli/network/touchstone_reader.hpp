@@ -15,8 +15,8 @@ namespace polefit_cli {
 std::optional<std::size_t> ports_of_extension(std::string_view file);
 
 /// The network of a file's whole text: S, or Y in siemens or Z in ohms, all elements row by row.
-/// `file` is the name for messages; `ports` is what ports_of_extension says. Without it, a text of version
-/// 1.x must be of one port or two.
+/// `file` is the name for messages; `ports` is what ports_of_extension says. Without it, the lines of the
+/// first frequency tell the ports of a text of version 1.x.
 ///
 /// Version 1.x: Y and Z are normalised to the reference R, and are multiplied out. R may have one value or
 /// one for each port, in which case element (i, j) is normalised to sqrt(R_i R_j). The data of a frequency
