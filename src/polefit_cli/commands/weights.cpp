@@ -10,13 +10,14 @@
 namespace polefit_cli {
 
 std::vector<double> weights_by_rule(const Network& network, Weighting weighting) {
+  std::vector<double> weights;
   if (weighting == Weighting::balanced) {
-    return {};
+    return weights;
   }
   if (weighting == Weighting::uniform) {
-    return std::vector<double>(network.frequencies.size(), 1.0);
+    weights.assign(network.frequencies.size(), 1.0);
+    return weights;
   }
-  std::vector<double> weights;
   const std::size_t samples = network.frequencies.size();
   for (std::size_t r = 0; r < network.names.size(); ++r) {
     double smallest = std::numeric_limits<double>::infinity();

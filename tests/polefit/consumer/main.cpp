@@ -4,11 +4,14 @@
 #include <cstdio>
 #include <vector>
 
+#include "polefit/error.hpp"
 #include "polefit/fit.hpp"
 #include "polefit/model_file.hpp"
 #include "polefit/order_search.hpp"
 
-int main() {
+namespace {
+
+bool fits_and_saves() {
   constexpr double two_pi = 6.283185307179586;
   std::vector<double> frequencies;
   std::vector<std::complex<double>> values;
@@ -22,5 +25,16 @@ int main() {
   options.real_poles = 1;
   const polefit::Fit fit = polefit::fit(data, options);
   std::printf("%.6g\n", fit.model.poles[0].real() / two_pi);
-  return polefit::model_from_json(polefit::to_json(fit.model)).poles == fit.model.poles ? 0 : 1;
+  return polefit::model_from_json(polefit::to_json(fit.model)).poles == fit.model.poles;
+}
+
+}  // namespace
+
+int main() {
+  try {
+    return fits_and_saves() ? 0 : 1;
+  } catch (const polefit::Error& error) {
+    std::fprintf(stderr, "%s\n", error.what());
+    return 1;
+  }
 }
