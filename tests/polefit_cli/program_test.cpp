@@ -123,6 +123,25 @@ TEST_F(Program, a_fit_that_does_not_converge_has_a_status_of_its_own_and_writes_
   EXPECT_NE(output().find("not met"), std::string::npos);
 }
 
+TEST_F(Program, every_example_gets_a_good_model_without_an_option) {
+  for (const char* const example : {"band_pass/two_port.s2p", "interconnect/interconnect.s4p",
+                                    "power_distribution/power_distribution.s1p"}) {
+    SCOPED_TRACE(example);
+    const std::filesystem::path file = std::filesystem::path(POLEFIT_SOURCE_FOLDER) / "examples" / example;
+    EXPECT_EQ(run({"fit", file.string(), "-o", "m.json"}), 0) << output();
+    const polefit::Model found = polefit::load("m.json");
+    ASSERT_TRUE(found.origin);
+    // The target is that of all responses together.
+    double squares = 0.0;
+    for (const polefit::ResponseError& error : found.origin->errors) {
+      squares += error.relative * error.relative;
+    }
+    EXPECT_LE(std::sqrt(squares / static_cast<double>(found.responses())), 1e-3);
+    EXPECT_LE(found.poles.size(), 60U);
+    EXPECT_EQ(run({"export", "m.json", "--spice"}), 0) << errors();
+  }
+}
+
 TEST_F(Program, a_quiet_fit_prints_nothing) {
   EXPECT_EQ(run({"fit", "filter.s2p", "--poles", "3", "-q", "-o", "m.json"}), 0);
   EXPECT_EQ(output(), "");
