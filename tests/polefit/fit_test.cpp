@@ -449,7 +449,7 @@ TEST(Fit, says_why_it_ended) {
   EXPECT_EQ(fit(network.data(), options).report.reason, StopReason::poles_settled);
   options.iterations = 1;
   EXPECT_EQ(fit(network.data(), options).report.reason, StopReason::iteration_limit);
-  const Network noise = random_network({.pairs = 5, .noise = 5.0}, 12);
+  const Network noise = random_network({.pairs = 5, .noise = 0.05}, 12);
   options.iterations = 200;
   options.pole_tolerance = 0.0;
   EXPECT_EQ(fit(noise.data(), options).report.reason, StopReason::residual_settled);

@@ -124,6 +124,9 @@ TEST_F(Program, a_fit_that_does_not_converge_has_a_status_of_its_own_and_writes_
 }
 
 TEST_F(Program, every_example_gets_a_good_model_without_an_option) {
+  if (!address_space_is_ours) {
+    GTEST_SKIP() << "takes minutes under the sanitizers";
+  }
   for (const char* const example : {"band_pass/two_port.s2p", "interconnect/interconnect.s4p",
                                     "power_distribution/power_distribution.s1p"}) {
     SCOPED_TRACE(example);
