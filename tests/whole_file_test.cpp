@@ -95,8 +95,6 @@ void expect_system_error(const IoErrorDetails& details, const std::string& file,
   EXPECT_EQ(details.expected, expected);
 }
 
-// ---- read_whole_file
-
 TEST_F(WholeFile, every_byte_is_read) {
   std::string content = "\r\n\xEF\xBB\xBF\x1a";
   for (int i = 0; i < 100000; ++i) {  // more than the reads take at a time, and not a multiple of it
@@ -122,8 +120,6 @@ TEST_F(WholeFile, a_file_that_cannot_be_read_is_an_error) {
                       "a file that can be opened");
   expect_system_error(io_error_of([] { read_whole_file("."); }), ".", EISDIR, "a file that can be read");
 }
-
-// ---- replace_whole_file
 
 TEST_F(WholeFile, what_is_written_is_the_file_and_nothing_else_is_left) {
   const std::string content("\0\r\n\xff", 4);
@@ -256,8 +252,6 @@ TEST_F(WholeFile, a_name_that_the_system_would_take_for_another_is_refused) {
   EXPECT_TRUE(names().empty());
 }
 
-// ---- ReplacementFile
-
 TEST_F(WholeFile, what_another_program_writes_becomes_the_file_at_the_commit) {
   write("picture", "old");
   ReplacementFile file("picture");
@@ -313,8 +307,6 @@ TEST_F(WholeFile, two_files_in_the_making_for_one_target_do_not_meet) {
   EXPECT_EQ(content_of("data"), "first");
   EXPECT_EQ(names(), Names{"data"});
 }
-
-// ---- read_to_end and write_all
 
 TEST_F(WholeFile, an_open_file_is_read_from_where_it_is) {
   write("data", "skipped and read");

@@ -44,9 +44,6 @@ std::string excerpt(std::string_view text) {
   return text.size() > longest ? printable + "..." : printable;
 }
 
-// ---- Reading
-// -------------------------------------------------------------------------------------------------
-
 /// Where the first `position` bytes of a text end, for a message.
 std::string place_in(std::string_view text, std::size_t position) {
   const std::string_view before = text.substr(0, position);
@@ -288,9 +285,6 @@ void add_response(const Item& response, std::size_t order, Model& model) {
   }
 }
 
-// ---- Writing
-// -------------------------------------------------------------------------------------------------
-
 std::string pair_text(std::complex<double> z) { return json::array({z.real(), z.imag()}).dump(); }
 
 std::string response_json(const Model& model, std::size_t response) {
@@ -339,9 +333,6 @@ void append_list(std::string& text, const std::vector<std::string>& lines) {
   }
   text += lines.empty() ? "]" : "\n  ]";
 }
-
-// ---- Files
-// ---------------------------------------------------------------------------------------------------
 
 /// What `action` returns; the library has one kind of error.
 template <class Action>

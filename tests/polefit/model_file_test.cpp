@@ -133,8 +133,6 @@ std::string example_with(const std::string& part, const std::string& replacement
   return text_with(example_text, part, replacement);
 }
 
-// ---- to_json and model_from_json
-
 TEST(ModelJson, the_documented_example_is_read_as_its_model) {
   EXPECT_TRUE(same_model(model_from_json(example_text), example_model()));
 }
@@ -556,8 +554,6 @@ TEST(ModelJson, a_changed_text_is_refused_or_read_as_a_model_that_can_be_written
   }
   EXPECT_GT(accepted, 100);  // digits and blanks may change; else this test would be about syntax alone
 }
-
-// ---- save and load
 
 /// A test with an empty directory of its own.
 class ModelFile : public ::testing::Test {

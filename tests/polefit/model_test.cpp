@@ -112,8 +112,6 @@ bool same_bits(const std::vector<ResponseError>& a, const std::vector<ResponseEr
                     });
 }
 
-// ---- evaluate
-
 TEST(Evaluate, a_few_roundings_a_pole_separate_it_from_the_formula) {
   double worst = 0.0;
   for (std::uint64_t seed = 0; seed < 100; ++seed) {
@@ -247,8 +245,6 @@ TEST(Evaluate, a_model_whose_arrays_do_not_fit_together_is_refused) {
   bad.origin = Origin();
   refused(bad, "the model has 0 errors, expected 2");
 }
-
-// ---- errors
 
 TEST(Errors, they_are_mean_relative_and_largest_moduli_of_the_differences) {
   const std::vector<double> frequencies{1.0, 2.0};
@@ -460,8 +456,6 @@ TEST(Errors, the_values_of_the_model_are_never_all_in_memory) {
   // 1600 kB.
   EXPECT_LE(largest_request, 16000U);
 }
-
-// ---- state_space
 
 TEST(StateSpace, a_pole_is_a_block_and_a_response_is_an_output) {
   Model model;

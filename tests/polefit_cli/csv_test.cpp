@@ -67,8 +67,6 @@ bool same_network(const Network& a, const Network& b) {
                    a.matrix->references == b.matrix->references && a.matrix->elements == b.matrix->elements));
 }
 
-// ---- Tables
-
 TEST(Csv, a_table_is_read_response_by_response) {
   const Network network = network_of("frequency,a re,a im,b re,b im\n1,2,3,4,5\n10,20,30,40,50\n");
   EXPECT_EQ(network.file, "table.csv");
@@ -155,8 +153,6 @@ TEST(Csv, scaled_frequencies_are_rounded_once) {
     EXPECT_EQ(result, 7.0);
   }
 }
-
-// ---- Headers of responses
 
 TEST(Csv, a_word_for_the_part_stands_on_either_side_of_the_name) {
   const struct {
@@ -279,8 +275,6 @@ TEST(Csv, names_are_text_that_can_be_shown) {
   }
 }
 
-// ---- Matrices
-
 TEST(Csv, names_of_elements_make_a_matrix) {
   const Network network = network_of(
       "f,S11 re,S11 im,s21 re,s21 im,re(S(1,2)),im(S(1,2)),S2_2 mag,S2_2 deg\n1,2,3,4,5,6,7,8,9\n");
@@ -351,8 +345,6 @@ TEST(Csv, elements_have_two_digits_or_a_mark_between_their_numbers) {
   }
 }
 
-// ---- Numbers
-
 TEST(Csv, lines_with_more_or_fewer_cells_than_the_header_are_refused) {
   expect_refusal("f,re,im\n1,2,3\n1,2\n", 3, 3, "2 cells", "3");
   expect_refusal("f,re,im\n\n1,2,3,4\n", 3, 4, "4 cells", "3");
@@ -402,8 +394,6 @@ TEST(Csv, a_header_of_many_columns_and_many_short_lines_take_no_more_memory_than
   }
   expect_refusal(text, 2, 2, "1 cells", "40001");
 }
-
-// ---- Writing
 
 TEST(Csv, a_network_is_written_with_the_fewest_digits_that_tell_its_numbers) {
   const Network network{.file = "",

@@ -156,8 +156,6 @@ std::size_t count_of(const std::string& text, const std::string& part) {
   return count;
 }
 
-// ---- Text
-
 TEST(GnuplotText, numbers_read_back_to_the_same_bits) {
   for (const double value : {0.1, -1.0 / 3.0, 6.02214076e23, 5e-324, 1.7976931348623157e308, 0.0}) {
     EXPECT_EQ(std::bit_cast<std::uint64_t>(number(script_number(value))),
@@ -209,8 +207,6 @@ TEST(GnuplotText, text_without_room_ends_with_an_ellipsis) {
   EXPECT_TRUE(text.starts_with(part.substr(0, part.size() - std::string("…").size())));
   EXPECT_EQ(shortened(text, 0.0, 10.0), "…");
 }
-
-// ---- Axes
 
 constexpr AxisPlace across{AxisPlace::Direction::along, 300.0};
 constexpr AxisPlace upright{AxisPlace::Direction::up, 120.0};
@@ -321,8 +317,6 @@ TEST(Axis, a_unit_makes_the_highest_frequency_one_or_more) {
   }
 }
 
-// ---- Series
-
 TEST(Series, a_magnitude_of_zero_or_without_bound_is_a_gap) {
   const double infinity = std::numeric_limits<double>::infinity();
   const std::vector<double> x = {1.0, 2.0, 3.0, 4.0};
@@ -377,8 +371,6 @@ TEST(Series, thinning_keeps_the_extremes_of_every_column) {
   }
   EXPECT_EQ(thinned({{1.0, 2.0}, {2.0, gap}}, false, 1).size(), 2U);
 }
-
-// ---- What is drawn
 
 TEST(Pictures, the_worst_responses_come_first) {
   const double nan = std::numeric_limits<double>::quiet_NaN();
@@ -499,8 +491,6 @@ TEST(Pictures, poles_that_are_not_finite_are_refused) {
   EXPECT_EQ(io_error_of([&] { pole_picture(model, ""); }).found,
             "pole 1 or a residue that is not a finite number");
 }
-
-// ---- Scripts
 
 TEST(FitScript, the_samples_are_in_it_as_numbers) {
   const FitPicture picture = example_picture(2);
@@ -688,8 +678,6 @@ TEST(PoleScript, poles_of_many_decades_stand_apart) {
   EXPECT_EQ(on_real_axis.size(), 5U);
   EXPECT_EQ(count_of(script, "1 in the right half plane"), 1U);
 }
-
-// ---- gnuplot
 
 /// A variable of the surroundings, as long as this lives.
 class Variable {
@@ -911,8 +899,6 @@ TEST_F(Gnuplot, a_program_that_reads_nothing_and_writes_much_is_no_trouble) {
   EXPECT_GT(drawing.picture.size(), 180000U);
   EXPECT_LT(drawing.messages.size(), 400U);
 }
-
-// ---- Output
 
 /// Another file as standard output, as long as this lives.
 class StandardOutput {

@@ -303,9 +303,6 @@ TEST_F(SpiceTest, the_operating_point_is_that_of_the_matrix_at_zero) {
   }
 }
 
-// ---- Transient
-// --------------------------------------------------------------------------------------------------------
-
 constexpr double resonance = 1e9;  // hertz
 constexpr double period = 1.0 / resonance;
 constexpr double quality = 2e4;
@@ -410,9 +407,6 @@ TEST_F(SpiceTest, a_passive_impedance_does_not_grow_behind_a_voltage_source) {
   declare_one_port(model, 'Z', 50.0);
   expect_decay(energies(spice_subcircuit(model, "dut") + "V1 p 0 " + burst + "\nX1 p 0 dut\n", "i(v1)"));
 }
-
-// ---- Text
-// --------------------------------------------------------------------------------------------------------
 
 /// The elements of a subcircuit, each as its words.
 std::vector<std::vector<std::string>> elements_of(const std::string& text) {
@@ -551,9 +545,6 @@ TEST_F(SpiceTest, ngspice_reads_many_ports_and_the_longest_name) {
   ASSERT_EQ(rows.size(), 1U);
   EXPECT_EQ(rows[0].at(1), 1.0);
 }
-
-// ---- Refusals
-// --------------------------------------------------------------------------------------------------------
 
 /// The error that an action ends with; fails without one.
 polefit::Error error_of(const std::function<void()>& action) {

@@ -43,8 +43,6 @@ std::string message(std::string_view text, Ports ports = {}) {
 /// A text of version 2.0 with a header of `keywords`, whose last is the data.
 std::string version_2(const std::string& keywords) { return "[Version] 2.0\n# Hz S RI R 50\n" + keywords; }
 
-// ---- The option line
-
 TEST(TouchstoneReader, a_text_without_an_option_line_is_in_gigahertz_s_magnitude_angle_and_50_ohms) {
   const Network network = read("1.5 0.5 90\n");
   EXPECT_EQ(network.file, "test.snp");
@@ -146,8 +144,6 @@ TEST(TouchstoneReader, an_option_line_behind_data_that_had_none_is_refused) {
             "2: an option line behind data | the option line before the data");
 }
 
-// ---- Lines
-
 TEST(TouchstoneReader, comments_blank_lines_tabs_and_all_line_ends_are_taken) {
   for (const std::string end : {"\n", "\r\n", "\r"}) {
     const Network network = read("! 1 2 3" + end + end + "# Hz RI ! 4" + end + "  \t" + end +
@@ -175,8 +171,6 @@ TEST(TouchstoneReader, a_text_without_data_is_refused) {
   EXPECT_EQ(message(""), "0: the end of the file | the values of a frequency");
   EXPECT_EQ(message("! nothing\n# Hz\n"), "2: the end of the file | the values of a frequency");
 }
-
-// ---- Data of version 1.x
 
 TEST(TouchstoneReader, two_ports_stand_column_by_column) {
   const Network network = read("# Hz RI\n1 11 0 21 0 12 0 22 0\n2 11 1 21 1 12 1 22 1\n", 2);
@@ -320,8 +314,6 @@ TEST(TouchstoneReader, frequencies_may_repeat_but_not_decrease) {
             "values a line");
 }
 
-// ---- Complex numbers
-
 TEST(TouchstoneReader, angles_are_in_degrees_and_exact_at_right_angles) {
   const Network network = read("# Hz MA\n1 2 0\n2 2 90\n3 2 180\n4 2 -90\n5 2 -180\n6 2 450\n7 2 270\n");
   EXPECT_EQ(network.values,
@@ -353,8 +345,6 @@ TEST(TouchstoneReader, a_magnitude_beyond_the_range_of_doubles_is_refused) {
   EXPECT_EQ(message("# Hz DB\n1 0 0\n2 7000 0\n"),
             "3: a value of S11 beyond a double's range | finite values");
 }
-
-// ---- Y and Z
 
 TEST(TouchstoneReader, z_of_version_1_is_multiplied_with_its_reference) {
   const Network network = read("# Hz Z RI R 50\n1 0.5 -2\n");
@@ -390,8 +380,6 @@ TEST(TouchstoneReader, an_impedance_that_overflows_is_refused) {
             "2: a value of Z11 beyond a double's range | finite values");
 }
 
-// ---- Noise data of version 1.x
-
 const std::string two_port = "# Hz RI\n1 11 0 21 0 12 0 22 0\n4 11 0 21 0 12 0 22 0\n";
 
 TEST(TouchstoneReader, noise_data_are_skipped) {
@@ -425,8 +413,6 @@ TEST(TouchstoneReader, other_than_two_ports_have_no_noise_data) {
   EXPECT_EQ(message("# Hz RI\n4 1 1\n2 0.5 0.3 90 0.2\n", 1),
             "3/1: a frequency below the one before it | frequencies that do not decrease");
 }
-
-// ---- Version 2.0
 
 TEST(TouchstoneReader, a_text_of_version_2_is_read) {
   const Network network = read(
@@ -625,8 +611,6 @@ TEST(TouchstoneReader, many_frequencies_keep_their_order) {
     ASSERT_EQ(network.values[3000 + k], Complex(number, 22));
   }
 }
-
-// ---- ports_of_extension
 
 TEST(PortsOfExtension, the_number_stands_between_s_and_p) {
   EXPECT_EQ(ports_of_extension("a.s1p"), Ports(1));

@@ -9,6 +9,7 @@
 #include "listio/io_error.hpp"
 #include "listio/number_text.hpp"
 #include "polefit_cli/network/scaled_real.hpp"
+#include "polefit_cli/network/text_lines.hpp"
 
 namespace polefit_cli {
 namespace {
@@ -18,14 +19,6 @@ constexpr std::size_t most_frequencies = 10'000'000;
 [[noreturn]] void refuse(std::string_view found, std::string expected) {
   throw s_solver::IoError(
       {.file = "frequencies", .found = s_solver::excerpt(found), .expected = std::move(expected)});
-}
-
-std::string_view trimmed(std::string_view text) {
-  const std::size_t first = text.find_first_not_of(" \t");
-  if (first == std::string_view::npos) {
-    return {};
-  }
-  return text.substr(first, text.find_last_not_of(" \t") - first + 1);
 }
 
 bool ends_with_hertz(std::string_view text) {
@@ -64,7 +57,7 @@ std::vector<std::string_view> split(std::string_view text, char separator) {
 
 std::size_t read_count(std::string_view text) {
   int count = 0;
-  if (!s_solver::parse_integer(trimmed(text), count) || count < 1 ||
+  if (!s_solver::parse_integer(without_blanks(text), count) || count < 1 ||
       static_cast<std::size_t>(count) > most_frequencies) {
     refuse(text, "a number of frequencies from 1 to " + std::to_string(most_frequencies));
   }
@@ -87,13 +80,13 @@ std::vector<double> decade_grid(double from, double to, std::size_t count) {
 }  // namespace
 
 double read_frequency(std::string_view text) {
-  std::string_view number = trimmed(text);
+  std::string_view number = without_blanks(text);
   if (ends_with_hertz(number)) {
-    number = trimmed(number.substr(0, number.size() - 2));
+    number = without_blanks(number.substr(0, number.size() - 2));
   }
   const int power = number.empty() ? 0 : prefix_power(number.back());
   if (power != 0) {
-    number = trimmed(number.substr(0, number.size() - 1));
+    number = without_blanks(number.substr(0, number.size() - 1));
   }
   double value = 0.0;
   if (!parse_scaled_real(number, power, value)) {
@@ -122,7 +115,7 @@ std::vector<double> read_grid(const std::string& text) {
     std::transform(list.begin(), list.end(), std::back_inserter(grid), read_frequency);
     return grid;
   }
-  const bool logarithmic = parts.size() == 4 && trimmed(parts[3]) == "log";
+  const bool logarithmic = parts.size() == 4 && without_blanks(parts[3]) == "log";
   if (parts.size() != 3 && !logarithmic) {
     refuse(text, "FROM:TO:COUNT, FROM:TO:COUNT:log or a list with commas");
   }

@@ -14,6 +14,7 @@
 #include "listio/io_error.hpp"
 #include "listio/number_text.hpp"
 #include "polefit_cli/network/scaled_real.hpp"
+#include "polefit_cli/network/text_lines.hpp"
 #include "polefit_cli/network/touchstone_format.hpp"
 
 namespace polefit_cli {
@@ -23,9 +24,6 @@ using s_solver::excerpt;
 
 constexpr std::size_t noise_values = 5;  // of a frequency: least noise figure, source reflection, resistance
 
-// ---- Text
-// ------------------------------------------------------------------------------------------------------
-
 constexpr bool is_blank(char c) { return c == ' ' || c == '\t'; }
 constexpr char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 constexpr bool is_letter(char c) { return lower(c) >= 'a' && lower(c) <= 'z'; }
@@ -34,16 +32,6 @@ std::string lower_case(std::string_view text) {
   std::string result(text);
   std::transform(result.begin(), result.end(), result.begin(), lower);
   return result;
-}
-
-std::string_view without_outer_blanks(std::string_view text) {
-  while (!text.empty() && is_blank(text.front())) {
-    text.remove_prefix(1);
-  }
-  while (!text.empty() && is_blank(text.back())) {
-    text.remove_suffix(1);
-  }
-  return text;
 }
 
 /// Takes the first word off the text; it is empty when there is none.
@@ -92,7 +80,7 @@ class Lines {
     while (line_.empty() && begin_ < text_.size()) {
       ++number_;
       line_ = take_line();
-      line_ = without_outer_blanks(line_.substr(0, line_.find('!')));
+      line_ = without_blanks(line_.substr(0, line_.find('!')));
     }
     return !line_.empty();
   }
@@ -149,9 +137,6 @@ class Refusal {
   const Lines& lines_;
 };
 
-// ---- Numbers
-// ---------------------------------------------------------------------------------------------------
-
 double resistance(std::string_view word, const Refusal& refusal) {
   double value = 0.0;
   if (!s_solver::parse_real(word, value) || !std::isfinite(value) || value <= 0.0) {
@@ -188,9 +173,6 @@ std::complex<double> complex_value(ComplexFormat format, double first, double se
       return from_polar(std::pow(10.0, first / 20.0), second);
   }
 }
-
-// ---- The option line
-// -------------------------------------------------------------------------------------------
 
 /// What the option line says; without one, what it stands for.
 struct OptionLine {
@@ -270,9 +252,6 @@ OptionLine read_option_line(std::string_view line, const Refusal& refusal) {
   }
   return options;
 }
-
-// ---- The reader
-// ------------------------------------------------------------------------------------------------
 
 enum class MatrixFormat { full, lower, upper };
 enum class PortOrder { by_rows, by_columns };
@@ -416,8 +395,6 @@ void Reader::option_line(std::string_view line) {
   has_option_line_ = true;
 }
 
-// ---- Keywords
-
 const Reader::Keyword* Reader::find_keyword(std::string_view name) const {
   static constexpr std::array keywords{
       Keyword{"Version", &Reader::version},
@@ -470,7 +447,7 @@ void Reader::keyword_line(std::string_view line) {
   if (section_ == Section::reference) {
     section_ = Section::header;
   }
-  (this->*keyword->action)(without_outer_blanks(line.substr(close + 1)));
+  (this->*keyword->action)(without_blanks(line.substr(close + 1)));
 }
 
 void Reader::expect_header(std::string_view keyword) const {
@@ -592,8 +569,6 @@ void Reader::end(std::string_view rest) {
   expect_whole_record("[End]");
   section_ = Section::end;
 }
-
-// ---- Data
 
 void Reader::value_line(std::string_view line) {
   switch (section_) {
@@ -812,8 +787,6 @@ void Reader::expect_whole_record(const std::string& found) const {
                   whole_record());
   }
 }
-
-// ---- The whole
 
 void Reader::finish() {
   const std::string end_of_file = "the end of the file";
