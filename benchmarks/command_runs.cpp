@@ -15,10 +15,10 @@
 #include <string>
 #include <vector>
 
-#include "angular_frequency.hpp"
-#include "listio/whole_file.hpp"
-#include "polefit_cli/network/touchstone_reader.hpp"
-#include "polefit_cli/network/touchstone_writer.hpp"
+#include "numerics/angular_frequency.hpp"
+#include "polefit_io/network/touchstone_reader.hpp"
+#include "polefit_io/network/touchstone_writer.hpp"
+#include "text/whole_file.hpp"
 
 namespace {
 
@@ -33,7 +33,7 @@ constexpr std::size_t pairs = 20;
 Network twenty_port() {
   std::mt19937_64 generator(1);
   std::uniform_real_distribution<double> uniform(-1.0, 1.0);
-  const double distance = s_solver::two_pi * 1e10 / static_cast<double>(pairs);
+  const double distance = numerics::two_pi * 1e10 / static_cast<double>(pairs);
   polefit::Model model;
   for (std::size_t i = 0; i < pairs; ++i) {
     const Complex pole(-0.1 * distance * (1.0 + 0.5 * uniform(generator)),
@@ -91,10 +91,10 @@ void run_fit(const std::string& file, const std::string& model) {
 void measure(const std::string& folder) {
   const std::string file = folder + "/twenty_port.s20p";
   const std::string text = touchstone_text(twenty_port());
-  s_solver::replace_whole_file(file, text);
+  text::replace_whole_file(file, text);
   const double megabytes = static_cast<double>(text.size()) / 1e6;
-  const double reading = least_seconds(
-      [&] { static_cast<void>(read_touchstone(s_solver::read_whole_file(file), file, ports)); });
+  const double reading =
+      least_seconds([&] { static_cast<void>(read_touchstone(text::read_whole_file(file), file, ports)); });
   std::printf("Touchstone, %zu ports, %zu points, %.1f MB: read in %.1f ms, %.0f MB/s\n", ports, samples,
               megabytes, 1e3 * reading, megabytes / reading);
   const double whole = least_seconds([&] { run_fit(file, folder + "/twenty_port.json"); });

@@ -16,9 +16,9 @@
 #include <utility>
 #include <vector>
 
-#include "angular_frequency.hpp"
-#include "dmatrix/deig.hpp"
-#include "driver/starting_poles.hpp"
+#include "numerics/angular_frequency.hpp"
+#include "s_solver/dmatrix/deig.hpp"
+#include "s_solver/driver/starting_poles.hpp"
 
 namespace {
 
@@ -213,7 +213,7 @@ void write_results(const Model& model, const std::vector<Complex>& s, const std:
   std::ofstream plot("../tmp_S_Par/plain.out");
   plot << std::scientific << std::uppercase << std::setprecision(6);
   for (std::size_t k = 0; k < s.size(); ++k) {
-    for (const double value : {s[k].imag() / s_solver::two_pi, f[k].real(), f[k].imag(), std::abs(f[k]),
+    for (const double value : {s[k].imag() / numerics::two_pi, f[k].real(), f[k].imag(), std::abs(f[k]),
                                f_fit[k].real(), f_fit[k].imag(), std::abs(f_fit[k])}) {
       plot << std::setw(16) << value;
     }
@@ -231,7 +231,7 @@ int main() {
   double re = 0.0;
   double im = 0.0;
   while (samples >> frequency >> re >> im) {
-    s.emplace_back(0.0, frequency * s_solver::two_pi);
+    s.emplace_back(0.0, frequency * numerics::two_pi);
     f.emplace_back(re, im);
   }
   int order = 0;
@@ -240,8 +240,8 @@ int main() {
 
   Model model;
   model.a.resize(static_cast<std::size_t>(order));
-  s_solver::place_starting_poles(order, s.front().imag() / s_solver::two_pi,
-                                 s.back().imag() / s_solver::two_pi, 0, 1, model.a.data());
+  s_solver::place_starting_poles(order, s.front().imag() / numerics::two_pi,
+                                 s.back().imag() / numerics::two_pi, 0, 1, model.a.data());
   pairs_first(model.a);
   std::vector<double> b;
   std::transform(f.begin(), f.end(), std::back_inserter(b), [](Complex value) { return value.real(); });

@@ -14,11 +14,11 @@
 #include <string>
 #include <vector>
 
-#include "angular_frequency.hpp"
+#include "numerics/angular_frequency.hpp"
 #include "polefit/fit.hpp"
-#include "relocation.hpp"
-#include "residues.hpp"
-#include "starting_poles.hpp"
+#include "polefit/fitting/residues.hpp"
+#include "polefit/fitting/starting_poles.hpp"
+#include "polefit/relocation/relocation.hpp"
 
 namespace {
 
@@ -37,7 +37,7 @@ struct Network {
     std::mt19937_64 generator(1);
     std::uniform_real_distribution<double> uniform(-1.0, 1.0);
     const std::size_t pairs = size.poles / 2;
-    const double distance = s_solver::two_pi * 1e10 / static_cast<double>(pairs);
+    const double distance = numerics::two_pi * 1e10 / static_cast<double>(pairs);
     Model model;
     for (std::size_t i = 0; i < pairs; ++i) {
       const Complex pole(-0.1 * distance * (1.0 + 0.5 * uniform(generator)),

@@ -6,7 +6,7 @@
 #include <random>
 #include <vector>
 
-#include "angular_frequency.hpp"
+#include "numerics/angular_frequency.hpp"
 
 namespace s_solver::benchmarks {
 
@@ -23,13 +23,13 @@ inline SampleData sample_data(int nf, int order) {
   std::vector<std::complex<double>> poles;
   std::vector<std::complex<double>> residues;
   for (int i = 0; i < order / 2; ++i) {
-    const double omega = two_pi * 1e10 * (i + 0.7) / (order / 2);
+    const double omega = numerics::two_pi * 1e10 * (i + 0.7) / (order / 2);
     poles.emplace_back(-0.02 * omega, omega);
     residues.emplace_back(0.01 * omega * (1.5 + uniform(generator)), 0.02 * omega * uniform(generator));
   }
   SampleData data;
   for (int k = 0; k < nf; ++k) {
-    const std::complex<double> s(0.0, two_pi * (1e8 + 9.9e9 * k / nf));
+    const std::complex<double> s(0.0, numerics::two_pi * (1e8 + 9.9e9 * k / nf));
     std::complex<double> f(0.1 + 1e-3 * uniform(generator), 1e-3 * uniform(generator));
     for (std::size_t i = 0; i < poles.size(); ++i) {
       f += residues[i] / (s - poles[i]) + std::conj(residues[i]) / (s - std::conj(poles[i]));

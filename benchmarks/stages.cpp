@@ -18,16 +18,18 @@
 #include <utility>
 #include <vector>
 
-#include "dmatrix/block_products.hpp"
-#include "dmatrix/deig.hpp"
-#include "dmatrix/dinvert_gauss_jordan.hpp"
-#include "dmatrix/morse_penrose_solve.hpp"
-#include "driver/sample_file.hpp"
-#include "fit/fit_evaluation.hpp"
-#include "fit/least_squares_system.hpp"
-#include "fit/pole_types.hpp"
-#include "output/write_coefficients.hpp"
-#include "output/write_data_to_plot.hpp"
+#include "numerics/angular_frequency.hpp"
+#include "numerics/block_products.hpp"
+#include "numerics/matrix_view.hpp"
+#include "s_solver/dmatrix/deig.hpp"
+#include "s_solver/dmatrix/dinvert_gauss_jordan.hpp"
+#include "s_solver/dmatrix/morse_penrose_solve.hpp"
+#include "s_solver/driver/sample_file.hpp"
+#include "s_solver/fit/fit_evaluation.hpp"
+#include "s_solver/fit/least_squares_system.hpp"
+#include "s_solver/fit/pole_types.hpp"
+#include "s_solver/output/write_coefficients.hpp"
+#include "s_solver/output/write_data_to_plot.hpp"
 #include "sample_data.hpp"
 
 extern "C" {
@@ -50,7 +52,7 @@ struct Work {
   Work(int sample_count, int pole_count)
       : nf(sample_count), order(pole_count), data(benchmarks::sample_data(nf, 20)), f_fit(data.f) {
     for (int i = 0; i < order / 2; ++i) {
-      const double omega = two_pi * 1e10 * (i + 1.0) / (order / 2);
+      const double omega = numerics::two_pi * 1e10 * (i + 1.0) / (order / 2);
       a.insert(a.end(), {{-0.01 * omega, omega}, {-0.01 * omega, -omega}});
       c.insert(c.end(), {{omega, 0.5 * omega}, {omega, -0.5 * omega}});
       types.insert(types.end(), {pair_leader, pair_follower});
@@ -122,7 +124,7 @@ struct StoredSystem {
 void assembly(State& state) {
   const Work work = work_of(state);
   const SampleSystem system = work.system(true);
-  const auto most = static_cast<int>(rows_per_block(system.columns()));
+  const auto most = static_cast<int>(numerics::rows_per_block(system.columns()));
   std::vector<double> block(StoredSystem::size(most + 8, system.columns()));
   std::vector<double> b(static_cast<std::size_t>(most));
   for (auto _ : state) {
@@ -140,9 +142,9 @@ struct CachedBlock {
   explicit CachedBlock(const Work& work)
       : system(work.system(true)),
         columns(system.columns()),
-        rows(static_cast<int>(rows_per_block(columns))),
+        rows(static_cast<int>(numerics::rows_per_block(columns))),
         blocks((system.rows() + rows - 1) / rows),
-        size((columns + column_step - 1) / column_step * column_step),
+        size((columns + numerics::column_step - 1) / numerics::column_step * numerics::column_step),
         a(StoredSystem::size(rows + 8, columns)),
         b(static_cast<std::size_t>(rows), 1.0),
         square(StoredSystem::size(size, size), 0.5),
@@ -150,7 +152,7 @@ struct CachedBlock {
         x(static_cast<std::size_t>(size)) {
     system.make_rows(0, std::min(rows, system.rows()), {a.data(), rows, columns, rows + 8}, b.data());
   }
-  MatrixView<const double> view() const { return {a.data(), rows, columns, rows + 8}; }
+  numerics::MatrixView<const double> view() const { return {a.data(), rows, columns, rows + 8}; }
   double flops() const { return 2.0 * system.rows() * columns * columns; }
 
   SampleSystem system;
@@ -170,8 +172,8 @@ void normal_matrix(State& state) {
   CachedBlock block(work);
   for (auto _ : state) {
     for (int i = 0; i < block.blocks; ++i) {
-      add_gram_matrix(block.view(), {block.square.data(), block.size, block.size, block.size},
-                      block.scratch.data(), widest_vector_unit());
+      numerics::add_gram_matrix(block.view(), {block.square.data(), block.size, block.size, block.size},
+                                block.scratch.data(), numerics::widest_vector_unit());
     }
     benchmark::ClobberMemory();
   }
@@ -199,12 +201,13 @@ void normal_matrix_dsyrk(State& state) {
 void left_inverse(State& state) {
   const Work work = work_of(state);
   CachedBlock block(work);
-  const int rows = (block.columns + left_inverse_rows - 1) / left_inverse_rows * left_inverse_rows;
+  const int rows = (block.columns + numerics::left_inverse_rows - 1) / numerics::left_inverse_rows *
+                   numerics::left_inverse_rows;
   for (auto _ : state) {
     for (int i = 0; i < block.blocks; ++i) {
-      add_left_inverse_product({block.square.data(), rows, block.columns, block.size}, block.view(),
-                               block.rows, block.b.data(), block.x.data(), block.scratch.data(),
-                               widest_vector_unit());
+      numerics::add_left_inverse_product({block.square.data(), rows, block.columns, block.size}, block.view(),
+                                         block.rows, block.b.data(), block.x.data(), block.scratch.data(),
+                                         numerics::widest_vector_unit());
     }
     benchmark::ClobberMemory();
   }
@@ -370,7 +373,8 @@ std::size_t write_sample_file(int nf) {
   const benchmarks::SampleData data = benchmarks::sample_data(nf, 4);
   std::FILE* const file = std::fopen(sample_file, "w");
   for (std::size_t k = 0; k < data.s.size(); ++k) {
-    std::fprintf(file, "%.17g %.17g %.17g\n", data.s[k].imag() / two_pi, data.f[k].real(), data.f[k].imag());
+    std::fprintf(file, "%.17g %.17g %.17g\n", data.s[k].imag() / numerics::two_pi, data.f[k].real(),
+                 data.f[k].imag());
   }
   std::fclose(file);
   return std::filesystem::file_size(sample_file);

@@ -16,6 +16,7 @@
 #include <string>
 #include <vector>
 
+#include "numerics/angular_frequency.hpp"
 #include "sample_data.hpp"
 
 namespace {
@@ -65,7 +66,8 @@ void write_input(const fs::path& directory, int nf, int order, int iterations) {
   const benchmarks::SampleData data = benchmarks::sample_data(nf, order);
   std::FILE* const file = std::fopen((directory / "tmp_S_Par" / "f_data.in").c_str(), "w");
   for (std::size_t k = 0; k < data.s.size(); ++k) {
-    std::fprintf(file, "%.17g %.17g %.17g\n", data.s[k].imag() / two_pi, data.f[k].real(), data.f[k].imag());
+    std::fprintf(file, "%.17g %.17g %.17g\n", data.s[k].imag() / numerics::two_pi, data.f[k].real(),
+                 data.f[k].imag());
   }
   std::fclose(file);
   std::ofstream(directory / "tmp_S_Par" / "f_data.ini") << order << '\n' << iterations << '\n';

@@ -5,19 +5,19 @@
 
 #include <functional>
 
-#include "listio/io_error.hpp"
+#include "text/io_error.hpp"
 
-namespace s_solver::testing_support {
+namespace testing_support {
 
 /// The details of the IoError that `action` throws; fails without one.
-inline IoErrorDetails io_error_of(const std::function<void()>& action) {
+inline text::IoErrorDetails io_error_of(const std::function<void()>& action) {
   try {
     action();
-  } catch (const IoError& error) {
+  } catch (const text::IoError& error) {
     return error.details();
   }
   ADD_FAILURE() << "no IoError";
   return {};
 }
 
-}  // namespace s_solver::testing_support
+}  // namespace testing_support

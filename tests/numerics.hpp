@@ -10,13 +10,13 @@
 #include <random>
 #include <vector>
 
-namespace s_solver::testing_support {
+namespace testing_support {
 
 using Complex = std::complex<double>;
 
 /// The distance from 1 to the next double, 2^-52.
 inline constexpr double eps = std::numeric_limits<double>::epsilon();
-inline constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+inline constexpr double quiet_nan = std::numeric_limits<double>::quiet_NaN();
 inline constexpr double infinity = std::numeric_limits<double>::infinity();
 
 /// Numbers spread evenly over -1..1, the same on every system.
@@ -197,4 +197,4 @@ inline std::vector<Complex> imaginary_points(int count, double first, double las
   return points;
 }
 
-}  // namespace s_solver::testing_support
+}  // namespace testing_support

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-namespace s_solver::testing_support {
+namespace testing_support {
 
 /// Runs `program` with `arguments` in `directory`, its output in the files stdout and stderr there, and
 /// returns its exit status, or 128 and more for a signal. `surroundings` is called in the new process just
@@ -44,4 +44,4 @@ inline int run_program(
   return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
-}  // namespace s_solver::testing_support
+}  // namespace testing_support

@@ -13,9 +13,9 @@
 #include <utility>
 #include <vector>
 
-#include "listio/plain_stop.hpp"
+#include "s_solver/console/plain_stop.hpp"
 
-namespace s_solver::testing_support {
+namespace testing_support {
 
 /// Whether a test may limit the address space of a process: the address sanitizer needs nearly all of it.
 #if defined(__SANITIZE_ADDRESS__)
@@ -60,7 +60,7 @@ inline std::vector<std::string> records_before_plain_stop(const std::function<vo
   auto records = records_of([&] {
     try {
       action();
-    } catch (const PlainStop&) {
+    } catch (const s_solver::PlainStop&) {
       stopped = true;
     }
   });
@@ -103,4 +103,4 @@ class InOwnDirectory : public ::testing::Test {
   std::filesystem::path before_;
 };
 
-}  // namespace s_solver::testing_support
+}  // namespace testing_support

@@ -174,7 +174,7 @@ bool check(const fs::path& case_folder, const fs::path& program_folder, const fs
   const std::string program = lines_of(content_of(input(case_folder, "program").value())).at(0);
   const std::vector<std::string> arguments = lines_of(content_of(case_folder / "arguments"));
   const int status =
-      s_solver::testing_support::run_program(fs::absolute(program_folder / program), arguments, directory);
+      testing_support::run_program(fs::absolute(program_folder / program), arguments, directory);
 
   const auto expected = [&](const std::string& name) { return input(case_folder, "expected-" + name); };
   bool good = true;

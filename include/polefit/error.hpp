@@ -4,11 +4,14 @@
 #include <stdexcept>
 #include <string>
 
+#include "polefit/export.hpp"
+
 namespace polefit {
 
+/// What an error is about.
 enum class ErrorKind {
   no_samples,           ///< an empty grid, or no responses
-  bad_shape,            ///< sizes that do not fit together
+  bad_shape,            ///< sizes that do not fit together, or a model that is not what is wanted of it
   bad_frequency,        ///< negative, infinite or not a number
   bad_sample,           ///< infinite or not a number
   bad_weight,           ///< negative, infinite or not a number
@@ -17,12 +20,15 @@ enum class ErrorKind {
   too_many_unknowns,    ///< more unknowns than equations
   numerical_breakdown,  ///< an eigenvalue or least-squares routine did not deliver
   bad_model_file,       ///< a model file that cannot be read, written or understood
+  bad_network_file,     ///< a network file, or one of an export, that cannot be read, written or understood
 };
 
 /// The one exception that polefit throws of its own; what() is a sentence for the user.
-class Error : public std::runtime_error {
+class POLEFIT_EXPORT Error : public std::runtime_error {
  public:
+  /// `sentence` names what is wrong: for a file its name and line, what was found and what was expected.
   Error(ErrorKind kind, const std::string& sentence) : std::runtime_error(sentence), kind_(kind) {}
+  /// What the error is about.
   ErrorKind kind() const { return kind_; }
 
  private:

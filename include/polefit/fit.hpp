@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "polefit/error.hpp"
+#include "polefit/export.hpp"
 #include "polefit/model.hpp"
 #include "polefit/network_data.hpp"
 
@@ -88,6 +89,6 @@ struct Fit {
 
 /// Fits all responses with one set of poles by Vector Fitting with the relaxed constraint. Throws Error for
 /// data or options that cannot be fitted; never for data that fit badly.
-Fit fit(const NetworkData& data, const Options& options = {});
+POLEFIT_EXPORT Fit fit(const NetworkData& data, const Options& options = {});
 
 }  // namespace polefit

@@ -10,7 +10,9 @@
 #include <string>
 #include <vector>
 
+#include "polefit/export.hpp"
 #include "polefit/network_data.hpp"
+#include "polefit/network_matrix.hpp"
 
 namespace polefit {
 
@@ -19,20 +21,6 @@ struct ResponseError {
   double rms = 0.0;       ///< root mean square modulus of the difference
   double relative = 0.0;  ///< rms over the root mean square modulus of the data; over 1 for data of zeros
   double largest = 0.0;   ///< largest modulus of the difference
-};
-
-/// Row and column of a matrix, counted from 1 as ports are.
-struct MatrixElement {
-  std::size_t row = 1;
-  std::size_t column = 1;
-  friend bool operator==(const MatrixElement&, const MatrixElement&) = default;
-};
-
-/// What responses are that belong to the matrix of a network.
-struct NetworkMatrix {
-  char parameter = 'S';                 ///< S, Y (in siemens) or Z (in ohms)
-  std::vector<double> references;       ///< resistance of each port in ohms
-  std::vector<MatrixElement> elements;  ///< one a response
 };
 
 /// The data that a model was fitted to.
@@ -63,27 +51,33 @@ struct Model {
 /// Values of every response at frequencies in hertz: those of the first response first. A pole on a point
 /// makes a value that is not a number. Throws Error (bad_shape) when the arrays of the model do not fit
 /// together, as all functions here do.
-std::vector<std::complex<double>> evaluate(const Model& model, std::span<const double> frequencies);
+POLEFIT_EXPORT std::vector<std::complex<double>> evaluate(const Model& model,
+                                                          std::span<const double> frequencies);
 
 /// One element a response. Weights are not used. Throws Error (bad_shape) when model and data have not as
 /// many responses.
-std::vector<ResponseError> errors(const Model& model, const NetworkData& data);
+POLEFIT_EXPORT std::vector<ResponseError> errors(const Model& model, const NetworkData& data);
 
-/// A real state space x' = A x + B u, y = C x + D u + E u' with one input. Column-major.
-///
-/// A is of order N, block diagonal: a real pole a is the block [a], a pair a' +- j a'' the block
-/// [[a', a''], [-a'', a']]. B is N x 1 (1 for a real pole, [2, 0] for a pair), C is R x N, D and E are R x 1:
-/// each response is one output. Poles or residues without their exact conjugates are an Error (bad_shape).
+/// A real state space x' = A x + B u, y = C x + D u + E u', all matrices column-major and without gaps.
 struct StateSpace {
-  std::size_t order = 0;
-  std::size_t outputs = 0;
-  std::vector<double> a;
-  std::vector<double> b;
-  std::vector<double> c;
-  std::vector<double> d;
-  std::vector<double> e;
+  std::size_t order = 0;    ///< states
+  std::size_t inputs = 0;   ///< elements of u
+  std::size_t outputs = 0;  ///< elements of y
+  std::vector<double> a;    ///< order x order
+  std::vector<double> b;    ///< order x inputs
+  std::vector<double> c;    ///< outputs x order
+  std::vector<double> d;    ///< outputs x inputs
+  std::vector<double> e;    ///< outputs x inputs
 };
 
-StateSpace state_space(const Model& model);
+/// With one input, and each response as an output. A is block diagonal, of the order of the poles: a real
+/// pole a is the block [a], a pair a' +- j a'' the block [[a', a''], [-a'', a']]; B is 1 for a real pole, [2,
+/// 0] for a pair. Throws Error (bad_shape) for poles or residues without their exact conjugates.
+POLEFIT_EXPORT StateSpace state_space(const Model& model);
+
+/// The whole matrix of a network, whose ports are inputs and outputs: with N poles and P ports of order P N,
+/// the states of the first port's input standing first; those of one input are as in state_space. Throws
+/// Error (bad_shape) as state_space, and when the responses are not the whole matrix.
+POLEFIT_EXPORT StateSpace port_state_space(const Model& model);
 
 }  // namespace polefit

@@ -1,6 +1,7 @@
 /// Fits whose order is found, not given.
 #pragma once
 
+#include "polefit/export.hpp"
 #include "polefit/fit.hpp"
 
 namespace polefit {
@@ -42,6 +43,7 @@ struct Search {
 
 /// Starts small, adds pairs where the error is largest, drops poles that do not pay. Always ends. `options`
 /// says everything but the starting poles and their numbers.
-Search fit_to_error(const NetworkData& data, const Target& target, const Options& options = {});
+POLEFIT_EXPORT Search fit_to_error(const NetworkData& data, const Target& target,
+                                   const Options& options = {});
 
 }  // namespace polefit

@@ -1,4 +1,4 @@
-#include "dense.hpp"
+#include "polefit/dense.hpp"
 
 #include <algorithm>
 #include <array>
@@ -8,8 +8,8 @@
 #include <string>
 #include <utility>
 
+#include "numerics/vector_clones.hpp"
 #include "polefit/error.hpp"
-#include "vector_clones.hpp"
 
 // The trailing lengths belong to the character arguments.
 extern "C" {
@@ -49,7 +49,7 @@ void with_work(const Routine& routine) {
 }
 
 /// The sum of products, in eight parts.
-S_SOLVER_VECTOR_CLONES
+NUMERICS_VECTOR_CLONES
 double dot(std::size_t count, const double* __restrict x, const double* __restrict y) {
   constexpr std::size_t parts = 8;
   std::array<double, parts> part{};
@@ -65,14 +65,14 @@ double dot(std::size_t count, const double* __restrict x, const double* __restri
   return ((part[0] + part[4]) + (part[2] + part[6])) + ((part[1] + part[5]) + (part[3] + part[7]));
 }
 
-S_SOLVER_VECTOR_CLONES
+NUMERICS_VECTOR_CLONES
 void scale(std::size_t count, double factor, double* __restrict x) {
   for (std::size_t k = 0; k < count; ++k) {
     x[k] *= factor;
   }
 }
 
-S_SOLVER_VECTOR_CLONES
+NUMERICS_VECTOR_CLONES
 void subtract_multiple(std::size_t count, double factor, const double* __restrict from,
                        double* __restrict to) {
   for (std::size_t k = 0; k < count; ++k) {

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "driver/command_line.hpp"
 #include "fuzz/fuzz.hpp"
+#include "s_solver/driver/command_line.hpp"
 
 namespace {
 

@@ -5,13 +5,13 @@
 #include <set>
 
 #include "fuzz/fuzz.hpp"
-#include "listio/io_error.hpp"
-#include "polefit_cli/network/csv_reader.hpp"
-#include "polefit_cli/network/csv_writer.hpp"
+#include "polefit_io/network/csv_reader.hpp"
+#include "polefit_io/network/csv_writer.hpp"
+#include "text/io_error.hpp"
 
 namespace {
 
-using polefit_cli::Network;
+using polefit::Network;
 using s_solver::fuzz::check;
 using s_solver::fuzz::same_number;
 
@@ -37,7 +37,7 @@ void check_consistent(const Network& network) {
     const polefit::MatrixElement& element = network.matrix->elements[r];
     check(element.row >= 1 && element.row <= ports && element.column >= 1 && element.column <= ports,
           "an element is within the matrix");
-    check(network.names[r] == polefit_cli::element_name(network.matrix->parameter, element, ports),
+    check(network.names[r] == polefit::element_name(network.matrix->parameter, element, ports),
           "a name is that of its element");
   }
 }
@@ -67,15 +67,15 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   s_solver::fuzz::Bytes bytes(data, size);
   Network network;
   try {
-    network = polefit_cli::read_csv(bytes.rest(), "table");
-  } catch (const s_solver::IoError& error) {
+    network = polefit_io::read_csv(bytes.rest(), "table");
+  } catch (const text::IoError& error) {
     check(error.details().file == "table" && !error.details().found.empty() &&
               !error.details().expected.empty(),
           "a refusal says what was found and what was expected");
     return 0;
   }
   check_consistent(network);
-  const Network again = polefit_cli::read_csv(polefit_cli::csv_text(network), "table");
+  const Network again = polefit_io::read_csv(polefit_io::csv_of(network), "table");
   check_consistent(again);
   check_same(network, again);
   return 0;

@@ -8,8 +8,8 @@
 
 #include "fuzz/fuzz.hpp"
 #include "fuzz/reference_reader.hpp"
-#include "listio/free_format_reader.hpp"
-#include "listio/io_error.hpp"
+#include "text/free_format_reader.hpp"
+#include "text/io_error.hpp"
 
 namespace s_solver::fuzz {
 
@@ -19,7 +19,7 @@ inline bool same_value(int a, int b) { return a == b; }
 /// Reads `content` in lists of `count` values to its end or its first error, by `reader` and by reference at
 /// once.
 template <class Value>
-void compare_with_reference(FreeFormatReader reader, std::string_view content, std::size_t count) {
+void compare_with_reference(text::FreeFormatReader reader, std::string_view content, std::size_t count) {
   check(reader.open_error() == 0, "the file can be opened");
   ReferenceReader reference(content);
   std::vector<Value> values(count, Value{7});
@@ -29,9 +29,9 @@ void compare_with_reference(FreeFormatReader reader, std::string_view content, s
     try {
       const auto result = reader.read(std::span(values));
       check(end != ReferenceReader::End::error, "what is no value is refused");
-      check((result == FreeFormatReader::Result::complete) == (end == ReferenceReader::End::complete),
+      check((result == text::FreeFormatReader::Result::complete) == (end == ReferenceReader::End::complete),
             "the file ends where it should");
-    } catch (const IoError& error) {
+    } catch (const text::IoError& error) {
       check(end == ReferenceReader::End::error, "what is a value is accepted");
       check(error.details().record == reference.record, "the error names the record");
       check(error.details().item == reference.item, "the error names the item");
@@ -48,8 +48,8 @@ void compare_with_reference(FreeFormatReader reader, std::string_view content, s
 template <class Value>
 void compare_readings(std::string_view content, std::size_t count) {
   write_file(own_directory() / "run" / "content", content);
-  compare_with_reference<Value>(FreeFormatReader("content"), content, count);
-  compare_with_reference<Value>(FreeFormatReader::in_memory(content, "content"), content, count);
+  compare_with_reference<Value>(text::FreeFormatReader("content"), content, count);
+  compare_with_reference<Value>(text::FreeFormatReader::in_memory(content, "content"), content, count);
 }
 
 }  // namespace s_solver::fuzz

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "fuzz/fuzz.hpp"
-#include "listio/edit_format.hpp"
+#include "text/edit_format.hpp"
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using s_solver::fuzz::check;
@@ -12,7 +12,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   while (bytes.left() > 0) {
     const auto value = bytes.take<double>();
     std::string field;
-    s_solver::append_scientific_field(field, value, 16, 6);
+    text::append_scientific_field(field, value, 16, 6);
     check(field.size() == 16, "the field has 16 columns");
 
     std::string text = field.substr(field.find_first_not_of(' '));

@@ -3,9 +3,9 @@
 #include <complex>
 #include <vector>
 
-#include "dmatrix/deig.hpp"
 #include "fuzz/fuzz.hpp"
-#include "listio/plain_stop.hpp"
+#include "s_solver/console/plain_stop.hpp"
+#include "s_solver/dmatrix/deig.hpp"
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   s_solver::fuzz::own_directory();  // silences the messages

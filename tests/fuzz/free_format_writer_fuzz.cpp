@@ -4,8 +4,8 @@
 #include <string>
 
 #include "fuzz/fuzz.hpp"
-#include "listio/free_format_writer.hpp"
-#include "listio/number_text.hpp"
+#include "text/free_format_writer.hpp"
+#include "text/number_text.hpp"
 
 namespace {
 
@@ -14,7 +14,7 @@ using s_solver::fuzz::check;
 /// The text of the one item of a record that is `columns` wide behind its leading blank.
 template <class Number>
 std::string item_text(Number value, std::size_t columns) {
-  const std::string record = s_solver::free_format_record(value);
+  const std::string record = text::free_format_record(value);
   check(record.size() == columns + 1, "the number fills its column");
   const std::size_t begin = record.find_first_not_of(' ');
   check(begin >= 1, "there is a leading blank");
@@ -24,7 +24,7 @@ std::string item_text(Number value, std::size_t columns) {
 void check_double(double value) {
   const std::string text = item_text(value, 25);
   double back = 0.0;
-  check(s_solver::parse_real(text, back), "our reader accepts it");
+  check(text::parse_real(text, back), "our reader accepts it");
   check(s_solver::fuzz::same_number(back, value), "our reader reads the same double");
   check(s_solver::fuzz::same_number(std::strtod(text.c_str(), nullptr), value), "the C library does, too");
 }

@@ -4,9 +4,9 @@
 #include <optional>
 #include <vector>
 
-#include "fit/pole_types.hpp"
 #include "fuzz/fuzz.hpp"
-#include "listio/plain_stop.hpp"
+#include "s_solver/console/plain_stop.hpp"
+#include "s_solver/fit/pole_types.hpp"
 
 namespace {
 

@@ -4,10 +4,10 @@
 #include <complex>
 #include <vector>
 
-#include "driver/sample_file.hpp"
 #include "fuzz/fuzz.hpp"
 #include "fuzz/reference_reader.hpp"
-#include "listio/io_error.hpp"
+#include "s_solver/driver/sample_file.hpp"
+#include "text/io_error.hpp"
 
 namespace {
 
@@ -30,7 +30,7 @@ Reading read(int read_mode, int room, std::vector<std::complex<double>>& s,
     s_solver::read_data_from_file(file_name, read_mode, reading.nf, reading.fmin, reading.fmax, s.data(),
                                   f.data());
     reading.accepted = true;
-  } catch (const s_solver::IoError&) {
+  } catch (const text::IoError&) {
     // A refusal; whether it is due, the caller knows.
   }
   return reading;

@@ -2,10 +2,10 @@
 
 #include <vector>
 
-#include "driver/settings_file.hpp"
 #include "fuzz/fuzz.hpp"
 #include "fuzz/reference_reader.hpp"
-#include "listio/io_error.hpp"
+#include "s_solver/driver/settings_file.hpp"
+#include "text/io_error.hpp"
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using s_solver::fuzz::check;
@@ -23,7 +23,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   bool accepted = true;
   try {
     s_solver::read_settings_file("..\\tmp_S_Par\\f_data.ini", read_order, read_limit);
-  } catch (const s_solver::IoError& error) {
+  } catch (const text::IoError& error) {
     accepted = false;
     check(error.details().item == 1, "the error names the item");
     check(error.details().record >= 1, "the error names a record");

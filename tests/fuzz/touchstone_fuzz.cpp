@@ -7,13 +7,13 @@
 #include <vector>
 
 #include "fuzz/fuzz.hpp"
-#include "listio/io_error.hpp"
-#include "polefit_cli/network/touchstone_reader.hpp"
-#include "polefit_cli/network/touchstone_writer.hpp"
+#include "polefit_io/network/touchstone_reader.hpp"
+#include "polefit_io/network/touchstone_writer.hpp"
+#include "text/io_error.hpp"
 
 namespace {
 
-using polefit_cli::Network;
+using polefit::Network;
 using s_solver::fuzz::check;
 using s_solver::fuzz::same_number;
 
@@ -30,8 +30,8 @@ bool same_numbers(const std::vector<std::complex<double>>& a, const std::vector<
 
 std::optional<Network> read(std::string_view text, std::optional<std::size_t> ports) {
   try {
-    return polefit_cli::read_touchstone(text, "text", ports);
-  } catch (const s_solver::IoError& error) {
+    return polefit_io::read_touchstone(text, "text", ports);
+  } catch (const text::IoError& error) {
     check(error.details().file == "text", "a refusal names the file");
     check(!error.details().found.empty() && !error.details().expected.empty(),
           "a refusal says what was found and what was expected");
@@ -46,7 +46,7 @@ void check_consistent(const Network& network, std::optional<std::size_t> ports) 
   const polefit::NetworkMatrix& matrix = network.matrix.value();
   const std::size_t own_ports = matrix.references.size();
   check(!ports || *ports == own_ports, "the ports are those that were asked for");
-  check(matrix.elements == polefit_cli::all_elements(own_ports), "there are all elements, row by row");
+  check(matrix.elements == polefit::all_elements(own_ports), "there are all elements, row by row");
   check(network.names.size() == matrix.elements.size(), "each response has a name");
   check(!network.frequencies.empty(), "there is a frequency");
   check(network.values.size() == matrix.elements.size() * network.frequencies.size(),
@@ -74,8 +74,8 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   }
   check_consistent(*network, ports);
   for (const int version : {1, 2}) {
-    const auto unit = static_cast<polefit_cli::FrequencyUnit>(size % 4);
-    const std::string text = polefit_cli::touchstone_text(*network, {.unit = unit, .version = version});
+    const auto unit = static_cast<polefit::FrequencyUnit>(size % 4);
+    const std::string text = polefit_io::touchstone_of(*network, {.unit = unit, .version = version});
     const std::optional<Network> back = read(text, network->matrix->references.size());
     check(back.has_value(), "what is written can be read");
     check(same_numbers(back->frequencies, network->frequencies), "the frequencies keep their bits");

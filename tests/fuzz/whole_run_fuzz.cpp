@@ -8,11 +8,11 @@
 #include <string>
 #include <vector>
 
-#include "driver/s_solver.hpp"
 #include "fuzz/fuzz.hpp"
-#include "listio/free_format_writer.hpp"
-#include "listio/io_error.hpp"
-#include "listio/plain_stop.hpp"
+#include "s_solver/console/plain_stop.hpp"
+#include "s_solver/driver/s_solver.hpp"
+#include "text/free_format_writer.hpp"
+#include "text/io_error.hpp"
 
 namespace {
 
@@ -60,7 +60,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const double frequency = take_number(bytes);
     const double re = take_number(bytes);
     const double im = take_number(bytes);
-    samples += s_solver::free_format_record(frequency, re, im) + "\n";
+    samples += text::free_format_record(frequency, re, im) + "\n";
   }
   s_solver::fuzz::write_file(place / "f_data.in", samples);
   s_solver::fuzz::write_file(place / "f_data.ini",

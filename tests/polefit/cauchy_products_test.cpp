@@ -1,4 +1,4 @@
-#include "cauchy_products.hpp"
+#include "polefit/relocation/cauchy_products.hpp"
 
 #include <gtest/gtest.h>
 
@@ -10,7 +10,7 @@
 namespace polefit {
 namespace {
 
-using namespace testing_support;
+using namespace test_networks;
 
 using Long = long double;
 using LongComplex = std::complex<Long>;

@@ -15,7 +15,7 @@
 namespace polefit {
 namespace {
 
-using namespace testing_support;
+using namespace test_networks;
 
 /// How far the relative error of a fit of exact samples may be from 0. The last relocation starts from poles
 /// that are right but for rounding, so that rounding counts once, times the condition of the systems; the
@@ -478,7 +478,7 @@ TEST_P(BadInputTest, is_refused_with_a_sentence) {
 }
 
 constexpr double infinity = std::numeric_limits<double>::infinity();
-constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+constexpr double quiet_nan = std::numeric_limits<double>::quiet_NaN();
 const std::vector<std::string> three_names(3, "S");
 const std::vector<double> bad_weights(36, -1.0);
 const std::vector<double> zero_weights(36, 0.0);
@@ -500,10 +500,10 @@ INSTANTIATE_TEST_SUITE_P(
         BadInput{"a_negative_frequency", ErrorKind::bad_frequency,
                  [](Network& network, NetworkData&, Options&) { network.frequencies[3] = -1.0; }},
         BadInput{"an_undefined_frequency", ErrorKind::bad_frequency,
-                 [](Network& network, NetworkData&, Options&) { network.frequencies[3] = nan; }},
+                 [](Network& network, NetworkData&, Options&) { network.frequencies[3] = quiet_nan; }},
         BadInput{"an_undefined_sample", ErrorKind::bad_sample,
                  [](Network& network, NetworkData&, Options&) {
-                   network.values[3] = {0.0, nan};
+                   network.values[3] = {0.0, quiet_nan};
                  }},
         BadInput{"an_infinite_sample", ErrorKind::bad_sample,
                  [](Network& network, NetworkData&, Options&) { network.values[3] = infinity; }},
@@ -528,7 +528,7 @@ INSTANTIATE_TEST_SUITE_P(
                    options.starting_poles = {{-1, 1}, {-1, 1}};
                  }},
         BadInput{"an_undefined_starting_pole", ErrorKind::bad_option,
-                 [](Network&, NetworkData&, Options& options) { options.starting_poles = {nan}; }},
+                 [](Network&, NetworkData&, Options& options) { options.starting_poles = {quiet_nan}; }},
         BadInput{"an_exact_sample_that_is_not_there", ErrorKind::bad_option,
                  [](Network&, NetworkData&, Options& options) { options.exact_sample = 36; }},
         BadInput{"no_threads", ErrorKind::bad_option,

@@ -13,16 +13,16 @@
 #include <string>
 #include <vector>
 
-#include "angular_frequency.hpp"
 #include "numerics.hpp"
+#include "numerics/angular_frequency.hpp"
 #include "polefit/fit.hpp"
 
 namespace polefit {
 namespace {
 
-using s_solver::two_pi;
-using s_solver::testing_support::Complex;
-using s_solver::testing_support::RandomNumbers;
+using numerics::two_pi;
+using testing_support::Complex;
+using testing_support::RandomNumbers;
 
 /// Largest permitted ratio of the two final errors.
 constexpr double promised_ratio = 1.1;
@@ -56,7 +56,7 @@ struct Samples {
 
   void add(const std::function<Complex(Complex)>& response) {
     for (const double frequency : frequencies) {
-      values.push_back(response(Complex(0.0, two_pi * frequency)));
+      values.push_back(response(Complex(0.0, numerics::two_pi * frequency)));
     }
     ++responses;
   }
@@ -112,12 +112,12 @@ Samples real_poles_over_six_decades() {
   for (const double size : logarithmic_grid(1.0, 1e6, 12)) {
     poles.emplace_back(-size);
   }
-  return rational(logarithmic_grid(0.3 / two_pi, 3e6 / two_pi, 301), poles, 3, 1);
+  return rational(logarithmic_grid(0.3 / numerics::two_pi, 3e6 / numerics::two_pi, 301), poles, 3, 1);
 }
 
 /// sqrt(s) / (1 + sqrt(s)), as skin effect and diffusion make it.
 Samples square_root() {
-  Samples samples{logarithmic_grid(1e-3 / two_pi, 1e3 / two_pi, 301), {}, 0};
+  Samples samples{logarithmic_grid(1e-3 / numerics::two_pi, 1e3 / numerics::two_pi, 301), {}, 0};
   samples.add([](Complex s) { return std::sqrt(s) / (1.0 + std::sqrt(s)); });
   return samples;
 }
@@ -127,7 +127,7 @@ Samples sharp_resonances(double damping) {
   std::vector<Complex> poles;
   RandomNumbers numbers(2);
   for (int i = 0; i < 10; ++i) {
-    const double omega = two_pi * (0.1 + 0.09 * i + 0.003 * numbers());
+    const double omega = numerics::two_pi * (0.1 + 0.09 * i + 0.003 * numbers());
     poles.emplace_back(-damping * omega, omega);
   }
   return rational(linear_grid(0.05, 1.0, 301), poles, 3, 3);
@@ -164,12 +164,13 @@ Samples nearly_equal_real_poles() {
 /// A pair at a hundredth or less of the lowest frequency, whose two basis functions are all but 1/s and 1/s^2
 /// over the band, and another in the band.
 Samples far_below_the_band(double place) {
-  const std::vector<Complex> poles{two_pi * place * Complex(-0.5, 1.0), two_pi * Complex(-0.05, 1.5)};
+  const std::vector<Complex> poles{numerics::two_pi * place * Complex(-0.5, 1.0),
+                                   numerics::two_pi * Complex(-0.05, 1.5)};
   Samples samples{linear_grid(1.0, 2.0, 201), {}, 0};
   RandomNumbers numbers(8);
   for (int r = 0; r < 3; ++r) {
-    const Complex first = two_pi * Complex(numbers(), numbers());
-    const Complex second = 0.1 * two_pi * Complex(numbers(), numbers());
+    const Complex first = numerics::two_pi * Complex(numbers(), numbers());
+    const Complex second = 0.1 * numerics::two_pi * Complex(numbers(), numbers());
     samples.add([&](Complex s) {
       return 0.1 + first / (s - poles[0]) + std::conj(first) / (s - std::conj(poles[0])) +
              second / (s - poles[1]) + std::conj(second) / (s - std::conj(poles[1]));

@@ -19,8 +19,8 @@
 namespace polefit {
 namespace {
 
-using namespace s_solver::testing_support;
-using s_solver::testing_support::nan;  // not the one of <math.h>
+using namespace testing_support;
+using testing_support::quiet_nan;  // not the one of <math.h>
 
 // The example of docs/model_file.md.
 const std::string example_text = R"({
@@ -194,7 +194,7 @@ TEST(ModelJson, a_model_becomes_one_line_a_pole_and_one_a_response) {
 TEST(ModelJson, a_model_read_back_has_the_same_bits) {
   std::mt19937_64 bits(1);
   const auto any_double = [&] {
-    double value = nan;
+    double value = quiet_nan;
     while (!std::isfinite(value) || value == 0.0) {
       value = std::bit_cast<double>(static_cast<std::uint64_t>(bits()));
     }
@@ -270,11 +270,12 @@ TEST(ModelJson, what_a_reader_would_refuse_is_not_written) {
     change(model);
     return refusal([&] { to_json(model); });
   };
-  EXPECT_EQ(refused([](Model& m) { m.poles[1].real(nan); }), "poles[1] is not a finite number");
+  EXPECT_EQ(refused([](Model& m) { m.poles[1].real(quiet_nan); }), "poles[1] is not a finite number");
   EXPECT_EQ(refused([](Model& m) { m.poles[2].imag(-infinity); }), "poles[2] is not a finite number");
   EXPECT_EQ(refused([](Model& m) { m.residues[4].imag(infinity); }),
             "responses[1].residues[1] is not a finite number");
-  EXPECT_EQ(refused([](Model& m) { m.constants[0] = nan; }), "responses[0].constant is not a finite number");
+  EXPECT_EQ(refused([](Model& m) { m.constants[0] = quiet_nan; }),
+            "responses[0].constant is not a finite number");
   EXPECT_EQ(refused([](Model& m) { m.proportionals[1] = infinity; }),
             "responses[1].proportional is not a finite number");
   EXPECT_EQ(refused([](Model& m) { m.residues.pop_back(); }), "the model has 5 residues, expected 6");
@@ -298,7 +299,7 @@ TEST(ModelJson, a_network_or_an_origin_that_a_reader_would_refuse_is_not_written
             "network.parameter is none of S, Y and Z");
   EXPECT_EQ(refused([](Model& m) { m.network->references.clear(); }),
             "network.references has 0 elements, expected one a port");
-  for (const double reference : {0.0, -50.0, infinity, nan}) {
+  for (const double reference : {0.0, -50.0, infinity, quiet_nan}) {
     EXPECT_EQ(refused([&](Model& m) { m.network->references[1] = reference; }),
               "network.references[1] is not a finite number above 0");
   }
@@ -316,7 +317,7 @@ TEST(ModelJson, a_network_or_an_origin_that_a_reader_would_refuse_is_not_written
   EXPECT_EQ(refused([](Model& m) { m.origin->highest = infinity; }),
             "origin.highest is not a finite number of at least 0");
   EXPECT_EQ(refused([](Model& m) { m.origin->lowest = 4e9; }), "origin.highest is below origin.lowest");
-  EXPECT_EQ(refused([](Model& m) { m.origin->errors[1].rms = nan; }),
+  EXPECT_EQ(refused([](Model& m) { m.origin->errors[1].rms = quiet_nan; }),
             "responses[1].error.rms is not a finite number of at least 0");
   EXPECT_EQ(refused([](Model& m) { m.origin->errors[0].relative = -1e-300; }),
             "responses[0].error.relative is not a finite number of at least 0");
@@ -600,7 +601,7 @@ TEST_F(ModelFile, a_saved_model_is_loaded_with_the_same_bits_and_nothing_else_is
 TEST_F(ModelFile, a_model_that_cannot_be_written_leaves_the_old_file) {
   const std::string file = write("m.json", "old");
   Model model = example_model();
-  model.constants[1] = nan;
+  model.constants[1] = quiet_nan;
   EXPECT_EQ(refusal([&] { save(model, file); }), "responses[1].constant is not a finite number");
   EXPECT_EQ(content_of(file), "old");
   EXPECT_EQ(names(), Names{"m.json"});

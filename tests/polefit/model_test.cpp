@@ -8,9 +8,9 @@
 #include <new>
 #include <utility>
 
-#include "angular_frequency.hpp"
-#include "fit/complex_division.hpp"
 #include "numerics.hpp"
+#include "numerics/angular_frequency.hpp"
+#include "numerics/complex_division.hpp"
 #include "polefit/error.hpp"
 
 namespace {
@@ -34,9 +34,9 @@ std::size_t largest_request = 0;
 namespace polefit {
 namespace {
 
-using namespace s_solver::testing_support;
-using s_solver::two_pi;
-using s_solver::testing_support::nan;  // not the one of <math.h>
+using namespace testing_support;
+using numerics::two_pi;
+using testing_support::quiet_nan;  // not the one of <math.h>
 
 void add_pole(Model& model, Complex a) {
   model.poles.push_back(a);
@@ -83,7 +83,7 @@ std::vector<double> random_frequencies(RandomNumbers& numbers, int count) {
 /// A model that is d everywhere.
 Model constant_model(double d) { return {{}, {}, {d}, {0.0}, {}}; }
 
-Complex point(double frequency) { return {0.0, two_pi * frequency}; }
+Complex point(double frequency) { return {0.0, numerics::two_pi * frequency}; }
 
 /// Sum of the moduli of the terms of a response: what its rounding errors are to be compared with.
 double size_of_terms(const Model& model, std::size_t r, Complex s) {
@@ -156,7 +156,7 @@ TEST(Evaluate, the_values_of_the_first_response_come_first) {
 
 TEST(Evaluate, without_poles_it_is_the_line_d_plus_s_h) {
   const Model model{{}, {}, {5.0}, {0.5}, {}};
-  EXPECT_EQ(evaluate(model, std::vector{0.0, 2.0}), (std::vector<Complex>{5.0, {5.0, two_pi}}));
+  EXPECT_EQ(evaluate(model, std::vector{0.0, 2.0}), (std::vector<Complex>{5.0, {5.0, numerics::two_pi}}));
 }
 
 TEST(Evaluate, without_frequencies_or_responses_there_are_no_values) {
@@ -191,7 +191,7 @@ TEST(Evaluate, values_have_the_bits_of_one_sample_at_a_time_without_vector_instr
         double re = model.constants[r];
         double im = model.proportionals[r] * s.imag();
         for (std::size_t i = 0; i < model.poles.size(); ++i) {
-          const Complex u = s_solver::smith_quotient(1.0, s - model.poles[i]);
+          const Complex u = numerics::smith_quotient(1.0, s - model.poles[i]);
           const Complex c = model.residues_of(r)[i];
           re += c.real() * u.real() - c.imag() * u.imag();
           im += c.real() * u.imag() + c.imag() * u.real();
@@ -314,7 +314,7 @@ TEST(Errors, the_layout_of_the_data_does_not_matter) {
   for (const auto& [response_stride, sample_stride, first] :
        {Layout{1, 3, 0}, Layout{7, 22, 5}, Layout{-1, -3, 3 * samples - 1},
         Layout{-last - 2, 1, 2 * samples + 2}, Layout{last + 1, -1, samples - 1}}) {
-    std::vector<Complex> memory(25 * samples, Complex(nan, nan));
+    std::vector<Complex> memory(25 * samples, Complex(quiet_nan, quiet_nan));
     const Responses view{memory.data() + first, 3, samples, response_stride, sample_stride};
     for (std::size_t r = 0; r < 3; ++r) {
       for (std::size_t k = 0; k < samples; ++k) {
@@ -568,7 +568,7 @@ TEST(StateSpace, poles_and_residues_without_their_exact_conjugates_are_refused) 
   refused({a, a}, {c, std::conj(c)}, alone);
   refused({a, {-1.0, -2.0 - 2 * eps}}, {c, std::conj(c)}, alone);
   refused({-1.0, std::conj(a), a}, {1.0, c, c}, "poles[1] leads a pair without a positive imaginary part");
-  refused({{-1.0, nan}}, {c}, "poles[0] leads a pair without a positive imaginary part");
+  refused({{-1.0, quiet_nan}}, {c}, "poles[0] leads a pair without a positive imaginary part");
   refused({a, std::conj(a)}, {c, c},
           "responses[0].residues[1] is not the exact conjugate of the one before it, as its pole is");
   refused({-1.0}, {c}, "responses[0].residues[0] is not real, as the residue of a real pole is");

@@ -7,13 +7,14 @@
 #include <vector>
 
 #include "numerics.hpp"
+#include "numerics/angular_frequency.hpp"
 #include "polefit/fit.hpp"
 
-namespace polefit::testing_support {
+namespace polefit::test_networks {
 
-using s_solver::testing_support::Complex;
-using s_solver::testing_support::eps;
-using s_solver::testing_support::RandomNumbers;
+using testing_support::Complex;
+using testing_support::eps;
+using testing_support::RandomNumbers;
 
 /// A model and its samples.
 struct Network {
@@ -43,19 +44,18 @@ struct NetworkKind {
 /// of it.
 inline Network random_network(const NetworkKind& kind, std::uint64_t seed) {
   RandomNumbers numbers(seed);
-  constexpr double two_pi = 6.283185307179586;
-  constexpr double band = two_pi * 9e9;
+  constexpr double band = numerics::two_pi * 9e9;
   Network network;
   Model& model = network.model;
   const double distance = band / static_cast<double>(kind.pairs + 1);
   for (std::size_t i = 0; i < kind.pairs; ++i) {
-    const double omega = two_pi * 1e9 + distance * (static_cast<double>(i) + 1.0 + 0.3 * numbers());
+    const double omega = numerics::two_pi * 1e9 + distance * (static_cast<double>(i) + 1.0 + 0.3 * numbers());
     const Complex pole(-distance * numbers.between(0.1, 0.4), omega);
     model.poles.insert(model.poles.end(), {pole, std::conj(pole)});
   }
   for (std::size_t i = 0; i < kind.real_poles; ++i) {
     model.poles.emplace_back(
-        -two_pi * 2e9 * std::pow(3.0, static_cast<double>(i)) * numbers.between(0.8, 1.2), 0.0);
+        -numerics::two_pi * 2e9 * std::pow(3.0, static_cast<double>(i)) * numbers.between(0.8, 1.2), 0.0);
   }
   for (std::size_t r = 0; r < kind.responses; ++r) {
     for (std::size_t i = 0; i < 2 * kind.pairs; i += 2) {
@@ -89,4 +89,4 @@ inline Options options_for(const NetworkKind& kind) {
   return options;
 }
 
-}  // namespace polefit::testing_support
+}  // namespace polefit::test_networks

@@ -10,15 +10,15 @@
 #include <string>
 #include <vector>
 
-#include "angular_frequency.hpp"
 #include "numerics.hpp"
+#include "numerics/angular_frequency.hpp"
 
 namespace polefit {
 namespace {
 
-using s_solver::two_pi;
-using s_solver::testing_support::Complex;
-using s_solver::testing_support::RandomNumbers;
+using numerics::two_pi;
+using testing_support::Complex;
+using testing_support::RandomNumbers;
 
 /// Samples with their responses one after the other.
 struct Samples {
@@ -45,7 +45,7 @@ Samples network(std::size_t order, std::size_t responses, std::size_t count, std
   const std::size_t pairs = order / 2;
   for (std::size_t i = 0; i < pairs; ++i) {
     const double place = (static_cast<double>(i) + 0.5 + 0.3 * numbers()) / static_cast<double>(pairs);
-    const Complex pole = two_pi * place * Complex(-numbers.between(0.01, 0.05), 1.0);
+    const Complex pole = numerics::two_pi * place * Complex(-numbers.between(0.01, 0.05), 1.0);
     model.poles.insert(model.poles.end(), {pole, std::conj(pole)});
   }
   for (std::size_t r = 0; r < responses; ++r) {
@@ -125,7 +125,8 @@ TEST(OrderSearch, drops_the_pair_with_the_smallest_part_first) {
     Samples samples{grid(60), {}, 1, {}};
     Model model;
     for (const bool upper : {false, true}) {
-      const double omega = two_pi * (upper ? samples.frequencies.back() : samples.frequencies.front());
+      const double omega =
+          numerics::two_pi * (upper ? samples.frequencies.back() : samples.frequencies.front());
       const Complex pole(-0.01 * omega, omega);
       const Complex residue = (upper == upper_matters ? 1.0 : 1e-6) * 0.01 * omega;
       model.poles.insert(model.poles.end(), {pole, std::conj(pole)});
@@ -137,7 +138,7 @@ TEST(OrderSearch, drops_the_pair_with_the_smallest_part_first) {
     const Search search = fit_to_error(samples.view(), {.error = 1e-3}, options);
     EXPECT_EQ(search.end, SearchEnd::target_met);
     ASSERT_EQ(order_of(search), 2U);
-    EXPECT_EQ(search.fit.model.poles[0].imag() > two_pi * 0.5, upper_matters);
+    EXPECT_EQ(search.fit.model.poles[0].imag() > numerics::two_pi * 0.5, upper_matters);
   }
 }
 
@@ -339,7 +340,7 @@ TEST(OrderSearch, fits_data_that_are_zero_in_one_response) {
 TEST(OrderSearch, ends_on_a_delay_that_no_order_fits_exactly) {
   Samples samples{grid(301), {}, 1, {}};
   for (const double frequency : samples.frequencies) {
-    samples.values.push_back(std::exp(Complex(0.0, -10.0 * two_pi * frequency)));
+    samples.values.push_back(std::exp(Complex(0.0, -10.0 * numerics::two_pi * frequency)));
   }
   const Target target{.error = 1e-13};
   const Search search = fit_to_error(samples.view(), target);

@@ -1,4 +1,4 @@
-#include "problem.hpp"
+#include "polefit/problem/problem.hpp"
 
 #include <gtest/gtest.h>
 
@@ -9,7 +9,7 @@
 namespace polefit {
 namespace {
 
-using namespace testing_support;
+using namespace test_networks;
 
 /// A 3-port with elements (1,1), (1,2), ..., of which those across the diagonal are equal.
 Network reciprocal_network(std::uint64_t seed) {

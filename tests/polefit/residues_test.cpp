@@ -1,4 +1,4 @@
-#include "residues.hpp"
+#include "polefit/fitting/residues.hpp"
 
 #include <gtest/gtest.h>
 
@@ -10,7 +10,7 @@
 namespace polefit {
 namespace {
 
-using namespace testing_support;
+using namespace test_networks;
 
 /// What a model is at a frequency, and the sum of the moduli of its terms.
 struct Value {

@@ -1,4 +1,4 @@
-#include "starting_poles.hpp"
+#include "polefit/fitting/starting_poles.hpp"
 
 #include <gtest/gtest.h>
 
@@ -7,15 +7,15 @@
 #include <complex>
 #include <vector>
 
-#include "angular_frequency.hpp"
 #include "numerics.hpp"
-#include "problem.hpp"
+#include "numerics/angular_frequency.hpp"
+#include "polefit/problem/problem.hpp"
 
 namespace polefit {
 namespace {
 
-using s_solver::two_pi;
-using s_solver::testing_support::eps;
+using numerics::two_pi;
+using testing_support::eps;
 
 /// The starting poles in hertz, so that an imaginary part is a frequency.
 std::vector<Complex> poles_in_hertz(const std::vector<double>& frequencies,
@@ -24,7 +24,7 @@ std::vector<Complex> poles_in_hertz(const std::vector<double>& frequencies,
       {frequencies, Responses::by_response(values, values.size() / frequencies.size()), {}, {}}, options);
   std::vector<Complex> result;
   for (const Complex pole : starting_poles(problem, options)) {
-    result.push_back(pole * problem.scale / two_pi);
+    result.push_back(pole * problem.scale / numerics::two_pi);
   }
   return result;
 }

@@ -15,7 +15,7 @@
 namespace {
 
 using namespace polefit_cli;
-using s_solver::testing_support::content_of;
+using testing_support::content_of;
 
 const std::vector<std::string> commands{"fit", "plot", "export", "eval", "info"};
 

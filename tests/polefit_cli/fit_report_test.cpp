@@ -5,7 +5,9 @@
 #include <string>
 
 #include "polefit_cli/commands/progress_bar.hpp"
-#include "polefit_cli/commands/text.hpp"
+#include "polefit_cli/commands/tables.hpp"
+#include "text/counted.hpp"
+#include "text/plain_text.hpp"
 
 namespace {
 
@@ -19,8 +21,8 @@ TEST(FitReport, numbers_are_short_and_frequencies_have_a_prefix) {
   EXPECT_EQ(frequency_text(2.4e9), "2.4 GHz");
   EXPECT_EQ(frequency_text(1.5e12), "1.5 THz");
   EXPECT_EQ(frequency_text(1e3), "1 kHz");
-  EXPECT_EQ(count_text(1, "pole"), "1 pole");
-  EXPECT_EQ(count_text(0, "pole"), "0 poles");
+  EXPECT_EQ(text::counted(1, "pole"), "1 pole");
+  EXPECT_EQ(text::counted(0, "pole"), "0 poles");
 }
 
 TEST(FitReport, columns_of_a_table_are_as_wide_as_they_need) {
@@ -29,9 +31,9 @@ TEST(FitReport, columns_of_a_table_are_as_wide_as_they_need) {
 }
 
 TEST(FitReport, control_characters_of_names_do_not_reach_the_terminal) {
-  EXPECT_EQ(printable("a\033[2Jb\n"), "a?[2Jb?");
-  EXPECT_EQ(printable("a\xC2\x9B"
-                      "2Jb \xC2\xA0\xC3\xBC\xE2\x82\xAC \xFC"),
+  EXPECT_EQ(text::printable("a\033[2Jb\n"), "a?[2Jb?");
+  EXPECT_EQ(text::printable("a\xC2\x9B"
+                            "2Jb \xC2\xA0\xC3\xBC\xE2\x82\xAC \xFC"),
             "a??2Jb \xC2\xA0\xC3\xBC\xE2\x82\xAC ?");
 }
 
@@ -58,8 +60,8 @@ FitOutcome outcome_of(std::size_t responses) {
   return outcome;
 }
 
-Network network_of(std::size_t responses) {
-  Network network;
+polefit::Network network_of(std::size_t responses) {
+  polefit::Network network;
   network.file = "x.s3p";
   network.frequencies = {1e9, 2e9};
   for (std::size_t r = 0; r < responses; ++r) {

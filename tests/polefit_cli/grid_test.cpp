@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "listio/io_error.hpp"
+#include "text/io_error.hpp"
 
 namespace {
 
@@ -28,7 +28,7 @@ TEST(Grid, frequencies_may_have_a_prefix_and_a_unit) {
 TEST(Grid, what_is_no_frequency_is_refused) {
   for (const char* const text :
        {"", " ", "G", "Hz", "abc", "2.4X", "-1", "inf", "nan", "1e400", "1 2", "2.4m"}) {
-    EXPECT_THROW(read_frequency(text), s_solver::IoError) << text;
+    EXPECT_THROW(read_frequency(text), text::IoError) << text;
   }
 }
 
@@ -59,7 +59,7 @@ TEST(Grid, what_is_no_grid_is_refused_with_what_was_found) {
     try {
       read_grid(text);
       ADD_FAILURE() << text << " was accepted";
-    } catch (const s_solver::IoError& error) {
+    } catch (const text::IoError& error) {
       EXPECT_EQ(error.details().file, "frequencies");
       EXPECT_FALSE(error.details().found.empty());
     }

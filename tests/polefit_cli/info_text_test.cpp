@@ -51,7 +51,7 @@ TEST(InfoText, errors_band_and_references_are_told_when_they_are_known) {
 }
 
 TEST(InfoText, a_network_tells_the_range_of_each_response_and_where_its_peak_is) {
-  Network network;
+  polefit::Network network;
   network.file = "x.csv";
   network.frequencies = {1e3, 2e3, 3e3};
   network.names = {"f"};

@@ -21,7 +21,8 @@
 #include <vector>
 
 #include "io_error_of.hpp"
-#include "listio/number_text.hpp"
+#include "numerics/angular_frequency.hpp"
+#include "polefit_cli/commands/picture_file.hpp"
 #include "polefit_cli/pictures/axis.hpp"
 #include "polefit_cli/pictures/gnuplot_script.hpp"
 #include "polefit_cli/pictures/gnuplot_text.hpp"
@@ -29,15 +30,17 @@
 #include "polefit_cli/pictures/run_gnuplot.hpp"
 #include "polefit_cli/pictures/series.hpp"
 #include "support.hpp"
+#include "text/io_error.hpp"
+#include "text/number_text.hpp"
 
 namespace {
 
 using namespace polefit_cli;
-using s_solver::IoErrorDetails;
-using s_solver::testing_support::content_of;
-using s_solver::testing_support::io_error_of;
-using s_solver::testing_support::lines_of;
-using s_solver::testing_support::words_of;
+using testing_support::content_of;
+using testing_support::io_error_of;
+using testing_support::lines_of;
+using testing_support::words_of;
+using text::IoErrorDetails;
 
 using Complex = std::complex<double>;
 using Names = std::vector<std::string>;
@@ -78,7 +81,9 @@ std::vector<double> by_decades(double low, double high, int count) {
 /// One pair at 1 GHz with a half width of 50 MHz and a real pole at 2 GHz; response r has residues of r + 1.
 polefit::Model example_model(std::size_t responses) {
   polefit::Model model;
-  model.poles = {-two_pi * 2e9, {-two_pi * 5e7, two_pi * 1e9}, {-two_pi * 5e7, -two_pi * 1e9}};
+  model.poles = {-numerics::two_pi * 2e9,
+                 {-numerics::two_pi * 5e7, numerics::two_pi * 1e9},
+                 {-numerics::two_pi * 5e7, -numerics::two_pi * 1e9}};
   for (std::size_t r = 0; r < responses; ++r) {
     const double size = 1e8 * static_cast<double>(r + 1);
     model.residues.insert(model.residues.end(), {size, {size, -size}, {size, size}});
@@ -89,9 +94,9 @@ polefit::Model example_model(std::size_t responses) {
 }
 
 /// The model's values and, where nothing else is wanted, 1e-3 more.
-Network samples_of(const polefit::Model& model, const std::vector<double>& frequencies, const Names& names,
-                   double error = 1e-3) {
-  Network network;
+polefit::Network samples_of(const polefit::Model& model, const std::vector<double>& frequencies,
+                            const Names& names, double error = 1e-3) {
+  polefit::Network network;
   network.file = "example.s2p";
   network.frequencies = frequencies;
   network.names = names;
@@ -144,7 +149,7 @@ std::vector<Names> blocks(const std::string& script, const std::string& name) {
 
 double number(const std::string& text) {
   double value = std::numeric_limits<double>::quiet_NaN();
-  EXPECT_TRUE(s_solver::parse_real(text, value)) << text;
+  EXPECT_TRUE(text::parse_real(text, value)) << text;
   return value;
 }
 
@@ -373,8 +378,8 @@ TEST(Series, thinning_keeps_the_extremes_of_every_column) {
 }
 
 TEST(Pictures, the_worst_responses_come_first) {
-  const double nan = std::numeric_limits<double>::quiet_NaN();
-  const std::vector<double> errors = {0.1, 0.5, nan, 0.5, 0.01};
+  const double quiet_nan = std::numeric_limits<double>::quiet_NaN();
+  const std::vector<double> errors = {0.1, 0.5, quiet_nan, 0.5, 0.01};
   using Indices = std::vector<std::size_t>;
   EXPECT_EQ(worst_responses(errors, 4), (Indices{2, 1, 3, 0}));
   EXPECT_EQ(worst_responses(errors, 1), (Indices{2}));
@@ -410,7 +415,7 @@ TEST(Pictures, a_sweep_by_decades_has_a_logarithmic_axis_and_an_even_one_a_linea
 
 TEST(Pictures, samples_are_sorted_and_belong_to_their_response) {
   const polefit::Model model = example_model(2);
-  Network network = samples_of(model, {3e9, 1e9, 2e9}, {"a", "b"}, 0.0);
+  polefit::Network network = samples_of(model, {3e9, 1e9, 2e9}, {"a", "b"}, 0.0);
   network.values[4] += 0.3;  // of b at 1 GHz
   const std::vector<MatchedResponse> crossed = {{0, 1}, {1, 0}};
   const FitPicture picture = fit_picture(model, network, crossed, "");
@@ -427,7 +432,7 @@ TEST(Pictures, samples_are_sorted_and_belong_to_their_response) {
 
 TEST(Pictures, the_error_of_a_panel_is_that_of_the_library) {
   const polefit::Model model = example_model(3);
-  Network network = samples_of(model, evenly(0.0, 3e9, 40), numbered_names(3));
+  polefit::Network network = samples_of(model, evenly(0.0, 3e9, 40), numbered_names(3));
   network.values[55] *= 2.0;
   const FitPicture picture = fit_picture(model, network, first_responses(3), "");
   const auto errors = polefit::errors(model, network.data());
@@ -438,8 +443,8 @@ TEST(Pictures, the_error_of_a_panel_is_that_of_the_library) {
 
 TEST(Pictures, resonances_between_samples_are_on_the_curve) {
   polefit::Model model = example_model(1);
-  model.poles[1].real(-two_pi * 10.0);  // a hundred-millionth of its frequency
-  model.poles[2].real(-two_pi * 10.0);
+  model.poles[1].real(-numerics::two_pi * 10.0);  // a hundred-millionth of its frequency
+  model.poles[2].real(-numerics::two_pi * 10.0);
   for (const auto& frequencies : {evenly(1e8, 3e9, 20), by_decades(1e6, 3e9, 20)}) {
     const FitPicture picture =
         fit_picture(model, samples_of(model, frequencies, {"S"}), first_responses(1), "");
@@ -460,7 +465,7 @@ TEST(Pictures, resonances_between_samples_are_on_the_curve) {
 
 TEST(Pictures, none_and_more_than_sixteen_responses_are_refused) {
   for (const std::size_t count : {std::size_t{0}, most_panels + 1}) {
-    const IoErrorDetails error = io_error_of([&] { example_picture(count); });
+    const text::IoErrorDetails error = io_error_of([&] { example_picture(count); });
     EXPECT_EQ(error.found, std::to_string(count) + " responses to draw");
     EXPECT_EQ(error.expected, "1 to 16, chosen with --responses");
   }
@@ -608,7 +613,7 @@ TEST(FitScript, a_logarithmic_axis_leaves_out_0_hz_and_says_so) {
 
 TEST(FitScript, values_with_a_unit_say_so) {
   const polefit::Model model = example_model(1);
-  Network network = samples_of(model, evenly(0.0, 3e9, 11), {"Z11"});
+  polefit::Network network = samples_of(model, evenly(0.0, 3e9, 11), {"Z11"});
   network.matrix.emplace();
   network.matrix->parameter = 'Z';
   const std::string script =
@@ -647,7 +652,7 @@ TEST(PoleScript, every_pole_is_a_cross_at_its_place) {
   }
   std::set<std::pair<double, double>> expected;
   for (const Complex pole : model.poles) {
-    const Complex hertz = pole / two_pi;
+    const Complex hertz = pole / numerics::two_pi;
     expected.insert({hertz.real() / 1e9, hertz.imag() / 1e9});
   }
   EXPECT_EQ(places, expected);
@@ -699,7 +704,7 @@ class Variable {
   bool was_set_ = false;
 };
 
-class Gnuplot : public s_solver::testing_support::InOwnDirectory {
+class Gnuplot : public testing_support::InOwnDirectory {
  protected:
   /// A program of that name which does this, the only one in the directory.
   static std::string fake(const std::string& commands) {
@@ -840,7 +845,7 @@ TEST_F(Gnuplot, without_gnuplot_the_old_picture_stays) {
   write("fit.svg", "old");
   std::filesystem::create_directory("bin");
   const Variable path("PATH", std::filesystem::absolute("bin").string());
-  const IoErrorDetails error = io_error_of([] { draw_to("fit.svg", "", PictureFormat::svg); });
+  const text::IoErrorDetails error = io_error_of([] { draw_to("fit.svg", "", PictureFormat::svg); });
   EXPECT_EQ(error.file, "gnuplot");
   EXPECT_EQ(error.found, "no program of that name in PATH");
   EXPECT_EQ(content_of("fit.svg"), "old");
@@ -861,7 +866,7 @@ TEST_F(Gnuplot, when_gnuplot_fails_the_old_picture_stays) {
   };
   for (const auto& [commands, found] : failures) {
     const Variable path("PATH", fake(commands));
-    const IoErrorDetails error = io_error_of([] { draw_to("fit.svg", "", PictureFormat::svg); });
+    const text::IoErrorDetails error = io_error_of([] { draw_to("fit.svg", "", PictureFormat::svg); });
     EXPECT_EQ(error.file, "gnuplot");
     EXPECT_EQ(error.found, found) << commands;
     EXPECT_EQ(error.expected, "a picture");
@@ -871,7 +876,7 @@ TEST_F(Gnuplot, when_gnuplot_fails_the_old_picture_stays) {
 }
 
 TEST_F(Gnuplot, a_mistake_in_a_script_is_told_in_its_words) {
-  const IoErrorDetails error = io_error_of([] { draw("plot nonsense(x)\n", PictureFormat::svg); });
+  const text::IoErrorDetails error = io_error_of([] { draw("plot nonsense(x)\n", PictureFormat::svg); });
   EXPECT_TRUE(error.found.starts_with("exit status 1 and the message")) << error.found;
   EXPECT_EQ(count_of(error.found, "undefined function: nonsense"), 1U);
 }

@@ -15,29 +15,27 @@
 #include <string>
 #include <vector>
 
+#include "numerics/angular_frequency.hpp"
 #include "polefit/model_file.hpp"
-#include "polefit_cli/network/csv_reader.hpp"
-#include "polefit_cli/network/touchstone_reader.hpp"
+#include "polefit/network.hpp"
 #include "run_program.hpp"
 #include "support.hpp"
 
 namespace {
 
-using namespace polefit_cli;
-using namespace s_solver::testing_support;
+using namespace testing_support;
 
 using Complex = std::complex<double>;
-
-constexpr double two_pi = 6.283185307179586;
 
 /// A model with one real pole and one pair whose S parameters are small enough for a passive network.
 polefit::Model two_port() {
   polefit::Model model;
-  const Complex pair(-two_pi * 5e7, two_pi * 2e9);
-  model.poles = {-two_pi * 1e9, pair, std::conj(pair)};
+  const Complex pair(-numerics::two_pi * 5e7, numerics::two_pi * 2e9);
+  model.poles = {-numerics::two_pi * 1e9, pair, std::conj(pair)};
   for (int r = 0; r < 4; ++r) {
     const Complex residue = pair.real() * Complex(0.2 + 0.1 * r, 0.05);
-    model.residues.insert(model.residues.end(), {two_pi * 1e8 * (1.0 + r), residue, std::conj(residue)});
+    model.residues.insert(model.residues.end(),
+                          {numerics::two_pi * 1e8 * (1.0 + r), residue, std::conj(residue)});
     model.constants.push_back(0.1 - 0.02 * r);
     model.proportionals.push_back(0.0);
   }
@@ -193,7 +191,8 @@ TEST_F(Program, the_standard_streams_carry_network_and_model) {
   EXPECT_EQ(polefit::model_from_json(model).poles.size(), 1U);
   write("piped.json", model);
   EXPECT_EQ(run({"eval", "-", "--grid", "1M,2M"}, input_from("piped.json")), 0);
-  EXPECT_EQ(read_csv(output(), "stdout").frequencies, (std::vector<double>{1e6, 2e6}));
+  EXPECT_EQ(polefit::network_from_text(output(), "stdout", polefit::NetworkFormat::csv).frequencies,
+            (std::vector<double>{1e6, 2e6}));
 }
 
 TEST_F(Program, samples_of_S_Solver_are_a_network_of_one_response) {
@@ -225,15 +224,16 @@ TEST_F(Program, exports_read_back_to_the_same_numbers) {
   ASSERT_EQ(run({"fit", "filter.s2p", "--poles", "3", "-q", "-o", "m.json"}), 0);
   const polefit::Model model = polefit::load("m.json");
   ASSERT_EQ(run({"export", "m.json", "--touchstone", "--grid", "1G:3G:11", "-o", "out.s2p"}), 0);
-  const Network touchstone = read_touchstone(content_of("out.s2p"), "out.s2p", 2);
+  const polefit::Network touchstone = polefit::read_network("out.s2p");
   EXPECT_EQ(touchstone.values, polefit::evaluate(model, touchstone.frequencies));
   EXPECT_EQ(touchstone.frequencies.size(), 11U);
   ASSERT_EQ(run({"export", "m.json", "--csv", "--grid", "1G:3G:11"}), 0);
-  const Network csv = read_csv(output(), "stdout");
+  const polefit::Network csv = polefit::network_from_text(output(), "stdout", polefit::NetworkFormat::csv);
   EXPECT_EQ(csv.values, touchstone.values);
   EXPECT_EQ(csv.frequencies, touchstone.frequencies);
   ASSERT_EQ(run({"eval", "m.json", "--like", "filter.s2p"}), 0);
-  EXPECT_EQ(read_csv(output(), "stdout").frequencies.size(), 201U);
+  EXPECT_EQ(polefit::network_from_text(output(), "stdout", polefit::NetworkFormat::csv).frequencies.size(),
+            201U);
 }
 
 TEST_F(Program, every_export_is_made) {

@@ -1,4 +1,4 @@
-#include "polefit_cli/files/streams.hpp"
+#include "polefit_cli/commands/streams.hpp"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -14,15 +14,17 @@
 #include <thread>
 
 #include "io_error_of.hpp"
-#include "listio/console.hpp"
+#include "s_solver/console/console.hpp"
 #include "support.hpp"
+#include "text/io_error.hpp"
+#include "text/standard_streams.hpp"
 
 namespace {
 
 using namespace polefit_cli;
-using s_solver::IoErrorDetails;
-using s_solver::testing_support::content_of;
-using s_solver::testing_support::io_error_of;
+using testing_support::content_of;
+using testing_support::io_error_of;
+using text::IoErrorDetails;
 
 /// Puts `file`, which it closes, in the place of a standard stream for as long as it lives.
 class Redirection {
@@ -46,7 +48,7 @@ class Redirection {
   int before_;
 };
 
-class Streams : public s_solver::testing_support::InOwnDirectory {};
+class Streams : public testing_support::InOwnDirectory {};
 
 /// Every byte, also those that text streams of some systems change, and more than a pipe holds.
 std::string any_content() {
@@ -57,7 +59,7 @@ std::string any_content() {
   return content;
 }
 
-void expect_standard_output_error(const IoErrorDetails& details, int error_number) {
+void expect_standard_output_error(const text::IoErrorDetails& details, int error_number) {
   EXPECT_EQ(details.file, "standard output");
   EXPECT_EQ(details.found, "the system error \"" + std::generic_category().message(error_number) + "\"");
   EXPECT_EQ(details.expected, "the content to be written");
@@ -93,7 +95,7 @@ TEST_F(Streams, standard_input_may_be_a_pipe) {
 
 TEST_F(Streams, standard_input_that_cannot_be_read_is_an_error) {
   const Redirection input(STDIN_FILENO, open(".", O_RDONLY));
-  const IoErrorDetails details = io_error_of([] { read_input("-"); });
+  const text::IoErrorDetails details = io_error_of([] { read_input("-"); });
   EXPECT_EQ(details.file, "standard input");
   EXPECT_EQ(details.found, "the system error \"" + std::generic_category().message(EISDIR) + "\"");
 }
@@ -109,11 +111,11 @@ TEST_F(Streams, a_minus_is_standard_output_behind_what_was_printed) {
 }
 
 TEST_F(Streams, a_reader_that_goes_away_is_an_error) {
-  s_solver::prepare_standard_streams();
+  text::prepare_standard_streams();
   std::array<int, 2> ends{};
   ASSERT_EQ(pipe(ends.data()), 0);
   close(ends[0]);
-  IoErrorDetails details;
+  text::IoErrorDetails details;
   {
     const Redirection output(STDOUT_FILENO, ends[1]);
     details = io_error_of([] { write_output("-", "lost"); });
@@ -122,8 +124,8 @@ TEST_F(Streams, a_reader_that_goes_away_is_an_error) {
 }
 
 TEST_F(Streams, a_full_device_is_an_error_for_the_content_and_for_what_was_printed_before) {
-  IoErrorDetails content;
-  IoErrorDetails printed;
+  text::IoErrorDetails content;
+  text::IoErrorDetails printed;
   {
     const Redirection output(STDOUT_FILENO, open("/dev/full", O_WRONLY));  // written to, never replaced
     content = io_error_of([] { write_output("-", "lost"); });

@@ -9,9 +9,9 @@
 #include <thread>
 #include <utility>
 
-#include "listio/io_error.hpp"
-#include "listio/number_text.hpp"
 #include "polefit_cli/pictures/picture.hpp"
+#include "text/io_error.hpp"
+#include "text/number_text.hpp"
 
 namespace polefit_cli {
 namespace {
@@ -21,22 +21,23 @@ using Arguments = std::vector<std::string>;
 template <class Value>
 using Names = std::map<std::string, Value>;
 
-const Names<NetworkFormat> network_formats{{"auto", NetworkFormat::by_name},
-                                           {"touchstone", NetworkFormat::touchstone},
-                                           {"csv", NetworkFormat::csv},
-                                           {"samples", NetworkFormat::samples}};
+const Names<polefit::NetworkFormat> network_formats{{"auto", polefit::NetworkFormat::by_name},
+                                                    {"touchstone", polefit::NetworkFormat::touchstone},
+                                                    {"csv", polefit::NetworkFormat::csv},
+                                                    {"samples", polefit::NetworkFormat::samples}};
 const Names<polefit::Placement> placements{{"linear", polefit::Placement::linear},
                                            {"log", polefit::Placement::logarithmic},
                                            {"peaks", polefit::Placement::peaks}};
 const Names<polefit::Measure> measures{{"rms", polefit::Measure::relative_rms},
                                        {"worst", polefit::Measure::worst_response},
                                        {"largest", polefit::Measure::largest_error}};
-const Names<Weighting> weightings{{"balanced", Weighting::balanced},
-                                  {"uniform", Weighting::uniform},
-                                  {"relative", Weighting::relative},
-                                  {"root", Weighting::root}};
-const Names<ComplexFormat> complex_formats{
-    {"ri", ComplexFormat::ri}, {"ma", ComplexFormat::ma}, {"db", ComplexFormat::db}};
+const Names<polefit::Weighting> weightings{{"balanced", polefit::Weighting::balanced},
+                                           {"uniform", polefit::Weighting::uniform},
+                                           {"relative", polefit::Weighting::relative},
+                                           {"root", polefit::Weighting::root}};
+const Names<polefit::ComplexFormat> complex_formats{{"ri", polefit::ComplexFormat::ri},
+                                                    {"ma", polefit::ComplexFormat::ma},
+                                                    {"db", polefit::ComplexFormat::db}};
 
 /// A choice by name, in either case.
 template <class Value>
@@ -55,7 +56,7 @@ CLI::Option* add_choice(CLI::App& app, const std::string& name, Value& value, co
     return true;
   };
   const auto complaint = [take, all](const std::string& text) {
-    return take(text) ? std::string() : "found " + s_solver::excerpt(text) + ", expected " + all;
+    return take(text) ? std::string() : "found " + text::excerpt(text) + ", expected " + all;
   };
   return app
       .add_option(
@@ -69,8 +70,8 @@ CLI::Option* add_choice(CLI::App& app, const std::string& name, Value& value, co
 CLI::Validator condition(const std::function<bool(double)>& holds, const std::string& expected) {
   return {[holds, expected](const std::string& text) {
             double value = 0.0;
-            const bool good = s_solver::parse_real(text, value) && std::isfinite(value) && holds(value);
-            return good ? std::string() : "found " + s_solver::excerpt(text) + ", expected " + expected;
+            const bool good = text::parse_real(text, value) && std::isfinite(value) && holds(value);
+            return good ? std::string() : "found " + text::excerpt(text) + ", expected " + expected;
           },
           ""};
 }
@@ -90,7 +91,7 @@ CLI::Option* add_checked(CLI::App& app, const std::string& name, Number& value,
                          const CLI::Validator& condition, const std::string& description) {
   const auto take = [&value](const CLI::results_t& results) {
     double number = 0.0;
-    const bool good = s_solver::parse_real(results.front(), number);
+    const bool good = text::parse_real(results.front(), number);
     value = static_cast<typename Plain<Number>::type>(number);
     return good;
   };
@@ -348,7 +349,7 @@ Answer answer_to(const CLI::App& app, const CLI::Error& error, std::span<const c
     return {out.str(), false};
   }
   if (app.get_subcommands().empty() && !arguments.empty()) {
-    return {with_hint(app, "found " + s_solver::excerpt(arguments.front()) +
+    return {with_hint(app, "found " + text::excerpt(arguments.front()) +
                                ", expected fit, plot, export, eval or info"),
             true};
   }
@@ -425,9 +426,6 @@ std::variant<Command, Answer> parse_command_line(std::span<const char* const> ar
   std::string complaint;
   std::optional<Command> command;
   if (fit_app->parsed()) {
-    if (!fit.weights_file.empty()) {
-      fit.weighting = Weighting::from_file;
-    }
     complaint = complaint_about(fit);
     command = std::move(fit);
   } else if (plot_app->parsed()) {

@@ -9,25 +9,16 @@
 #include <vector>
 
 #include "polefit/fit.hpp"
+#include "polefit/network.hpp"
 #include "polefit/order_search.hpp"
-#include "polefit_cli/network/read_network.hpp"
-#include "polefit_cli/network/touchstone_writer.hpp"
+#include "polefit/weights.hpp"
 
 namespace polefit_cli {
 
 /// How a network file is read.
 struct NetworkSource {
   std::string file;  ///< "-" for standard input
-  NetworkFormat format = NetworkFormat::by_name;
-};
-
-/// How residuals are weighted.
-enum class Weighting {
-  balanced,  ///< each response by the inverse square root of its norm
-  uniform,   ///< every sample of every response alike
-  relative,  ///< by the inverse of the modulus
-  root,      ///< by the inverse square root of the modulus
-  from_file,
+  polefit::NetworkFormat format = polefit::NetworkFormat::by_name;
 };
 
 struct FitCommand {
@@ -37,8 +28,8 @@ struct FitCommand {
   std::optional<std::size_t> real;   ///< so many of the poles
   polefit::Target target;
   polefit::Options options;
-  Weighting weighting = Weighting::balanced;
-  std::string weights_file;
+  polefit::Weighting weighting = polefit::Weighting::balanced;
+  std::string weights_file;            ///< none, or what says the weights in place of their kind
   std::vector<std::string> responses;  ///< names; all when there are none
   bool exact_dc = false;
   std::optional<char> parameter;    ///< what a single response is
@@ -63,7 +54,7 @@ struct ExportCommand {
   std::string output = "-";
   std::string name;  ///< of the subcircuit; by the file when there is none
   std::string grid;  ///< see read_grid; the band of the fit when there is none
-  TouchstoneOptions touchstone;
+  polefit::TouchstoneOptions touchstone;
   std::string response;  ///< for S_Solver, when the model has more than one
   std::optional<char> parameter;
   std::optional<double> reference;

@@ -1,4 +1,4 @@
-/// What each command does. All throw s_solver::IoError or polefit::Error for what a user has to mend.
+/// What each command does. All throw text::IoError or polefit::Error for what a user has to mend.
 #pragma once
 
 #include "polefit_cli/commands/command_line.hpp"

@@ -1,7 +1,7 @@
+#include "polefit/network.hpp"
 #include "polefit_cli/commands/commands.hpp"
 #include "polefit_cli/commands/models.hpp"
-#include "polefit_cli/files/streams.hpp"
-#include "polefit_cli/network/csv_writer.hpp"
+#include "polefit_cli/commands/streams.hpp"
 
 namespace polefit_cli {
 
@@ -12,11 +12,12 @@ ExitStatus run(const EvalCommand& command) {
   std::vector<double> frequencies;
   if (command.like) {
     const NetworkSource& like = *command.like;
-    frequencies = read_network(read_input(like.file), shown_input(like.file), like.format).frequencies;
+    frequencies =
+        polefit::network_from_text(read_input(like.file), shown_input(like.file), like.format).frequencies;
   } else {
     frequencies = wanted_frequencies(command.grid, model, default_count, shown);
   }
-  write_output(command.output, csv_text(sampled(model, std::move(frequencies), shown)));
+  write_output(command.output, polefit::csv_text(polefit::sampled(model, std::move(frequencies), shown)));
   return succeeded;
 }
 

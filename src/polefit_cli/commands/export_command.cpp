@@ -2,18 +2,15 @@
 #include <filesystem>
 #include <string>
 
-#include "listio/io_error.hpp"
 #include "polefit/error.hpp"
+#include "polefit/exports.hpp"
+#include "polefit/network.hpp"
 #include "polefit_cli/commands/commands.hpp"
 #include "polefit_cli/commands/models.hpp"
-#include "polefit_cli/commands/text.hpp"
-#include "polefit_cli/exports/s_solver_coefficients.hpp"
-#include "polefit_cli/exports/spice.hpp"
-#include "polefit_cli/exports/state_space_text.hpp"
-#include "polefit_cli/files/streams.hpp"
-#include "polefit_cli/network/csv_writer.hpp"
-#include "polefit_cli/network/touchstone_reader.hpp"
-#include "polefit_cli/network/touchstone_writer.hpp"
+#include "polefit_cli/commands/streams.hpp"
+#include "polefit_cli/commands/tables.hpp"
+#include "text/counted.hpp"
+#include "text/io_error.hpp"
 
 namespace polefit_cli {
 namespace {
@@ -45,12 +42,12 @@ std::size_t chosen_response(const ExportCommand& command, const polefit::Model& 
 
 /// A file of another number of ports than its name tells is one that nobody reads.
 void check_ports(const std::string& output, const polefit::Model& model) {
-  const auto named = ports_of_extension(output);
+  const auto named = polefit::ports_of_extension(output);
   const std::size_t ports = model.network ? model.network->references.size() : 0;
   if (named && ports > 0 && *named != ports) {
-    throw s_solver::IoError({.file = output,
-                             .found = "a name for " + count_text(*named, "port"),
-                             .expected = "one for the model's " + count_text(ports, "port")});
+    throw text::IoError({.file = output,
+                         .found = "a name for " + text::counted(*named, "port"),
+                         .expected = "one for the model's " + text::counted(ports, "port")});
   }
 }
 
@@ -58,22 +55,24 @@ std::string exported(const ExportCommand& command, polefit::Model& model) {
   const std::string shown = shown_input(command.model);
   if (command.parameter || command.reference) {
     const char known = model.network ? model.network->parameter : 'S';
-    declare_one_port(model, command.parameter.value_or(known), command.reference.value_or(50.0));
+    polefit::declare_one_port(model, command.parameter.value_or(known), command.reference.value_or(50.0));
   }
   switch (command.kind) {
     case ExportKind::spice:
-      return spice_subcircuit(model, command.name.empty() ? name_by_file(command.model) : command.name);
+      return polefit::spice_subcircuit(model,
+                                       command.name.empty() ? name_by_file(command.model) : command.name);
     case ExportKind::state_space:
-      return state_space_text(model);
+      return polefit::state_space_text(model);
     case ExportKind::touchstone:
       check_ports(command.output, model);
-      return touchstone_text(
-          sampled(model, wanted_frequencies(command.grid, model, default_count, shown), shown),
+      return polefit::touchstone_text(
+          polefit::sampled(model, wanted_frequencies(command.grid, model, default_count, shown), shown),
           command.touchstone);
     case ExportKind::csv:
-      return csv_text(sampled(model, wanted_frequencies(command.grid, model, default_count, shown), shown));
+      return polefit::csv_text(
+          polefit::sampled(model, wanted_frequencies(command.grid, model, default_count, shown), shown));
     default:
-      return s_solver_coefficients(model, chosen_response(command, model, shown));
+      return polefit::s_solver_coefficients(model, chosen_response(command, model, shown));
   }
 }
 

@@ -5,7 +5,9 @@
 #include <numeric>
 #include <vector>
 
-#include "polefit_cli/commands/text.hpp"
+#include "polefit_cli/commands/tables.hpp"
+#include "text/counted.hpp"
+#include "text/plain_text.hpp"
 
 namespace polefit_cli {
 namespace {
@@ -15,8 +17,8 @@ constexpr std::size_t worst_shown = 5;
 std::string order_text(const polefit::Model& model) {
   const auto real = static_cast<std::size_t>(std::count_if(
       model.poles.begin(), model.poles.end(), [](std::complex<double> pole) { return pole.imag() == 0.0; }));
-  return count_text(model.poles.size(), "pole") + " (" +
-         count_text((model.poles.size() - real) / 2, "conjugate pair") + ", " + std::to_string(real) +
+  return text::counted(model.poles.size(), "pole") + " (" +
+         text::counted((model.poles.size() - real) / 2, "conjugate pair") + ", " + std::to_string(real) +
          " real)";
 }
 
@@ -88,20 +90,20 @@ bool converged(const FitOutcome& outcome) {
   return reason == polefit::StopReason::poles_settled || reason == polefit::StopReason::residual_settled;
 }
 
-std::string fit_report(const Network& network, const FitOutcome& outcome, double target) {
+std::string fit_report(const polefit::Network& network, const FitOutcome& outcome, double target) {
   const polefit::Report& report = outcome.fit.report;
   const auto [lowest, highest] = std::minmax_element(network.frequencies.begin(), network.frequencies.end());
-  std::string text = printable(network.file) + "\n";
+  std::string text = text::printable(network.file) + "\n";
   const auto add = [&](const std::string& what, const std::string& value) {
     text.append("  ").append(what).append(12 - what.size(), ' ').append(value).append("\n");
   };
-  add("data", count_text(network.names.size(), "response") + ", " +
-                  count_text(network.frequencies.size(), "sample") + " from " + frequency_text(*lowest) +
+  add("data", text::counted(network.names.size(), "response") + ", " +
+                  text::counted(network.frequencies.size(), "sample") + " from " + frequency_text(*lowest) +
                   " to " + frequency_text(*highest));
   add("order", order_text(outcome.fit.model));
   if (outcome.search_end) {
     add("search",
-        count_text(outcome.orders_tried, "order") + " tried; " + search_text(*outcome.search_end, target));
+        text::counted(outcome.orders_tried, "order") + " tried; " + search_text(*outcome.search_end, target));
   }
   add("relocations", std::to_string(report.iterations) + ", " + stop_text(report.reason));
   add("path", path_text(report));
@@ -114,8 +116,9 @@ std::string fit_report(const Network& network, const FitOutcome& outcome, double
   }
   for (const std::size_t r : worst_first(report.errors)) {
     const polefit::ResponseError& error = report.errors[r];
-    rows.push_back({std::string("  ").append(printable(network.names[r])), short_number(error.relative, 2),
-                    short_number(error.rms, 2), short_number(error.largest, 2)});
+    rows.push_back({std::string("  ").append(text::printable(network.names[r])),
+                    short_number(error.relative, 2), short_number(error.rms, 2),
+                    short_number(error.largest, 2)});
   }
   text += "\n" + table_text(rows);
   if (report.errors.size() > worst_shown) {

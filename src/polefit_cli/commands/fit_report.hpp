@@ -4,8 +4,8 @@
 #include <optional>
 #include <string>
 
+#include "polefit/network.hpp"
 #include "polefit/order_search.hpp"
-#include "polefit_cli/network/network.hpp"
 
 namespace polefit_cli {
 
@@ -21,6 +21,6 @@ struct FitOutcome {
 bool converged(const FitOutcome& outcome);
 
 /// Order, relocations and why they ended, errors over all and of the worst responses, path, time.
-std::string fit_report(const Network& network, const FitOutcome& outcome, double target);
+std::string fit_report(const polefit::Network& network, const FitOutcome& outcome, double target);
 
 }  // namespace polefit_cli

@@ -6,10 +6,10 @@
 #include <string>
 #include <utility>
 
-#include "listio/io_error.hpp"
-#include "listio/number_text.hpp"
-#include "polefit_cli/network/scaled_real.hpp"
-#include "polefit_cli/network/text_lines.hpp"
+#include "text/io_error.hpp"
+#include "text/number_text.hpp"
+#include "text/scaled_real.hpp"
+#include "text/text_lines.hpp"
 
 namespace polefit_cli {
 namespace {
@@ -17,8 +17,8 @@ namespace {
 constexpr std::size_t most_frequencies = 10'000'000;
 
 [[noreturn]] void refuse(std::string_view found, std::string expected) {
-  throw s_solver::IoError(
-      {.file = "frequencies", .found = s_solver::excerpt(found), .expected = std::move(expected)});
+  throw text::IoError(
+      {.file = "frequencies", .found = text::excerpt(found), .expected = std::move(expected)});
 }
 
 bool ends_with_hertz(std::string_view text) {
@@ -57,7 +57,7 @@ std::vector<std::string_view> split(std::string_view text, char separator) {
 
 std::size_t read_count(std::string_view text) {
   int count = 0;
-  if (!s_solver::parse_integer(without_blanks(text), count) || count < 1 ||
+  if (!text::parse_integer(text::without_blanks(text), count) || count < 1 ||
       static_cast<std::size_t>(count) > most_frequencies) {
     refuse(text, "a number of frequencies from 1 to " + std::to_string(most_frequencies));
   }
@@ -80,16 +80,16 @@ std::vector<double> decade_grid(double from, double to, std::size_t count) {
 }  // namespace
 
 double read_frequency(std::string_view text) {
-  std::string_view number = without_blanks(text);
+  std::string_view number = text::without_blanks(text);
   if (ends_with_hertz(number)) {
-    number = without_blanks(number.substr(0, number.size() - 2));
+    number = text::without_blanks(number.substr(0, number.size() - 2));
   }
   const int power = number.empty() ? 0 : prefix_power(number.back());
   if (power != 0) {
-    number = without_blanks(number.substr(0, number.size() - 1));
+    number = text::without_blanks(number.substr(0, number.size() - 1));
   }
   double value = 0.0;
-  if (!parse_scaled_real(number, power, value)) {
+  if (!text::parse_scaled_real(number, power, value)) {
     refuse(text, "a frequency such as 2.4e9, 2.4G or 2.4GHz");
   }
   if (!std::isfinite(value) || value < 0.0) {
@@ -115,7 +115,7 @@ std::vector<double> read_grid(const std::string& text) {
     std::transform(list.begin(), list.end(), std::back_inserter(grid), read_frequency);
     return grid;
   }
-  const bool logarithmic = parts.size() == 4 && without_blanks(parts[3]) == "log";
+  const bool logarithmic = parts.size() == 4 && text::without_blanks(parts[3]) == "log";
   if (parts.size() != 3 && !logarithmic) {
     refuse(text, "FROM:TO:COUNT, FROM:TO:COUNT:log or a list with commas");
   }

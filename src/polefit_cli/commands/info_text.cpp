@@ -8,7 +8,9 @@
 #include <vector>
 
 #include "polefit_cli/commands/models.hpp"
-#include "polefit_cli/commands/text.hpp"
+#include "polefit_cli/commands/tables.hpp"
+#include "text/counted.hpp"
+#include "text/plain_text.hpp"
 
 namespace polefit_cli {
 namespace {
@@ -50,14 +52,14 @@ std::vector<std::string> pole_row(std::complex<double> pole) {
 
 }  // namespace
 
-std::string info_text(const Network& network) {
+std::string info_text(const polefit::Network& network) {
   const std::size_t samples = network.frequencies.size();
   const auto [lowest, highest] = std::minmax_element(network.frequencies.begin(), network.frequencies.end());
-  std::string text = printable(network.file) + "\n";
+  std::string text = text::printable(network.file) + "\n";
   if (network.matrix) {
     text += "  " + matrix_text(*network.matrix) + "\n";
   }
-  text += "  " + count_text(network.names.size(), "response") + ", " + count_text(samples, "sample") +
+  text += "  " + text::counted(network.names.size(), "response") + ", " + text::counted(samples, "sample") +
           " from " + band_text(*lowest, *highest) + "\n\n";
   Rows rows{{"  response", "smallest", "largest", "at"}};
   for (std::size_t r = 0; r < network.names.size(); ++r) {
@@ -72,20 +74,20 @@ std::string info_text(const Network& network) {
         place = k;
       }
     }
-    rows.push_back({"  " + printable(network.names[r]), decibel_text(smallest), decibel_text(largest),
+    rows.push_back({"  " + text::printable(network.names[r]), decibel_text(smallest), decibel_text(largest),
                     frequency_text(network.frequencies[place])});
   }
   return text + table_text(rows);
 }
 
 std::string info_text(const polefit::Model& model, const std::string& file) {
-  std::string text = printable(file) + "\n  model with " + count_text(model.poles.size(), "pole") + " and " +
-                     count_text(model.responses(), "response") + "\n";
+  std::string text = text::printable(file) + "\n  model with " + text::counted(model.poles.size(), "pole") +
+                     " and " + text::counted(model.responses(), "response") + "\n";
   if (model.network) {
     text += "  " + matrix_text(*model.network) + "\n";
   }
   if (model.origin) {
-    text += "  fitted to " + count_text(model.origin->samples, "sample") + " from " +
+    text += "  fitted to " + text::counted(model.origin->samples, "sample") + " from " +
             band_text(model.origin->lowest, model.origin->highest) + "\n";
   }
   text += "\n";
@@ -94,7 +96,7 @@ std::string info_text(const polefit::Model& model, const std::string& file) {
     rows.front().insert(rows.front().end(), {"relative rms", "rms", "largest error"});
   }
   for (std::size_t r = 0; r < model.responses(); ++r) {
-    rows.push_back({"  " + printable(response_name(model, r)), short_number(model.constants[r], 6),
+    rows.push_back({"  " + text::printable(response_name(model, r)), short_number(model.constants[r], 6),
                     short_number(model.proportionals[r], 6)});
     if (model.origin) {
       const polefit::ResponseError& error = model.origin->errors[r];

@@ -4,12 +4,12 @@
 #include <string>
 
 #include "polefit/model.hpp"
-#include "polefit_cli/network/network.hpp"
+#include "polefit/network.hpp"
 
 namespace polefit_cli {
 
 /// Ports, references, band, and the range of every response.
-std::string info_text(const Network& network);
+std::string info_text(const polefit::Network& network);
 
 /// Order, band, errors of every response, and of every pole frequency |a| / 2 pi, quality factor, damping
 /// ratio -a' / |a| and a itself. The members of a pair share a line.

@@ -9,14 +9,14 @@
 #include <vector>
 
 #include "polefit/model.hpp"
-#include "polefit_cli/network/network.hpp"
+#include "polefit/network.hpp"
 
 namespace polefit_cli {
 
-/// The model in `text`; `shown` is the file's name in messages. Throws s_solver::IoError.
+/// The model in `text`; `shown` is the file's name in messages. Throws text::IoError.
 polefit::Model model_of(const std::string& text, const std::string& shown);
 
-/// The model in a file, or from standard input for "-". Throws s_solver::IoError.
+/// The model in a file, or from standard input for "-". Throws text::IoError.
 polefit::Model read_model(const std::string& file);
 
 /// Whether a text is a model's rather than a network's.
@@ -26,14 +26,11 @@ bool looks_like_model(std::string_view text);
 std::string response_name(const polefit::Model& model, std::size_t response);
 
 /// The response of that name: as it stands, or another spelling of the same matrix element. Throws
-/// s_solver::IoError that lists the names there are.
+/// text::IoError that lists the names there are.
 std::size_t find_response(const polefit::Model& model, const std::string& name, const std::string& file);
 
-/// The model's values as a network. Throws s_solver::IoError where a value is not finite: a pole on the axis.
-Network sampled(const polefit::Model& model, std::vector<double> frequencies, const std::string& file);
-
 /// The frequencies that a user asked for, or without a wish so many over the band of the fit. Throws
-/// s_solver::IoError when the model does not tell its band either.
+/// text::IoError when the model does not tell its band either.
 std::vector<double> wanted_frequencies(const std::string& grid, const polefit::Model& model,
                                        std::size_t count, const std::string& file);
 

@@ -6,22 +6,24 @@
 #include <string>
 #include <vector>
 
-#include "listio/io_error.hpp"
+#include "polefit/network.hpp"
 #include "polefit_cli/commands/commands.hpp"
 #include "polefit_cli/commands/models.hpp"
-#include "polefit_cli/commands/text.hpp"
-#include "polefit_cli/files/streams.hpp"
-#include "polefit_cli/network/selection.hpp"
+#include "polefit_cli/commands/picture_file.hpp"
+#include "polefit_cli/commands/streams.hpp"
+#include "polefit_cli/commands/tables.hpp"
 #include "polefit_cli/pictures/gnuplot_script.hpp"
 #include "polefit_cli/pictures/picture.hpp"
-#include "polefit_cli/pictures/run_gnuplot.hpp"
+#include "text/counted.hpp"
+#include "text/io_error.hpp"
+#include "text/plain_text.hpp"
 
 namespace polefit_cli {
 namespace {
 
 /// The responses of the model that the network has too; of one response each, these two, unless they
-/// are of different parameters. Throws s_solver::IoError when there are none.
-std::vector<MatchedResponse> matched_responses(const polefit::Model& model, const Network& network) {
+/// are of different parameters. Throws text::IoError when there are none.
+std::vector<MatchedResponse> matched_responses(const polefit::Model& model, const polefit::Network& network) {
   std::vector<MatchedResponse> matched;
   for (std::size_t r = 0; r < model.responses(); ++r) {
     const auto found = std::find(network.names.begin(), network.names.end(), response_name(model, r));
@@ -35,15 +37,15 @@ std::vector<MatchedResponse> matched_responses(const polefit::Model& model, cons
     matched.push_back({0, 0});
   }
   if (matched.empty()) {
-    throw s_solver::IoError({.file = network.file,
-                             .found = "none of the model's responses",
-                             .expected = "one of them, such as " + printable(response_name(model, 0))});
+    throw text::IoError({.file = network.file,
+                         .found = "none of the model's responses",
+                         .expected = "one of them, such as " + text::printable(response_name(model, 0))});
   }
   return matched;
 }
 
 /// The relative error of each.
-std::vector<double> relative_errors(const polefit::Model& model, const Network& network,
+std::vector<double> relative_errors(const polefit::Model& model, const polefit::Network& network,
                                     const std::vector<MatchedResponse>& matched) {
   const std::vector<std::complex<double>> values = polefit::evaluate(model, network.frequencies);
   const std::size_t samples = network.frequencies.size();
@@ -63,7 +65,7 @@ std::vector<double> relative_errors(const polefit::Model& model, const Network& 
 
 /// Of those that both have, the ones that were asked for, or those with the largest errors.
 std::vector<MatchedResponse> chosen_responses(const PlotCommand& command, const polefit::Model& model,
-                                              const Network& network) {
+                                              const polefit::Network& network) {
   const std::vector<MatchedResponse> matched = matched_responses(model, network);
   std::vector<MatchedResponse> chosen;
   if (command.responses.empty()) {
@@ -79,9 +81,9 @@ std::vector<MatchedResponse> chosen_responses(const PlotCommand& command, const 
       return response.in_model == wanted;
     });
     if (found == matched.end()) {
-      throw s_solver::IoError({.file = network.file,
-                               .found = "no response \"" + printable(name) + "\"",
-                               .expected = "it, since the model has it"});
+      throw text::IoError({.file = network.file,
+                           .found = "no response \"" + text::printable(name) + "\"",
+                           .expected = "it, since the model has it"});
     }
     chosen.push_back(*found);
   }
@@ -94,7 +96,7 @@ std::string title_of(const std::string& file) {
 }
 
 std::string fit_title(const PlotCommand& command, const polefit::Model& model) {
-  return title_of(command.network->file) + ", " + count_text(model.poles.size(), "pole");
+  return title_of(command.network->file) + ", " + text::counted(model.poles.size(), "pole");
 }
 
 }  // namespace
@@ -107,7 +109,8 @@ ExitStatus run(const PlotCommand& command) {
     script = pole_script(pole_picture(model, title_of(command.model)), format);
   } else {
     const NetworkSource& source = *command.network;
-    const Network network = read_network(read_input(source.file), shown_input(source.file), source.format);
+    const polefit::Network network =
+        polefit::network_from_text(read_input(source.file), shown_input(source.file), source.format);
     script = fit_script(
         fit_picture(model, network, chosen_responses(command, model, network), fit_title(command, model)),
         format);

@@ -4,36 +4,13 @@
 #include <cmath>
 #include <cstdint>
 
-#include "listio/io_error.hpp"
-#include "listio/number_text.hpp"
+#include "text/io_error.hpp"
+#include "text/number_text.hpp"
 
 namespace polefit_cli {
 
-std::vector<double> weights_by_rule(const Network& network, Weighting weighting) {
-  std::vector<double> weights;
-  if (weighting == Weighting::balanced) {
-    return weights;
-  }
-  if (weighting == Weighting::uniform) {
-    weights.assign(network.frequencies.size(), 1.0);
-    return weights;
-  }
-  const std::size_t samples = network.frequencies.size();
-  for (std::size_t r = 0; r < network.names.size(); ++r) {
-    double smallest = std::numeric_limits<double>::infinity();
-    for (std::size_t k = 0; k < samples; ++k) {
-      const double modulus = std::abs(network.values[r * samples + k]);
-      smallest = modulus > 0.0 ? std::min(smallest, modulus) : smallest;
-    }
-    for (std::size_t k = 0; k < samples; ++k) {
-      const double modulus = std::max(smallest, std::abs(network.values[r * samples + k]));
-      weights.push_back(weighting == Weighting::relative ? 1.0 / modulus : 1.0 / std::sqrt(modulus));
-    }
-  }
-  return weights;
-}
-
-std::vector<double> read_weights(std::string_view text, const std::string& file, const Network& network) {
+std::vector<double> read_weights(std::string_view text, const std::string& file,
+                                 const polefit::Network& network) {
   constexpr std::string_view separators = " \t\r,;";
   std::vector<double> weights;
   std::int64_t line = 0;
@@ -51,22 +28,21 @@ std::vector<double> read_weights(std::string_view text, const std::string& file,
       const std::string_view token = rest.substr(0, rest.find_first_of(separators));
       rest.remove_prefix(token.size());
       double weight = 0.0;
-      if (!s_solver::parse_real(token, weight) || !std::isfinite(weight) || weight < 0.0) {
-        throw s_solver::IoError({.file = file,
-                                 .record = line,
-                                 .found = s_solver::excerpt(token),
-                                 .expected = "a weight, which is finite and not below 0"});
+      if (!text::parse_real(token, weight) || !std::isfinite(weight) || weight < 0.0) {
+        throw text::IoError({.file = file,
+                             .record = line,
+                             .found = text::excerpt(token),
+                             .expected = "a weight, which is finite and not below 0"});
       }
       weights.push_back(weight);
     }
   }
   const std::size_t samples = network.frequencies.size();
   if (weights.size() != samples && weights.size() != network.values.size()) {
-    throw s_solver::IoError({.file = file,
-                             .found = std::to_string(weights.size()) + " weights",
-                             .expected = std::to_string(samples) + ", one a sample, or " +
-                                         std::to_string(network.values.size()) +
-                                         ", one a sample and response"});
+    throw text::IoError({.file = file,
+                         .found = std::to_string(weights.size()) + " weights",
+                         .expected = std::to_string(samples) + ", one a sample, or " +
+                                     std::to_string(network.values.size()) + ", one a sample and response"});
   }
   return weights;
 }

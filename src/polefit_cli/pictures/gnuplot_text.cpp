@@ -1,53 +1,20 @@
 #include "polefit_cli/pictures/gnuplot_text.hpp"
 
-#include <array>
 #include <cassert>
-#include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <optional>
+
+#include "text/decimal.hpp"
+#include "text/utf8.hpp"
 
 namespace polefit_cli {
 namespace {
 
 constexpr std::string_view replacement_mark = "\xEF\xBF\xBD";
 
-/// The length of the character at the front of `text` and its code, or nothing when that is not UTF-8.
-struct Character {
-  std::size_t length = 0;
-  std::uint32_t code = 0;
-};
-
-std::optional<Character> first_character(std::string_view text) {
-  const auto byte = [&](std::size_t i) {
-    return static_cast<std::uint32_t>(static_cast<unsigned char>(text[i]));
-  };
-  const std::uint32_t lead = byte(0);
-  if (lead < 0x80) {
-    return Character{1, lead};
-  }
-  const std::size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
-  constexpr std::array<std::uint32_t, 5> smallest_code = {0, 0, 0x80, 0x800, 0x10000};
-  if (lead < 0xC2 || lead > 0xF4 || text.size() < length) {
-    return std::nullopt;
-  }
-  std::uint32_t code = lead & (0x7FU >> length);
-  for (std::size_t i = 1; i < length; ++i) {
-    if ((byte(i) & 0xC0U) != 0x80) {
-      return std::nullopt;
-    }
-    code = (code << 6U) | (byte(i) & 0x3FU);
-  }
-  const bool surrogate = code >= 0xD800 && code <= 0xDFFF;
-  if (code < smallest_code[length] || code > 0x10FFFF || surrogate) {
-    return std::nullopt;
-  }
-  return Character{length, code};
-}
-
-bool is_control(std::uint32_t code) {
-  return code < 0x20 || (code >= 0x7F && code < 0xA0) || code == 0x2028 || code == 0x2029;
-}
+/// What gnuplot or a picture would take for a control character, line separators included.
+bool breaks_a_line(std::uint32_t code) { return text::is_control(code) || code == 0x2028 || code == 0x2029; }
 
 std::string octal_escape(char c) {
   const auto code = static_cast<unsigned char>(c);
@@ -60,7 +27,7 @@ bool is_no_character(std::uint32_t code) { return code == 0xFFFE || code == 0xFF
 
 /// Takes the first character, or a byte that is none, from the front of `text`.
 std::string_view take_character(std::string_view& text) {
-  const auto character = first_character(text);
+  const auto character = text::first_character(text);
   const std::string_view taken = text.substr(0, character ? character->length : 1);
   text.remove_prefix(taken.size());
   return taken;
@@ -80,9 +47,7 @@ double character_width(std::string_view character) {
 
 std::string script_number(double value) {
   assert(std::isfinite(value));
-  std::array<char, 32> text{};
-  const auto end = std::to_chars(text.data(), text.data() + text.size(), value).ptr;
-  return {text.data(), end};
+  return text::shortest(value);
 }
 
 std::string script_text(std::string_view text) {
@@ -91,11 +56,11 @@ std::string script_text(std::string_view text) {
   constexpr std::string_view escaped = "\"'\\`$@{}#";
   std::string quoted = "\"";
   while (!text.empty()) {
-    const auto character = first_character(text);
+    const auto character = text::first_character(text);
     const std::size_t length = character ? character->length : 1;
     if (!character || is_no_character(character->code)) {
       quoted += replacement_mark;
-    } else if (is_control(character->code)) {
+    } else if (breaks_a_line(character->code)) {
       quoted += ' ';
     } else if (escaped.find(text.front()) != std::string_view::npos) {
       quoted += octal_escape(text.front());

@@ -9,12 +9,12 @@
 #include <numeric>
 #include <utility>
 
-#include "listio/io_error.hpp"
+#include "text/io_error.hpp"
 
 namespace polefit_cli {
 namespace {
 
-using s_solver::IoError;
+using text::IoError;
 
 // Wider than any picture is in points, so that straight pieces look like a curve.
 constexpr std::size_t grid_points = 1200;
@@ -25,7 +25,7 @@ constexpr std::array resonance_points = {-20.0, -8.0, -5.0, -3.0, -2.0, -1.5, -1
 
 bool finite(std::complex<double> z) { return std::isfinite(z.real()) && std::isfinite(z.imag()); }
 
-std::string unit_of(const Network& network) {
+std::string unit_of(const polefit::Network& network) {
   const char parameter = network.matrix ? network.matrix->parameter : 'S';
   return parameter == 'Z' ? "Ω" : parameter == 'Y' ? "S" : "";
 }
@@ -95,9 +95,9 @@ double root_mean_square(const ResponsePanel& panel) {
 
 void check_count(std::size_t responses) {
   if (responses == 0 || responses > most_panels) {
-    throw IoError({.file = "the picture",
-                   .found = std::to_string(responses) + " responses to draw",
-                   .expected = "1 to " + std::to_string(most_panels) + ", chosen with --responses"});
+    throw text::IoError({.file = "the picture",
+                         .found = std::to_string(responses) + " responses to draw",
+                         .expected = "1 to " + std::to_string(most_panels) + ", chosen with --responses"});
   }
 }
 
@@ -117,17 +117,17 @@ PictureFormat picture_format(const std::string& file_name) {
   if (ending == "pdf") {
     return PictureFormat::pdf;
   }
-  throw IoError({.file = file_name,
-                 .found = "a name that does not tell the format of the picture",
-                 .expected = "one that ends in .svg, .png or .pdf"});
+  throw text::IoError({.file = file_name,
+                       .found = "a name that does not tell the format of the picture",
+                       .expected = "one that ends in .svg, .png or .pdf"});
 }
 
-FitPicture fit_picture(const polefit::Model& model, const Network& network,
+FitPicture fit_picture(const polefit::Model& model, const polefit::Network& network,
                        std::span<const MatchedResponse> responses, std::string title) {
   check_count(responses.size());
   const std::size_t samples = network.frequencies.size();
   if (samples == 0) {
-    throw IoError({.file = network.file, .found = "no samples", .expected = "samples to draw"});
+    throw text::IoError({.file = network.file, .found = "no samples", .expected = "samples to draw"});
   }
   std::vector<std::size_t> order(samples);
   std::iota(order.begin(), order.end(), std::size_t{0});
@@ -192,9 +192,10 @@ PolePicture pole_picture(const polefit::Model& model, std::string title) {
     }
     const std::complex<double> pole = model.poles[i] / (2.0 * std::numbers::pi);
     if (!finite(pole) || !std::isfinite(size)) {
-      throw IoError({.file = "the model",
-                     .found = "pole " + std::to_string(i + 1) + " or a residue that is not a finite number",
-                     .expected = "finite ones to draw"});
+      throw text::IoError(
+          {.file = "the model",
+           .found = "pole " + std::to_string(i + 1) + " or a residue that is not a finite number",
+           .expected = "finite ones to draw"});
     }
     picture.poles.push_back({pole.real(), pole.imag(), 0.0});
     heights.push_back(size == 0.0 ? 0.0 : size / std::abs(model.poles[i].real()));

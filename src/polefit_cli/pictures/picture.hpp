@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "polefit/model.hpp"
-#include "polefit_cli/network/network.hpp"
+#include "polefit/network.hpp"
 
 namespace polefit_cli {
 
@@ -48,7 +48,7 @@ struct MatchedResponse {
 /// The picture of these responses, in the order given. The frequency axis is logarithmic when the samples
 /// are: over two decades or more, with half of them in the lowest fifth of the band. The fine grid is narrow
 /// enough for every resonance of the model. Throws IoError for none or more than `most_panels` responses.
-FitPicture fit_picture(const polefit::Model& model, const Network& network,
+FitPicture fit_picture(const polefit::Model& model, const polefit::Network& network,
                        std::span<const MatchedResponse> responses, std::string title);
 
 /// The indices of the largest errors, at most `count`, the largest first; equal ones in their order, and

@@ -15,23 +15,22 @@
 #include <system_error>
 #include <utility>
 
-#include "listio/io_error.hpp"
-#include "listio/whole_file.hpp"
-#include "polefit_cli/files/streams.hpp"
+#include "text/io_error.hpp"
+#include "text/whole_file.hpp"
 
 namespace polefit_cli {
 namespace {
 
-using s_solver::IoError;
+using text::IoError;
 
 constexpr const char* program = "gnuplot";
 
 [[noreturn]] void fail(std::string found, std::string expected) {
-  throw IoError({.file = program, .found = std::move(found), .expected = std::move(expected)});
+  throw text::IoError({.file = program, .found = std::move(found), .expected = std::move(expected)});
 }
 
 [[noreturn]] void fail_with(int error_number, const std::string& expected) {
-  throw s_solver::system_io_error(program, error_number, expected);
+  throw text::system_io_error(program, error_number, expected);
 }
 
 /// A file without a name, in memory: one process writes it whole before the other reads it, so that neither
@@ -56,13 +55,13 @@ class NamelessFile {
   int number() const { return number_; }
 
   void fill(std::string_view text) const {
-    s_solver::write_all(number_, text, "gnuplot");
+    text::write_all(number_, text, "gnuplot");
     rewind();
   }
 
   std::string content() const {
     rewind();
-    return s_solver::read_to_end(number_, "gnuplot");
+    return text::read_to_end(number_, "gnuplot");
   }
 
  private:
@@ -198,12 +197,6 @@ Drawing draw(const std::string& script, PictureFormat format) {
          "a picture");
   }
   return drawing;
-}
-
-std::string draw_to(const std::string& file_name, const std::string& script, PictureFormat format) {
-  Drawing drawing = draw(script, format);
-  write_output(file_name, drawing.picture);
-  return std::move(drawing.messages);
 }
 
 }  // namespace polefit_cli

@@ -17,8 +17,4 @@ struct Drawing {
 /// a whole picture of the format.
 Drawing draw(const std::string& script, PictureFormat format);
 
-/// The same into a file, or to the standard output for "-". The file is written beside its place and then
-/// renamed: one of that name stays as it was unless the picture is finished. Returns gnuplot's messages.
-std::string draw_to(const std::string& file_name, const std::string& script, PictureFormat format);
-
 }  // namespace polefit_cli

@@ -1,0 +1,138 @@
+/// Networks as files hold them: read, chosen from, fitted, and written.
+#pragma once
+
+#include <complex>
+#include <cstddef>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "polefit/export.hpp"
+#include "polefit/fit.hpp"
+#include "polefit/model.hpp"
+#include "polefit/network_data.hpp"
+#include "polefit/network_matrix.hpp"
+#include "polefit/order_search.hpp"
+
+namespace polefit {
+
+/// A network's samples in memory.
+struct Network {
+  std::string file;                          ///< name as messages show it
+  std::optional<NetworkMatrix> matrix;       ///< when the responses are elements of one
+  std::vector<double> frequencies;           ///< in hertz
+  std::vector<std::string> names;            ///< one a response, such as S21
+  std::vector<std::complex<double>> values;  ///< all samples of the first response, then of the second
+
+  /// What is fitted, without weights; the network must outlive it.
+  NetworkData data() const {
+    return {.frequencies = frequencies,
+            .responses = Responses::by_response(values, names.size()),
+            .names = names,
+            .weights = {}};
+  }
+};
+
+/// How a network's file is written.
+enum class NetworkFormat {
+  by_name,     ///< by the extension of the file's name, or by its content
+  touchstone,  ///< Touchstone, versions 1.x and 2.0
+  csv,         ///< a table of values with separators, and a header line that names the columns
+  samples,     ///< S_Solver's sample file: frequency, real and imaginary part of one response
+};
+
+/// The network in a file. By name: .s1p, .s2p, ... and .ts are Touchstone, .csv and .tsv are tables, in
+/// either case. Under any other name the first line counts that is neither blank nor begins with '!' or '#':
+/// it begins with '[' or a number behind a line with '#' in Touchstone, with a letter or a quotation mark in
+/// tables, and anything else is S_Solver's sample file.
+///
+/// Y and Z of Touchstone version 1.x are multiplied out to siemens and ohms. The references of a matrix in a
+/// table, which does not tell them, are 50 ohms each.
+///
+/// Throws Error (bad_network_file) with the file's name, the line, what was found and what was expected.
+POLEFIT_EXPORT Network read_network(const std::string& file, NetworkFormat format = NetworkFormat::by_name);
+
+/// The same of the content of a file, which stands in `text`; `file` is its name.
+POLEFIT_EXPORT Network network_from_text(std::string_view text, const std::string& file,
+                                         NetworkFormat format = NetworkFormat::by_name);
+
+/// The number of ports that a file's extension names: 4 of filter.s4p, from .s1p to .s9999p in any case;
+/// nothing for any other.
+POLEFIT_EXPORT std::optional<std::size_t> ports_of_extension(std::string_view file);
+
+/// The responses named in `wanted`, in that order. A name is one of the network's, or, when the responses are
+/// elements of a matrix, means one of them (named_element): S21, s21, S2_1, S(2,1). The matrix keeps its
+/// ports, and of its elements those chosen. Throws Error (bad_option) for a name that the network has not,
+/// for one that is given twice, and when none is given.
+POLEFIT_EXPORT Network select_responses(const Network& network, std::span<const std::string> wanted);
+
+/// Makes a network of one response that of a one-port. Throws Error as one_port does.
+POLEFIT_EXPORT void declare_one_port(Network& network, char parameter, double reference);
+
+/// The same of a model.
+POLEFIT_EXPORT void declare_one_port(Model& model, char parameter, double reference);
+
+/// Fits all responses of a network; the model knows its matrix. `weights` are as in NetworkData. Throws Error
+/// as fit of NetworkData does, with the network's file in front.
+POLEFIT_EXPORT Fit fit(const Network& network, const Options& options = {},
+                       std::span<const double> weights = {});
+
+/// The same with the order that a target wants.
+POLEFIT_EXPORT Search fit_to_error(const Network& network, const Target& target, const Options& options = {},
+                                   std::span<const double> weights = {});
+
+/// The model's values at frequencies in hertz as a network, whose `file` is the one given. Responses without
+/// names are numbered from 1. Throws Error (bad_option) where a value is not finite, as at a pole on the
+/// axis.
+POLEFIT_EXPORT Network sampled(const Model& model, std::vector<double> frequencies, const std::string& file);
+
+/// How Touchstone holds complex numbers.
+enum class ComplexFormat {
+  ri,  ///< real and imaginary part
+  ma,  ///< magnitude, and angle in degrees
+  db,  ///< 20 log10 of the magnitude, and angle in degrees
+};
+
+/// In what Touchstone tells frequencies.
+enum class FrequencyUnit {
+  hz,   ///< hertz
+  khz,  ///< kilohertz
+  mhz,  ///< megahertz
+  ghz,  ///< gigahertz
+};
+
+/// How Touchstone is written.
+struct TouchstoneOptions {
+  ComplexFormat format = ComplexFormat::ri;  ///< of the values
+  FrequencyUnit unit = FrequencyUnit::hz;    ///< of the frequencies
+  int version = 1;  ///< or 2, for 2.0; which is also written where the ports' references differ
+};
+
+/// The whole text of a Touchstone file. Frequencies in any unit, and values as real and imaginary part, read
+/// back to the same bits; as magnitude and angle they are rounded, and the decibels of zero are written as
+/// -9999.
+///
+/// Version 1 holds one reference for all ports. Its Y and Z are normalised to R 1, which leaves the values in
+/// siemens and ohms as they are, and holds the references of a Y or Z network in no other place.
+///
+/// Throws Error (bad_network_file), in the name of the network's file, for what no such text can hold:
+/// responses that are not the whole matrix, references that are not finite and above 0, no frequencies,
+/// frequencies that decrease or are not finite and at least 0, values that are not finite, or whose magnitude
+/// is not where it is to be written.
+POLEFIT_EXPORT std::string touchstone_text(const Network& network, const TouchstoneOptions& options = {});
+
+/// A table: one line that names the columns, "frequency,S11 re,S11 im,...", and one for each sample, with
+/// frequencies in hertz and as many digits as it takes to read the same doubles back. What is not told: the
+/// references of a matrix, and which ports have no element.
+POLEFIT_EXPORT std::string csv_text(const Network& network);
+
+/// Writes touchstone_text to a file, which until it is whole is the old one. Throws Error (bad_network_file).
+POLEFIT_EXPORT void write_touchstone(const Network& network, const std::string& file,
+                                     const TouchstoneOptions& options = {});
+
+/// Writes csv_text to a file, which until it is whole is the old one. Throws Error (bad_network_file).
+POLEFIT_EXPORT void write_csv(const Network& network, const std::string& file);
+
+}  // namespace polefit

@@ -1,9 +1,0 @@
-/// The one factor between hertz and rad/s.
-#pragma once
-
-namespace s_solver {
-
-/// 2 pi as a double; the same wherever frequencies are converted, so that a conversion back undoes it.
-inline constexpr double two_pi = 6.283185307179586;
-
-}  // namespace s_solver

@@ -1,0 +1,192 @@
+#include "polefit/model.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <optional>
+#include <string>
+
+#include "numerics/angular_frequency.hpp"
+#include "numerics/partial_fractions.hpp"
+#include "numerics/vector_clones.hpp"
+#include "polefit/error.hpp"
+#include "polefit/model/model_faults.hpp"
+
+namespace polefit {
+namespace {
+
+using numerics::SampleParts;
+
+constexpr std::size_t block = numerics::SampleParts::most;
+
+/// fit += sum_i c_i u_i, with the real and imaginary parts of u_i from u_re[i * block] and u_im[i * block]
+/// on. Each sample has its own sum, in the order of the poles whatever the number of samples.
+NUMERICS_VECTOR_CLONES
+void add_terms(std::size_t order, const std::complex<double>* c, std::size_t count, const double* u_re,
+               const double* u_im, double* __restrict fit_re, double* __restrict fit_im) {
+  for (std::size_t i = 0; i < order; ++i) {
+    const double c_re = c[i].real();
+    const double c_im = c[i].imag();
+    const double* __restrict re = u_re + i * block;
+    const double* __restrict im = u_im + i * block;
+    for (std::size_t k = 0; k < count; ++k) {
+      fit_re[k] += c_re * re[k] - c_im * im[k];
+      fit_im[k] += c_re * im[k] + c_im * re[k];
+    }
+  }
+}
+
+/// The model at a few consecutive frequencies: what its responses have in common is made once.
+class ModelBlock {
+ public:
+  explicit ModelBlock(const Model& model)
+      : model_(model), u_re_(model.poles.size() * block), u_im_(model.poles.size() * block) {}
+
+  /// Goes to `frequencies`, at most `block` of them.
+  void move_to(std::span<const double> frequencies) {
+    count_ = frequencies.size();
+    for (std::size_t k = 0; k < count_; ++k) {
+      s_.re[k] = 0.0;
+      s_.im[k] = numerics::two_pi * frequencies[k];
+    }
+    for (std::size_t i = 0; i < model_.poles.size(); ++i) {
+      numerics::fill_real_pole_column(model_.poles[i], static_cast<int>(count_), s_.re.data(), s_.im.data(),
+                                      &u_re_[i * block], &u_im_[i * block]);
+    }
+  }
+
+  /// The values of one response.
+  void values(std::size_t response, numerics::SampleParts& fit) const {
+    for (std::size_t k = 0; k < count_; ++k) {
+      fit.re[k] = model_.constants[response];
+      fit.im[k] = model_.proportionals[response] * s_.im[k];
+    }
+    add_terms(model_.poles.size(), model_.residues_of(response).data(), count_, u_re_.data(), u_im_.data(),
+              fit.re.data(), fit.im.data());
+  }
+
+ private:
+  const Model& model_;
+  std::size_t count_ = 0;
+  numerics::SampleParts s_;
+  std::vector<double> u_re_;
+  std::vector<double> u_im_;
+};
+
+/// Root mean square and largest modulus of complex numbers, whatever their size: squares are formed in a
+/// unit, a power of two near the largest part so far, so that they neither overflow nor all vanish.
+class Moduli {
+ public:
+  void add(std::size_t count, const numerics::SampleParts& z) {
+    double largest_part = 0.0;
+    for (std::size_t k = 0; k < count; ++k) {
+      largest_part = std::max({largest_part, std::abs(z.re[k]), std::abs(z.im[k])});
+    }
+    if (largest_part >= 2.0 * unit_) {
+      grow_unit(largest_part);
+    }
+    const double inverse = 1.0 / unit_;
+    for (std::size_t k = 0; k < count; ++k) {
+      const double re = z.re[k] * inverse;
+      const double im = z.im[k] * inverse;
+      const double square = re * re + im * im;
+      sum_ += square;
+      largest_ = std::max(largest_, square);
+    }
+  }
+
+  /// Of `count` numbers in all; 0 of none.
+  double root_mean_square(std::size_t count) const {
+    return count == 0 ? 0.0 : unit_ * std::sqrt(sum_ / static_cast<double>(count));
+  }
+  /// Not a number as soon as one of the numbers is none, which a maximum alone would not show.
+  double largest() const { return std::isnan(sum_) ? sum_ : unit_ * std::sqrt(largest_); }
+
+ private:
+  // The smallest and the largest power of two whose inverses are normal numbers.
+  static constexpr double smallest_unit = 0x1p-1022;
+  static constexpr double largest_unit = 0x1p1022;
+
+  void grow_unit(double part) {
+    const double unit = part >= largest_unit ? largest_unit : std::ldexp(1.0, std::ilogb(part));
+    const double ratio = unit_ / unit;
+    sum_ *= ratio * ratio;
+    largest_ *= ratio * ratio;
+    unit_ = unit;
+  }
+
+  double unit_ = smallest_unit;
+  double sum_ = 0.0;      // of squares, in unit_^2
+  double largest_ = 0.0;  // square, in unit_^2
+};
+
+void refuse(const std::optional<std::string>& fault) {
+  if (fault) {
+    throw Error(ErrorKind::bad_shape, *fault);
+  }
+}
+
+void refuse_unlike(const char* what, std::size_t found, std::size_t expected) {
+  if (found != expected) {
+    throw Error(ErrorKind::bad_shape, "the data have " + std::to_string(found) + " " + what + ", expected " +
+                                          std::to_string(expected));
+  }
+}
+
+}  // namespace
+
+std::vector<std::complex<double>> evaluate(const Model& model, std::span<const double> frequencies) {
+  refuse(shape_fault(model));
+  const std::size_t samples = frequencies.size();
+  std::vector<std::complex<double>> result(model.responses() * samples);
+  ModelBlock model_block(model);
+  numerics::SampleParts fit;
+  for (std::size_t first = 0; first < samples; first += block) {
+    const std::size_t count = std::min(block, samples - first);
+    model_block.move_to(frequencies.subspan(first, count));
+    for (std::size_t r = 0; r < model.responses(); ++r) {
+      model_block.values(r, fit);
+      for (std::size_t k = 0; k < count; ++k) {
+        result[r * samples + first + k] = {fit.re[k], fit.im[k]};
+      }
+    }
+  }
+  return result;
+}
+
+std::vector<ResponseError> errors(const Model& model, const NetworkData& data) {
+  refuse(shape_fault(model));
+  refuse_unlike("responses", data.responses.responses, model.responses());
+  refuse_unlike("samples", data.responses.samples, data.frequencies.size());
+  const std::size_t samples = data.responses.samples;
+  std::vector<Moduli> differences(model.responses());
+  std::vector<Moduli> values(model.responses());
+  ModelBlock model_block(model);
+  numerics::SampleParts difference;
+  numerics::SampleParts value;
+  for (std::size_t first = 0; first < samples; first += block) {
+    const std::size_t count = std::min(block, samples - first);
+    model_block.move_to(data.frequencies.subspan(first, count));
+    for (std::size_t r = 0; r < model.responses(); ++r) {
+      model_block.values(r, difference);
+      for (std::size_t k = 0; k < count; ++k) {
+        const std::complex<double> f = data.responses(r, first + k);
+        value.re[k] = f.real();
+        value.im[k] = f.imag();
+        difference.re[k] -= f.real();
+        difference.im[k] -= f.imag();
+      }
+      values[r].add(count, value);
+      differences[r].add(count, difference);
+    }
+  }
+
+  std::vector<ResponseError> result(model.responses());
+  for (std::size_t r = 0; r < result.size(); ++r) {
+    const double rms = differences[r].root_mean_square(samples);
+    const double size = values[r].root_mean_square(samples);
+    result[r] = {rms, size == 0.0 ? rms : rms / size, differences[r].largest()};
+  }
+  return result;
+}
+
+}  // namespace polefit

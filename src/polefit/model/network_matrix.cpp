@@ -1,0 +1,149 @@
+#include "polefit/network_matrix.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <set>
+
+#include "polefit/error.hpp"
+#include "polefit/model/model_faults.hpp"
+#include "text/counted.hpp"
+#include "text/text_lines.hpp"
+
+namespace polefit {
+namespace {
+
+/// A port's number without leading zeros; 0 for anything else.
+std::size_t port_number(std::string_view digits) {
+  std::size_t number = 0;
+  for (const char c : digits) {
+    if (c < '0' || c > '9' || (number == 0 && c == '0')) {
+      return 0;
+    }
+    number = number * 10 + static_cast<std::size_t>(c - '0');
+    if (number > most_named_ports) {
+      return 0;
+    }
+  }
+  return number;
+}
+
+/// S, Y or Z for either case, 0 for anything else.
+char parameter_of(char letter) {
+  constexpr std::string_view both_cases = "SYZsyz";
+  const std::size_t at = both_cases.find(letter);
+  return at == std::string_view::npos ? '\0' : both_cases[at % 3];
+}
+
+/// A clause about the elements that are not there, the first few by name.
+std::string missing_text(const NetworkMatrix& matrix) {
+  constexpr std::size_t most_names = 8;
+  const std::size_t ports = matrix.ports();
+  std::set<std::pair<std::size_t, std::size_t>> present;
+  for (const MatrixElement& element : matrix.elements) {
+    present.emplace(element.row, element.column);
+  }
+  const std::size_t missing = ports * ports - present.size();
+  std::string text = "not all elements of a matrix of " + text::counted(ports, "port") + "; ";
+  std::size_t named = 0;
+  for (std::size_t place = 0; named < missing; ++place) {
+    const MatrixElement element{place / ports + 1, place % ports + 1};
+    if (present.count({element.row, element.column}) != 0) {
+      continue;
+    }
+    if (named == most_names) {
+      return text + " and " + std::to_string(missing - named) + " more are missing";
+    }
+    text += (named == 0 ? "" : ", ") + element_name(matrix.parameter, element, ports);
+    ++named;
+  }
+  return text + (missing == 1 ? " is missing" : " are missing");
+}
+
+}  // namespace
+
+std::string element_name(char parameter, const MatrixElement& element, std::size_t ports) {
+  const char* const between = ports < 10 ? "" : "_";
+  return parameter + std::to_string(element.row) + between + std::to_string(element.column);
+}
+
+std::vector<MatrixElement> all_elements(std::size_t ports) {
+  std::vector<MatrixElement> elements;
+  for (std::size_t row = 1; row <= ports; ++row) {
+    for (std::size_t column = 1; column <= ports; ++column) {
+      elements.push_back({row, column});
+    }
+  }
+  return elements;
+}
+
+std::optional<WholeMatrix> whole_matrix(const std::optional<NetworkMatrix>& matrix) {
+  if (incompleteness(matrix)) {
+    return std::nullopt;
+  }
+  const std::size_t ports = matrix->ports();
+  std::vector<std::size_t> responses(ports * ports);
+  for (std::size_t r = 0; r < responses.size(); ++r) {
+    responses[(matrix->elements[r].row - 1) * ports + matrix->elements[r].column - 1] = r;
+  }
+  return WholeMatrix(ports, std::move(responses));
+}
+
+std::optional<std::string> incompleteness(const std::optional<NetworkMatrix>& matrix) {
+  if (!matrix) {
+    return "no network matrix of which its responses are elements";
+  }
+  if (auto fault = matrix_fault(*matrix)) {
+    return "a matrix in which " + *fault;
+  }
+  const std::size_t ports = matrix->ports();
+  // No element stands twice, so their number tells whether all are there.
+  if (matrix->elements.size() / ports == ports && matrix->elements.size() % ports == 0) {
+    return std::nullopt;
+  }
+  return missing_text(*matrix);
+}
+
+NetworkMatrix one_port(std::size_t responses, const std::optional<NetworkMatrix>& known, char parameter,
+                       double reference) {
+  if (network_parameters.find(parameter) == std::string_view::npos) {
+    throw Error(ErrorKind::bad_option, "the parameter of a one-port is S, Y or Z");
+  }
+  if (!(reference > 0.0 && std::isfinite(reference))) {
+    throw Error(ErrorKind::bad_option, "the reference resistance of a one-port is not a positive number");
+  }
+  if (responses != 1) {
+    throw Error(ErrorKind::bad_shape,
+                "found " + text::counted(responses, "response") + ", expected the single one of a one-port");
+  }
+  if (known && known->parameter != parameter) {
+    throw Error(ErrorKind::bad_shape, "found " + std::string(1, known->parameter) + " parameters, expected " +
+                                          parameter + " of a one-port");
+  }
+  return {parameter, {reference}, {{1, 1}}};
+}
+
+std::optional<NamedElement> named_element(std::string_view name) {
+  if (name.size() < 3 || parameter_of(name.front()) == '\0') {
+    return std::nullopt;
+  }
+  std::string_view indices = name.substr(1);
+  std::size_t row_end = 1;
+  std::size_t column_begin = 1;
+  if (indices.size() > 2) {
+    const bool bracketed = (indices.front() == '(' && indices.back() == ')') ||
+                           (indices.front() == '[' && indices.back() == ']');
+    if (bracketed) {
+      indices = indices.substr(1, indices.size() - 2);
+    }
+    row_end = std::min(indices.size(), indices.find(bracketed ? ',' : '_'));
+    column_begin = std::min(indices.size(), row_end + 1);
+  }
+  const std::size_t row = port_number(text::without_blanks(indices.substr(0, row_end)));
+  const std::size_t column = port_number(text::without_blanks(indices.substr(column_begin)));
+  if (row == 0 || column == 0) {
+    return std::nullopt;
+  }
+  return NamedElement{.parameter = parameter_of(name.front()), .element = {.row = row, .column = column}};
+}
+
+}  // namespace polefit

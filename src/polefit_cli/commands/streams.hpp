@@ -1,0 +1,27 @@
+/// Input and output by name, where "-" stands for the standard streams.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace polefit_cli {
+
+/// Whether the name stands for standard input or output.
+inline bool is_standard_stream(std::string_view name) { return name == "-"; }
+
+/// An input's name as messages show it.
+inline std::string shown_input(const std::string& name) {
+  return is_standard_stream(name) ? "standard input" : name;
+}
+
+/// The bytes of the file, or all that standard input still gives. Throws text::IoError, in which the
+/// latter is "standard input".
+std::string read_input(const std::string& name);
+
+/// Makes `content` the file of that name, which until then is the old one (see listio/whole_file.hpp), or
+/// writes it to standard output behind what is there already. Throws text::IoError, in which the latter
+/// is "standard output"; SIGPIPE has to be ignored (see listio/console.hpp) for a reader that goes away to
+/// be one.
+void write_output(const std::string& name, std::string_view content);
+
+}  // namespace polefit_cli

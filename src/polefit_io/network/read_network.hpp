@@ -1,0 +1,15 @@
+/// Networks from files of any format that polefit reads.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "polefit/network.hpp"
+
+namespace polefit_io {
+
+/// As polefit::network_from_text, but throws text::IoError.
+polefit::Network network_of(std::string_view text, const std::string& file,
+                            polefit::NetworkFormat format = polefit::NetworkFormat::by_name);
+
+}  // namespace polefit_io

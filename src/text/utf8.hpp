@@ -1,0 +1,24 @@
+/// Characters of a text in UTF-8.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string_view>
+
+namespace text {
+
+/// The length in bytes and the code of a character.
+struct Character {
+  std::size_t length = 0;
+  std::uint32_t code = 0;
+};
+
+/// The character at the start of `text`, which is not empty; nothing when that is not UTF-8: codes in more
+/// bytes than they need, surrogates and what is beyond the last code are none.
+std::optional<Character> first_character(std::string_view text);
+
+/// Whether the code is that of a control character, of which there are some beyond ASCII.
+constexpr bool is_control(std::uint32_t code) { return code < 0x20 || (code >= 0x7F && code < 0xA0); }
+
+}  // namespace text

@@ -1,0 +1,36 @@
+#include "polefit/weights.hpp"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "polefit/network.hpp"
+
+namespace polefit {
+namespace {
+
+const Network two_responses{
+    .file = "net.csv",
+    .matrix = std::nullopt,
+    .frequencies = {1.0, 2.0, 3.0},
+    .names = {"a", "b"},
+    .values = {{4.0, 0.0}, {0.0, 0.25}, {0.0, 0.0}, {0.0, 0.0}, {0.0, 0.0}, {0.0, 0.0}}};
+
+TEST(Weights, balanced_ones_are_those_of_a_fit_without_any) {
+  EXPECT_TRUE(weights(two_responses.data(), Weighting::balanced).empty());
+}
+
+TEST(Weights, uniform_ones_are_one_a_sample) {
+  EXPECT_EQ(weights(two_responses.data(), Weighting::uniform), (std::vector<double>{1, 1, 1}));
+}
+
+TEST(Weights, relative_ones_are_inverse_moduli_and_a_zero_counts_as_the_smallest_modulus) {
+  EXPECT_EQ(weights(two_responses.data(), Weighting::relative), (std::vector<double>{0.25, 4, 4, 0, 0, 0}));
+}
+
+TEST(Weights, root_ones_are_inverse_roots_of_moduli) {
+  EXPECT_EQ(weights(two_responses.data(), Weighting::root), (std::vector<double>{0.5, 2, 2, 0, 0, 0}));
+}
+
+}  // namespace
+}  // namespace polefit

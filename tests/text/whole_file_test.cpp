@@ -1,0 +1,336 @@
+#include "text/whole_file.hpp"
+#include "text/io_error.hpp"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <system_error>
+#include <thread>
+#include <vector>
+
+#include "io_error_of.hpp"
+#include "support.hpp"
+
+namespace {
+
+/// The system call that fails next, for steps that nothing else can make fail.
+enum class Step { none, permissions, synchronise, close, rename };
+Step failing = Step::none;
+
+bool fails(Step step) {
+  if (failing != step) {
+    return false;
+  }
+  failing = Step::none;
+  errno = EIO;
+  return true;
+}
+
+}  // namespace
+
+// These stand before the system library's, whose parameters have reserved names.
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name)
+extern "C" {
+int fchmod(int file, mode_t mode) noexcept {
+  return fails(Step::permissions) ? -1 : static_cast<int>(syscall(SYS_fchmod, file, mode));
+}
+int fsync(int file) { return fails(Step::synchronise) ? -1 : static_cast<int>(syscall(SYS_fsync, file)); }
+int close(int file) {
+  const int result = static_cast<int>(syscall(SYS_close, file));  // the descriptor is gone in either case
+  return fails(Step::close) ? -1 : result;
+}
+int rename(const char* from, const char* to) noexcept {
+  return fails(Step::rename) ? -1 : static_cast<int>(syscall(SYS_renameat2, AT_FDCWD, from, AT_FDCWD, to, 0));
+}
+}
+// NOLINTEND(readability-inconsistent-declaration-parameter-name)
+
+namespace text {
+namespace {
+
+using testing_support::content_of;
+using testing_support::io_error_of;
+using Names = std::vector<std::string>;
+
+/// A test in an empty directory of its own.
+class WholeFile : public testing_support::InOwnDirectory {
+ protected:
+  void TearDown() override {
+    failing = Step::none;
+    InOwnDirectory::TearDown();
+  }
+  static void write(const std::string& name, const std::string& content) {
+    std::ofstream(name, std::ios::binary) << content;
+  }
+  static Names names() {
+    Names result;
+    for (const auto& entry : std::filesystem::directory_iterator(".")) {
+      result.push_back(entry.path().filename().string());
+    }
+    std::sort(result.begin(), result.end());
+    return result;
+  }
+  static mode_t permissions(const std::string& name) {
+    struct stat status = {};
+    EXPECT_EQ(stat(name.c_str(), &status), 0) << name;
+    return status.st_mode & 07777;
+  }
+};
+
+void expect_system_error(const text::IoErrorDetails& details, const std::string& file, int error_number,
+                         const std::string& expected) {
+  EXPECT_EQ(details.file, file);
+  EXPECT_EQ(details.found, "the system error \"" + std::generic_category().message(error_number) + "\"");
+  EXPECT_EQ(details.expected, expected);
+}
+
+TEST_F(WholeFile, every_byte_is_read) {
+  std::string content = "\r\n\xEF\xBB\xBF\x1a";
+  for (int i = 0; i < 100000; ++i) {  // more than the reads take at a time, and not a multiple of it
+    content += static_cast<char>(i % 256);
+  }
+  write("data", content);
+  EXPECT_TRUE(text::read_whole_file("data") == content);
+  write("empty", "");
+  EXPECT_EQ(text::read_whole_file("empty"), "");
+}
+
+TEST_F(WholeFile, a_file_without_a_size_is_read_to_its_end) {
+  ASSERT_EQ(mkfifo("pipe", 0600), 0);
+  std::thread writer([] { write("pipe", std::string(200000, 'x')); });
+  const std::string content = text::read_whole_file("pipe");
+  writer.join();
+  EXPECT_TRUE(content == std::string(200000, 'x'));
+  EXPECT_FALSE(text::read_whole_file("/proc/self/status").empty());
+}
+
+TEST_F(WholeFile, a_file_that_cannot_be_read_is_an_error) {
+  expect_system_error(io_error_of([] { text::read_whole_file("missing"); }), "missing", ENOENT,
+                      "a file that can be opened");
+  expect_system_error(io_error_of([] { text::read_whole_file("."); }), ".", EISDIR,
+                      "a file that can be read");
+}
+
+TEST_F(WholeFile, what_is_written_is_the_file_and_nothing_else_is_left) {
+  const std::string content("\0\r\n\xff", 4);
+  text::replace_whole_file("new", content);
+  EXPECT_EQ(content_of("new"), content);
+  text::replace_whole_file("empty", "");
+  EXPECT_EQ(content_of("empty"), "");
+  EXPECT_EQ(names(), (Names{"empty", "new"}));
+}
+
+TEST_F(WholeFile, a_file_in_another_directory_is_made_beside_its_place) {
+  std::filesystem::create_directory("other");
+  text::ReplacementFile file("other/new");
+  EXPECT_EQ(std::filesystem::path(file.name()).parent_path(), "other");
+  file.commit();
+  EXPECT_EQ(content_of("other/new"), "");
+  EXPECT_EQ(names(), Names{"other"});
+}
+
+TEST_F(WholeFile, the_longest_name_of_the_system_can_be_written) {
+  const std::string name(255, 'm');
+  text::replace_whole_file(name, "new");
+  EXPECT_EQ(names(), Names{name});
+}
+
+TEST_F(WholeFile, a_longer_file_is_replaced_wholly_and_keeps_its_permissions) {
+  write("old", std::string(100000, 'x'));
+  ASSERT_EQ(chmod("old", 0640), 0);
+  text::replace_whole_file("old", "new");
+  EXPECT_EQ(content_of("old"), "new");
+  EXPECT_EQ(permissions("old"), 0640U);
+}
+
+TEST_F(WholeFile, a_new_file_has_the_permissions_that_the_mask_leaves) {
+  const mode_t before = umask(027);
+  text::replace_whole_file("new", "");
+  umask(before);
+  EXPECT_EQ(permissions("new"), 0640U);
+}
+
+TEST_F(WholeFile, a_reader_of_the_old_file_keeps_the_old_file) {
+  write("data", "old");
+  std::ifstream reader("data", std::ios::binary);
+  text::replace_whole_file("data", "new");
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(reader), {}), "old");
+}
+
+TEST_F(WholeFile, a_link_stays_a_link_to_the_file_that_is_replaced) {
+  std::filesystem::create_directory("store");
+  write("store/data", "old");
+  std::filesystem::create_symlink("store/data", "link");
+  text::replace_whole_file("link", "new");
+  EXPECT_TRUE(std::filesystem::is_symlink("link"));
+  EXPECT_EQ(content_of("store/data"), "new");
+  EXPECT_EQ(names(), (Names{"link", "store"}));
+}
+
+TEST_F(WholeFile, a_link_that_leads_nowhere_is_refused) {
+  std::filesystem::create_symlink("missing", "link");
+  std::filesystem::create_symlink("loop", "loop");
+  for (const char* name : {"link", "loop"}) {
+    EXPECT_EQ(io_error_of([&] { text::replace_whole_file(name, "new"); }).found, "a link that leads nowhere");
+  }
+  EXPECT_EQ(names(), (Names{"link", "loop"}));
+}
+
+TEST_F(WholeFile, when_a_step_fails_the_old_file_stays_and_the_one_beside_it_goes) {
+  write("data", "old");
+  for (const auto& [step, expected] : {std::pair(Step::permissions, "its permissions to be kept"),
+                                       std::pair(Step::synchronise, "the content to reach the disk"),
+                                       std::pair(Step::close, "the file to be closed with all its content"),
+                                       std::pair(Step::rename, "the file to be replaced")}) {
+    failing = step;
+    expect_system_error(io_error_of([] { text::replace_whole_file("data", "new"); }), "data", EIO, expected);
+    EXPECT_EQ(failing, Step::none) << expected;
+    EXPECT_EQ(content_of("data"), "old") << expected;
+    EXPECT_EQ(names(), Names{"data"}) << expected;
+  }
+}
+
+TEST_F(WholeFile, a_disk_that_fills_up_leaves_the_old_file) {
+  write("data", "old");
+  // A limit on the size of files is what a test can have of a full disk; the write that crosses it is a short
+  // one.
+  rlimit before{};
+  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
+  const rlimit tight{100, before.rlim_max};
+  const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &tight), 0);
+  const text::IoErrorDetails details =
+      io_error_of([] { text::replace_whole_file("data", std::string(1000, 'x')); });
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &before), 0);
+  std::signal(SIGXFSZ, handler);
+  expect_system_error(details, "data", EFBIG, "the content to be written");
+  EXPECT_EQ(content_of("data"), "old");
+  EXPECT_EQ(names(), Names{"data"});
+}
+
+TEST_F(WholeFile, a_directory_that_takes_no_files_is_an_error) {
+  expect_system_error(io_error_of([] { text::replace_whole_file("missing/data", "new"); }), "missing/data",
+                      ENOENT, "a folder in which a file can be made");
+  // A directory that refuses even a privileged user.
+  EXPECT_THROW(text::replace_whole_file("/proc/self/data", "new"), text::IoError);
+}
+
+TEST_F(WholeFile, what_is_no_regular_file_is_not_replaced) {
+  std::filesystem::create_directory("folder");
+  ASSERT_EQ(mkfifo("pipe", 0600), 0);
+  std::filesystem::create_symlink("pipe", "link");  // never a device: a mistake would replace it
+  for (const char* name : {"folder", "pipe", "link"}) {
+    const text::IoErrorDetails details = io_error_of([&] { text::replace_whole_file(name, "new"); });
+    EXPECT_EQ(details.file, name);
+    EXPECT_EQ(details.found, "what is no regular file");
+    EXPECT_EQ(details.expected, "a regular file or a name that is free");
+  }
+  EXPECT_TRUE(std::filesystem::is_fifo("pipe"));
+  EXPECT_EQ(names(), (Names{"folder", "link", "pipe"}));
+}
+
+TEST_F(WholeFile, a_name_that_the_system_would_take_for_another_is_refused) {
+  const auto expect_refusal = [](const std::string& name, const std::string& found) {
+    for (const text::IoErrorDetails& details : {io_error_of([&] { text::replace_whole_file(name, "new"); }),
+                                                io_error_of([&] { text::read_whole_file(name); })}) {
+      EXPECT_EQ(details.file, "the name of a file");
+      EXPECT_EQ(details.found, found);
+      EXPECT_EQ(details.expected, "a name that the system takes whole");
+    }
+  };
+  expect_refusal("", "nothing");
+  expect_refusal(std::string("m\0.json", 7), "a zero byte");
+  EXPECT_TRUE(names().empty());
+}
+
+TEST_F(WholeFile, what_another_program_writes_becomes_the_file_at_the_commit) {
+  write("picture", "old");
+  text::ReplacementFile file("picture");
+  write(file.name(), "from elsewhere");
+  EXPECT_EQ(content_of("picture"), "old");
+  file.commit();
+  EXPECT_EQ(content_of("picture"), "from elsewhere");
+  EXPECT_EQ(names(), Names{"picture"});
+}
+
+TEST_F(WholeFile, parts_are_written_one_after_the_other) {
+  text::ReplacementFile file("data");
+  file.write("one ");
+  file.write("");
+  file.write("two");
+  file.commit();
+  EXPECT_EQ(content_of("data"), "one two");
+}
+
+TEST_F(WholeFile, without_a_commit_the_old_file_stays_and_the_one_beside_it_goes) {
+  write("data", "old");
+  {
+    text::ReplacementFile file("data");
+    file.write("new");
+    EXPECT_EQ(names().size(), 2U);
+  }
+  EXPECT_EQ(content_of("data"), "old");
+  EXPECT_EQ(names(), Names{"data"});
+}
+
+TEST_F(WholeFile, a_name_beside_the_target_that_is_taken_is_left_alone) {
+  std::string taken;
+  {
+    const text::ReplacementFile file("data");
+    taken = file.name();
+  }
+  const std::string number = taken.substr(taken.rfind('-') + 1);
+  const std::string next =
+      taken.substr(0, taken.size() - number.size()) + std::to_string(std::stoi(number) + 1);
+  write(next, "somebody's");
+  text::replace_whole_file("data", "new");
+  EXPECT_EQ(content_of("data"), "new");
+  EXPECT_EQ(content_of(next), "somebody's");
+}
+
+TEST_F(WholeFile, two_files_in_the_making_for_one_target_do_not_meet) {
+  text::ReplacementFile first("data");
+  text::ReplacementFile second("data");
+  first.write("first");
+  second.write("second");
+  second.commit();
+  first.commit();
+  EXPECT_EQ(content_of("data"), "first");
+  EXPECT_EQ(names(), Names{"data"});
+}
+
+TEST_F(WholeFile, an_open_file_is_read_from_where_it_is) {
+  write("data", "skipped and read");
+  const int file = open("data", O_RDONLY);
+  ASSERT_EQ(lseek(file, 8, SEEK_SET), 8);
+  EXPECT_EQ(text::read_to_end(file, "data"), "and read");
+  ASSERT_EQ(close(file), 0);
+  expect_system_error(io_error_of([&] { text::read_to_end(file, "some input"); }), "some input", EBADF,
+                      "a file that can be read");
+}
+
+TEST_F(WholeFile, a_reader_that_goes_away_is_an_error) {
+  std::array<int, 2> ends{};
+  ASSERT_EQ(pipe(ends.data()), 0);
+  ASSERT_EQ(close(ends[0]), 0);
+  const auto handler = std::signal(SIGPIPE, SIG_IGN);
+  const text::IoErrorDetails details = io_error_of([&] { text::write_all(ends[1], "lost", "some output"); });
+  std::signal(SIGPIPE, handler);
+  ASSERT_EQ(close(ends[1]), 0);
+  expect_system_error(details, "some output", EPIPE, "the content to be written");
+}
+
+}  // namespace
+}  // namespace text
