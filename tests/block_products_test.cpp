@@ -6,22 +6,12 @@
 #include <vector>
 
 #include "numerics.hpp"
+#include "vector_units.hpp"
 
 namespace s_solver {
 namespace {
 
 using namespace testing_support;
-
-/// The units of this processor, the widest last.
-std::vector<VectorUnit> vector_units() {
-  std::vector<VectorUnit> units;
-  for (const VectorUnit unit : {VectorUnit::baseline, VectorUnit::avx2, VectorUnit::avx512}) {
-    if (unit <= widest_vector_unit()) {
-      units.push_back(unit);
-    }
-  }
-  return units;
-}
 
 MatrixView<const double> view_of(const Matrix& matrix) {
   return {matrix.data(), matrix.rows, matrix.columns, matrix.rows};

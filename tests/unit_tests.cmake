@@ -7,7 +7,8 @@ foreach(unit
     # output
     write_coefficients write_data_to_plot
     # fit
-    calculate_residues complex_division fit_evaluation fit_properties fitting_iteration least_squares_system pole_types
+    calculate_residues complex_division fit_evaluation fit_properties fitting_iteration least_squares_system
+    partial_fractions pole_types
     update_poles
     # driver
     command_line sample_file settings_file starting_poles test_sets)

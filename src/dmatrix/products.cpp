@@ -5,7 +5,6 @@
 #include "dmatrix/matrix_view.hpp"
 #include "listio/console.hpp"
 #include "listio/plain_stop.hpp"
-#include "vector_clones.hpp"
 
 namespace s_solver {
 namespace {
@@ -16,8 +15,8 @@ MatrixView<T> declared_square(T* data, int nmax) {
 }
 
 /// to += factor from.
-S_SOLVER_VECTOR_CLONES
-void add_multiple(int count, double factor, const double* __restrict from, double* __restrict to) {
+[[gnu::always_inline]] inline void add_multiple(int count, double factor, const double* __restrict from,
+                                                double* __restrict to) {
   for (int i = 0; i < count; ++i) {
     to[i] += factor * from[i];
   }
@@ -35,7 +34,8 @@ void dtranspose(const double* a, int nr, int nc, double* at, int nmax) {
   }
 }
 
-void dmatmul(const double* a, int nra, int nca, const double* b, int nrb, int ncb, double* c, int nmax) {
+void dmatmul(const double* a, int nra, int nca, const double* b, int nrb, int ncb, double* c, int nmax,
+             VectorUnit unit) {
   if (nca != nrb) {
     print_record("matrix dimension error in dmatmul");
     plain_stop();
@@ -47,7 +47,7 @@ void dmatmul(const double* a, int nra, int nca, const double* b, int nrb, int nc
   for (int j = 0; j < ncb; ++j) {
     std::fill_n(product.column(j), nra, 0.0);
     for (int k = 0; k < nca; ++k) {
-      add_multiple(nra, right(k, j), left.column(k), product.column(j));
+      run_with<add_multiple>(unit, nra, right(k, j), left.column(k), product.column(j));
     }
   }
 }
@@ -66,7 +66,8 @@ void dmatdmul(const double* a, int nra, int nca, const double* d, int nd, double
   }
 }
 
-void dmatvmul(const double* a, int nra, int nca, const double* v, int nv, double* y, int nmax) {
+void dmatvmul(const double* a, int nra, int nca, const double* v, int nv, double* y, int nmax,
+              VectorUnit unit) {
   if (nca != nv) {
     print_record("matrix dimension error");
     plain_stop();
@@ -74,7 +75,7 @@ void dmatvmul(const double* a, int nra, int nca, const double* v, int nv, double
   const auto left = declared_square(a, nmax);
   std::fill_n(y, nra, 0.0);
   for (int k = 0; k < nv; ++k) {
-    add_multiple(nra, v[k], left.column(k), y);
+    run_with<add_multiple>(unit, nra, v[k], left.column(k), y);
   }
 }
 
