@@ -1,5 +1,5 @@
 # Draws a plot file of S_Solver: magnitude of data and fit, and the error below.
-# Usage: gnuplot -c plot_fit.gp f_data.out OUTPUT TITLE, for OUTPUT.png and OUTPUT.svg
+# Usage: LC_ALL=C.UTF-8 gnuplot -c plot_fit.gp f_data.out OUTPUT TITLE, for OUTPUT.png and OUTPUT.svg
 
 datafile = ARG1
 output_base = ARG2

@@ -266,18 +266,6 @@ std::int64_t rows_per_block(std::int64_t columns) {
   return std::clamp(elements / columns / row_step * row_step, fewest, most);
 }
 
-VectorUnit widest_vector_unit() {
-#if defined(__x86_64__)
-  if (__builtin_cpu_supports("avx512f")) {
-    return VectorUnit::avx512;
-  }
-  if (__builtin_cpu_supports("avx2")) {
-    return VectorUnit::avx2;
-  }
-#endif
-  return VectorUnit::baseline;
-}
-
 void add_gram_matrix(const MatrixView<const double>& a, const MatrixView<double>& gram, double* packed,
                      VectorUnit unit) {
   assert(a.rows() % row_step == 0 && gram.rows() % column_step == 0);

@@ -10,17 +10,13 @@
 #include <cstdint>
 
 #include "numerics/matrix_view.hpp"
+#include "numerics/vector_unit.hpp"
 
 namespace numerics {
 
 inline constexpr int row_step = 16;
 inline constexpr int column_step = 8;
 inline constexpr int left_inverse_rows = 4;
-
-enum class VectorUnit { baseline, avx2, avx512 };
-
-/// The widest that this processor has.
-VectorUnit widest_vector_unit();
 
 /// The number of rows that a block with so many columns should have: few enough for the second-level cache,
 /// enough for the work on a whole block not to be felt. A multiple of row_step.

@@ -225,7 +225,7 @@ std::string_view FreeFormatReader::take_token() {
   std::size_t length = 1;
   while (length <= longest_value && !at_end(length)) {
     const char c = bytes_[begin_ + length];
-    if (c == ',' || c == '\n' || is_blank_at(length)) {
+    if (c == ',' || c == '/' || c == '\n' || is_blank_at(length)) {
       break;
     }
     ++length;

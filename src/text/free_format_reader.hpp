@@ -1,4 +1,4 @@
-/// Free-format input: values separated by blanks, commas and record ends, spread as the user likes.
+/// Free-format input: values separated by blanks, commas, slashes and record ends, spread as the user likes.
 #pragma once
 
 #include <cstddef>
@@ -18,9 +18,9 @@ namespace text {
 /// Values are separated by blanks, tabs, record ends (CR before LF counts as a blank) and by one comma,
 /// which belongs to the value before it, also across a record's end. Two commas with nothing between, or
 /// a comma at the start of a read, are a null value: its item keeps what it held. "r*value" stands for r
-/// equal values, "r*" for r nulls; surplus repeats are dropped at the end of the read. A '/' where a
-/// value could begin ends the read, its remaining items unchanged. A byte-order mark at the start of the
-/// file is skipped, and the last record may lack its line end.
+/// equal values, "r*" for r nulls; surplus repeats are dropped at the end of the read. A '/' ends the value
+/// before it, if any, and then the read, its remaining items unchanged. A byte-order mark at the start of
+/// the file is skipped, and the last record may lack its line end.
 class FreeFormatReader {
  public:
   enum class Result { complete, end_of_file };

@@ -125,7 +125,7 @@ class ReferenceReader {
         continue;
       }
       std::string token;
-      while (at_ < text_.size() && std::string_view(" \t\n,").find(text_[at_]) == std::string_view::npos) {
+      while (at_ < text_.size() && std::string_view(" \t\n,/").find(text_[at_]) == std::string_view::npos) {
         token += text_[at_];
         step();
       }

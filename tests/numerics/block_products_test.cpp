@@ -6,26 +6,14 @@
 #include <vector>
 
 #include "numerics.hpp"
-#include "numerics/matrix_view.hpp"
+#include "vector_units.hpp"
 
 namespace numerics {
 namespace {
 
 using namespace testing_support;
 
-/// The units of this processor, the widest last.
-std::vector<numerics::VectorUnit> vector_units() {
-  std::vector<numerics::VectorUnit> units;
-  for (const numerics::VectorUnit unit :
-       {numerics::VectorUnit::baseline, numerics::VectorUnit::avx2, numerics::VectorUnit::avx512}) {
-    if (unit <= numerics::widest_vector_unit()) {
-      units.push_back(unit);
-    }
-  }
-  return units;
-}
-
-numerics::MatrixView<const double> view_of(const Matrix& matrix) {
+MatrixView<const double> view_of(const Matrix& matrix) {
   return {matrix.data(), matrix.rows, matrix.columns, matrix.rows};
 }
 
@@ -36,7 +24,7 @@ TEST(GramMatrix, is_summed_row_after_row_to_the_bit_with_every_vector_unit) {
     for (const int columns : {1, 3, 7, 8, 9, 12, 16, 42}) {
       RandomNumbers numbers(static_cast<std::uint64_t>(rows + columns));
       const Matrix a = Matrix::random(rows, columns, numbers);
-      const int size = rounded_up(columns, numerics::column_step);
+      const int size = rounded_up(columns, column_step);
       const Matrix before = Matrix::random(size, size, numbers);
       Matrix expected = before;
       for (int j = 0; j < columns; ++j) {
@@ -46,11 +34,11 @@ TEST(GramMatrix, is_summed_row_after_row_to_the_bit_with_every_vector_unit) {
           }
         }
       }
-      for (const numerics::VectorUnit unit : vector_units()) {
+      for (const VectorUnit unit : vector_units()) {
         SCOPED_TRACE(testing::Message() << rows << " x " << columns << " unit " << static_cast<int>(unit));
         Matrix gram = before;
         std::vector<double> packed(static_cast<std::size_t>(rows * size));
-        numerics::add_gram_matrix(view_of(a), {gram.data(), size, size, size}, packed.data(), unit);
+        add_gram_matrix(view_of(a), {gram.data(), size, size, size}, packed.data(), unit);
         for (int j = 0; j < columns; ++j) {
           for (int i = j; i < columns; ++i) {
             ASSERT_EQ(gram(i, j), expected(i, j)) << i << " " << j;
@@ -66,7 +54,7 @@ TEST(LeftInverseProduct, is_the_left_inverse_times_the_vector_to_the_bit_with_ev
     for (const int columns : {1, 3, 4, 9, 42}) {
       RandomNumbers numbers(static_cast<std::uint64_t>(rows + columns));
       const Matrix a = Matrix::random(rows, columns, numbers);
-      const int size = rounded_up(columns, numerics::left_inverse_rows);
+      const int size = rounded_up(columns, left_inverse_rows);
       const Matrix inverse = Matrix::random(size, columns, numbers);
       const std::vector<double> b = numbers.values(rows);
       const std::vector<double> before = numbers.values(size);
@@ -83,12 +71,12 @@ TEST(LeftInverseProduct, is_the_left_inverse_times_the_vector_to_the_bit_with_ev
         expected[static_cast<std::size_t>(i)] +=
             ((part[0] + part[4]) + (part[2] + part[6])) + ((part[1] + part[5]) + (part[3] + part[7]));
       }
-      for (const numerics::VectorUnit unit : vector_units()) {
+      for (const VectorUnit unit : vector_units()) {
         SCOPED_TRACE(testing::Message() << rows << " x " << columns << " unit " << static_cast<int>(unit));
         std::vector<double> x = before;
-        std::vector<double> left_inverse(static_cast<std::size_t>(numerics::left_inverse_rows * rows));
-        numerics::add_left_inverse_product(view_of(inverse), view_of(a), rows, b.data(), x.data(),
-                                           left_inverse.data(), unit);
+        std::vector<double> left_inverse(static_cast<std::size_t>(left_inverse_rows * rows));
+        add_left_inverse_product(view_of(inverse), view_of(a), rows, b.data(), x.data(), left_inverse.data(),
+                                 unit);
         EXPECT_EQ(x, expected);
       }
     }
@@ -102,8 +90,8 @@ TEST(PackedProducts, are_summed_row_after_row_to_the_bit_with_every_vector_unit)
       RandomNumbers numbers(static_cast<std::uint64_t>(left_columns + right_columns));
       const Matrix left = Matrix::random(rows, left_columns, numbers);
       const Matrix right = Matrix::random(rows, right_columns, numbers);
-      const int left_size = rounded_up(left_columns, numerics::column_step);
-      const int right_size = rounded_up(right_columns, numerics::column_step);
+      const int left_size = rounded_up(left_columns, column_step);
+      const int right_size = rounded_up(right_columns, column_step);
       const Matrix before = Matrix::random(right_size, left_size, numbers);
       Matrix expected = before;
       for (int i = 0; i < left_columns; ++i) {
@@ -115,13 +103,13 @@ TEST(PackedProducts, are_summed_row_after_row_to_the_bit_with_every_vector_unit)
       }
       std::vector<double> packed_left(static_cast<std::size_t>(rows * left_size), quiet_nan);
       std::vector<double> packed_right(static_cast<std::size_t>(rows * right_size), quiet_nan);
-      numerics::pack_columns(view_of(left), packed_left.data());
-      numerics::pack_columns(view_of(right), packed_right.data());
-      for (const numerics::VectorUnit unit : vector_units()) {
+      pack_columns(view_of(left), packed_left.data());
+      pack_columns(view_of(right), packed_right.data());
+      for (const VectorUnit unit : vector_units()) {
         Matrix product = before;
-        numerics::add_packed_products(packed_left.data(), left_size / numerics::column_step,
-                                      packed_right.data(), right_size / numerics::column_step, rows,
-                                      {product.data(), right_size, left_size, right_size}, unit);
+        add_packed_products(packed_left.data(), left_size / column_step, packed_right.data(),
+                            right_size / column_step, rows,
+                            {product.data(), right_size, left_size, right_size}, unit);
         EXPECT_EQ(product, expected) << left_columns << " " << right_columns << " " << static_cast<int>(unit);
       }
     }
@@ -146,9 +134,9 @@ TEST(CombinedColumns, of_a_triangle_are_summed_in_the_order_of_the_columns_with_
         }
       }
     }
-    for (const numerics::VectorUnit unit : vector_units()) {
+    for (const VectorUnit unit : vector_units()) {
       Matrix out(32, 8, quiet_nan);
-      numerics::combine_columns_lower(view_of(factors), view_of(a), out.data(), unit);
+      combine_columns_lower(view_of(factors), view_of(a), out.data(), unit);
       EXPECT_EQ(out, expected) << columns << " " << static_cast<int>(unit);
     }
   }

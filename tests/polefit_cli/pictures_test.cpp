@@ -18,6 +18,7 @@
 #include <set>
 #include <string>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include "io_error_of.hpp"
@@ -704,6 +705,27 @@ class Variable {
   bool was_set_ = false;
 };
 
+/// No variables but PATH, and these, as long as this lives.
+class Surroundings {
+ public:
+  explicit Surroundings(std::vector<std::string> variables) : variables_(std::move(variables)) {
+    variables_.push_back("PATH=" + std::string(std::getenv("PATH")));
+    for (std::string& variable : variables_) {
+      pointers_.push_back(variable.data());
+    }
+    pointers_.push_back(nullptr);
+    environ = pointers_.data();
+  }
+  Surroundings(const Surroundings&) = delete;
+  Surroundings& operator=(const Surroundings&) = delete;
+  ~Surroundings() { environ = before_; }
+
+ private:
+  std::vector<std::string> variables_;
+  std::vector<char*> pointers_;
+  char** before_ = environ;
+};
+
 class Gnuplot : public testing_support::InOwnDirectory {
  protected:
   /// A program of that name which does this, the only one in the directory.
@@ -839,6 +861,34 @@ TEST_F(Gnuplot, settings_of_the_user_do_not_count) {
   write(".gnuplot", "set terminal dumb\nexit status 3\n");
   const Variable home("HOME", std::filesystem::current_path().string());
   EXPECT_EQ(draw(fit_script(example_picture(1), PictureFormat::svg), PictureFormat::svg).messages, "");
+}
+
+TEST_F(Gnuplot, it_draws_without_complaint_whatever_the_locale) {
+  const std::string script = fit_script(example_picture(1), PictureFormat::svg);
+  const std::string expected = draw(script, PictureFormat::svg).picture;
+  for (const Names& variables :
+       {Names{}, Names{"LC_ALL=C"}, Names{"LC_ALL=xx_XX.UTF-8"}, Names{"LC_ALL=", "LC_CTYPE=C", "LANG=C"}}) {
+    SCOPED_TRACE(variables.empty() ? "" : variables.front());
+    const Surroundings surroundings(variables);
+    const Drawing drawing = draw(script, PictureFormat::svg);
+    EXPECT_EQ(drawing.messages, "");
+    EXPECT_EQ(drawing.picture, expected);
+  }
+}
+
+TEST_F(Gnuplot, its_variables_are_those_of_the_caller_but_the_locale) {
+  const std::string folder = fake("/usr/bin/env >variables; echo '<?xml></svg>'");
+  const Variable path("PATH", folder);
+  const Surroundings surroundings({"LC_ALL_OF_US=1", "LC_ALL=C", "LANG=xx_XX", "WITH=blanks and = signs"});
+  draw("", PictureFormat::svg);
+  const std::vector<std::string> lines = lines_of(content_of("variables"));
+  const std::multiset<std::string> given(lines.begin(), lines.end());
+  for (const std::string& variable :
+       {"PATH=" + folder, std::string("LC_ALL_OF_US=1"), std::string("LANG=xx_XX"),
+        std::string("WITH=blanks and = signs"), std::string("LC_ALL=C.UTF-8")}) {
+    EXPECT_EQ(given.count(variable), 1U) << variable;
+  }
+  EXPECT_EQ(given.count("LC_ALL=C"), 0U);
 }
 
 TEST_F(Gnuplot, without_gnuplot_the_old_picture_stays) {

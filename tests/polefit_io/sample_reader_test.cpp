@@ -28,7 +28,8 @@ TEST(SampleReader, each_sample_is_frequency_real_and_imaginary_part) {
 }
 
 TEST(SampleReader, a_null_value_is_that_of_the_sample_before) {
-  EXPECT_EQ(network_of("1 2 3\n4,,5\n6 /\n").values, (Values{{2, 3}, {2, 5}, {2, 5}}));
+  EXPECT_EQ(network_of("1 2 3\n4,,5\n6 /\n7/8\n9 8 7/").values,
+            (Values{{2, 3}, {2, 5}, {2, 5}, {2, 5}, {8, 7}}));
 }
 
 TEST(SampleReader, an_incomplete_last_sample_is_left_out) {

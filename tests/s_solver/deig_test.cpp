@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 #include <unistd.h>
+#include <v3p_netlib.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 #include <limits>
 #include <string>
@@ -21,6 +23,27 @@ using namespace testing_support;
 std::vector<Complex> eigenvalues_of(const Matrix& a) {
   std::vector<Complex> zeros(static_cast<std::size_t>(a.rows));
   deig(a.data(), a.rows, zeros.data(), a.rows);
+  return zeros;
+}
+
+/// The eigenvalues as the driver of the packaged library gives them.
+std::vector<Complex> eigenvalues_by_rg(Matrix a) {
+  const v3p_netlib_integer order = a.rows;
+  const v3p_netlib_integer no_vectors = 0;
+  v3p_netlib_integer ierr = 0;
+  const auto n = static_cast<std::size_t>(a.rows);
+  std::vector<double> wr(n);
+  std::vector<double> wi(n);
+  std::vector<double> z(n * n);
+  std::vector<v3p_netlib_integer> iv1(n);
+  std::vector<double> fv1(n);
+  v3p_netlib_rg_(&order, &order, a.data(), wr.data(), wi.data(), &no_vectors, z.data(), iv1.data(),
+                 fv1.data(), &ierr);
+  EXPECT_EQ(ierr, 0);
+  std::vector<Complex> zeros;
+  for (std::size_t i = 0; i < n; ++i) {
+    zeros.emplace_back(wr[i], wi[i]);
+  }
   return zeros;
 }
 
@@ -198,14 +221,47 @@ TEST(Deig, an_iteration_without_convergence_stops_the_program) {
             std::vector<std::string>{" Error in deig"});
 }
 
-TEST(Deig, elements_far_below_the_largest_are_not_lost) {
-  // The eigenvalues of [[p, q], [r, p]] are p + sqrt(qr) and p - sqrt(qr); these are exact.
-  for (const double unit : {1.0, 0x1p-501, 0x1p-990, 0x1p900}) {
+TEST(Deig, a_matrix_of_very_small_or_large_elements_loses_no_digit) {
+  // The eigenvalues of [[p, q], [q, p]] are p + q and p - q; these are exact.
+  for (const double unit : {1.0, 0x1p-501, 0x1p-990, 0x1p-1072, 0x1p900}) {
     EXPECT_EQ(eigenvalues_of(Matrix(2, 2, {5 * unit, 3 * unit, 3 * unit, 5 * unit})),
               (std::vector<Complex>{8 * unit, 2 * unit}))
         << unit;
   }
-  EXPECT_EQ(eigenvalues_of(Matrix(2, 2, {0, 0x1p-700, 1, 0})), (std::vector<Complex>{0x1p-350, -0x1p-350}));
+}
+
+TEST(Deig, elements_count_down_to_2_to_the_minus_960_of_the_largest_and_are_0_below) {
+  // The eigenvalues of [[0, q], [r, 0]] are the roots of qr, and 0 where q counts as 0. The largest element,
+  // r, counts as the power of two at or below it.
+  for (const double unit : {1.0, 0x1p-100, 0x1p900}) {
+    for (const double r : {1.0, 1.5, 0x1.fffffffffffffp0}) {
+      SCOPED_TRACE(testing::Message() << unit << " " << r);
+      for (const double q : {1.0, 0x1p-700, 0x1p-960}) {
+        const double root = std::sqrt(q * r) * unit;
+        const auto zeros = eigenvalues_of(Matrix(2, 2, {0, q * unit, r * unit, 0}));
+        EXPECT_LE(std::abs(zeros[0] - root), 2 * eps * root)
+            << q;  // a product, a root and a quotient rounded
+        EXPECT_LE(std::abs(zeros[1] + root), 2 * eps * root) << q;
+      }
+      for (const double q : {0x1p-961, -0x1p-961}) {
+        EXPECT_EQ(eigenvalues_of(Matrix(2, 2, {0, q * unit, r * unit, 0})), (std::vector<Complex>{0.0, 0.0}));
+      }
+    }
+  }
+  EXPECT_EQ(eigenvalues_of(Matrix(2, 2, {0, std::nextafter(0x1p-960, 0.0), 1, 0})),
+            (std::vector<Complex>{0.0, 0.0}));
+}
+
+TEST(Deig, ordinary_matrices_have_the_eigenvalues_of_the_unscaled_matrix_to_the_bit) {
+  for (std::uint64_t seed = 0; seed < 200; ++seed) {
+    RandomNumbers numbers(seed);
+    const int n = 2 + static_cast<int>(seed % 11);
+    Matrix a = Matrix::random(n, n, numbers);
+    for (double& element : a.elements) {
+      element = std::ldexp(element, numbers.below(100) - 20);
+    }
+    EXPECT_EQ(eigenvalues_of(a), eigenvalues_by_rg(a)) << seed;
+  }
 }
 
 TEST(Deig, large_and_small_elements_are_no_failure) {

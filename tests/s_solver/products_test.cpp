@@ -1,4 +1,5 @@
 #include "s_solver/dmatrix/products.hpp"
+#include "numerics/vector_unit.hpp"
 
 #include <gtest/gtest.h>
 
@@ -8,6 +9,7 @@
 
 #include "numerics.hpp"
 #include "support.hpp"
+#include "vector_units.hpp"
 
 namespace s_solver {
 namespace {
@@ -79,6 +81,27 @@ TEST(Products, add_their_terms_in_increasing_order) {
     Matrix c(3, 3);
     dmatmul(a.data(), 1, 3, Matrix(3, 1, ones).declared(3, quiet_nan).data(), 3, 1, c.data(), 3);
     EXPECT_EQ(c(0, 0), sum);
+  }
+}
+
+TEST(Products, have_the_same_bits_with_every_vector_unit) {
+  constexpr int nmax = 40;
+  for (const int rows : {1, 2, 3, 7, 8, 9, 16, 33}) {
+    RandomNumbers numbers(static_cast<std::uint64_t>(rows));
+    const Matrix a = Matrix::random(rows, 5, numbers);
+    const Matrix b = Matrix::random(5, 3, numbers);
+    const Matrix product = (a * b).declared(nmax, outside);
+    std::vector<double> column(product.elements.begin(), product.elements.begin() + nmax);
+    for (const numerics::VectorUnit unit : vector_units()) {
+      SCOPED_TRACE(testing::Message() << rows << " rows, unit " << static_cast<int>(unit));
+      Matrix c(nmax, nmax, outside);
+      dmatmul(a.declared(nmax, quiet_nan).data(), rows, 5, b.declared(nmax, quiet_nan).data(), 5, 3, c.data(), nmax,
+              unit);
+      EXPECT_EQ(c, product);
+      std::vector<double> y(nmax, outside);
+      dmatvmul(a.declared(nmax, quiet_nan).data(), rows, 5, b.data(), 5, y.data(), nmax, unit);
+      EXPECT_EQ(y, column);
+    }
   }
 }
 

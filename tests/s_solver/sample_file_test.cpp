@@ -147,9 +147,9 @@ TEST_F(SampleFileTest, a_null_value_stands_for_the_one_of_the_sample_before) {
 }
 
 TEST_F(SampleFileTest, a_sample_that_a_slash_ends_counts) {
-  const Samples samples = stored("1 2 3\n4 /\n/\n");
-  EXPECT_EQ(samples.nf, 3);
-  EXPECT_EQ(samples.f, (std::vector<Complex>{{2, 3}, {2, 3}, {2, 3}}));
+  const Samples samples = stored("1 2 3\n4 /\n/\n4 5 6/\n7 8/");
+  EXPECT_EQ(samples.nf, 5);
+  EXPECT_EQ(samples.f, (std::vector<Complex>{{2, 3}, {2, 3}, {2, 3}, {5, 6}, {8, 6}}));
 }
 
 TEST_F(SampleFileTest, more_samples_than_room_are_an_error_and_nothing_is_written_past_the_room) {

@@ -65,6 +65,7 @@ TEST_F(SettingsFileTest, two_records_hold_order_and_iteration_limit_and_are_repo
 TEST_F(SettingsFileTest, the_rest_of_a_record_is_a_comment) {
   expect_settings("6 poles\n20,at most\n", 6, 20);
   expect_settings("6 / poles\r\n20 30\r\n", 6, 20);
+  expect_settings("4/poles\n20/\n", 4, 20);
 }
 
 TEST_F(SettingsFileTest, records_after_the_second_are_never_read) {

@@ -127,14 +127,32 @@ TEST_F(FreeFormatReaderTest, surplus_repeats_are_dropped_at_the_end_of_the_read)
 }
 
 TEST_F(FreeFormatReaderTest, a_repeat_count_is_a_positive_integer_without_a_sign) {
-  expect_errors({"0*1 2 3\n", "00* 2 3\n", "-1*1 2 3\n", "+2*1 2 3\n", "1.0*1 2 3\n", "*1 2 3\n", "1**2 3\n",
-                 "2*3*1 1\n", "x*1 2 3\n"});
+  expect_errors({"0*1 2 3\n", "00* 2 3\n", "-1*1 2 3\n", "+2*1 2 3\n", "1.0*1 2 3\n", "*1 2 3\n", "0*/\n",
+                 "1**2 3\n", "2*3*1 1\n", "x*1 2 3\n"});
 }
 
 TEST_F(FreeFormatReaderTest, a_slash_ends_the_read_and_the_remaining_items_keep_their_values) {
   expect_triples({"/\n", " / 2 3\n", "/comment\n", "/"}, {{-1, -2, -3}});
   expect_triples({"1 /\n", "1,/ 5 6\n", "1\n/\n", "1 /"}, {{1, -2, -3}});
   expect_triples({"1 2 3\n4,/\n5 6 7\n"}, {{1, 2, 3}, {4, 2, 3}, {5, 6, 7}});
+}
+
+TEST_F(FreeFormatReaderTest, a_slash_behind_a_value_ends_the_value_and_then_the_read) {
+  expect_triples({"4 5 6/\n", "4 5 6/", "4 5 6/7 8\n", "4 5\n6/ rest\r\n"}, {{4, 5, 6}});
+  expect_triples({"4/\n", "4/", "4/poles\n", "4/,5,6\n", "4/5/6\n", "\n4//\r\n"}, {{4, -2, -3}});
+  expect_triples({"1 2 3\n4,5/,9\n/\n7 8 9/x\n"}, {{1, 2, 3}, {4, 5, 3}, {4, 5, 3}, {7, 8, 9}});
+}
+
+TEST_F(FreeFormatReaderTest, a_slash_behind_a_repeat_ends_the_read_after_the_repeated_values) {
+  expect_triples({"2*1.5/\n", "2*1.5/2\n", "2*1.5/*7"}, {{1.5, 1.5, -3}});
+  expect_triples({"2*/\n", "1*/ 5 6\n", "9*/5"}, {{-1, -2, -3}});
+  expect_triples({"1 2 3\n4 1*/5\n2*7/\n"}, {{1, 2, 3}, {4, 2, 3}, {7, 7, 3}});
+}
+
+TEST_F(FreeFormatReaderTest, an_error_names_the_characters_before_a_slash) {
+  const IoErrorDetails details = error_in("1 2 3\n4 5x/6\n");
+  EXPECT_EQ(details.found.find('/'), std::string::npos) << details.found;
+  EXPECT_NE(details.found.find("5x"), std::string::npos) << details.found;
 }
 
 TEST_F(FreeFormatReaderTest, cr_before_lf_counts_as_a_blank) {
@@ -176,8 +194,8 @@ TEST_F(FreeFormatReaderTest, an_end_of_file_inside_a_read_is_reported_every_time
 }
 
 TEST_F(FreeFormatReaderTest, a_value_ends_at_a_separator_or_it_is_an_error) {
-  for (const std::string bad : {"3comment", "3#", "0x10", "\"3\"", "'3'", "3_8", "infinit", "3/", "3;", "1e",
-                                "--1", "freq", "1..2", "(1", "2*x"}) {
+  for (const std::string bad : {"3comment", "3#", "0x10", "\"3\"", "'3'", "3_8", "infinit", "3;", "1e", "--1",
+                                "freq", "1..2", "(1", "2*x"}) {
     SCOPED_TRACE(bad);
     const text::IoErrorDetails details = error_in("1 2 3\n4 " + bad + " 6\n");
     EXPECT_EQ(details.file, "..\\tmp_S_Par\\values");
@@ -193,7 +211,7 @@ TEST_F(FreeFormatReaderTest, a_bad_value_in_an_incomplete_read_is_an_error) {
 }
 
 TEST_F(FreeFormatReaderTest, integers_are_read_by_the_same_rules) {
-  text::FreeFormatReader reader = reader_of("\xEF\xBB\xBF+6 poles\r\n2*7,\n\n,-2147483648\r\n8 /\n1");
+  text::FreeFormatReader reader = reader_of("\xEF\xBB\xBF+6 poles\r\n2*7,\n\n,-2147483648\r\n8/9\n1");
   std::array<int, 1> one{};
   EXPECT_EQ(reader.read(one), Result::complete);
   EXPECT_EQ(one.front(), 6);
@@ -254,12 +272,12 @@ TEST_F(FreeFormatReaderTest, an_error_shows_a_token_short_and_printable) {
 
 TEST_F(FreeFormatReaderTest, nothing_changes_where_the_buffer_ends) {
   // Each character of the samples lies once on either side of the border.
-  const std::string samples = "12.5,\r\n-7.25\r\n 3*4 /rest\r\n\r\n,\t2*\r\n5 6 7\r\n";
+  const std::string samples = "12.5,\r\n-7.25\r\n 3*4 /rest\r\n\r\n,\t2*\r\n5/6 7\r\n";
   for (const char padding : {' ', '\n'}) {
     for (std::size_t shift = 0; shift <= samples.size() + 1; ++shift) {
       SCOPED_TRACE(shift);
       const std::string content = std::string(buffer_size + 1 - shift, padding) + samples;
-      EXPECT_EQ(triples_in(content), (Triples{{12.5, -7.25, 4}, {12.5, -7.25, 4}, {5, 6, 7}}));
+      EXPECT_EQ(triples_in(content), (Triples{{12.5, -7.25, 4}, {12.5, -7.25, 4}, {5, -7.25, 4}}));
     }
   }
 }
@@ -307,8 +325,8 @@ TEST_F(FreeFormatReaderTest, text_in_memory_is_read_as_a_file_is) {
   };
   for (const std::string& content :
        {std::string(), std::string("\xEF\xBB\xBF 1 2 3\r\n"), std::string("\xEF\xBB"),
-        std::string("1,,3 /\r\n2*5 7 rest"), std::string("1 2 3\n4 5\r"), std::string("1 2 3\n4 x 6\n"),
-        std::string("1\0 2 3", 7),
+        std::string("1,,3 /\r\n2*5 7 rest"), std::string("1/\r\n2*5/"), std::string("1 2 3\n4 5\r"),
+        std::string("1 2 3\n4 x 6\n"), std::string("1\0 2 3", 7),
         std::string(3 * buffer_size, '\n') + "1 2 " + std::string(buffer_size, '0') + "3"}) {
     SCOPED_TRACE(content.substr(0, 40));
     EXPECT_EQ(outcome(text::FreeFormatReader::in_memory(content, "..\\tmp_S_Par\\values")),

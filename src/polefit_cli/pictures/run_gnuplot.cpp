@@ -14,6 +14,7 @@
 #include <string_view>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 #include "text/io_error.hpp"
 #include "text/whole_file.hpp"
@@ -74,6 +75,30 @@ class NamelessFile {
   int number_ = -1;
 };
 
+/// The caller's variables but for the locale, in which gnuplot fails to convert its own degree sign unless
+/// that is UTF-8; this one needs no package.
+class Environment {
+ public:
+  Environment() {
+    constexpr std::string_view locale = "LC_ALL=";
+    for (char** variable = environ; variable != nullptr && *variable != nullptr; ++variable) {
+      if (!std::string_view(*variable).starts_with(locale)) {
+        variables_.push_back(*variable);
+      }
+    }
+    variables_.push_back(locale_.data());
+    variables_.push_back(nullptr);
+  }
+  Environment(const Environment&) = delete;
+  Environment& operator=(const Environment&) = delete;
+  ~Environment() = default;
+  char* const* variables() const { return variables_.data(); }
+
+ private:
+  std::string locale_ = "LC_ALL=C.UTF-8";
+  std::vector<char*> variables_;
+};
+
 /// How a process is started: its standard streams, and signals as a shell would leave them.
 class Start {
  public:
@@ -102,8 +127,10 @@ class Start {
     std::string plain = "-d";  // no settings of the user or the system
     std::string standard_input = "-";
     const std::array<char*, 4> arguments = {name.data(), plain.data(), standard_input.data(), nullptr};
+    const Environment environment;
     pid_t process = 0;
-    const int error = posix_spawnp(&process, program, &files_, &attributes_, arguments.data(), environ);
+    const int error =
+        posix_spawnp(&process, program, &files_, &attributes_, arguments.data(), environment.variables());
     if (error == ENOENT) {
       fail("no program of that name in PATH",
            "gnuplot to draw the picture, as the package gnuplot-nox has it");

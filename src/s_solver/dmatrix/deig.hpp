@@ -14,7 +14,8 @@ namespace s_solver {
 ///             imaginary part 0
 /// Prints "Error in deig" and stops the program (plain stop) when the iteration does not converge, and
 /// also for a matrix of order above 1 with a NaN or an infinity, which the published balancing never
-/// finishes. For the same reason elements below 2^-960 times the largest one count as 0.
+/// finishes. For the same reason elements below 2^-960 times the largest one, or rather its power of two,
+/// count as 0.
 void deig(const double* a, int n, std::complex<double>* zeros, int lda);
 
 }  // namespace s_solver

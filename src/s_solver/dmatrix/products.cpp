@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
+#include "numerics/vector_unit.hpp"
 #include "numerics/matrix_view.hpp"
-#include "numerics/vector_clones.hpp"
 #include "s_solver/console/console.hpp"
 #include "s_solver/console/plain_stop.hpp"
 
@@ -16,8 +16,8 @@ numerics::MatrixView<T> declared_square(T* data, int nmax) {
 }
 
 /// to += factor from.
-NUMERICS_VECTOR_CLONES
-void add_multiple(int count, double factor, const double* __restrict from, double* __restrict to) {
+[[gnu::always_inline]] inline void add_multiple(int count, double factor, const double* __restrict from,
+                                                double* __restrict to) {
   for (int i = 0; i < count; ++i) {
     to[i] += factor * from[i];
   }
@@ -35,7 +35,8 @@ void dtranspose(const double* a, int nr, int nc, double* at, int nmax) {
   }
 }
 
-void dmatmul(const double* a, int nra, int nca, const double* b, int nrb, int ncb, double* c, int nmax) {
+void dmatmul(const double* a, int nra, int nca, const double* b, int nrb, int ncb, double* c, int nmax,
+             numerics::VectorUnit unit) {
   if (nca != nrb) {
     print_record("matrix dimension error in dmatmul");
     plain_stop();
@@ -47,7 +48,7 @@ void dmatmul(const double* a, int nra, int nca, const double* b, int nrb, int nc
   for (int j = 0; j < ncb; ++j) {
     std::fill_n(product.column(j), nra, 0.0);
     for (int k = 0; k < nca; ++k) {
-      add_multiple(nra, right(k, j), left.column(k), product.column(j));
+      numerics::run_with<add_multiple>(unit, nra, right(k, j), left.column(k), product.column(j));
     }
   }
 }
@@ -66,7 +67,8 @@ void dmatdmul(const double* a, int nra, int nca, const double* d, int nd, double
   }
 }
 
-void dmatvmul(const double* a, int nra, int nca, const double* v, int nv, double* y, int nmax) {
+void dmatvmul(const double* a, int nra, int nca, const double* v, int nv, double* y, int nmax,
+              numerics::VectorUnit unit) {
   if (nca != nv) {
     print_record("matrix dimension error");
     plain_stop();
@@ -74,7 +76,7 @@ void dmatvmul(const double* a, int nra, int nca, const double* v, int nv, double
   const auto left = declared_square(a, nmax);
   std::fill_n(y, nra, 0.0);
   for (int k = 0; k < nv; ++k) {
-    add_multiple(nra, v[k], left.column(k), y);
+    numerics::run_with<add_multiple>(unit, nra, v[k], left.column(k), y);
   }
 }
 
