@@ -3,11 +3,13 @@
 
 #include <vector>
 
-#include "dense.hpp"
+#include "numerics/matrix.hpp"
 #include "pole_basis.hpp"
 #include "problem.hpp"
 
 namespace polefit {
+
+using numerics::Matrix;
 
 /// Columns of the basis functions and of the terms that the problem has; real parts over imaginary parts.
 Matrix unweighted_basis(const Problem& problem, const Poles& poles);
