@@ -5,12 +5,16 @@
 #include <cmath>
 #include <limits>
 
+#include "numerics/ordered_triangle.hpp"
+#include "numerics/orthogonal_factorisation.hpp"
 #include "numerics/parallel.hpp"
-#include "polefit/dense.hpp"
 #include "polefit/problem/weighted_basis.hpp"
 
 namespace polefit {
 namespace {
+
+using numerics::OrderedTriangle;
+using numerics::OrthogonalFactorisation;
 
 /// Responses that are solved together, few enough that their right-hand sides are small beside the data.
 constexpr std::size_t together = 32;
@@ -48,15 +52,15 @@ class Constraint {
     for (std::size_t j = 0; j < count(); ++j) {
       double sum = parts_[j] == 0 ? f.real() : f.imag();
       for (std::size_t i = 0; i < j; ++i) {
-        sum -= factorisation_.a(i, j) * z[i];
+        sum -= factorisation_.r(i, j) * z[i];
       }
-      z[j] = sum / factorisation_.a(j, j);
+      z[j] = sum / factorisation_.r(j, j);
     }
     return z;
   }
   /// Q, n x n.
   Matrix orthogonal() const {
-    const std::size_t n = factorisation_.a.rows;
+    const std::size_t n = factorisation_.rows;
     Matrix q_transposed(n, n);
     for (std::size_t i = 0; i < n; ++i) {
       q_transposed(i, i) = 1.0;
@@ -77,7 +81,7 @@ class Constraint {
     for (std::size_t j = 0; j < parts_.size(); ++j) {
       std::copy(rows[parts_[j]].begin(), rows[parts_[j]].end(), transposed.column(j));
     }
-    factorisation_ = factorise(std::move(transposed));
+    factorisation_ = numerics::factorise(transposed);
   }
   /// Whether the second row is more than rounding of a multiple of the first one.
   bool independent(const std::vector<double>& row) const {
@@ -86,11 +90,11 @@ class Constraint {
     for (const double element : row) {
       squares += element * element;
     }
-    return std::abs(factorisation_.a(1, 1)) > rounding * std::sqrt(squares);
+    return std::abs(factorisation_.r(1, 1)) > rounding * std::sqrt(squares);
   }
 
   std::vector<std::size_t> parts_;
-  Factorisation factorisation_;
+  OrthogonalFactorisation factorisation_;
 };
 
 Matrix product(const Matrix& a, const Matrix& b) {
@@ -116,8 +120,8 @@ class ResidueSystem {
     scale_ = weighted.scale;
     unknowns_ = basis.columns;
     if (!exact_sample_) {
-      factorisation_ = factorise(std::move(weighted.columns));
-      triangle_ = ordered_triangle(factorisation_);
+      factorisation_ = numerics::factorise(weighted.columns);
+      triangle_ = numerics::ordered_triangle(factorisation_.r);
       return;
     }
     const Constraint constraint(basis, scale_, *exact_sample_);
@@ -129,8 +133,8 @@ class ResidueSystem {
     std::copy_n(turned.elements.begin(), fixed_columns_.elements.size(), fixed_columns_.elements.begin());
     Matrix free(turned.rows, turned.columns - fixed);
     std::copy(turned.column(fixed), turned.column(fixed) + free.elements.size(), free.elements.begin());
-    factorisation_ = factorise(std::move(free));
-    triangle_ = ordered_triangle(factorisation_);
+    factorisation_ = numerics::factorise(free);
+    triangle_ = numerics::ordered_triangle(factorisation_.r);
   }
 
   /// The unscaled unknowns of responses begin .. end - 1, one column each.
@@ -158,9 +162,9 @@ class ResidueSystem {
     }
     apply_transposed(factorisation_, b);
     solve_triangular(triangle_, b);
-    const std::size_t fixed = unknowns_ - factorisation_.a.columns;
+    const std::size_t fixed = unknowns_ - factorisation_.r.columns;
     for (std::size_t r = 0; r < b.columns; ++r) {
-      std::copy_n(b.column(r), factorisation_.a.columns, z.column(r) + fixed);
+      std::copy_n(b.column(r), factorisation_.r.columns, z.column(r) + fixed);
     }
     Matrix x = exact_sample_ ? product(orthogonal_, z) : std::move(z);
     for (std::size_t r = 0; r < x.columns; ++r) {
@@ -179,7 +183,7 @@ class ResidueSystem {
   std::optional<Constraint> fixed_;
   Matrix orthogonal_;
   Matrix fixed_columns_;
-  Factorisation factorisation_;
+  OrthogonalFactorisation factorisation_;
   OrderedTriangle triangle_;
 };
 

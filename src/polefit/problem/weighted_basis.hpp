@@ -3,11 +3,13 @@
 
 #include <vector>
 
-#include "polefit/dense.hpp"
+#include "numerics/matrix.hpp"
 #include "polefit/problem/pole_basis.hpp"
 #include "polefit/problem/problem.hpp"
 
 namespace polefit {
+
+using numerics::Matrix;
 
 /// Columns of the basis functions and of the terms that the problem has; real parts over imaginary parts.
 Matrix unweighted_basis(const Problem& problem, const Poles& poles);

@@ -8,6 +8,7 @@
 #include "numerics/block_products.hpp"
 #include "numerics/matrix_view.hpp"
 #include "numerics/vector_clones.hpp"
+#include "numerics/vector_unit.hpp"
 
 namespace polefit {
 namespace {

@@ -4,19 +4,23 @@
 #include <cmath>
 #include <cstddef>
 #include <memory>
+#include <optional>
+#include <utility>
 
 #include "numerics/block_products.hpp"
+#include "numerics/inverse_factor.hpp"
 #include "numerics/matrix_view.hpp"
 #include "numerics/parallel.hpp"
-#include "polefit/dense.hpp"
 #include "polefit/relocation/cauchy_products.hpp"
 #include "polefit/relocation/relocation.hpp"
 
 namespace polefit {
 namespace {
 
-using numerics::column_step;
+using numerics::InverseFactor;
+using numerics::Matrix;
 using numerics::MatrixView;
+using numerics::column_step;
 
 /// Below these reciprocal conditions the normal equations are left for the orthogonal factorisation. The hard
 /// set of the tests comes out right with anything from 0 to 1e-5 and from 0 to 1e-9, since a run whose last
@@ -39,15 +43,15 @@ struct Scratch {
 /// combine_columns_lower; false when it is too ill-conditioned.
 bool invert_basis(const Matrix& g11, Matrix& inverse, double& condition) {
   const std::size_t n = g11.rows;
-  InverseFactor factor;
-  if (!invert_positive(g11, factor)) {
+  const std::optional<InverseFactor> factor = numerics::invert_positive(g11);
+  if (!factor) {
     return false;
   }
-  condition = factor.condition;
+  condition = factor->condition;
   inverse = Matrix(rounded_up(n, numerics::left_inverse_rows), n);
   for (std::size_t j = 0; j < n; ++j) {
     for (std::size_t i = j; i < n; ++i) {
-      inverse(i, j) = factor.w(i, j) * factor.scale[j];
+      inverse(i, j) = factor->w(i, j) * factor->scale[j];
     }
   }
   return condition >= least_condition_basis;
@@ -118,10 +122,11 @@ bool solve_relaxed(const Matrix& s, const std::vector<double>& row, double goal,
       t(i, j) = s(i, j) + row[i] * row[j];
     }
   }
-  InverseFactor inverse;
-  if (!invert_positive(std::move(t), inverse)) {
+  const std::optional<InverseFactor> factor = numerics::invert_positive(std::move(t));
+  if (!factor) {
     return false;
   }
+  const InverseFactor& inverse = *factor;
   sigma.condition_sigma = inverse.condition;
   std::vector<double> half(n);
   for (std::size_t j = 0; j < n; ++j) {

@@ -2,14 +2,22 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
+#include <utility>
 
+#include "numerics/eigenvalues.hpp"
+#include "numerics/ordered_triangle.hpp"
+#include "numerics/orthogonal_factorisation.hpp"
 #include "numerics/parallel.hpp"
-#include "polefit/dense.hpp"
+#include "numerics/triangle_condition.hpp"
 #include "polefit/problem/weighted_basis.hpp"
 #include "polefit/relocation/relocation.hpp"
 
 namespace polefit {
 namespace {
+
+using numerics::factorise;
+using numerics::OrthogonalFactorisation;
 
 /// The columns of sigma for response r: -f times the basis and times 1, weighted.
 Matrix sigma_columns(const Problem& problem, const Matrix& basis, std::size_t poles, std::size_t r) {
@@ -29,20 +37,15 @@ Matrix sigma_columns(const Problem& problem, const Matrix& basis, std::size_t po
 }
 
 /// The triangle that is left of b when the basis is projected out.
-Matrix remaining_triangle(const Factorisation& basis, Matrix b) {
+Matrix remaining_triangle(const OrthogonalFactorisation& basis, Matrix b) {
   apply_transposed(basis, b);
-  const std::size_t first = basis.a.columns;
+  const std::size_t first = basis.r.columns;
   const std::size_t n = b.columns;
   Matrix rest(std::max(b.rows - first, n), n);
   for (std::size_t j = 0; j < n; ++j) {
     std::copy(b.column(j) + first, b.column(j) + b.rows, rest.column(j));
   }
-  const Factorisation factorisation = factorise(std::move(rest));
-  Matrix triangle(n, n);
-  for (std::size_t j = 0; j < n; ++j) {
-    std::copy_n(factorisation.a.column(j), j + 1, triangle.column(j));
-  }
-  return triangle;
+  return factorise(rest).r;
 }
 
 }  // namespace
@@ -51,7 +54,7 @@ Sigma solve_sigma_orthogonally(const Problem& problem, const Poles& poles, int t
   const std::size_t n = poles.size();
   const std::size_t right = n + 1;
   const Matrix basis = unweighted_basis(problem, poles);
-  Factorisation shared;
+  OrthogonalFactorisation shared;
   if (!problem.has_own_weights()) {
     shared = factorise(weighted_basis(problem, basis, 0).columns);
   }
@@ -99,7 +102,7 @@ Sigma solve_sigma_orthogonally(const Problem& problem, const Poles& poles, int t
   goal(last, 0) = problem.norm;
   Matrix left(system.rows, right);
   std::copy_n(system.elements.begin(), left.elements.size(), left.elements.begin());
-  const Factorisation factorisation = factorise(std::move(left));
+  const OrthogonalFactorisation factorisation = factorise(left);
   apply_transposed(factorisation, goal);
   Sigma sigma;
   double squares = 0.0;
@@ -112,8 +115,8 @@ Sigma solve_sigma_orthogonally(const Problem& problem, const Poles& poles, int t
   if (!std::isfinite(sigma.residual)) {
     throw Error(ErrorKind::numerical_breakdown, "the relocation of the poles overflowed");
   }
-  sigma.condition_sigma = triangle_condition(factorisation);
-  solve_triangular(ordered_triangle(factorisation), goal);
+  sigma.condition_sigma = triangle_condition(factorisation.r);
+  solve_triangular(numerics::ordered_triangle(factorisation.r), goal);
   for (std::size_t j = 0; j < right; ++j) {
     sigma.unknowns.push_back(goal(j, 0) * scale[j]);
   }
@@ -153,7 +156,14 @@ Poles zeros_of(const Sigma& sigma, const Poles& poles, bool stable) {
           state(i, j) -= 2.0 * sigma.unknowns[j] / constant;
         }
       });
-  Poles zeros = eigenvalues(std::move(state));
+  if (!std::all_of(state.elements.begin(), state.elements.end(), [](double x) { return std::isfinite(x); })) {
+    throw Error(ErrorKind::numerical_breakdown, "the relocation of the poles overflowed");
+  }
+  std::optional<Poles> found = numerics::eigenvalues(state);
+  if (!found) {
+    throw Error(ErrorKind::numerical_breakdown, "the routine for eigenvalues did not deliver");
+  }
+  Poles zeros = std::move(*found);
   // A pole that the data do not need may go farther with every relocation; from here on it is a constant over
   // the band.
   constexpr double farthest = 1e10;

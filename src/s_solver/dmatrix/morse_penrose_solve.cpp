@@ -5,6 +5,7 @@
 
 #include "numerics/block_products.hpp"
 #include "numerics/matrix_view.hpp"
+#include "numerics/vector_unit.hpp"
 #include "s_solver/console/console.hpp"
 #include "s_solver/console/plain_stop.hpp"
 #include "s_solver/dmatrix/dinvert_gauss_jordan.hpp"

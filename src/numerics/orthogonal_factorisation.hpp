@@ -1,0 +1,32 @@
+/// An orthogonal factorisation A = Q R.
+///
+/// Q is the product of reflections, taken together in panels as I - V T V^T (Schreiber, Van Loan, "A
+/// storage-efficient WY representation for products of Householder transformations", SIAM J. Sci. Stat.
+/// Comput. 10(1), 1989); a panel is factorised by halves (Elmroth, Gustavson, "Applying recursion to serial
+/// and parallel QR factorization leads to better performance", IBM J. Res. Dev. 44(4), 2000).
+#pragma once
+
+#include <cstddef>
+
+#include "numerics/matrix.hpp"
+#include "numerics/vector_form.hpp"
+
+namespace numerics {
+
+struct OrthogonalFactorisation {
+  std::size_t rows = 0;  ///< of A
+  Matrix r;              ///< n x n for the n columns of A, upper triangular, of either sign on the diagonal
+  Matrix v;              ///< lower trapezoidal with a diagonal of ones; rows of zeros below those of A
+  Matrix t;              ///< T^T of every panel, side by side
+};
+
+/// Factorises a, which has no more columns than rows. Columns may have any scale as long as their norms are
+/// finite; a column of zeros is left alone. Elements that are not finite make those of the result so. The
+/// results do not depend on the unit, which must be one of the processor.
+OrthogonalFactorisation factorise(const Matrix& a, VectorUnit unit = widest_vector_unit());
+
+/// b = Q^T b for all columns of b, which has as many rows as A.
+void apply_transposed(const OrthogonalFactorisation& factorisation, Matrix& b,
+                      VectorUnit unit = widest_vector_unit());
+
+}  // namespace numerics

@@ -1,0 +1,55 @@
+#include "numerics/triangle_condition.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+#include "numerics/vector_operations.hpp"
+
+namespace numerics {
+namespace {
+
+double sum_of_moduli(std::size_t count, const double* x) {
+  double sum = 0.0;
+  for (std::size_t k = 0; k < count; ++k) {
+    sum += std::abs(x[k]);
+  }
+  return sum;
+}
+
+/// Whether everything that the condition is made of is a number.
+bool usable(double x) { return std::isfinite(x); }
+
+}  // namespace
+
+double triangle_condition(const Matrix& r) {
+  const std::size_t n = r.columns;
+  if (n == 0) {
+    return 1.0;
+  }
+  double norm = 0.0;
+  double inverse_norm = 0.0;
+  std::vector<double> x(n);
+  for (std::size_t j = 0; j < n; ++j) {
+    if (r(j, j) == 0.0) {
+      return 0.0;
+    }
+    // Column j of the inverse.
+    std::fill_n(x.begin(), j, 0.0);
+    x[j] = 1.0;
+    for (std::size_t k = j + 1; k-- > 0;) {
+      x[k] /= r(k, k);
+      subtract_multiple(k, x[k], r.column(k), x.data());
+    }
+    const double sum = sum_of_moduli(j + 1, r.column(j));
+    const double inverse_sum = sum_of_moduli(j + 1, x.data());
+    if (!usable(sum) || !usable(inverse_sum)) {
+      return 0.0;
+    }
+    norm = std::max(norm, sum);
+    inverse_norm = std::max(inverse_norm, inverse_sum);
+  }
+  return 1.0 / norm / inverse_norm;
+}
+
+}  // namespace numerics
