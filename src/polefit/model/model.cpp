@@ -7,7 +7,7 @@
 
 #include "numerics/angular_frequency.hpp"
 #include "numerics/partial_fractions.hpp"
-#include "numerics/vector_clones.hpp"
+#include "numerics/vector_unit.hpp"
 #include "polefit/error.hpp"
 #include "polefit/model/model_faults.hpp"
 
@@ -20,9 +20,9 @@ constexpr std::size_t block = numerics::SampleParts::most;
 
 /// fit += sum_i c_i u_i, with the real and imaginary parts of u_i from u_re[i * block] and u_im[i * block]
 /// on. Each sample has its own sum, in the order of the poles whatever the number of samples.
-NUMERICS_VECTOR_CLONES
-void add_terms(std::size_t order, const std::complex<double>* c, std::size_t count, const double* u_re,
-               const double* u_im, double* __restrict fit_re, double* __restrict fit_im) {
+[[gnu::always_inline]] inline void add_terms(std::size_t order, const std::complex<double>* c,
+                                             std::size_t count, const double* u_re, const double* u_im,
+                                             double* __restrict fit_re, double* __restrict fit_im) {
   for (std::size_t i = 0; i < order; ++i) {
     const double c_re = c[i].real();
     const double c_im = c[i].imag();
@@ -60,8 +60,9 @@ class ModelBlock {
       fit.re[k] = model_.constants[response];
       fit.im[k] = model_.proportionals[response] * s_.im[k];
     }
-    add_terms(model_.poles.size(), model_.residues_of(response).data(), count_, u_re_.data(), u_im_.data(),
-              fit.re.data(), fit.im.data());
+    numerics::run_with<add_terms>(numerics::widest_vector_unit(), model_.poles.size(),
+                                  model_.residues_of(response).data(), count_, u_re_.data(), u_im_.data(),
+                                  fit.re.data(), fit.im.data());
   }
 
  private:

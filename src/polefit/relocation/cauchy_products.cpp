@@ -7,7 +7,6 @@
 
 #include "numerics/block_products.hpp"
 #include "numerics/matrix_view.hpp"
-#include "numerics/vector_clones.hpp"
 #include "numerics/vector_unit.hpp"
 
 namespace polefit {
@@ -46,9 +45,9 @@ struct PoleGroup {
 
 /// u = 1 / (j omega - a) for the eight poles, packed; omega has room for a multiple of `together` samples. In
 /// the units of the problem products of four squares neither overflow nor underflow.
-NUMERICS_VECTOR_CLONES
-void fill_kernel(const PoleGroup& a, std::size_t count, const double* __restrict omega, double* __restrict re,
-                 double* __restrict im) {
+[[gnu::always_inline]] inline void fill_kernel_of_group(const PoleGroup& a, std::size_t count,
+                                                        const double* __restrict omega, double* __restrict re,
+                                                        double* __restrict im) {
   for (std::size_t k = 0; k < count; k += together) {
     for (std::size_t i = 0; i < column_step; ++i) {
       const double d_re = -a.re[i];
@@ -102,7 +101,8 @@ void fill_kernel(const Problem& problem, const Poles& poles, std::size_t first, 
       group.re[l] = pole.real();
       group.im[l] = pole.imag();
     }
-    fill_kernel(group, rows, omega.data(), column(KernelLayout::re(i)), column(KernelLayout::im(i)));
+    numerics::run_with<fill_kernel_of_group>(numerics::widest_vector_unit(), group, rows, omega.data(),
+                                             column(KernelLayout::re(i)), column(KernelLayout::im(i)));
   }
   if (poles.size() % column_step == 0) {
     std::fill_n(column(layout.ones), column_step * rows, 0.0);
@@ -184,11 +184,12 @@ void spread(const LaneGroup& lanes_of, std::size_t columns, double* product) {
 }
 
 /// The sum of g times the products of two pairs' basis functions, to four places.
-NUMERICS_VECTOR_CLONES
-void pair_block(const ComplexLanes& v1, const ComplexLanes& v2, const ComplexLanes& x1,
-                const ComplexLanes& x2, double q1_re, double q1_im, double q2_re, double q2_im,
-                std::size_t count, double* __restrict first_first, double* __restrict first_second,
-                double* __restrict second_first, double* __restrict second_second) {
+[[gnu::always_inline]] inline void pair_block(const ComplexLanes& v1, const ComplexLanes& v2,
+                                              const ComplexLanes& x1, const ComplexLanes& x2, double q1_re,
+                                              double q1_im, double q2_re, double q2_im, std::size_t count,
+                                              double* __restrict first_first, double* __restrict first_second,
+                                              double* __restrict second_first,
+                                              double* __restrict second_second) {
   for (std::size_t l = 0; l < count; ++l) {
     const double s1_re = v1.re[l] + x1.re[l];
     const double s1_im = v1.im[l] + x1.im[l];
@@ -210,6 +211,32 @@ void pair_block(const ComplexLanes& v1, const ComplexLanes& v2, const ComplexLan
     first_second[l] = (k2_im - k1_im) + (k4_im - k3_im);
     second_first[l] = (k1_im + k2_im) - (k3_im + k4_im);
     second_second[l] = (k1_re - k2_re) - (k3_re - k4_re);
+  }
+}
+
+/// The body of take_sums.
+[[gnu::always_inline]] inline void split_sums(const double* product, std::size_t poles, Sums& sums) {
+  for (std::size_t i = 0; i < poles; ++i) {
+    const double* const re_column = product + 2 * lanes * KernelLayout::re(i);
+    const double* const im_column = product + 2 * lanes * KernelLayout::im(i);
+    for (std::size_t l = 0; l < lanes; ++l) {
+      const double re_re = re_column[l];
+      const double re_im = re_column[lanes + l];
+      const double im_re = im_column[l];
+      const double im_im = im_column[lanes + l];
+      sums.v[i].re[l] = re_re - im_im;
+      sums.v[i].im[l] = re_im + im_re;
+      sums.x[i].re[l] = re_re + im_im;
+      sums.x[i].im[l] = re_im - im_re;
+    }
+  }
+  const KernelLayout layout(poles);
+  const double* const ones = product + 2 * lanes * layout.ones;
+  const double* const omega = product + 2 * lanes * layout.omega;
+  for (std::size_t l = 0; l < lanes; ++l) {
+    sums.g.re[l] = ones[l];
+    sums.g.im[l] = ones[lanes + l];
+    sums.omega_im[l] = omega[lanes + l];
   }
 }
 
@@ -272,30 +299,8 @@ void Sums::copy_lane(const Sums& other, std::size_t from, std::size_t to) {
   omega_im[to] = other.omega_im[from];
 }
 
-NUMERICS_VECTOR_CLONES
 void take_sums(const double* product, std::size_t poles, Sums& sums) {
-  for (std::size_t i = 0; i < poles; ++i) {
-    const double* const re_column = product + 2 * lanes * KernelLayout::re(i);
-    const double* const im_column = product + 2 * lanes * KernelLayout::im(i);
-    for (std::size_t l = 0; l < lanes; ++l) {
-      const double re_re = re_column[l];
-      const double re_im = re_column[lanes + l];
-      const double im_re = im_column[l];
-      const double im_im = im_column[lanes + l];
-      sums.v[i].re[l] = re_re - im_im;
-      sums.v[i].im[l] = re_im + im_re;
-      sums.x[i].re[l] = re_re + im_im;
-      sums.x[i].im[l] = re_im - im_re;
-    }
-  }
-  const KernelLayout layout(poles);
-  const double* const ones = product + 2 * lanes * layout.ones;
-  const double* const omega = product + 2 * lanes * layout.omega;
-  for (std::size_t l = 0; l < lanes; ++l) {
-    sums.g.re[l] = ones[l];
-    sums.g.im[l] = ones[lanes + l];
-    sums.omega_im[l] = omega[lanes + l];
-  }
+  numerics::run_with<split_sums>(numerics::widest_vector_unit(), product, poles, sums);
 }
 
 std::vector<Complex> reciprocal_sums(const Poles& poles) {
@@ -343,6 +348,7 @@ void ProductTable::fill_lower(const Sums& sums, std::size_t count, std::size_t j
 }
 
 void ProductTable::fill(const Sums& sums, std::size_t count, double* out) const {
+  const numerics::VectorUnit unit = numerics::widest_vector_unit();
   const auto at = [&](std::size_t i, std::size_t j) { return out + (j * rows() + i) * lanes; };
   const auto q = [&](std::size_t i, std::size_t j) { return q_[i + j * poles_.size()]; };
   for_each_group(
@@ -377,9 +383,10 @@ void ProductTable::fill(const Sums& sums, std::size_t count, double* out) const 
               }
             },
             [&](std::size_t i) {
-              pair_block(sums.v[j], sums.v[j + 1], sums.x[i], sums.x[i + 1], q(i, j).real(), q(i, j).imag(),
-                         q(i, j + 1).real(), q(i, j + 1).imag(), count, at(i, j), at(i, j + 1), at(i + 1, j),
-                         at(i + 1, j + 1));
+              numerics::run_with<pair_block>(unit, sums.v[j], sums.v[j + 1], sums.x[i], sums.x[i + 1],
+                                             q(i, j).real(), q(i, j).imag(), q(i, j + 1).real(),
+                                             q(i, j + 1).imag(), count, at(i, j), at(i, j + 1), at(i + 1, j),
+                                             at(i + 1, j + 1));
             });
         fill_lower(sums, count, j, at);
       });
