@@ -9,6 +9,7 @@
 #include <chrono>
 #include <cstdio>
 #include <exception>
+#include <filesystem>
 #include <functional>
 #include <limits>
 #include <random>
@@ -16,13 +17,10 @@
 #include <vector>
 
 #include "numerics/angular_frequency.hpp"
-#include "polefit_io/network/touchstone_reader.hpp"
-#include "polefit_io/network/touchstone_writer.hpp"
-#include "text/whole_file.hpp"
+#include "polefit/network.hpp"
 
 namespace {
 
-using namespace polefit_cli;
 using Complex = std::complex<double>;
 
 constexpr std::size_t ports = 20;
@@ -30,7 +28,7 @@ constexpr std::size_t samples = 501;
 constexpr std::size_t pairs = 20;
 
 /// Samples of 40 poles over the band, with noise of 1e-5.
-Network twenty_port() {
+polefit::Network twenty_port() {
   std::mt19937_64 generator(1);
   std::uniform_real_distribution<double> uniform(-1.0, 1.0);
   const double distance = numerics::two_pi * 1e10 / static_cast<double>(pairs);
@@ -40,11 +38,12 @@ Network twenty_port() {
                        distance * (static_cast<double>(i) + 0.5 + 0.3 * uniform(generator)));
     model.poles.insert(model.poles.end(), {pole, std::conj(pole)});
   }
-  Network network;
+  polefit::Network network;
   network.file = "twenty_port.s20p";
-  network.matrix = polefit::NetworkMatrix{'S', std::vector<double>(ports, 50.0), all_elements(ports)};
+  network.matrix =
+      polefit::NetworkMatrix{'S', std::vector<double>(ports, 50.0), polefit::all_elements(ports)};
   for (const polefit::MatrixElement& element : network.matrix->elements) {
-    network.names.push_back(element_name('S', element, ports));
+    network.names.push_back(polefit::element_name('S', element, ports));
     for (std::size_t i = 0; i < pairs; ++i) {
       const double re = uniform(generator);
       const Complex residue = distance * 0.01 * Complex(re, uniform(generator));
@@ -90,11 +89,9 @@ void run_fit(const std::string& file, const std::string& model) {
 
 void measure(const std::string& folder) {
   const std::string file = folder + "/twenty_port.s20p";
-  const std::string text = touchstone_text(twenty_port());
-  text::replace_whole_file(file, text);
-  const double megabytes = static_cast<double>(text.size()) / 1e6;
-  const double reading =
-      least_seconds([&] { static_cast<void>(read_touchstone(text::read_whole_file(file), file, ports)); });
+  polefit::write_touchstone(twenty_port(), file);
+  const double megabytes = static_cast<double>(std::filesystem::file_size(file)) / 1e6;
+  const double reading = least_seconds([&] { static_cast<void>(polefit::read_network(file)); });
   std::printf("Touchstone, %zu ports, %zu points, %.1f MB: read in %.1f ms, %.0f MB/s\n", ports, samples,
               megabytes, 1e3 * reading, megabytes / reading);
   const double whole = least_seconds([&] { run_fit(file, folder + "/twenty_port.json"); });
