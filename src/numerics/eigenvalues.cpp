@@ -158,15 +158,19 @@ using Pair = std::array<std::complex<double>, 2>;
 
 /// The eigenvalues of [a, b; c, d].
 Pair eigenvalues_of(double a, double b, double c, double d) {
+  constexpr double smallest_size = 1e-140;  // its square does not vanish
   if (b == 0.0 || c == 0.0) {
     return {a, d};
   }
   const double half = 0.5 * (a - d);
   const double larger = std::abs(b) > std::abs(c) ? b : c;
   const double smaller = std::abs(b) > std::abs(c) ? c : b;
-  const double unit = std::max(std::abs(half), std::abs(larger));
-  const double square = half / unit * half + larger / unit * smaller;
-  const double root = std::sqrt(unit) * std::sqrt(std::abs(square));
+  const double size = std::max(std::abs(half), std::abs(larger));
+  const int exponent = size > smallest_size ? 0 : std::ilogb(size);
+  const double unit_half = std::ldexp(half, -exponent);
+  const double square =
+      unit_half * unit_half + std::ldexp(larger, -exponent) * std::ldexp(smaller, -exponent);
+  const double root = std::ldexp(std::sqrt(std::abs(square)), exponent);
   if (square < 0.0) {
     return {std::complex<double>(d + half, root), std::complex<double>(d + half, -root)};
   }
