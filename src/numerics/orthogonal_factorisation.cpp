@@ -13,7 +13,8 @@
 namespace numerics {
 namespace {
 
-/// Columns of a panel; the fastest of 16, 32, 64.
+/// Columns of a panel. With 16 and with 64, 8002 x 162 and 2002 x 41 take a tenth longer; 1002 x 82 takes a
+/// fifth less with 16.
 constexpr std::size_t panel_columns = 32;
 
 /// Columns that are factorised one by one.

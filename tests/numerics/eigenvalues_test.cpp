@@ -5,6 +5,7 @@
 #include <iostream>
 #include <limits>
 #include <numbers>
+#include <numeric>
 
 #include "matrices.hpp"
 #include "numerics/orthogonal_factorisation.hpp"
@@ -81,7 +82,7 @@ double distance_to_eigenvalue(const Matrix& a, Complex lambda) {
 }
 
 /// The largest distance of an expected value to the next one found that is not yet taken.
-double farthest(Values expected, Values found) {
+double farthest(const Values& expected, Values found) {
   EXPECT_EQ(expected.size(), found.size());
   double worst = 0.0;
   for (const Complex value : expected) {
@@ -144,7 +145,7 @@ Matrix block_diagonal(const Values& values) {
 Matrix state_matrix(std::size_t pairs, RandomNumbers& numbers) {
   Matrix a(2 * pairs, 2 * pairs);
   for (std::size_t i = 0; i < 2 * pairs; i += 2) {
-    const double omega = static_cast<double>(i + 1);
+    const auto omega = static_cast<double>(i + 1);
     a(i, i) = a(i + 1, i + 1) = -0.01 * omega;
     a(i, i + 1) = omega;
     a(i + 1, i) = -omega;
@@ -351,6 +352,43 @@ TEST(Eigenvalues, of_the_smallest_and_the_largest_elements_are_found) {
   // Graded over the whole range.
   const Matrix graded = from_rows(3, {1e300, 1e150, 1, 1e150, 1, 1e-150, 1, 1e-150, 1e-300});
   EXPECT_EQ(eigenvalues_of(graded).size(), 3U);
+}
+
+TEST(Eigenvalues, of_a_small_block_keep_their_digits_beside_a_large_element) {
+  // Squares of the block's elements vanish.
+  constexpr double unit = 0x1p-700;
+  EXPECT_EQ(eigenvalues_of(from_rows(3, {1, 0, 0, 0, 0, unit, 0, unit, 0})), (Values{1, unit, -unit}));
+  for (const std::size_t n : {3U, 4U, 9U}) {
+    RandomNumbers numbers(n);
+    const Matrix block = random_matrix(n, n, numbers);
+    Matrix a(n + 1, n + 1);
+    a(0, 0) = 1.0;
+    for (std::size_t j = 0; j < n; ++j) {
+      std::transform(block.column(j), block.column(j) + n, a.column(j + 1) + 1,
+                     [=](double x) { return x * unit; });
+    }
+    Values values = eigenvalues_of(a);
+    EXPECT_EQ(values.front(), 1.0);
+    values.erase(values.begin());
+    std::transform(values.begin(), values.end(), values.begin(), [=](Complex z) { return z / unit; });
+    EXPECT_LE(backward_error(block, values), 10.0) << n;  // in n eps |A|, as above
+  }
+}
+
+TEST(Eigenvalues, of_elements_of_very_different_size_are_found) {
+  // With the last seeds, of millions, the steps do not make the subdiagonal as small as the least element
+  // would have it.
+  std::vector<std::uint64_t> seeds(500);
+  std::iota(seeds.begin(), seeds.end(), std::uint64_t{0});
+  seeds.insert(seeds.end(), {253573, 406223, 3032243});
+  for (const std::uint64_t seed : seeds) {
+    RandomNumbers numbers(seed);
+    Matrix a = random_matrix(3 + seed % 10, 3 + seed % 10, numbers);
+    for (double& element : a.elements) {
+      element = numbers.below(3) == 0 ? 0.0 : std::ldexp(element, -numbers.below(1000));
+    }
+    EXPECT_EQ(eigenvalues_of(a).size(), a.rows) << seed;
+  }
 }
 
 TEST(Eigenvalues, there_are_none_beyond_the_range_or_of_what_is_no_number) {

@@ -57,7 +57,7 @@ TEST(TriangleCondition, is_that_of_the_inverse) {
       RandomNumbers numbers(seed);
       const Matrix r = random_triangle(n, seed % 2 == 0 ? 1.5 : 0.5, numbers);
       const long double expected = plain_condition(r);
-      const double off = static_cast<double>(std::abs(triangle_condition(r) - expected) / expected);
+      const auto off = static_cast<double>(std::abs(triangle_condition(r) - expected) / expected);
       worst = std::max(worst, off / (eps * static_cast<double>(n)));
     }
   }
