@@ -1,3 +1,6 @@
+// Ours takes 0.3 to 0.6 of the time of LAPACK's, and 0.3 to 0.7 of Eigen's, which does not balance, for 20 to
+// 160 rows (scripts/benchmark factorisations); the installed LAPACK also serves one thread at a time.
+
 #include "numerics/eigenvalues.hpp"
 
 #include <algorithm>
@@ -64,11 +67,13 @@ double balancing_factor(double column, double row) {
   }
   const double before = column + row;
   double factor = 1.0;
-  for (; column < row / 2.0; column *= 4.0) {
+  while (column < row / 2.0) {
     factor *= 2.0;
+    column *= 4.0;
   }
-  for (; column >= row * 2.0; column /= 4.0) {
+  while (column >= row * 2.0) {
     factor /= 2.0;
+    column /= 4.0;
   }
   return (column + row) / factor < worthwhile * before ? factor : 1.0;
 }
@@ -90,8 +95,10 @@ struct Sums {
 };
 
 void balance(Matrix& h) {
+  constexpr int most_sweeps = 1000;  // a few are usual; elements at the end of the range are rounded in them
   const std::size_t n = h.columns;
-  for (bool changed = true; changed;) {
+  bool changed = true;
+  for (int sweep = 0; changed && sweep < most_sweeps; ++sweep) {
     changed = false;
     const Sums sums(h);
     for (std::size_t i = 0; i < n; ++i) {
@@ -158,15 +165,19 @@ using Pair = std::array<std::complex<double>, 2>;
 
 /// The eigenvalues of [a, b; c, d].
 Pair eigenvalues_of(double a, double b, double c, double d) {
+  constexpr double smallest_size = 1e-140;  // its square does not vanish
   if (b == 0.0 || c == 0.0) {
     return {a, d};
   }
   const double half = 0.5 * (a - d);
   const double larger = std::abs(b) > std::abs(c) ? b : c;
   const double smaller = std::abs(b) > std::abs(c) ? c : b;
-  const double unit = std::max(std::abs(half), std::abs(larger));
-  const double square = half / unit * half + larger / unit * smaller;
-  const double root = std::sqrt(unit) * std::sqrt(std::abs(square));
+  const double size = std::max(std::abs(half), std::abs(larger));
+  const int exponent = size > smallest_size ? 0 : std::ilogb(size);
+  const double unit_half = std::ldexp(half, -exponent);
+  const double square =
+      unit_half * unit_half + std::ldexp(larger, -exponent) * std::ldexp(smaller, -exponent);
+  const double root = std::ldexp(std::sqrt(std::abs(square)), exponent);
   if (square < 0.0) {
     return {std::complex<double>(d + half, root), std::complex<double>(d + half, -root)};
   }
@@ -174,7 +185,7 @@ Pair eigenvalues_of(double a, double b, double c, double d) {
   return {d + sum, sum == 0.0 ? d : d - larger / sum * smaller};
 }
 
-/// Rows and columns first .. last of a Hessenberg matrix, cut off from the others by zeros.
+/// Rows and columns first .. last of a Hessenberg matrix, before which a subdiagonal element is negligible.
 struct Window {
   std::size_t first;
   std::size_t last;
@@ -296,30 +307,43 @@ void step(Matrix& h, const Window& window, const Start& start) {
   reflect_last(h, window, q);
 }
 
-/// Whether the subdiagonal element in row k may be taken for 0 (with the second condition of Ahues, Tisseur,
-/// "A new deflation criterion for the QR algorithm", LAPACK Working Note 122, 1997).
-bool negligible(const Matrix& h, std::size_t k) {
+/// Steps after which other shifts are tried.
+constexpr int patience = 10;
+
+/// Whether the subdiagonal element in row k may be taken for 0 in the trial-th step (with the second
+/// condition of Ahues, Tisseur, "A new deflation criterion for the QR algorithm", LAPACK Working Note 122,
+/// 1997, as long as there is patience: where elements near the end of the range hold the steps up, it may
+/// never be met).
+bool negligible(const Matrix& h, std::size_t k, int trial) {
+  const std::size_t n = h.columns;
+  // The largest element is about 1; what is smaller than this loses its digits in products.
+  const double vanishing = std::numeric_limits<double>::min() / eps * static_cast<double>(n);
   const double below = std::abs(h(k, k - 1));
   const double above = std::abs(h(k - 1, k));
   const double here = std::abs(h(k, k));
-  const double size = std::abs(h(k - 1, k - 1)) + here;
-  if (below <= std::numeric_limits<double>::min()) {
+  if (below <= vanishing) {
     return true;
+  }
+  double size = std::abs(h(k - 1, k - 1)) + here;
+  if (size == 0.0) {
+    size = (k > 1 ? std::abs(h(k - 1, k - 2)) : 0.0) + (k + 1 < n ? std::abs(h(k + 1, k)) : 0.0);
   }
   if (!(below <= eps * size)) {
     return false;
+  }
+  if (trial > patience) {
+    return true;
   }
   const double difference = std::abs(h(k - 1, k - 1) - h(k, k));
   const double more = std::max(here, difference);
   const double less = std::min(here, difference);
   const double unit = more + std::max(below, above);
   return std::min(below, above) * (std::max(below, above) / unit) <=
-         std::max(std::numeric_limits<double>::min(), eps * (less * (more / unit)));
+         std::max(vanishing, eps * (less * (more / unit)));
 }
 
 /// The shifts of the trial-th step in a window.
 Pair shifts_of(const Matrix& h, const Window& window, int trial) {
-  constexpr int patience = 10;
   const std::size_t last = window.last;
   if (trial % patience == 0) {
     // Shifts from elsewhere, which end a cycle: the published ones.
@@ -354,8 +378,10 @@ Start start_of(const Matrix& h, const Window& window, const Pair& shifts) {
     if (m == window.first) {
       return {m, x};
     }
+    // In the same unit, in which no product vanishes.
     const double diagonal = std::abs(h(m - 1, m - 1)) + std::abs(here) + std::abs(h(m + 1, m + 1));
-    if (std::abs(h(m, m - 1)) * (std::abs(x[1]) + std::abs(x[2])) <= eps * std::abs(x[0]) * diagonal) {
+    const double before = std::abs(h(m, m - 1)) * unit;
+    if (before * (std::abs(x[1]) + std::abs(x[2])) <= eps * std::abs(x[0]) * (diagonal * unit)) {
       return {m, x};
     }
   }
@@ -368,11 +394,8 @@ bool find_eigenvalues(Matrix& h, Values& values) {
   int trial = 0;
   while (past > 0) {
     Window window{past - 1, past - 1};
-    while (window.first > 0 && !negligible(h, window.first)) {
+    while (window.first > 0 && !negligible(h, window.first, trial)) {
       --window.first;
-    }
-    if (window.first > 0) {
-      h(window.first, window.first - 1) = 0.0;
     }
     const std::size_t size = past - window.first;
     if (size == 1) {

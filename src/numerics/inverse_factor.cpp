@@ -1,3 +1,6 @@
+// Ours, with the condition, takes 1.7 (20 rows) to 0.8 (162 rows) of the time that Eigen's takes without
+// (scripts/benchmark factorisations).
+
 #include "numerics/inverse_factor.hpp"
 
 #include <algorithm>

@@ -1,6 +1,7 @@
 /// A matrix that owns its elements.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -28,7 +29,7 @@ struct Matrix {
 template <class AnyMatrix>
 auto part_of(AnyMatrix& a, std::size_t i, std::size_t j, std::size_t rows, std::size_t columns) {
   auto* const first = a.column(j) + i;
-  const auto ld = static_cast<std::int64_t>(a.rows);
+  const auto ld = static_cast<std::int64_t>(std::max<std::size_t>(1, a.rows));
   return MatrixView(first, static_cast<std::int64_t>(rows), static_cast<std::int64_t>(columns), ld);
 }
 

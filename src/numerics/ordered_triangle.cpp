@@ -1,3 +1,6 @@
+// Ours takes 0.8 to 1.0 of the time of LAPACK's, and 0.8 to 0.9 of Eigen's, for 20 to 162 columns
+// (scripts/benchmark factorisations), and what is left of a column is summed anew for every choice.
+
 #include "numerics/ordered_triangle.hpp"
 
 #include <algorithm>

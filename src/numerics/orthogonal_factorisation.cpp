@@ -1,3 +1,6 @@
+// Ours takes 0.4 to 0.7 of the time of LAPACK's, and 0.3 to 0.5 of Eigen's, from 8002 x 162 to 2002 x 41
+// (scripts/benchmark factorisations); Eigen's sums also hang on the caches of the machine.
+
 #include "numerics/orthogonal_factorisation.hpp"
 
 #include <algorithm>
@@ -10,7 +13,8 @@
 namespace numerics {
 namespace {
 
-/// Columns of a panel; the fastest of 16, 32, 64.
+/// Columns of a panel. With 16 and with 64, 8002 x 162 and 2002 x 41 take a tenth longer; 1002 x 82 takes a
+/// fifth less with 16.
 constexpr std::size_t panel_columns = 32;
 
 /// Columns that are factorised one by one.
@@ -140,27 +144,32 @@ class Panels {
 
 }  // namespace
 
-OrthogonalFactorisation factorise(const Matrix& a, VectorUnit unit) {
-  assert(a.rows >= a.columns);
+OrthogonalFactorisation factorise(const MatrixView<const double>& a, VectorUnit unit) {
+  const auto rows = static_cast<std::size_t>(a.rows());
+  const auto columns = static_cast<std::size_t>(a.columns());
   OrthogonalFactorisation result;
-  result.rows = a.rows;
-  result.r = Matrix(a.columns, a.columns);
-  result.v = Matrix(padded_rows(a.rows), a.columns);
-  result.t = Matrix(panel_columns, a.columns);
-  for (std::size_t j = 0; j < a.columns; ++j) {
-    std::copy_n(a.column(j), a.rows, result.v.column(j));
+  result.rows = rows;
+  result.r = Matrix(columns, columns);
+  result.v = Matrix(padded_rows(std::max(rows, columns)), columns);
+  result.t = Matrix(panel_columns, columns);
+  for (std::size_t j = 0; j < columns; ++j) {
+    std::copy_n(a.column(static_cast<std::int64_t>(j)), rows, result.v.column(j));
   }
   Panels panels(result, unit);
-  for (std::size_t j = 0; j < a.columns; j += panel_columns) {
-    const std::size_t count = std::min(panel_columns, a.columns - j);
+  for (std::size_t j = 0; j < columns; j += panel_columns) {
+    const std::size_t count = std::min(panel_columns, columns - j);
     panels.factorise(j, count);
-    panels.update(j, count, j + count, a.columns - j - count);
+    panels.update(j, count, j + count, columns - j - count);
   }
   return result;
 }
 
+OrthogonalFactorisation factorise(const Matrix& a, VectorUnit unit) {
+  return factorise(part_of(a, 0, 0, a.rows, a.columns), unit);
+}
+
 void apply_transposed(const OrthogonalFactorisation& factorisation, Matrix& b, VectorUnit unit) {
-  assert(b.rows == factorisation.rows);
+  assert(b.rows == factorisation.rows && b.rows >= factorisation.r.columns);
   const Matrix& v = factorisation.v;
   const std::size_t grouped = b.rows / row_group * row_group;
   // The rows behind the last whole group.

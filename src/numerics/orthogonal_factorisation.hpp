@@ -20,12 +20,14 @@ struct OrthogonalFactorisation {
   Matrix t;              ///< T^T of every panel, side by side
 };
 
-/// Factorises a, which has no more columns than rows. Columns may have any scale as long as their norms are
-/// finite; a column of zeros is left alone. Elements that are not finite make those of the result so. The
-/// results do not depend on the unit, which must be one of the processor.
+/// Factorises a; where it has fewer rows than columns, with rows of zeros below. Columns may have any scale
+/// as long as their norms are finite; for a column of which nothing is left there is no reflection. Elements
+/// that are not finite make those of the result so. The results do not depend on the unit, which must be one
+/// of the processor.
+OrthogonalFactorisation factorise(const MatrixView<const double>& a, VectorUnit unit = widest_vector_unit());
 OrthogonalFactorisation factorise(const Matrix& a, VectorUnit unit = widest_vector_unit());
 
-/// b = Q^T b for all columns of b, which has as many rows as A.
+/// b = Q^T b for all columns of b, which has as many rows as A, and A no more columns than that.
 void apply_transposed(const OrthogonalFactorisation& factorisation, Matrix& b,
                       VectorUnit unit = widest_vector_unit());
 

@@ -30,10 +30,11 @@ using Constant = Block<const double>;
 using Variable = Block<double>;
 
 /// Rows that are summed before the columns of a tile change, few enough for those to stay in the first-level
-/// cache; the fastest of 128, 256, 512, 1024.
+/// cache. With 256 factorising takes 7 % longer, with 128 20 %; 1024 are not felt.
 constexpr std::size_t summed_rows = 512;
 
-/// Rows of v that serve all columns of b before the next ones are taken; the fastest of 64, 128, 256.
+/// Rows of v that serve all columns of b before the next ones are taken, few enough for the second-level
+/// cache; 64 and 256 are not felt.
 constexpr std::size_t updated_rows = 128;
 
 /// Columns of v in a tile of sums.

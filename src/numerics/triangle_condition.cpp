@@ -1,3 +1,6 @@
+// The inverse itself and no estimate: for 162 columns it takes 0.23 ms (scripts/benchmark factorisations),
+// less than a hundredth of the relocation that asks for it.
+
 #include "numerics/triangle_condition.hpp"
 
 #include <algorithm>
@@ -17,9 +20,6 @@ double sum_of_moduli(std::size_t count, const double* x) {
   return sum;
 }
 
-/// Whether everything that the condition is made of is a number.
-bool usable(double x) { return std::isfinite(x); }
-
 }  // namespace
 
 double triangle_condition(const Matrix& r) {
@@ -31,9 +31,6 @@ double triangle_condition(const Matrix& r) {
   double inverse_norm = 0.0;
   std::vector<double> x(n);
   for (std::size_t j = 0; j < n; ++j) {
-    if (r(j, j) == 0.0) {
-      return 0.0;
-    }
     // Column j of the inverse.
     std::fill_n(x.begin(), j, 0.0);
     x[j] = 1.0;
@@ -43,7 +40,7 @@ double triangle_condition(const Matrix& r) {
     }
     const double sum = sum_of_moduli(j + 1, r.column(j));
     const double inverse_sum = sum_of_moduli(j + 1, x.data());
-    if (!usable(sum) || !usable(inverse_sum)) {
+    if (!std::isfinite(sum) || !std::isfinite(inverse_sum)) {
       return 0.0;
     }
     norm = std::max(norm, sum);

@@ -40,12 +40,7 @@ Matrix sigma_columns(const Problem& problem, const Matrix& basis, std::size_t po
 Matrix remaining_triangle(const OrthogonalFactorisation& basis, Matrix b) {
   apply_transposed(basis, b);
   const std::size_t first = basis.r.columns;
-  const std::size_t n = b.columns;
-  Matrix rest(std::max(b.rows - first, n), n);
-  for (std::size_t j = 0; j < n; ++j) {
-    std::copy(b.column(j) + first, b.column(j) + b.rows, rest.column(j));
-  }
-  return factorise(rest).r;
+  return factorise(numerics::part_of(std::as_const(b), first, 0, b.rows - first, b.columns)).r;
 }
 
 }  // namespace
