@@ -2,7 +2,7 @@
 
 _polefit() {
   local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]} command=${COMP_WORDS[1]-}
-  local choices="" files=""
+  local choices="" files="" found
   if [ "$COMP_CWORD" -eq 1 ]; then
     choices="fit plot export eval info --help --version"
   else
@@ -41,11 +41,12 @@ _polefit() {
       choices="$choices --help"
     fi
   fi
+  COMPREPLY=()
   if [ -n "$files" ]; then
-    mapfile -t COMPREPLY < <(compgen -f -- "$current")
+    if found=$(compgen -f -- "$current"); then mapfile -t COMPREPLY <<<"$found"; fi
     compopt -o filenames 2>/dev/null || true
   else
-    mapfile -t COMPREPLY < <(compgen -W "$choices" -- "$current")
+    if found=$(compgen -W "$choices" -- "$current"); then mapfile -t COMPREPLY <<<"$found"; fi
   fi
 }
 

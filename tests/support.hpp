@@ -26,6 +26,9 @@ inline constexpr bool address_space_is_ours = !__has_feature(address_sanitizer);
 inline constexpr bool address_space_is_ours = true;
 #endif
 
+/// Whether the system shows its processes and memory as files, which a root of its own may lack.
+inline bool system_has_process_files() { return std::filesystem::exists("/proc/self/mem"); }
+
 /// The lines of `text`, without their ends.
 inline std::vector<std::string> lines_of(const std::string& text) {
   std::vector<std::string> lines;

@@ -6,6 +6,8 @@
 #include <new>
 #include <string>
 
+#include "support.hpp"
+
 namespace s_solver {
 namespace {
 
@@ -37,12 +39,18 @@ TEST(CheckedArrayBytes, refuses_a_size_beyond_64_bits) {
 }
 
 TEST(CheckedArrayBytes, refuses_what_the_system_would_grant_but_cannot_fill) {
+  if (!testing_support::system_has_process_files()) {
+    GTEST_SKIP() << "the system does not tell its memory";
+  }
   // 8 pebibytes fit into the address arithmetic, and into no machine.
   EXPECT_THROW(checked_array_bytes("x", std::int64_t{1} << 50, 8), MemoryError);
   EXPECT_THROW(checked_array_bytes("x", largest / 8, 8), MemoryError);
 }
 
 TEST(CheckedArrayBytes, its_error_carries_the_array_and_the_size) {
+  if (!testing_support::system_has_process_files()) {
+    GTEST_SKIP() << "the system does not tell its memory";
+  }
   try {
     checked_array_bytes("normal", std::int64_t{1} << 50, 8);
     FAIL() << "no error";
