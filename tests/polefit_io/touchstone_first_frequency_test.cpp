@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
 #include <string_view>
 
 namespace {
@@ -25,8 +26,9 @@ TEST(TouchstoneFirstFrequency, lines_of_pairs_belong_to_the_line_before_them) {
 }
 
 TEST(TouchstoneFirstFrequency, it_ends_before_options_and_keywords) {
-  EXPECT_EQ(ports_of("1 0 0\n# Hz\n"), 1U);
-  EXPECT_EQ(ports_of("1 0 0\n[Noise Data] x\n"), 1U);
+  const std::string three_ports = "1 0 0 0 0 0 0\n0 0 0 0 0 0\n0 0 0 0 0 0\n";
+  EXPECT_EQ(ports_of(three_ports + "# Hz\n"), 3U);
+  EXPECT_EQ(ports_of(three_ports + "[Noise Data]\n"), 3U);
 }
 
 TEST(TouchstoneFirstFrequency, the_first_line_alone_counts_where_those_behind_it_do_not_fit) {

@@ -143,9 +143,7 @@ void Reader::enter_network_data() {
 }
 
 void Reader::leave_network_data(const KeywordLine& line, Section section) {
-  const bool has_data =
-      section_ == Section::network_data || (section_ == Section::noise_data && section == Section::end);
-  if (!has_data) {
+  if (section_ != Section::network_data && section_ != Section::noise_data) {
     here().fail(shown(line.keyword), "[Network Data] before it");
   }
   records_.expect_whole(shown(line.keyword), here());

@@ -48,13 +48,13 @@ MatrixFormat format_of(std::string_view text, const TouchstonePlace& place) {
   place.fail("[Matrix Format] " + text::excerpt(text), "Full, Lower or Upper");
 }
 
-}  // namespace
-
 void expect_no_value(const KeywordLine& line, const TouchstonePlace& place) {
   if (!line.rest.empty()) {
     place.fail(text::excerpt(line.rest) + " behind " + shown(line.keyword), "nothing there");
   }
 }
+
+}  // namespace
 
 void TouchstoneHeader::admit(Keyword keyword, const TouchstonePlace& place) {
   if (seen_.empty() && keyword != Keyword::version) {

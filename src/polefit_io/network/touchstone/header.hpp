@@ -47,7 +47,4 @@ class TouchstoneHeader {
   MatrixFormat format_ = MatrixFormat::full;
 };
 
-/// Refuses `rest`, which stands behind a keyword that has no value, unless it is empty.
-void expect_no_value(const KeywordLine& line, const TouchstonePlace& place);
-
 }  // namespace polefit_io
