@@ -17,7 +17,6 @@
 #include "polefit_io/network/csv_writer.hpp"
 #include "polefit_io/network/header_cell.hpp"
 #include "text/io_error.hpp"
-#include "text/scaled_real.hpp"
 
 namespace {
 
@@ -131,30 +130,6 @@ TEST(Csv, the_unit_of_the_frequency_stands_in_its_heading) {
 TEST(Csv, scaled_frequencies_are_rounded_once) {
   ASSERT_NE(1.001 * 1e9, 1.001e9);
   EXPECT_EQ(network_of("f (GHz),re,im\n1.001,2,3\n").frequencies, Numbers{1.001e9});
-
-  const struct {
-    std::string_view token;
-    int power;
-    double value;
-  } scaled[] = {{"1.001", 0, 1.001},           {"+1.001E+2", 3, 1.001e5},
-                {"-.5e-4", 9, -.5e5},          {"1.001d1", 6, 1.001e7},
-                {"1.001+1", 6, 1.001e7},       {"1.001-1", 6, 1.001e5},
-                {"1e300", 12, INFINITY},       {"0", 9, 0.0},
-                {"1e-320", 12, 1e-308},        {"inf", 3, INFINITY},
-                {"1e9999999999", 3, INFINITY}, {"1e2147483647", 12, INFINITY},
-                {"1e-9999999999", 3, 0.0}};
-  for (const auto& [token, power, value] : scaled) {
-    SCOPED_TRACE(token);
-    double result = 7.0;
-    EXPECT_TRUE(text::parse_scaled_real(token, power, result));
-    EXPECT_EQ(result, value);
-  }
-  for (const std::string_view bad : {"", "+", "1..2", "1e", "x", "1e2e3", "0x1"}) {
-    SCOPED_TRACE(bad);
-    double result = 7.0;
-    EXPECT_FALSE(text::parse_scaled_real(bad, 3, result));
-    EXPECT_EQ(result, 7.0);
-  }
 }
 
 TEST(Csv, a_word_for_the_part_stands_on_either_side_of_the_name) {

@@ -1,11 +1,9 @@
 #include "s_solver/console/console.hpp"
 
 #include <fcntl.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
@@ -16,7 +14,6 @@
 #include "support.hpp"
 #include "text/free_format_writer.hpp"
 #include "text/io_error.hpp"
-#include "text/standard_streams.hpp"
 
 namespace s_solver {
 namespace {
@@ -79,67 +76,6 @@ TEST_F(ConsoleTest, a_failure_that_shows_only_at_the_close_is_an_output_error) {
     std::fputs("still in the buffer", stdout);
     return fails_on_standard_output(ENOSPC, close_standard_output);
   });
-}
-
-TEST_F(ConsoleTest, a_reader_that_went_away_is_an_output_error_and_no_signal) {
-  expect_in_own_process([] {
-    int ends[2];
-    if (pipe(ends) != 0) {
-      return false;
-    }
-    dup2(ends[1], STDOUT_FILENO);
-    close(ends[0]);
-    close(ends[1]);
-    std::signal(SIGPIPE, SIG_DFL);
-    text::prepare_standard_streams();
-    return fails_on_standard_output(EPIPE, [] { print_line("unheard"); });
-  });
-}
-
-TEST_F(ConsoleTest, a_limit_on_the_size_of_files_is_an_output_error_instead_of_a_signal) {
-  expect_in_own_process([] {
-    std::signal(SIGXFSZ, SIG_DFL);
-    text::prepare_standard_streams();
-    send_standard_output_to("out");
-    const rlimit nothing{.rlim_cur = 0, .rlim_max = 0};
-    setrlimit(RLIMIT_FSIZE, &nothing);
-    return fails_on_standard_output(EFBIG, [] { print_line("too much"); });
-  });
-}
-
-TEST_F(ConsoleTest, a_standard_output_that_was_closed_before_is_an_output_error) {
-  expect_in_own_process([] {
-    close(STDOUT_FILENO);
-    text::prepare_standard_streams();
-    return fails_on_standard_output(EBADF, [] { print_line("unheard"); });
-  });
-}
-
-TEST_F(ConsoleTest, a_file_never_takes_the_place_of_a_closed_standard_stream) {
-  expect_in_own_process([] {
-    close(STDIN_FILENO);
-    close(STDOUT_FILENO);
-    close(STDERR_FILENO);
-    text::prepare_standard_streams();
-    return open("result", O_WRONLY | O_CREAT, 0600) > STDERR_FILENO;
-  });
-}
-
-TEST_F(ConsoleTest, standard_streams_that_are_open_stay_where_they_lead) {
-  expect_in_own_process([] {
-    send_standard_output_to("out");
-    text::prepare_standard_streams();
-    print_line("kept");
-    return content_of("out") == "kept\n";
-  });
-}
-
-TEST_F(ConsoleTest, an_error_is_one_line_on_standard_error_that_names_the_program) {
-  ::testing::internal::CaptureStdout();
-  ::testing::internal::CaptureStderr();
-  text::print_error("S_Solver", "a.in, record 3: 100 % wrong");
-  EXPECT_EQ(::testing::internal::GetCapturedStderr(), "S_Solver: a.in, record 3: 100 % wrong\n");
-  EXPECT_EQ(::testing::internal::GetCapturedStdout(), "");
 }
 
 }  // namespace

@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-#include "polefit_io/network/touchstone_format.hpp"
+#include "polefit_io/network/touchstone/frequency_unit.hpp"
 #include "text/decimal.hpp"
 #include "text/io_error.hpp"
 

@@ -1,4 +1,4 @@
-/// What reader and writer of Touchstone have in common.
+/// The units in which Touchstone tells frequencies.
 #pragma once
 
 #include "polefit/network.hpp"

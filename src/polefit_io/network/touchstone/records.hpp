@@ -1,0 +1,81 @@
+/// The values of a Touchstone text, frequency by frequency as they stand there.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "polefit_io/network/touchstone/layout.hpp"
+#include "polefit_io/network/touchstone/place.hpp"
+
+namespace polefit_io {
+
+/// All frequencies with their values, neither made complex nor multiplied out.
+struct RawData {
+  Layout layout;
+  std::vector<double> frequencies;  ///< in hertz
+  std::vector<std::int64_t> lines;  ///< on which each begins
+  std::vector<double> values;       ///< layout.values() for each
+};
+
+/// Takes the lines of network data one by one. A frequency and its values are a record, which begins a line.
+/// In version 1.x one of one port or two is a single line; others are wrapped at will.
+class Records {
+ public:
+  /// Those of no port.
+  Records() = default;
+  /// power   of ten that makes frequencies hertz
+  /// bytes   from where the data begin to the end of the text
+  Records(const Layout& layout, int power, bool version_2, std::size_t bytes);
+
+  /// Takes the next line, behind which `left` bytes follow. Nothing is taken, and the result is false, when
+  /// it begins the noise data of version 1.x, which have no mark but a first frequency not above the last one
+  /// here. Throws text::IoError for what is no number, frequencies that decrease, and values too many or few.
+  bool take(std::string_view line, std::size_t left, const TouchstonePlace& place);
+
+  /// Refuses `found`, such as the end of the file, unless the last record is whole.
+  void expect_whole(const std::string& found, const TouchstonePlace& place) const;
+
+  const RawData& data() const { return data_; }
+
+ private:
+  /// What has been taken of the last record.
+  struct Open {
+    std::size_t values = 0;
+    std::size_t lines = 0;
+    std::size_t equal_lines = 0;  ///< of these, as many as have as many values as the first
+    std::size_t first_line_values = 0;
+  };
+
+  bool whole() const { return last_.values == data_.layout.values(); }
+  bool begins_noise(double frequency, std::string_view rest) const;
+  void append_frequency(double frequency, const TouchstonePlace& place);
+  void check_size(bool begins, std::size_t added, const TouchstonePlace& place) const;
+  void check_lines(std::size_t line_values, const TouchstonePlace& place);
+  void reserve_for_the_rest(std::size_t left);
+  std::string whole_record() const;
+
+  RawData data_;
+  int power_ = 0;
+  bool version_2_ = false;
+  std::size_t bytes_ = 0;
+  Open last_;
+};
+
+/// Takes the lines of noise data, which are checked and dropped.
+class NoiseData {
+ public:
+  /// Throws text::IoError for what is no number, frequencies that decrease, and other than 5 values.
+  void take(std::string_view line, int power, const TouchstonePlace& place);
+
+  /// How many lines there were.
+  std::size_t frequencies() const { return frequencies_; }
+
+ private:
+  std::size_t frequencies_ = 0;
+  double last_ = 0.0;
+};
+
+}  // namespace polefit_io
