@@ -19,14 +19,14 @@ using Limits = std::numeric_limits<double>;
 
 std::string integer_field(int value, int width) {
   std::string record;
-  text::append_integer_field(record, value, width);
+  append_integer_field(record, value, width);
   return record;
 }
 
 /// The layout of the plot file: 16 columns, six digits after the point.
 std::string field(double value, int width = 16, int digits = 6) {
   std::string record;
-  text::append_scientific_field(record, value, width, digits);
+  append_scientific_field(record, value, width, digits);
   return record;
 }
 
@@ -95,8 +95,8 @@ TEST(ScientificField, is_filled_with_asterisks_when_too_narrow) {
 
 TEST(ScientificField, stands_behind_what_the_record_holds) {
   std::string record = "x";
-  text::append_scientific_field(record, 1.0, 13, 6);
-  text::append_integer_field(record, 3, 2);
+  append_scientific_field(record, 1.0, 13, 6);
+  append_integer_field(record, 3, 2);
   EXPECT_EQ(record, "x 1.000000E+00 3");
 }
 
@@ -111,7 +111,7 @@ TEST(ScientificField, every_double_takes_16_columns_and_reads_back_to_seven_digi
       continue;
     }
     double back = 0.0;
-    ASSERT_TRUE(text::parse_real(text.substr(text.find_last_of(' ') + 1), back));
+    ASSERT_TRUE(parse_real(text.substr(text.find_last_of(' ') + 1), back));
     // Half a unit of the seventh digit is at most 5e-7 of a mantissa of 1; reading back adds eps, or half
     // the smallest subnormal.
     ASSERT_LE(std::abs(back - value), 5.0000001e-7 * std::abs(back) + Limits::denorm_min());

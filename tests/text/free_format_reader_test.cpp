@@ -20,21 +20,21 @@ namespace text {
 namespace {
 
 using testing_support::io_error_of;
-using Result = text::FreeFormatReader::Result;
+using Result = FreeFormatReader::Result;
 using Triples = std::vector<std::array<double, 3>>;
 
 constexpr std::size_t buffer_size = 65536;  // the border at which a read of the file ends
 
 class FreeFormatReaderTest : public testing_support::InOwnDirectory {
  protected:
-  text::FreeFormatReader reader_of(std::string_view content) const {
+  FreeFormatReader reader_of(std::string_view content) const {
     write_data("values", content);
-    return text::FreeFormatReader("..\\tmp_S_Par\\values");
+    return FreeFormatReader("..\\tmp_S_Par\\values");
   }
 
   /// All complete reads of three numbers; a null value shows as -1, -2 or -3, or as the value before it.
   Triples triples_in(std::string_view content) const { return triples_in(reader_of(content)); }
-  static Triples triples_in(text::FreeFormatReader reader) {
+  static Triples triples_in(FreeFormatReader reader) {
     EXPECT_EQ(reader.open_error(), 0);
     Triples triples;
     std::array<double, 3> values{-1, -2, -3};
@@ -51,14 +51,14 @@ class FreeFormatReaderTest : public testing_support::InOwnDirectory {
     }
   }
 
-  text::IoErrorDetails error_in(std::string_view content) const {
+  IoErrorDetails error_in(std::string_view content) const {
     return io_error_of([&] { triples_in(content); });
   }
 
   void expect_errors(const std::vector<std::string>& contents) const {
     for (const std::string& content : contents) {
       SCOPED_TRACE(content);
-      EXPECT_THROW(triples_in(content), text::IoError);
+      EXPECT_THROW(triples_in(content), IoError);
     }
   }
 };
@@ -186,7 +186,7 @@ TEST_F(FreeFormatReaderTest, a_file_without_values_ends_at_once) {
 TEST_F(FreeFormatReaderTest, an_end_of_file_inside_a_read_is_reported_every_time) {
   for (const char* content : {"1 2", "1 2\n", "1,2,\n", "1,,\n", "2*1\n\n"}) {
     SCOPED_TRACE(content);
-    text::FreeFormatReader reader = reader_of(content);
+    FreeFormatReader reader = reader_of(content);
     std::array<double, 3> values{};
     EXPECT_EQ(reader.read(values), Result::end_of_file);
     EXPECT_EQ(reader.read(values), Result::end_of_file);
@@ -197,7 +197,7 @@ TEST_F(FreeFormatReaderTest, a_value_ends_at_a_separator_or_it_is_an_error) {
   for (const std::string bad : {"3comment", "3#", "0x10", "\"3\"", "'3'", "3_8", "infinit", "3;", "1e", "--1",
                                 "freq", "1..2", "(1", "2*x"}) {
     SCOPED_TRACE(bad);
-    const text::IoErrorDetails details = error_in("1 2 3\n4 " + bad + " 6\n");
+    const IoErrorDetails details = error_in("1 2 3\n4 " + bad + " 6\n");
     EXPECT_EQ(details.file, "..\\tmp_S_Par\\values");
     EXPECT_EQ(details.record, 2);
     EXPECT_EQ(details.item, 2);
@@ -211,7 +211,7 @@ TEST_F(FreeFormatReaderTest, a_bad_value_in_an_incomplete_read_is_an_error) {
 }
 
 TEST_F(FreeFormatReaderTest, integers_are_read_by_the_same_rules) {
-  text::FreeFormatReader reader = reader_of("\xEF\xBB\xBF+6 poles\r\n2*7,\n\n,-2147483648\r\n8/9\n1");
+  FreeFormatReader reader = reader_of("\xEF\xBB\xBF+6 poles\r\n2*7,\n\n,-2147483648\r\n8/9\n1");
   std::array<int, 1> one{};
   EXPECT_EQ(reader.read(one), Result::complete);
   EXPECT_EQ(one.front(), 6);
@@ -229,9 +229,9 @@ TEST_F(FreeFormatReaderTest, what_is_no_32_bit_integer_is_an_error) {
   for (const std::string bad :
        {"6.0", "6e0", "2147483648", "-2147483649", "99999999999999999999", "6comment", "0x6"}) {
     SCOPED_TRACE(bad);
-    text::FreeFormatReader reader = reader_of("1\n\n" + bad + "\n");
+    FreeFormatReader reader = reader_of("1\n\n" + bad + "\n");
     std::array<int, 2> values{};
-    const text::IoErrorDetails details = io_error_of([&] { static_cast<void>(reader.read(values)); });
+    const IoErrorDetails details = io_error_of([&] { static_cast<void>(reader.read(values)); });
     EXPECT_EQ(details.record, 3);
     EXPECT_EQ(details.item, 2);
     EXPECT_NE(details.found.find(bad), std::string::npos) << details.found;
@@ -242,7 +242,7 @@ TEST_F(FreeFormatReaderTest, what_is_no_32_bit_integer_is_an_error) {
 TEST_F(FreeFormatReaderTest, an_error_counts_records_and_items_however_the_values_are_spread) {
   const auto expect_place = [this](std::string_view content, std::int64_t record, int item) {
     SCOPED_TRACE(content);
-    const text::IoErrorDetails details = error_in(content);
+    const IoErrorDetails details = error_in(content);
     EXPECT_EQ(details.record, record);
     EXPECT_EQ(details.item, item);
   };
@@ -259,7 +259,7 @@ TEST_F(FreeFormatReaderTest, an_error_after_very_many_records_tells_the_right_on
   for (int i = 0; i < 100000; ++i) {
     content += "1 2 3 rest\n";
   }
-  const text::IoErrorDetails details = error_in(content + "1 2x 3\n");
+  const IoErrorDetails details = error_in(content + "1 2x 3\n");
   EXPECT_EQ(details.record, 100001);
   EXPECT_EQ(details.item, 2);
 }
@@ -302,13 +302,13 @@ TEST_F(FreeFormatReaderTest, a_value_without_end_is_refused_instead_of_held_in_m
   constexpr std::size_t longest = std::size_t{1} << 20;
   const auto sum_of_digits = [&](std::size_t length) {
     write_data("values", "1 " + std::string(length, '0') + "\n");
-    text::FreeFormatReader reader("..\\tmp_S_Par\\values");
+    FreeFormatReader reader("..\\tmp_S_Par\\values");
     std::array<int, 2> values{};
     reader.read(std::span<int>(values));
     return values[0] + values[1];
   };
   EXPECT_EQ(sum_of_digits(longest), 1);
-  const text::IoErrorDetails details = io_error_of([&] { sum_of_digits(longest + 1); });
+  const IoErrorDetails details = io_error_of([&] { sum_of_digits(longest + 1); });
   EXPECT_EQ(details.record, 1);
   EXPECT_EQ(details.item, 2);
   EXPECT_EQ(details.found, "a value of more than 1048576 characters");
@@ -316,10 +316,10 @@ TEST_F(FreeFormatReaderTest, a_value_without_end_is_refused_instead_of_held_in_m
 
 TEST_F(FreeFormatReaderTest, text_in_memory_is_read_as_a_file_is) {
   using Outcome = std::pair<Triples, std::string>;
-  const auto outcome = [](text::FreeFormatReader reader) -> Outcome {
+  const auto outcome = [](FreeFormatReader reader) -> Outcome {
     try {
       return {triples_in(std::move(reader)), ""};
-    } catch (const text::IoError& error) {
+    } catch (const IoError& error) {
       return {{}, error.what()};
     }
   };
@@ -329,14 +329,14 @@ TEST_F(FreeFormatReaderTest, text_in_memory_is_read_as_a_file_is) {
         std::string("1 2 3\n4 x 6\n"), std::string("1\0 2 3", 7),
         std::string(3 * buffer_size, '\n') + "1 2 " + std::string(buffer_size, '0') + "3"}) {
     SCOPED_TRACE(content.substr(0, 40));
-    EXPECT_EQ(outcome(text::FreeFormatReader::in_memory(content, "..\\tmp_S_Par\\values")),
+    EXPECT_EQ(outcome(FreeFormatReader::in_memory(content, "..\\tmp_S_Par\\values")),
               outcome(reader_of(content)));
   }
 }
 
 TEST_F(FreeFormatReaderTest, a_pipe_cannot_be_opened) {
   ASSERT_EQ(mkfifo(data("pipe").c_str(), 0600), 0);
-  EXPECT_EQ(text::FreeFormatReader("..\\tmp_S_Par\\pipe").open_error(), ESPIPE);
+  EXPECT_EQ(FreeFormatReader("..\\tmp_S_Par\\pipe").open_error(), ESPIPE);
 }
 
 TEST_F(FreeFormatReaderTest, a_value_may_be_longer_than_the_buffer) {
@@ -348,8 +348,8 @@ TEST_F(FreeFormatReaderTest, a_value_may_be_longer_than_the_buffer) {
 }
 
 TEST_F(FreeFormatReaderTest, a_file_that_cannot_be_opened_is_kept_as_the_systems_error_number) {
-  EXPECT_EQ(text::FreeFormatReader("..\\tmp_S_Par\\missing").open_error(), ENOENT);
-  EXPECT_EQ(text::FreeFormatReader("..\\tmp_S_Par").open_error(), EISDIR);
+  EXPECT_EQ(FreeFormatReader("..\\tmp_S_Par\\missing").open_error(), ENOENT);
+  EXPECT_EQ(FreeFormatReader("..\\tmp_S_Par").open_error(), EISDIR);
 }
 
 TEST_F(FreeFormatReaderTest, a_file_that_cannot_be_read_on_is_an_error) {
@@ -357,8 +357,8 @@ TEST_F(FreeFormatReaderTest, a_file_that_cannot_be_read_on_is_an_error) {
     GTEST_SKIP() << "no file of this system opens and cannot be read";
   }
   // The first page of a process is never there, so that reading it fails.
-  const text::IoErrorDetails details = io_error_of([] {
-    text::FreeFormatReader reader("/proc/self/mem");
+  const IoErrorDetails details = io_error_of([] {
+    FreeFormatReader reader("/proc/self/mem");
     std::array<double, 3> values{};
     static_cast<void>(reader.read(values));
   });

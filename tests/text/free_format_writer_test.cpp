@@ -26,33 +26,33 @@ constexpr double nan_value = std::numeric_limits<double>::quiet_NaN();
 /// The one item of a record without the blanks around it.
 template <class Item>
 std::string text_of(Item item) {
-  const std::vector<std::string> words = words_of(text::free_format_record(item));
+  const std::vector<std::string> words = words_of(free_format_record(item));
   EXPECT_EQ(words.size(), 1U);
   return words.empty() ? "" : words.front();
 }
 
 double number_in(const std::string& text) {
   double value = 0.0;
-  EXPECT_TRUE(text::parse_real(text, value)) << text;
+  EXPECT_TRUE(parse_real(text, value)) << text;
   return value;
 }
 
 TEST(FreeFormatWriter, a_record_of_text_has_one_leading_blank) {
-  EXPECT_EQ(text::free_format_record("Lese Daten"), " Lese Daten");
+  EXPECT_EQ(free_format_record("Lese Daten"), " Lese Daten");
 }
 
-TEST(FreeFormatWriter, no_items_make_the_empty_record) { EXPECT_EQ(text::free_format_record(), ""); }
+TEST(FreeFormatWriter, no_items_make_the_empty_record) { EXPECT_EQ(free_format_record(), ""); }
 
 TEST(FreeFormatWriter, one_blank_stands_between_two_texts) {
-  EXPECT_EQ(text::free_format_record("Error opening file:", "a.in"), " Error opening file: a.in");
+  EXPECT_EQ(free_format_record("Error opening file:", "a.in"), " Error opening file: a.in");
 }
 
 TEST(FreeFormatWriter, texts_keep_their_own_blanks) {
-  EXPECT_EQ(text::free_format_record("  a  ", " b "), "   a    b ");
+  EXPECT_EQ(free_format_record("  a  ", " b "), "   a    b ");
 }
 
 TEST(FreeFormatWriter, a_text_that_begins_with_a_blank_stands_two_blanks_behind_a_number) {
-  const std::string record = text::free_format_record("Iteration:", 1, " error=");
+  const std::string record = free_format_record("Iteration:", 1, " error=");
   EXPECT_TRUE(record.starts_with(" Iteration: "));
   EXPECT_TRUE(record.ends_with(" 1  error=")) << record;
 }
@@ -60,9 +60,8 @@ TEST(FreeFormatWriter, a_text_that_begins_with_a_blank_stands_two_blanks_behind_
 TEST(FreeFormatWriter, the_widest_numbers_are_still_separated) {
   const double wide = -1.2345678901234567e-300;
   const auto narrow = static_cast<float>(-1.23456789e-30);
-  const std::string record =
-      text::free_format_record(std::numeric_limits<int>::min(), wide, wide, narrow, narrow,
-                               std::complex(wide, wide), std::complex(narrow, narrow));
+  const std::string record = free_format_record(std::numeric_limits<int>::min(), wide, wide, narrow, narrow,
+                                                std::complex(wide, wide), std::complex(narrow, narrow));
   EXPECT_EQ(words_of(record).size(), 7U) << record;
 }
 
@@ -123,23 +122,23 @@ TEST(FreeFormatWriter, numbers_far_from_one_have_an_exponent) {
 
 TEST(FreeFormatWriter, numbers_fill_fields_of_one_width) {
   for (const int value : {0, -1, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()}) {
-    EXPECT_EQ(text::free_format_record(value).size(), 1U + 12U);
+    EXPECT_EQ(free_format_record(value).size(), 1U + 12U);
   }
   for (const double value :
        {0.0, 1.5, 1.0 / 3.0, -0.00012345678901234567, -1.2345678901234567e-300, -infinity, nan_value}) {
-    EXPECT_EQ(text::free_format_record(value).size(), 1U + 25U);
-    EXPECT_EQ(text::free_format_record(std::complex(value, value)).size(), 1U + 2U * 25U + 3U);
+    EXPECT_EQ(free_format_record(value).size(), 1U + 25U);
+    EXPECT_EQ(free_format_record(std::complex(value, value)).size(), 1U + 2U * 25U + 3U);
     const auto single = static_cast<float>(value);
-    EXPECT_EQ(text::free_format_record(single).size(), 1U + 16U);
-    EXPECT_EQ(text::free_format_record(std::complex(single, single)).size(), 1U + 2U * 16U + 3U);
+    EXPECT_EQ(free_format_record(single).size(), 1U + 16U);
+    EXPECT_EQ(free_format_record(std::complex(single, single)).size(), 1U + 2U * 16U + 3U);
   }
 }
 
 TEST(FreeFormatWriter, numbers_are_right_aligned) {
-  EXPECT_TRUE(text::free_format_record(1).ends_with(" 1"));
-  EXPECT_TRUE(text::free_format_record(1.5).ends_with(" 1.5"));
-  EXPECT_TRUE(text::free_format_record(1.5F).ends_with(" 1.5"));
-  EXPECT_TRUE(text::free_format_record(std::complex(1.5, -2.0)).ends_with(" (1.5,-2)"));
+  EXPECT_TRUE(free_format_record(1).ends_with(" 1"));
+  EXPECT_TRUE(free_format_record(1.5).ends_with(" 1.5"));
+  EXPECT_TRUE(free_format_record(1.5F).ends_with(" 1.5"));
+  EXPECT_TRUE(free_format_record(std::complex(1.5, -2.0)).ends_with(" (1.5,-2)"));
 }
 
 TEST(FreeFormatWriter, complex_values_are_a_pair_without_blanks_inside) {

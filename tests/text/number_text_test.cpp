@@ -25,7 +25,7 @@ void expect_reals(const std::vector<RealText>& cases) {
   for (const auto& [text, expected] : cases) {
     SCOPED_TRACE(text.substr(0, 60));
     double value = 99.0;
-    ASSERT_TRUE(text::parse_real(text, value));
+    ASSERT_TRUE(parse_real(text, value));
     EXPECT_EQ(std::bit_cast<std::uint64_t>(value), std::bit_cast<std::uint64_t>(expected)) << value;
   }
 }
@@ -34,7 +34,7 @@ void expect_no_reals(const std::vector<std::string>& texts) {
   for (const std::string& text : texts) {
     SCOPED_TRACE(text);
     double value = 99.0;
-    EXPECT_FALSE(text::parse_real(text, value));
+    EXPECT_FALSE(parse_real(text, value));
     EXPECT_EQ(value, 99.0) << "a refused text must leave the value alone";
   }
 }
@@ -130,7 +130,7 @@ TEST(RealText, nan_may_be_written_in_any_case_and_with_a_payload) {
   for (const char* text : {"nan", "NaN", "NAN", "+nan", "-nan", "nan()", "NaN(0x7_f)", "-nan(QUIET)"}) {
     SCOPED_TRACE(text);
     double value = 99.0;
-    EXPECT_TRUE(text::parse_real(text, value));
+    EXPECT_TRUE(parse_real(text, value));
     EXPECT_TRUE(std::isnan(value));
   }
 }
@@ -165,7 +165,7 @@ TEST(IntegerText, sign_is_optional_and_the_32_bit_range_is_complete) {
         Case{"-2147483648", std::numeric_limits<int>::min()}}) {
     SCOPED_TRACE(text);
     int value = 99;
-    ASSERT_TRUE(text::parse_integer(text, value));
+    ASSERT_TRUE(parse_integer(text, value));
     EXPECT_EQ(value, expected);
   }
 }
@@ -174,7 +174,7 @@ void expect_no_integers(const std::vector<std::string>& texts) {
   for (const std::string& text : texts) {
     SCOPED_TRACE(text);
     int value = 99;
-    EXPECT_FALSE(text::parse_integer(text, value));
+    EXPECT_FALSE(parse_integer(text, value));
     EXPECT_EQ(value, 99) << "a refused text must leave the value alone";
   }
 }

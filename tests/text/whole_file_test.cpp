@@ -89,7 +89,7 @@ class WholeFile : public testing_support::InOwnDirectory {
   }
 };
 
-void expect_system_error(const text::IoErrorDetails& details, const std::string& file, int error_number,
+void expect_system_error(const IoErrorDetails& details, const std::string& file, int error_number,
                          const std::string& expected) {
   EXPECT_EQ(details.file, file);
   EXPECT_EQ(details.found, "the system error \"" + std::generic_category().message(error_number) + "\"");
@@ -102,15 +102,15 @@ TEST_F(WholeFile, every_byte_is_read) {
     content += static_cast<char>(i % 256);
   }
   write("data", content);
-  EXPECT_TRUE(text::read_whole_file("data") == content);
+  EXPECT_TRUE(read_whole_file("data") == content);
   write("empty", "");
-  EXPECT_EQ(text::read_whole_file("empty"), "");
+  EXPECT_EQ(read_whole_file("empty"), "");
 }
 
 TEST_F(WholeFile, a_pipe_is_read_to_its_end) {
   ASSERT_EQ(mkfifo("pipe", 0600), 0);
   std::thread writer([] { write("pipe", std::string(200000, 'x')); });
-  const std::string content = text::read_whole_file("pipe");
+  const std::string content = read_whole_file("pipe");
   writer.join();
   EXPECT_TRUE(content == std::string(200000, 'x'));
 }
@@ -120,28 +120,27 @@ TEST_F(WholeFile, a_file_without_a_size_is_read_to_its_end) {
     GTEST_SKIP() << "every file of this system has a size";
   }
   ASSERT_EQ(std::filesystem::file_size("/proc/self/status"), 0U);
-  EXPECT_FALSE(text::read_whole_file("/proc/self/status").empty());
+  EXPECT_FALSE(read_whole_file("/proc/self/status").empty());
 }
 
 TEST_F(WholeFile, a_file_that_cannot_be_read_is_an_error) {
-  expect_system_error(io_error_of([] { text::read_whole_file("missing"); }), "missing", ENOENT,
+  expect_system_error(io_error_of([] { read_whole_file("missing"); }), "missing", ENOENT,
                       "a file that can be opened");
-  expect_system_error(io_error_of([] { text::read_whole_file("."); }), ".", EISDIR,
-                      "a file that can be read");
+  expect_system_error(io_error_of([] { read_whole_file("."); }), ".", EISDIR, "a file that can be read");
 }
 
 TEST_F(WholeFile, what_is_written_is_the_file_and_nothing_else_is_left) {
   const std::string content("\0\r\n\xff", 4);
-  text::replace_whole_file("new", content);
+  replace_whole_file("new", content);
   EXPECT_EQ(content_of("new"), content);
-  text::replace_whole_file("empty", "");
+  replace_whole_file("empty", "");
   EXPECT_EQ(content_of("empty"), "");
   EXPECT_EQ(names(), (Names{"empty", "new"}));
 }
 
 TEST_F(WholeFile, a_file_in_another_directory_is_made_beside_its_place) {
   std::filesystem::create_directory("other");
-  text::ReplacementFile file("other/new");
+  ReplacementFile file("other/new");
   EXPECT_EQ(std::filesystem::path(file.name()).parent_path(), "other");
   file.commit();
   EXPECT_EQ(content_of("other/new"), "");
@@ -150,21 +149,21 @@ TEST_F(WholeFile, a_file_in_another_directory_is_made_beside_its_place) {
 
 TEST_F(WholeFile, the_longest_name_of_the_system_can_be_written) {
   const std::string name(255, 'm');
-  text::replace_whole_file(name, "new");
+  replace_whole_file(name, "new");
   EXPECT_EQ(names(), Names{name});
 }
 
 TEST_F(WholeFile, a_longer_file_is_replaced_wholly_and_keeps_its_permissions) {
   write("old", std::string(100000, 'x'));
   ASSERT_EQ(chmod("old", 0640), 0);
-  text::replace_whole_file("old", "new");
+  replace_whole_file("old", "new");
   EXPECT_EQ(content_of("old"), "new");
   EXPECT_EQ(permissions("old"), 0640U);
 }
 
 TEST_F(WholeFile, a_new_file_has_the_permissions_that_the_mask_leaves) {
   const mode_t before = umask(027);
-  text::replace_whole_file("new", "");
+  replace_whole_file("new", "");
   umask(before);
   EXPECT_EQ(permissions("new"), 0640U);
 }
@@ -172,7 +171,7 @@ TEST_F(WholeFile, a_new_file_has_the_permissions_that_the_mask_leaves) {
 TEST_F(WholeFile, a_reader_of_the_old_file_keeps_the_old_file) {
   write("data", "old");
   std::ifstream reader("data", std::ios::binary);
-  text::replace_whole_file("data", "new");
+  replace_whole_file("data", "new");
   EXPECT_EQ(std::string(std::istreambuf_iterator<char>(reader), {}), "old");
 }
 
@@ -180,7 +179,7 @@ TEST_F(WholeFile, a_link_stays_a_link_to_the_file_that_is_replaced) {
   std::filesystem::create_directory("store");
   write("store/data", "old");
   std::filesystem::create_symlink("store/data", "link");
-  text::replace_whole_file("link", "new");
+  replace_whole_file("link", "new");
   EXPECT_TRUE(std::filesystem::is_symlink("link"));
   EXPECT_EQ(content_of("store/data"), "new");
   EXPECT_EQ(names(), (Names{"link", "store"}));
@@ -190,7 +189,7 @@ TEST_F(WholeFile, a_link_that_leads_nowhere_is_refused) {
   std::filesystem::create_symlink("missing", "link");
   std::filesystem::create_symlink("loop", "loop");
   for (const char* name : {"link", "loop"}) {
-    EXPECT_EQ(io_error_of([&] { text::replace_whole_file(name, "new"); }).found, "a link that leads nowhere");
+    EXPECT_EQ(io_error_of([&] { replace_whole_file(name, "new"); }).found, "a link that leads nowhere");
   }
   EXPECT_EQ(names(), (Names{"link", "loop"}));
 }
@@ -202,7 +201,7 @@ TEST_F(WholeFile, when_a_step_fails_the_old_file_stays_and_the_one_beside_it_goe
                                        std::pair(Step::close, "the file to be closed with all its content"),
                                        std::pair(Step::rename, "the file to be replaced")}) {
     failing = step;
-    expect_system_error(io_error_of([] { text::replace_whole_file("data", "new"); }), "data", EIO, expected);
+    expect_system_error(io_error_of([] { replace_whole_file("data", "new"); }), "data", EIO, expected);
     EXPECT_EQ(failing, Step::none) << expected;
     EXPECT_EQ(content_of("data"), "old") << expected;
     EXPECT_EQ(names(), Names{"data"}) << expected;
@@ -218,8 +217,7 @@ TEST_F(WholeFile, a_disk_that_fills_up_leaves_the_old_file) {
   const rlimit tight{100, before.rlim_max};
   const auto handler = std::signal(SIGXFSZ, SIG_IGN);
   ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &tight), 0);
-  const text::IoErrorDetails details =
-      io_error_of([] { text::replace_whole_file("data", std::string(1000, 'x')); });
+  const IoErrorDetails details = io_error_of([] { replace_whole_file("data", std::string(1000, 'x')); });
   ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &before), 0);
   std::signal(SIGXFSZ, handler);
   expect_system_error(details, "data", EFBIG, "the content to be written");
@@ -228,10 +226,10 @@ TEST_F(WholeFile, a_disk_that_fills_up_leaves_the_old_file) {
 }
 
 TEST_F(WholeFile, a_directory_that_takes_no_files_is_an_error) {
-  expect_system_error(io_error_of([] { text::replace_whole_file("missing/data", "new"); }), "missing/data",
-                      ENOENT, "a folder in which a file can be made");
+  expect_system_error(io_error_of([] { replace_whole_file("missing/data", "new"); }), "missing/data", ENOENT,
+                      "a folder in which a file can be made");
   // A directory that refuses even a privileged user.
-  EXPECT_THROW(text::replace_whole_file("/proc/self/data", "new"), text::IoError);
+  EXPECT_THROW(replace_whole_file("/proc/self/data", "new"), IoError);
 }
 
 TEST_F(WholeFile, what_is_no_regular_file_is_not_replaced) {
@@ -239,7 +237,7 @@ TEST_F(WholeFile, what_is_no_regular_file_is_not_replaced) {
   ASSERT_EQ(mkfifo("pipe", 0600), 0);
   std::filesystem::create_symlink("pipe", "link");  // never a device: a mistake would replace it
   for (const char* name : {"folder", "pipe", "link"}) {
-    const text::IoErrorDetails details = io_error_of([&] { text::replace_whole_file(name, "new"); });
+    const IoErrorDetails details = io_error_of([&] { replace_whole_file(name, "new"); });
     EXPECT_EQ(details.file, name);
     EXPECT_EQ(details.found, "what is no regular file");
     EXPECT_EQ(details.expected, "a regular file or a name that is free");
@@ -250,8 +248,8 @@ TEST_F(WholeFile, what_is_no_regular_file_is_not_replaced) {
 
 TEST_F(WholeFile, a_name_that_the_system_would_take_for_another_is_refused) {
   const auto expect_refusal = [](const std::string& name, const std::string& found) {
-    for (const text::IoErrorDetails& details : {io_error_of([&] { text::replace_whole_file(name, "new"); }),
-                                                io_error_of([&] { text::read_whole_file(name); })}) {
+    for (const IoErrorDetails& details : {io_error_of([&] { replace_whole_file(name, "new"); }),
+                                          io_error_of([&] { read_whole_file(name); })}) {
       EXPECT_EQ(details.file, "the name of a file");
       EXPECT_EQ(details.found, found);
       EXPECT_EQ(details.expected, "a name that the system takes whole");
@@ -264,7 +262,7 @@ TEST_F(WholeFile, a_name_that_the_system_would_take_for_another_is_refused) {
 
 TEST_F(WholeFile, what_another_program_writes_becomes_the_file_at_the_commit) {
   write("picture", "old");
-  text::ReplacementFile file("picture");
+  ReplacementFile file("picture");
   write(file.name(), "from elsewhere");
   EXPECT_EQ(content_of("picture"), "old");
   file.commit();
@@ -273,7 +271,7 @@ TEST_F(WholeFile, what_another_program_writes_becomes_the_file_at_the_commit) {
 }
 
 TEST_F(WholeFile, parts_are_written_one_after_the_other) {
-  text::ReplacementFile file("data");
+  ReplacementFile file("data");
   file.write("one ");
   file.write("");
   file.write("two");
@@ -284,7 +282,7 @@ TEST_F(WholeFile, parts_are_written_one_after_the_other) {
 TEST_F(WholeFile, without_a_commit_the_old_file_stays_and_the_one_beside_it_goes) {
   write("data", "old");
   {
-    text::ReplacementFile file("data");
+    ReplacementFile file("data");
     file.write("new");
     EXPECT_EQ(names().size(), 2U);
   }
@@ -295,21 +293,21 @@ TEST_F(WholeFile, without_a_commit_the_old_file_stays_and_the_one_beside_it_goes
 TEST_F(WholeFile, a_name_beside_the_target_that_is_taken_is_left_alone) {
   std::string taken;
   {
-    const text::ReplacementFile file("data");
+    const ReplacementFile file("data");
     taken = file.name();
   }
   const std::string number = taken.substr(taken.rfind('-') + 1);
   const std::string next =
       taken.substr(0, taken.size() - number.size()) + std::to_string(std::stoi(number) + 1);
   write(next, "somebody's");
-  text::replace_whole_file("data", "new");
+  replace_whole_file("data", "new");
   EXPECT_EQ(content_of("data"), "new");
   EXPECT_EQ(content_of(next), "somebody's");
 }
 
 TEST_F(WholeFile, two_files_in_the_making_for_one_target_do_not_meet) {
-  text::ReplacementFile first("data");
-  text::ReplacementFile second("data");
+  ReplacementFile first("data");
+  ReplacementFile second("data");
   first.write("first");
   second.write("second");
   second.commit();
@@ -322,9 +320,9 @@ TEST_F(WholeFile, an_open_file_is_read_from_where_it_is) {
   write("data", "skipped and read");
   const int file = open("data", O_RDONLY);
   ASSERT_EQ(lseek(file, 8, SEEK_SET), 8);
-  EXPECT_EQ(text::read_to_end(file, "data"), "and read");
+  EXPECT_EQ(read_to_end(file, "data"), "and read");
   ASSERT_EQ(close(file), 0);
-  expect_system_error(io_error_of([&] { text::read_to_end(file, "some input"); }), "some input", EBADF,
+  expect_system_error(io_error_of([&] { read_to_end(file, "some input"); }), "some input", EBADF,
                       "a file that can be read");
 }
 
@@ -333,7 +331,7 @@ TEST_F(WholeFile, a_reader_that_goes_away_is_an_error) {
   ASSERT_EQ(pipe(ends.data()), 0);
   ASSERT_EQ(close(ends[0]), 0);
   const auto handler = std::signal(SIGPIPE, SIG_IGN);
-  const text::IoErrorDetails details = io_error_of([&] { text::write_all(ends[1], "lost", "some output"); });
+  const IoErrorDetails details = io_error_of([&] { write_all(ends[1], "lost", "some output"); });
   std::signal(SIGPIPE, handler);
   ASSERT_EQ(close(ends[1]), 0);
   expect_system_error(details, "some output", EPIPE, "the content to be written");
