@@ -222,6 +222,8 @@ TEST(Evaluate, a_model_whose_arrays_do_not_fit_together_is_refused) {
   add_response(model, 0.0, 0.0, numbers);
   add_response(model, 0.0, 0.0, numbers);
   const auto refused = [](const Model& bad, const std::string& sentence) {
+    expect_bad_shape([&] { check_shape(bad); }, sentence);
+    expect_bad_shape([&] { check(bad); }, sentence);
     expect_bad_shape([&] { evaluate(bad, std::vector{1.0}); }, sentence);
     expect_bad_shape([&] { errors(bad, {}); }, sentence);
     expect_bad_shape([&] { state_space(bad); }, sentence);
@@ -555,11 +557,11 @@ TEST(StateSpace, without_responses_there_are_states_and_no_outputs) {
 TEST(StateSpace, poles_and_residues_without_their_exact_conjugates_are_refused) {
   const auto refused = [](std::vector<Complex> poles, std::vector<Complex> residues,
                           const std::string& sentence) {
-    expect_bad_shape(
-        [&] {
-          state_space({std::move(poles), std::move(residues), {0.0}, {0.0}, {}});
-        },
-        sentence);
+    const Model model{std::move(poles), std::move(residues), {0.0}, {0.0}, {}};
+    expect_bad_shape([&] { check(model); }, sentence);
+    expect_bad_shape([&] { state_space(model); }, sentence);
+    EXPECT_NO_THROW(check_shape(model)) << "its arrays fit together";
+    EXPECT_NO_THROW(evaluate(model, std::vector{1.0}));
   };
   const Complex a(-1.0, 2.0);
   const Complex c(3.0, 4.0);

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <string>
 
+#include "polefit/fitting/option_checks.hpp"
 #include "polefit/fitting/residues.hpp"
 #include "polefit/fitting/starting_poles.hpp"
 #include "polefit/model/model_faults.hpp"
@@ -35,38 +35,6 @@ constexpr double safe_loss = 1e3;
 constexpr double visible_error = 1e-9;
 /// So many in a row: the first ones often lead to poles with which the equations are well-conditioned.
 constexpr int most_hidden = 2;
-
-void check_options(const Options& options) {
-  if (options.iterations < 0) {
-    throw Error(ErrorKind::bad_option, "the limit on iterations is " + std::to_string(options.iterations));
-  }
-  if (options.threads < 1) {
-    throw Error(ErrorKind::bad_option, "the number of threads is " + std::to_string(options.threads));
-  }
-  if (!(options.pole_tolerance >= 0.0)) {
-    throw Error(ErrorKind::bad_option,
-                "the tolerance of the poles is " + std::to_string(options.pole_tolerance));
-  }
-}
-
-void check_sizes(const Problem& problem, std::size_t poles, const Options& options) {
-  if (options.exact_sample && *options.exact_sample >= problem.samples) {
-    throw Error(ErrorKind::bad_option, "the sample to be exact is " + std::to_string(*options.exact_sample) +
-                                           ", counted from 0, and there are " +
-                                           std::to_string(problem.samples));
-  }
-  const std::size_t unknowns = poles + problem.terms();
-  if (unknowns > 2 * problem.samples) {
-    throw Error(ErrorKind::too_many_unknowns, std::to_string(unknowns) + " unknowns a response, but only " +
-                                                  std::to_string(2 * problem.samples) + " equations of " +
-                                                  std::to_string(problem.samples) + " samples");
-  }
-  // LAPACK counts in 32 bits.
-  if (problem.samples > static_cast<std::size_t>(std::numeric_limits<int>::max()) / 4 ||
-      problem.responses * (poles + 1) > static_cast<std::size_t>(std::numeric_limits<int>::max()) / 4) {
-    throw Error(ErrorKind::bad_shape, "more samples or responses than can be counted");
-  }
-}
 
 /// The largest distance of a new pole from its nearest old one, relative to its size.
 double largest_move(const Poles& before, const Poles& after) {
@@ -247,11 +215,10 @@ Fit fit(const NetworkData& data, const Options& options) {
   const Problem problem = make_problem(data, options);
   // Before there are any poles, clamped so that nothing overflows.
   const std::size_t most = 2 * problem.samples + 1;
-  check_sizes(problem,
-              options.starting_poles.empty()
-                  ? std::min(options.real_poles, most) + 2 * std::min(options.complex_pairs, most)
-                  : options.starting_poles.size(),
-              options);
+  const std::size_t order = options.starting_poles.empty() ? std::min(options.real_poles, most) +
+                                                                 2 * std::min(options.complex_pairs, most)
+                                                           : options.starting_poles.size();
+  check_sizes(problem.samples, problem.responses, order, options);
   Poles poles = starting_poles(problem, options);
   Fit result;
   const bool hidden = relocate(problem, options, poles, result.report);

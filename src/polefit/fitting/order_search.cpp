@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "numerics/angular_frequency.hpp"
+#include "polefit/fitting/option_checks.hpp"
 #include "polefit/model/overall_error.hpp"
 #include "polefit/problem/pole_basis.hpp"
 
@@ -309,14 +310,10 @@ Search fit_to_error(const NetworkData& data, const Target& target, const Options
     throw Error(ErrorKind::bad_option,
                 "the target of the error is " + std::to_string(target.error) + "; it has to be above 0");
   }
-  // Says what is wrong with the data before a part of them is taken.
-  Options check = options;
-  check.iterations = 0;
-  check.starting_poles.clear();
-  check.real_poles = 0;
-  check.complex_pairs = 0;
-  check.progress = nullptr;
-  static_cast<void>(fit(data, check));
+  // Before a part of the data is taken, and whatever the starting poles are.
+  check_options(options);
+  check(data);
+  check_sizes(data.frequencies.size(), data.responses.responses, 0, options);
 
   std::vector<std::size_t> used;
   std::vector<std::size_t> held_out;
