@@ -19,6 +19,7 @@
 #include "polefit/fitting/residues.hpp"
 #include "polefit/fitting/starting_poles.hpp"
 #include "polefit/relocation/relocation.hpp"
+#include "polefit/relocation/zeros.hpp"
 
 namespace {
 
@@ -112,7 +113,7 @@ double relocation_by_cauchy_sums(const Network& network, const Case& size, int t
     if (!relocation.solve(poles, sigma)) {
       std::printf("not trusted\n");
     }
-    zeros_of(sigma, poles, true);
+    zeros_of(sigma.unknowns, poles, true);
   });
 }
 
@@ -124,7 +125,7 @@ Measured measure(const Network& network, const Case& size) {
   Measured measured;
   measured.gram = relocation_by_cauchy_sums(network, size, 1);
   measured.orthogonal =
-      milliseconds([&] { zeros_of(solve_sigma_orthogonally(problem, poles, 1), poles, true); });
+      milliseconds([&] { zeros_of(solve_sigma_orthogonally(problem, poles, 1).unknowns, poles, true); });
   measured.residues = milliseconds([&] { identify_residues(problem, poles, {}, 1); });
   measured.whole = milliseconds([&] { static_cast<void>(fit(data, options)); });
   return measured;

@@ -12,6 +12,7 @@
 #include "polefit/model/overall_error.hpp"
 #include "polefit/problem/problem.hpp"
 #include "polefit/relocation/relocation.hpp"
+#include "polefit/relocation/zeros.hpp"
 
 namespace polefit {
 namespace {
@@ -119,7 +120,7 @@ bool relocate(const Problem& problem, const Options& options, Poles& poles, Repo
     hidden = gram && hides_digits(sigma) ? hidden + 1 : 0;
     orthogonally = orthogonally || hidden == most_hidden;
     const Poles before = poles;
-    poles = zeros_of(sigma, poles, options.stable);
+    poles = zeros_of(sigma.unknowns, poles, options.stable);
 
     if (!take_down(sigma, gram ? Path::gram : Path::orthogonal, before, poles, options, report)) {
       return hidden > 0;
@@ -170,7 +171,7 @@ void polish(const Problem& problem, const NetworkData& data, const Options& opti
   while (report.iterations > 0 && report.iterations < options.iterations && !rule.ended() && pays(best)) {
     const Sigma sigma = solve_sigma_orthogonally(problem, poles, options.threads);
     const Poles before = poles;
-    poles = zeros_of(sigma, poles, options.stable);
+    poles = zeros_of(sigma.unknowns, poles, options.stable);
     if (!take_down(sigma, Path::orthogonal, before, poles, options, report)) {
       return;
     }

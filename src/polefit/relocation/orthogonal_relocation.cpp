@@ -1,11 +1,9 @@
-/// A relocation by orthogonal factorisations, and the zeros of sigma.
+/// A relocation by orthogonal factorisations.
 
 #include <algorithm>
 #include <cmath>
-#include <optional>
 #include <utility>
 
-#include "numerics/eigenvalues.hpp"
 #include "numerics/ordered_triangle.hpp"
 #include "numerics/orthogonal_factorisation.hpp"
 #include "numerics/parallel.hpp"
@@ -121,61 +119,6 @@ Sigma solve_sigma_orthogonally(const Problem& problem, const Poles& poles, int t
     sigma.unknowns.push_back(goal(j, 0) * scale[j]);
   }
   return sigma;
-}
-
-void move_left(Poles& poles) {
-  // A pole on the axis itself moves off it by what rounding would.
-  constexpr double least_damping = 1e-15;
-  for (Complex& pole : poles) {
-    pole.real(-std::max(std::abs(pole.real()), least_damping * std::max(1.0, std::abs(pole))));
-  }
-}
-
-Poles zeros_of(const Sigma& sigma, const Poles& poles, bool stable) {
-  const std::size_t n = poles.size();
-  // A sigma without constant has zeros at infinity: it is kept away from that.
-  constexpr double least_constant = 1e-8;
-  double constant = sigma.unknowns[n];
-  if (!(std::abs(constant) > least_constant)) {
-    constant = constant < 0.0 ? -least_constant : least_constant;
-  }
-  Matrix state(n, n);
-  for_each_group(
-      poles,
-      [&](std::size_t i) {
-        state(i, i) = poles[i].real();
-        for (std::size_t j = 0; j < n; ++j) {
-          state(i, j) -= sigma.unknowns[j] / constant;
-        }
-      },
-      [&](std::size_t i) {
-        state(i, i) = state(i + 1, i + 1) = poles[i].real();
-        state(i, i + 1) = poles[i].imag();
-        state(i + 1, i) = -poles[i].imag();
-        for (std::size_t j = 0; j < n; ++j) {
-          state(i, j) -= 2.0 * sigma.unknowns[j] / constant;
-        }
-      });
-  if (!std::all_of(state.elements.begin(), state.elements.end(), [](double x) { return std::isfinite(x); })) {
-    throw Error(ErrorKind::numerical_breakdown, "the relocation of the poles overflowed");
-  }
-  std::optional<Poles> found = numerics::eigenvalues(state);
-  if (!found) {
-    throw Error(ErrorKind::numerical_breakdown, "the routine for eigenvalues did not deliver");
-  }
-  Poles zeros = std::move(*found);
-  // A pole that the data do not need may go farther with every relocation; from here on it is a constant over
-  // the band.
-  constexpr double farthest = 1e10;
-  for (Complex& zero : zeros) {
-    if (std::abs(zero) > farthest) {
-      zero *= farthest / std::abs(zero);
-    }
-  }
-  if (stable) {
-    move_left(zeros);
-  }
-  return zeros;
 }
 
 }  // namespace polefit
