@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <exception>
 #include <fstream>
+#include <optional>
 #include <random>
 #include <string>
 #include <vector>
@@ -109,11 +110,11 @@ double relocation_by_cauchy_sums(const Network& network, const Case& size, int t
   const Poles poles = starting_poles(problem, options);
   CauchyRelocation relocation(problem, threads);
   return milliseconds([&] {
-    Sigma sigma;
-    if (!relocation.solve(poles, sigma)) {
-      std::printf("not trusted\n");
+    const std::optional<Sigma> sigma = relocation.solve(poles);
+    if (!sigma) {
+      throw Error(ErrorKind::numerical_breakdown, "a relocation by sums was not trusted");
     }
-    zeros_of(sigma.unknowns, poles, true);
+    zeros_of(sigma->unknowns, poles, true);
   });
 }
 

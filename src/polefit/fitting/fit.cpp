@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <optional>
+#include <utility>
 
 #include "polefit/fitting/option_checks.hpp"
 #include "polefit/fitting/residues.hpp"
@@ -112,11 +114,10 @@ bool relocate(const Problem& problem, const Options& options, Poles& poles, Repo
   bool orthogonally = options.orthogonal;
   int hidden = 0;
   while (report.iterations < options.iterations && !poles.empty()) {
-    Sigma sigma;
-    const bool gram = !orthogonally && by_cauchy_sums.solve(poles, sigma);
-    if (!gram) {
-      sigma = solve_sigma_orthogonally(problem, poles, options.threads);
-    }
+    std::optional<Sigma> by_sums = orthogonally ? std::nullopt : by_cauchy_sums.solve(poles);
+    const bool gram = by_sums.has_value();
+    const Sigma sigma =
+        gram ? *std::move(by_sums) : solve_sigma_orthogonally(problem, poles, options.threads);
     hidden = gram && hides_digits(sigma) ? hidden + 1 : 0;
     orthogonally = orthogonally || hidden == most_hidden;
     const Poles before = poles;

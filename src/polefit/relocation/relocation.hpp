@@ -7,6 +7,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 
 #include "polefit/problem/pole_basis.hpp"
 #include "polefit/problem/problem.hpp"
@@ -25,15 +26,13 @@ class CauchyRelocation {
   CauchyRelocation& operator=(const CauchyRelocation&) = delete;
   ~CauchyRelocation();
 
-  /// Returns false when the equations are too ill-conditioned to be trusted, or not for such poles: some that
-  /// are not in the left half-plane.
-  bool solve(const Poles& poles, Sigma& sigma);
+  /// Nothing when the equations are too ill-conditioned to be trusted, or not for such poles: some that are
+  /// not in the left half-plane.
+  std::optional<Sigma> solve(const Poles& poles);
 
  private:
-  struct Memory;
-  const Problem& problem_;
-  int threads_;
-  std::unique_ptr<Memory> memory_;
+  class Equations;
+  std::unique_ptr<Equations> equations_;
 };
 
 /// By orthogonal factorisations, one of the basis and one for each response.
