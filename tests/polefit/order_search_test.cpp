@@ -16,7 +16,6 @@
 namespace polefit {
 namespace {
 
-using numerics::two_pi;
 using testing_support::Complex;
 using testing_support::RandomNumbers;
 

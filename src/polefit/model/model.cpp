@@ -13,8 +13,6 @@
 namespace polefit {
 namespace {
 
-using numerics::SampleParts;
-
 constexpr std::size_t block = numerics::SampleParts::most;
 
 /// fit += sum_i c_i u_i, with the real and imaginary parts of u_i from u_re[i * block] and u_im[i * block]

@@ -20,9 +20,8 @@
 ///
 ///   lane     one set of weights g: the -w^2 f of each response, scaled; behind the last response w^2 of each
 ///            response that has weights of its own; then three sets that all responses share
-///   chunk    `lanes` lanes, side by side in memory: what tables are made of at a time, and what threads
-///   share
-///            among them
+///   chunk    `lanes` lanes, side by side in memory: what tables are made of at a time, and what is divided
+///            among threads
 ///   group    column_step (8) lanes, or as many poles: what is multiplied at a time, side by side in the
 ///            vector registers
 ///   block    samples that are multiplied at a time

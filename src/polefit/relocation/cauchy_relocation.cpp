@@ -37,7 +37,6 @@ namespace {
 using numerics::column_step;
 using numerics::InverseFactor;
 using numerics::Matrix;
-using numerics::MatrixView;
 
 /// Below these reciprocal conditions the normal equations are left for the orthogonal factorisation. The hard
 /// set of the tests comes out right with anything from 0 to 1e-5 and from 0 to 1e-9, since a run whose last
