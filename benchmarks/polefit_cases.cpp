@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <exception>
 #include <fstream>
+#include <optional>
 #include <random>
 #include <string>
 #include <vector>
@@ -19,6 +20,7 @@
 #include "polefit/fitting/residues.hpp"
 #include "polefit/fitting/starting_poles.hpp"
 #include "polefit/relocation/relocation.hpp"
+#include "polefit/relocation/zeros.hpp"
 
 namespace {
 
@@ -108,11 +110,11 @@ double relocation_by_cauchy_sums(const Network& network, const Case& size, int t
   const Poles poles = starting_poles(problem, options);
   CauchyRelocation relocation(problem, threads);
   return milliseconds([&] {
-    Sigma sigma;
-    if (!relocation.solve(poles, sigma)) {
-      std::printf("not trusted\n");
+    const std::optional<Sigma> sigma = relocation.solve(poles);
+    if (!sigma) {
+      throw Error(ErrorKind::numerical_breakdown, "a relocation by sums was not trusted");
     }
-    zeros_of(sigma, poles, true);
+    zeros_of(sigma->unknowns, poles, true);
   });
 }
 
@@ -124,7 +126,7 @@ Measured measure(const Network& network, const Case& size) {
   Measured measured;
   measured.gram = relocation_by_cauchy_sums(network, size, 1);
   measured.orthogonal =
-      milliseconds([&] { zeros_of(solve_sigma_orthogonally(problem, poles, 1), poles, true); });
+      milliseconds([&] { zeros_of(solve_sigma_orthogonally(problem, poles, 1).unknowns, poles, true); });
   measured.residues = milliseconds([&] { identify_residues(problem, poles, {}, 1); });
   measured.whole = milliseconds([&] { static_cast<void>(fit(data, options)); });
   return measured;

@@ -48,14 +48,21 @@ struct Model {
   }
 };
 
+/// Nothing for a model whose arrays fit together and whose responses are elements of its matrix, if it has
+/// one. Throws Error (bad_shape) otherwise, as all functions here do.
+POLEFIT_EXPORT void check_shape(const Model& model);
+
+/// The same, and that poles and residues are real or have their exact conjugates beside them: the model is a
+/// real system. Throws Error (bad_shape) otherwise.
+POLEFIT_EXPORT void check(const Model& model);
+
 /// Values of every response at frequencies in hertz: those of the first response first. A pole on a point
-/// makes a value that is not a number. Throws Error (bad_shape) when the arrays of the model do not fit
-/// together, as all functions here do.
+/// makes a value that is not a number. Throws Error as check_shape.
 POLEFIT_EXPORT std::vector<std::complex<double>> evaluate(const Model& model,
                                                           std::span<const double> frequencies);
 
-/// One element a response. Weights are not used. Throws Error (bad_shape) when model and data have not as
-/// many responses.
+/// One element a response. Weights are not used. Throws Error (bad_shape) as check_shape, and when model and
+/// data have not as many responses.
 POLEFIT_EXPORT std::vector<ResponseError> errors(const Model& model, const NetworkData& data);
 
 /// A real state space x' = A x + B u, y = C x + D u + E u', all matrices column-major and without gaps.
@@ -72,12 +79,12 @@ struct StateSpace {
 
 /// With one input, and each response as an output. A is block diagonal, of the order of the poles: a real
 /// pole a is the block [a], a pair a' +- j a'' the block [[a', a''], [-a'', a']]; B is 1 for a real pole, [2,
-/// 0] for a pair. Throws Error (bad_shape) for poles or residues without their exact conjugates.
+/// 0] for a pair. Throws Error as check.
 POLEFIT_EXPORT StateSpace state_space(const Model& model);
 
 /// The whole matrix of a network, whose ports are inputs and outputs: with N poles and P ports of order P N,
 /// the states of the first port's input standing first; those of one input are as in state_space. Throws
-/// Error (bad_shape) as state_space, and when the responses are not the whole matrix.
+/// Error as check, and (bad_shape) when the responses are not the whole matrix.
 POLEFIT_EXPORT StateSpace port_state_space(const Model& model);
 
 }  // namespace polefit

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "polefit/error.hpp"
+#include "polefit/export.hpp"
 
 namespace polefit {
 
@@ -55,5 +56,10 @@ struct NetworkData {
   /// (per sample), or R * M (those of the first response first).
   std::span<const double> weights;
 };
+
+/// Nothing for data that can be fitted. Throws Error otherwise: no_samples; bad_shape for sizes that do not
+/// fit together; bad_frequency, bad_weight and bad_sample for values that data cannot have; zero_data when
+/// the weighted samples are all 0 or overflow.
+POLEFIT_EXPORT void check(const NetworkData& data);
 
 }  // namespace polefit

@@ -11,6 +11,7 @@
 
 #include "networks.hpp"
 #include "polefit/model_file.hpp"
+#include "polefit/order_search.hpp"
 
 namespace polefit {
 namespace {
@@ -461,20 +462,48 @@ struct BadInput {
   void (*spoil)(Network& network, NetworkData& data, Options& options);
 };
 
-class BadInputTest : public ::testing::TestWithParam<BadInput> {};
-
-TEST_P(BadInputTest, is_refused_with_a_sentence) {
-  Network network = random_network({.pairs = 2, .responses = 2}, 1);
-  NetworkData data = network.data();
-  Options options = options_for({.pairs = 2});
-  GetParam().spoil(network, data, options);
-  try {
-    static_cast<void>(fit(data, options));
-    ADD_FAILURE() << "was accepted";
-  } catch (const Error& error) {
-    EXPECT_EQ(error.kind(), GetParam().kind) << error.what();
-    EXPECT_GT(std::string(error.what()).size(), 20U);
+/// What there is to refuse, and the refusal by one of the functions that take it.
+class BadInputTest : public ::testing::TestWithParam<BadInput> {
+ protected:
+  BadInputTest() : network_(random_network({.pairs = 2, .responses = 2}, 1)), data_(network_.data()) {
+    GetParam().spoil(network_, data_, options_);
+    options_.progress = [](const Progress&) {
+      ADD_FAILURE() << "poles were relocated";
+      return false;
+    };
   }
+  template <class Action>
+  static std::string sentence_of(const Action& action) {
+    try {
+      action();
+    } catch (const Error& error) {
+      EXPECT_EQ(error.kind(), GetParam().kind) << error.what();
+      return error.what();
+    }
+    ADD_FAILURE() << "was accepted";
+    return {};
+  }
+  std::string sentence_of_fit() const {
+    return sentence_of([this] { static_cast<void>(fit(data_, options_)); });
+  }
+
+  Network network_;
+  NetworkData data_;
+  Options options_ = options_for({.pairs = 2});
+};
+
+TEST_P(BadInputTest, is_refused_with_a_sentence) { EXPECT_GT(sentence_of_fit().size(), 20U); }
+
+class BadDataTest : public BadInputTest {};
+
+TEST_P(BadDataTest, are_refused_by_their_check_as_by_a_fit) {
+  EXPECT_EQ(sentence_of([this] { check(data_); }), sentence_of_fit());
+}
+
+class BadInputOfASearchTest : public BadInputTest {};
+
+TEST_P(BadInputOfASearchTest, is_refused_as_by_a_fit) {
+  EXPECT_EQ(sentence_of([this] { static_cast<void>(fit_to_error(data_, {}, options_)); }), sentence_of_fit());
 }
 
 constexpr double infinity = std::numeric_limits<double>::infinity();
@@ -483,59 +512,75 @@ const std::vector<std::string> three_names(3, "S");
 const std::vector<double> bad_weights(36, -1.0);
 const std::vector<double> zero_weights(36, 0.0);
 
-INSTANTIATE_TEST_SUITE_P(
-    Fit, BadInputTest,
-    ::testing::Values(
-        BadInput{"no_frequencies", ErrorKind::no_samples,
-                 [](Network&, NetworkData& data, Options&) { data.frequencies = {}; }},
-        BadInput{"no_responses", ErrorKind::no_samples,
-                 [](Network&, NetworkData& data, Options&) { data.responses.responses = 0; }},
-        BadInput{"other_numbers_of_samples", ErrorKind::bad_shape,
-                 [](Network&, NetworkData& data, Options&) { data.responses.samples -= 1; }},
-        BadInput{"other_numbers_of_names", ErrorKind::bad_shape,
-                 [](Network&, NetworkData& data, Options&) { data.names = three_names; }},
-        BadInput{
-            "other_numbers_of_weights", ErrorKind::bad_shape,
-            [](Network&, NetworkData& data, Options&) { data.weights = std::span(bad_weights).first(7); }},
-        BadInput{"a_negative_frequency", ErrorKind::bad_frequency,
-                 [](Network& network, NetworkData&, Options&) { network.frequencies[3] = -1.0; }},
-        BadInput{"an_undefined_frequency", ErrorKind::bad_frequency,
-                 [](Network& network, NetworkData&, Options&) { network.frequencies[3] = quiet_nan; }},
-        BadInput{"an_undefined_sample", ErrorKind::bad_sample,
-                 [](Network& network, NetworkData&, Options&) {
-                   network.values[3] = {0.0, quiet_nan};
-                 }},
-        BadInput{"an_infinite_sample", ErrorKind::bad_sample,
-                 [](Network& network, NetworkData&, Options&) { network.values[3] = infinity; }},
-        BadInput{"negative_weights", ErrorKind::bad_weight,
-                 [](Network&, NetworkData& data, Options&) { data.weights = bad_weights; }},
-        BadInput{"weights_of_zero", ErrorKind::zero_data,
-                 [](Network&, NetworkData& data, Options&) { data.weights = zero_weights; }},
-        BadInput{"data_of_zeros", ErrorKind::zero_data,
-                 [](Network& network, NetworkData&, Options&) {
-                   std::fill(network.values.begin(), network.values.end(), 0.0);
-                 }},
-        BadInput{"more_unknowns_than_equations", ErrorKind::too_many_unknowns,
-                 [](Network&, NetworkData&, Options& options) { options.complex_pairs = 36; }},
-        BadInput{"many_more_unknowns_than_memory", ErrorKind::too_many_unknowns,
-                 [](Network&, NetworkData&, Options& options) { options.complex_pairs = 1'000'000'000'000; }},
-        BadInput{"no_values", ErrorKind::bad_shape,
-                 [](Network&, NetworkData& data, Options&) { data.responses.values = nullptr; }},
-        BadInput{"a_frequency_beyond_the_range", ErrorKind::bad_frequency,
-                 [](Network& network, NetworkData&, Options&) { network.frequencies[3] = 1e308; }},
-        BadInput{"a_starting_pole_without_its_conjugate", ErrorKind::bad_option,
-                 [](Network&, NetworkData&, Options& options) {
-                   options.starting_poles = {{-1, 1}, {-1, 1}};
-                 }},
-        BadInput{"an_undefined_starting_pole", ErrorKind::bad_option,
-                 [](Network&, NetworkData&, Options& options) { options.starting_poles = {quiet_nan}; }},
-        BadInput{"an_exact_sample_that_is_not_there", ErrorKind::bad_option,
-                 [](Network&, NetworkData&, Options& options) { options.exact_sample = 36; }},
-        BadInput{"no_threads", ErrorKind::bad_option,
-                 [](Network&, NetworkData&, Options& options) { options.threads = 0; }},
-        BadInput{"negative_iterations", ErrorKind::bad_option,
-                 [](Network&, NetworkData&, Options& options) { options.iterations = -1; }}),
-    [](const ::testing::TestParamInfo<BadInput>& chosen) { return std::string(chosen.param.name); });
+const auto
+    bad_data =
+        ::testing::Values(
+            BadInput{"no_frequencies", ErrorKind::no_samples,
+                     [](Network&, NetworkData& data, Options&) { data.frequencies = {}; }},
+            BadInput{"no_responses", ErrorKind::no_samples,
+                     [](Network&, NetworkData& data, Options&) { data.responses.responses = 0; }},
+            BadInput{"other_numbers_of_samples", ErrorKind::bad_shape,
+                     [](Network&, NetworkData& data, Options&) { data.responses.samples -= 1; }},
+            BadInput{"other_numbers_of_names", ErrorKind::bad_shape,
+                     [](Network&, NetworkData& data, Options&) { data.names = three_names; }},
+            BadInput{"other_numbers_of_weights", ErrorKind::bad_shape,
+                     [](Network&, NetworkData& data, Options&) {
+                       data.weights = std::span(bad_weights).first(7);
+                     }},
+            BadInput{"a_negative_frequency", ErrorKind::bad_frequency,
+                     [](Network& network, NetworkData&, Options&) { network.frequencies[3] = -1.0; }},
+            BadInput{"an_undefined_frequency", ErrorKind::bad_frequency,
+                     [](Network& network, NetworkData&, Options&) { network.frequencies[3] = quiet_nan; }},
+            BadInput{"an_undefined_sample", ErrorKind::bad_sample,
+                     [](Network& network, NetworkData&, Options&) {
+                       network.values[3] = {0.0, quiet_nan};
+                     }},
+            BadInput{"an_infinite_sample", ErrorKind::bad_sample,
+                     [](Network& network, NetworkData&, Options&) { network.values[3] = infinity; }},
+            BadInput{"negative_weights", ErrorKind::bad_weight,
+                     [](Network&, NetworkData& data, Options&) { data.weights = bad_weights; }},
+            BadInput{"weights_of_zero", ErrorKind::zero_data,
+                     [](Network&, NetworkData& data, Options&) { data.weights = zero_weights; }},
+            BadInput{"data_of_zeros", ErrorKind::zero_data,
+                     [](Network& network, NetworkData&,
+                        Options&) { std::fill(network.values.begin(), network.values.end(), 0.0); }},
+            BadInput{"no_values", ErrorKind::bad_shape,
+                     [](Network&, NetworkData& data, Options&) { data.responses.values = nullptr; }},
+            BadInput{"a_frequency_beyond_the_range", ErrorKind::bad_frequency,
+                     [](Network& network, NetworkData&, Options&) { network.frequencies[3] = 1e308; }},
+            BadInput{"data_that_overflow", ErrorKind::zero_data,
+                     [](Network& network, NetworkData&, Options&) {
+                       std::fill(network.values.begin(), network.values.end(), 1.5e308);
+                     }});
+const auto bad_choices = ::testing::Values(
+    BadInput{"an_exact_sample_that_is_not_there", ErrorKind::bad_option,
+             [](Network&, NetworkData&, Options& options) { options.exact_sample = 36; }},
+    BadInput{"no_threads", ErrorKind::bad_option,
+             [](Network&, NetworkData&, Options& options) { options.threads = 0; }},
+    BadInput{"negative_iterations", ErrorKind::bad_option,
+             [](Network&, NetworkData&, Options& options) { options.iterations = -1; }},
+    BadInput{"a_tolerance_below_zero", ErrorKind::bad_option,
+             [](Network&, NetworkData&, Options& options) { options.pole_tolerance = -1.0; }});
+const auto bad_orders = ::testing::Values(
+    BadInput{"more_unknowns_than_equations", ErrorKind::too_many_unknowns,
+             [](Network&, NetworkData&, Options& options) { options.complex_pairs = 36; }},
+    BadInput{"many_more_unknowns_than_memory", ErrorKind::too_many_unknowns,
+             [](Network&, NetworkData&, Options& options) { options.complex_pairs = 1'000'000'000'000; }},
+    BadInput{"a_starting_pole_without_its_conjugate", ErrorKind::bad_option,
+             [](Network&, NetworkData&, Options& options) {
+               options.starting_poles = {{-1, 1}, {-1, 1}};
+             }},
+    BadInput{"an_undefined_starting_pole", ErrorKind::bad_option,
+             [](Network&, NetworkData&, Options& options) { options.starting_poles = {quiet_nan}; }});
+
+std::string name_of(const ::testing::TestParamInfo<BadInput>& chosen) { return chosen.param.name; }
+
+INSTANTIATE_TEST_SUITE_P(Data, BadInputTest, bad_data, name_of);
+INSTANTIATE_TEST_SUITE_P(Choices, BadInputTest, bad_choices, name_of);
+INSTANTIATE_TEST_SUITE_P(Orders, BadInputTest, bad_orders, name_of);
+INSTANTIATE_TEST_SUITE_P(Fit, BadDataTest, bad_data, name_of);
+INSTANTIATE_TEST_SUITE_P(Data, BadInputOfASearchTest, bad_data, name_of);
+INSTANTIATE_TEST_SUITE_P(Choices, BadInputOfASearchTest, bad_choices, name_of);
 
 TEST(Fit, one_sample_is_fitted_by_a_constant) {
   const std::vector<double> frequencies{1e9};

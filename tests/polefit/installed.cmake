@@ -1,12 +1,15 @@
-# Installs this build into a folder of its own, builds the consumer against it, and runs it.
-# Variables: BUILD (the build folder), SOURCE (the consumer), COMPILER, FLAGS.
+# Installs this build into a folder of its own, builds the consumer against it, and runs its programs.
+# Variables: BUILD (the build folder), SOURCE (the consumer), EXAMPLE (a Touchstone file), COMPILER, FLAGS.
 set(place "${BUILD}/installed_polefit")
 file(REMOVE_RECURSE "${place}")
+file(MAKE_DIRECTORY "${place}/run")
 
+# Runs a command in the folder "run"; its standard output is `output`.
 function(run)
-  execute_process(COMMAND ${ARGN} RESULT_VARIABLE status OUTPUT_VARIABLE output ERROR_VARIABLE output)
+  execute_process(COMMAND ${ARGN} WORKING_DIRECTORY "${place}/run"
+    RESULT_VARIABLE status OUTPUT_VARIABLE output ERROR_VARIABLE complaints)
   if(NOT status EQUAL 0)
-    message(FATAL_ERROR "${ARGN}\n${output}")
+    message(FATAL_ERROR "${ARGN}\n${output}${complaints}")
   endif()
   set(output "${output}" PARENT_SCOPE)
 endfunction()
@@ -15,9 +18,20 @@ run("${CMAKE_COMMAND}" --install "${BUILD}" --prefix "${place}/prefix")
 run("${CMAKE_COMMAND}" -S "${SOURCE}" -B "${place}/build" -G Ninja "-DCMAKE_PREFIX_PATH=${place}/prefix"
   "-DCMAKE_CXX_COMPILER=${COMPILER}" "-DCMAKE_CXX_FLAGS=${FLAGS}")
 run("${CMAKE_COMMAND}" --build "${place}/build")
+
+# The circuit of a file is that of the installed command.
+configure_file("${EXAMPLE}" "${place}/run/filter.s2p" COPYONLY)
+run("${place}/prefix/bin/polefit" fit filter.s2p --error 1e-4 --quiet -o filter.json)
+run("${place}/prefix/bin/polefit" export filter.json --spice --name filter -o expected.cir)
 foreach(kind polefit polefit_static)
-  run("${place}/build/with_${kind}")
+  run("${place}/build/fits_and_saves_with_${kind}")
   if(NOT output STREQUAL "-1e+09\n")
-    message(FATAL_ERROR "with_${kind} printed ${output}")
+    message(FATAL_ERROR "fits_and_saves_with_${kind} printed ${output}")
   endif()
+  file(REMOVE "${place}/run/filter.cir")
+  run("${place}/build/file_to_circuit_with_${kind}")
+  if(NOT output MATCHES "^[0-9]+ poles, error [1-9]\\.[0-9]e-0[5-9]\n$")
+    message(FATAL_ERROR "file_to_circuit_with_${kind} printed ${output}")
+  endif()
+  run("${CMAKE_COMMAND}" -E compare_files filter.cir expected.cir)
 endforeach()

@@ -4,38 +4,18 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
-#include <new>
 #include <utility>
 
 #include "numerics.hpp"
 #include "numerics/angular_frequency.hpp"
 #include "numerics/complex_division.hpp"
 #include "polefit/error.hpp"
-
-namespace {
-
-std::size_t largest_request = 0;
-
-}  // namespace
-
-// Every allocation passes here, so that a test can see how large the largest was. Not inlined, since g++ 12
-// takes a pair of which it has inlined one half for a mistake.
-[[gnu::noinline]] void* operator new(std::size_t size) {
-  largest_request = std::max(largest_request, size);
-  if (void* memory = std::malloc(std::max<std::size_t>(size, 1))) {
-    return memory;
-  }
-  throw std::bad_alloc();
-}
-[[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
-[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+#include "requests.hpp"
 
 namespace polefit {
 namespace {
 
 using namespace testing_support;
-using numerics::two_pi;
 using testing_support::quiet_nan;  // not the one of <math.h>
 
 void add_pole(Model& model, Complex a) {
@@ -222,6 +202,8 @@ TEST(Evaluate, a_model_whose_arrays_do_not_fit_together_is_refused) {
   add_response(model, 0.0, 0.0, numbers);
   add_response(model, 0.0, 0.0, numbers);
   const auto refused = [](const Model& bad, const std::string& sentence) {
+    expect_bad_shape([&] { check_shape(bad); }, sentence);
+    expect_bad_shape([&] { check(bad); }, sentence);
     expect_bad_shape([&] { evaluate(bad, std::vector{1.0}); }, sentence);
     expect_bad_shape([&] { errors(bad, {}); }, sentence);
     expect_bad_shape([&] { state_space(bad); }, sentence);
@@ -474,8 +456,8 @@ TEST(StateSpace, a_pole_is_a_block_and_a_response_is_an_output) {
   EXPECT_EQ(system.e, model.proportionals);
 }
 
-/// x of (s I - A) x = b, by elimination with column pivots in long double.
-std::vector<std::complex<long double>> states_at(Complex s, const StateSpace& system) {
+/// x of (s I - A) x = b, b a column of B, by elimination with column pivots in long double.
+std::vector<std::complex<long double>> states_at(Complex s, const StateSpace& system, std::size_t input) {
   using Value = std::complex<long double>;
   const std::size_t n = system.order;
   std::vector<std::vector<Value>> rows(n, std::vector<Value>(n + 1));
@@ -483,7 +465,7 @@ std::vector<std::complex<long double>> states_at(Complex s, const StateSpace& sy
     for (std::size_t j = 0; j < n; ++j) {
       rows[i][j] = (i == j ? Value(s) : Value()) - static_cast<long double>(system.a[i + j * n]);
     }
-    rows[i][n] = static_cast<long double>(system.b[i]);
+    rows[i][n] = static_cast<long double>(system.b[i + input * n]);
   }
   for (std::size_t p = 0; p < n; ++p) {
     std::size_t pivot = p;
@@ -505,6 +487,29 @@ std::vector<std::complex<long double>> states_at(Complex s, const StateSpace& sy
   return x;
 }
 
+/// Column `input` of C (s I - A)^-1 B + D + s E.
+std::vector<std::complex<long double>> outputs_at(Complex s, const StateSpace& system, std::size_t input) {
+  const auto x = states_at(s, system, input);
+  std::vector<std::complex<long double>> y;
+  for (std::size_t output = 0; output < system.outputs; ++output) {
+    const std::size_t place = output + input * system.outputs;
+    y.push_back(std::complex<long double>(s) * static_cast<long double>(system.e[place]) +
+                static_cast<long double>(system.d[place]));
+    for (std::size_t i = 0; i < system.order; ++i) {
+      y.back() += static_cast<long double>(system.c[output + i * system.outputs]) * x[i];
+    }
+  }
+  return y;
+}
+
+/// The state space has the numbers of the model without a rounding, so this is the error of evaluate alone,
+/// in its unit.
+double state_space_error(const Model& model, std::size_t r, Complex s, Complex value,
+                         std::complex<long double> exact) {
+  const double unit = eps * static_cast<double>(model.poles.size() + 1) * size_of_terms(model, r, s);
+  return static_cast<double>(std::abs(std::complex<long double>(value) - exact)) / unit;
+}
+
 TEST(StateSpace, its_transfer_function_is_the_model) {
   double worst = 0.0;
   for (std::uint64_t seed = 0; seed < 50; ++seed) {
@@ -515,23 +520,13 @@ TEST(StateSpace, its_transfer_function_is_the_model) {
     const auto values = evaluate(model, frequencies);
     for (std::size_t k = 0; k < frequencies.size(); ++k) {
       const Complex s = point(frequencies[k]);
-      const auto x = states_at(s, system);
+      const auto y = outputs_at(s, system, 0);
       for (std::size_t r = 0; r < 2; ++r) {
-        std::complex<long double> y = std::complex<long double>(s) * static_cast<long double>(system.e[r]) +
-                                      static_cast<long double>(system.d[r]);
-        for (std::size_t i = 0; i < system.order; ++i) {
-          y += static_cast<long double>(system.c[r + i * 2]) * x[i];
-        }
-        const auto difference = std::complex<long double>(values[r * frequencies.size() + k]) - y;
-        worst =
-            std::max(worst, static_cast<double>(std::abs(difference)) /
-                                (eps * static_cast<double>(system.order + 1) * size_of_terms(model, r, s)));
+        worst = std::max(worst, state_space_error(model, r, s, values[r * frequencies.size() + k], y[r]));
       }
     }
   }
-  // The state space has the numbers of the model without a rounding, so this is the error of evaluate alone,
-  // in its unit and with its bound. Worst of these seeds: 0.43
-  EXPECT_LE(worst, 8.0);
+  EXPECT_LE(worst, 8.0);  // the bound of evaluate; worst of these seeds: 0.43
 }
 
 TEST(StateSpace, without_poles_only_the_line_is_left) {
@@ -555,11 +550,11 @@ TEST(StateSpace, without_responses_there_are_states_and_no_outputs) {
 TEST(StateSpace, poles_and_residues_without_their_exact_conjugates_are_refused) {
   const auto refused = [](std::vector<Complex> poles, std::vector<Complex> residues,
                           const std::string& sentence) {
-    expect_bad_shape(
-        [&] {
-          state_space({std::move(poles), std::move(residues), {0.0}, {0.0}, {}});
-        },
-        sentence);
+    const Model model{std::move(poles), std::move(residues), {0.0}, {0.0}, {}};
+    expect_bad_shape([&] { check(model); }, sentence);
+    expect_bad_shape([&] { state_space(model); }, sentence);
+    EXPECT_NO_THROW(check_shape(model)) << "its arrays fit together";
+    EXPECT_NO_THROW(evaluate(model, std::vector{1.0}));
   };
   const Complex a(-1.0, 2.0);
   const Complex c(3.0, 4.0);
@@ -572,6 +567,74 @@ TEST(StateSpace, poles_and_residues_without_their_exact_conjugates_are_refused) 
   refused({a, std::conj(a)}, {c, c},
           "responses[0].residues[1] is not the exact conjugate of the one before it, as its pole is");
   refused({-1.0}, {c}, "responses[0].residues[0] is not real, as the residue of a real pole is");
+}
+
+/// The elements of a matrix in another order than row by row.
+std::vector<MatrixElement> shuffled_elements(std::size_t ports, RandomNumbers& numbers) {
+  auto elements = all_elements(ports);
+  for (std::size_t i = elements.size() - 1; i > 0; --i) {
+    std::swap(elements[i], elements[static_cast<std::size_t>(numbers.below(static_cast<int>(i) + 1))]);
+  }
+  return elements;
+}
+
+TEST(PortStateSpace, its_transfer_function_is_the_matrix_in_whatever_order_the_responses_are) {
+  double worst = 0.0;
+  for (std::uint64_t seed = 0; seed < 20; ++seed) {
+    RandomNumbers numbers(seed);
+    Model model = random_model(numbers, static_cast<int>(seed % 5), 9);
+    model.network = {'S', {50.0, 60.0, 75.0}, shuffled_elements(3, numbers)};
+    const StateSpace system = port_state_space(model);
+    ASSERT_EQ(system.order, 3 * model.poles.size());
+    ASSERT_EQ(system.inputs, 3U);
+    ASSERT_EQ(system.outputs, 3U);
+    const auto frequencies = random_frequencies(numbers, 3);
+    const auto values = evaluate(model, frequencies);
+    for (std::size_t k = 0; k < frequencies.size(); ++k) {
+      const Complex s = point(frequencies[k]);
+      for (std::size_t r = 0; r < 9; ++r) {
+        const auto [row, column] = model.network->elements[r];
+        const auto y = outputs_at(s, system, column - 1);
+        worst =
+            std::max(worst, state_space_error(model, r, s, values[r * frequencies.size() + k], y[row - 1]));
+      }
+    }
+  }
+  EXPECT_LE(worst, 8.0);  // the bound of evaluate; worst of these seeds: 0.41
+}
+
+TEST(PortStateSpace, the_states_of_one_input_are_those_of_the_state_space) {
+  RandomNumbers numbers(1);
+  Model model = random_model(numbers, 3, 4);
+  model.network = {'Y', {50.0, 50.0}, {{2, 2}, {1, 2}, {1, 1}, {2, 1}}};
+  const std::size_t n = model.poles.size();
+  const StateSpace single = state_space(model);
+  const StateSpace both = port_state_space(model);
+  for (std::size_t j = 0; j < 2 * n; ++j) {
+    for (std::size_t i = 0; i < 2 * n; ++i) {
+      EXPECT_EQ(both.a[i + j * 2 * n], i / n == j / n ? single.a[i % n + j % n * n] : 0.0);
+    }
+    for (std::size_t input = 0; input < 2; ++input) {
+      EXPECT_EQ(both.b[j + input * 2 * n], j / n == input ? single.b[j % n] : 0.0);
+    }
+  }
+}
+
+TEST(PortStateSpace, what_is_no_whole_matrix_is_refused) {
+  RandomNumbers numbers(1);
+  Model model = random_model(numbers, 2, 3);
+  expect_bad_shape([&] { port_state_space(model); },
+                   "the model has no network matrix of which its responses are elements");
+  model.network = {'S', {50.0, 50.0}, {{1, 1}, {2, 2}, {2, 1}}};
+  expect_bad_shape([&] { port_state_space(model); },
+                   "the model has not all elements of a matrix of 2 ports; S12 is missing");
+  Model one = random_model(numbers, 0, 1);
+  add_pole(one, {-1.0, 2.0});
+  one.residues = {{1.0, 1.0}, {1.0, 1.0}};
+  one.network = {'S', {50.0}, {{1, 1}}};
+  expect_bad_shape(
+      [&] { port_state_space(one); },
+      "responses[0].residues[1] is not the exact conjugate of the one before it, as its pole is");
 }
 
 }  // namespace

@@ -16,7 +16,6 @@
 namespace polefit {
 namespace {
 
-using numerics::two_pi;
 using testing_support::Complex;
 using testing_support::RandomNumbers;
 
@@ -377,6 +376,42 @@ TEST(OrderSearch, refuses_an_exact_sample_that_does_not_exist) {
   Options options;
   options.exact_sample = 101;
   EXPECT_THROW(static_cast<void>(fit_to_error(samples.view(), {.error = 1e-3}, options)), Error);
+}
+
+std::string refusal_of(const Samples& samples, const Options& options = {}) {
+  Options silent = options;
+  silent.progress = [](const Progress&) {
+    ADD_FAILURE() << "a part of the data was fitted";
+    return false;
+  };
+  try {
+    static_cast<void>(fit_to_error(samples.view(), {.error = 1e-3}, silent));
+  } catch (const Error& error) {
+    return error.what();
+  }
+  ADD_FAILURE() << "was accepted";
+  return {};
+}
+
+TEST(OrderSearch, what_is_wrong_is_said_of_all_the_data_and_not_of_a_part_of_them) {
+  Samples samples = network(4, 1, 101);
+  samples.values[57] = std::numeric_limits<double>::quiet_NaN();
+  EXPECT_EQ(refusal_of(samples), "sample 57 of response 0 (counted from 0) is not finite");
+  samples.values[57] = 1.0;
+  samples.frequencies[2] = -1.0;
+  EXPECT_EQ(refusal_of(samples).substr(0, 34), "frequency 2 (counted from 0) is -1");
+  // Their squares are summed in units in which 101 equal values overflow and the 81 of a part do not.
+  samples = network(4, 1, 101);
+  samples.values.assign(101, 1.05 / std::sqrt(101.0) * std::numeric_limits<double>::max());
+  EXPECT_EQ(refusal_of(samples), "the weighted data overflow");
+}
+
+TEST(OrderSearch, choices_out_of_range_are_refused_before_the_data_are_looked_at) {
+  Samples samples = network(4, 1, 101);
+  samples.values[57] = std::numeric_limits<double>::quiet_NaN();
+  Options options;
+  options.threads = 0;
+  EXPECT_EQ(refusal_of(samples, options), "the number of threads is 0");
 }
 
 TEST(OrderSearch, a_network_of_four_ports_takes_a_handful_of_steps) {

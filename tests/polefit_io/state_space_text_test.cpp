@@ -140,6 +140,21 @@ TEST(StateSpaceText, numbers_read_back_to_the_same_bits) {
   EXPECT_EQ(matrices.at("E").elements, space.e);
 }
 
+TEST(StateSpaceText, a_whole_matrix_is_written_with_the_numbers_of_its_state_space) {
+  Model model = random_model(9);
+  auto elements = all_elements(3);
+  std::swap(elements[1], elements[5]);
+  std::swap(elements[0], elements[7]);
+  model.network = polefit::NetworkMatrix{'Y', {50.0, 50.0, 50.0}, elements};
+  const auto matrices = matrices_of(state_space_text(model));
+  const auto space = polefit::port_state_space(model);
+  EXPECT_EQ(matrices.at("A").elements, space.a);
+  EXPECT_EQ(matrices.at("B").elements, space.b);
+  EXPECT_EQ(matrices.at("C").elements, space.c);
+  EXPECT_EQ(matrices.at("D").elements, space.d);
+  EXPECT_EQ(matrices.at("E").elements, space.e);
+}
+
 TEST(StateSpaceText, a_model_without_poles_has_matrices_without_rows) {
   Model model;
   model.constants = {1.0, 2.0};

@@ -3,27 +3,31 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <string>
+#include <optional>
+#include <utility>
 
+#include "polefit/fitting/option_checks.hpp"
 #include "polefit/fitting/residues.hpp"
 #include "polefit/fitting/starting_poles.hpp"
+#include "polefit/fitting/stop_rule.hpp"
 #include "polefit/model/model_faults.hpp"
 #include "polefit/model/overall_error.hpp"
 #include "polefit/problem/problem.hpp"
 #include "polefit/relocation/relocation.hpp"
+#include "polefit/relocation/zeros.hpp"
 
 namespace polefit {
 namespace {
 
-/// A residual that changes by no more than this part of it, or is rounding, ...
-constexpr double settled_change = 1e-3;
-/// ... in so many relocations has settled.
+/// Parts of a residual, or of a model's error, by which it changes when it changes at all.
+constexpr double least_change = 1e-3;
+/// Relocations in a row without that, after which there are no more.
 constexpr int patience = 4;
+/// Residuals and errors below this are rounding.
+constexpr double rounding = 1e-13;
 /// An error of the model so many times the residual of the last relocation says that the zeros of sigma were
 /// not what they should have been: where orders are larger than the data need, sigma is not unique.
 constexpr double lost = 10.0;
-/// ... unless both are rounding.
-constexpr double rounding = 1e-13;
 /// Relocations by normal equations are followed by orthogonal ones when the basis or the equations for sigma
 /// were worse than this and the data are fitted to more digits than normal equations show.
 constexpr double safe_condition_basis = 1e-3;
@@ -35,38 +39,6 @@ constexpr double safe_loss = 1e3;
 constexpr double visible_error = 1e-9;
 /// So many in a row: the first ones often lead to poles with which the equations are well-conditioned.
 constexpr int most_hidden = 2;
-
-void check_options(const Options& options) {
-  if (options.iterations < 0) {
-    throw Error(ErrorKind::bad_option, "the limit on iterations is " + std::to_string(options.iterations));
-  }
-  if (options.threads < 1) {
-    throw Error(ErrorKind::bad_option, "the number of threads is " + std::to_string(options.threads));
-  }
-  if (!(options.pole_tolerance >= 0.0)) {
-    throw Error(ErrorKind::bad_option,
-                "the tolerance of the poles is " + std::to_string(options.pole_tolerance));
-  }
-}
-
-void check_sizes(const Problem& problem, std::size_t poles, const Options& options) {
-  if (options.exact_sample && *options.exact_sample >= problem.samples) {
-    throw Error(ErrorKind::bad_option, "the sample to be exact is " + std::to_string(*options.exact_sample) +
-                                           ", counted from 0, and there are " +
-                                           std::to_string(problem.samples));
-  }
-  const std::size_t unknowns = poles + problem.terms();
-  if (unknowns > 2 * problem.samples) {
-    throw Error(ErrorKind::too_many_unknowns, std::to_string(unknowns) + " unknowns a response, but only " +
-                                                  std::to_string(2 * problem.samples) + " equations of " +
-                                                  std::to_string(problem.samples) + " samples");
-  }
-  // LAPACK counts in 32 bits.
-  if (problem.samples > static_cast<std::size_t>(std::numeric_limits<int>::max()) / 4 ||
-      problem.responses * (poles + 1) > static_cast<std::size_t>(std::numeric_limits<int>::max()) / 4) {
-    throw Error(ErrorKind::bad_shape, "more samples or responses than can be counted");
-  }
-}
 
 /// The largest distance of a new pole from its nearest old one, relative to its size.
 double largest_move(const Poles& before, const Poles& after) {
@@ -105,50 +77,62 @@ bool hides_digits(const Sigma& sigma) {
          error > std::max(visible_error, 0.1 * sigma.residual);
 }
 
+bool residual_moved(double last, double residual) {
+  return !(std::abs(residual - last) <= least_change * last || residual < rounding);
+}
+
+bool error_fell(double best, double error) { return error < (1.0 - least_change) * best; }
+
+/// Takes down a relocation and tells of it; returns whether another one may follow.
+bool take_down(const Sigma& sigma, Path path, const Poles& before, const Poles& after, const Options& options,
+               Report& report) {
+  ++report.iterations;
+  ++(path == Path::gram ? report.gram_relocations : report.orthogonal_relocations);
+  report.last_path = path;
+  report.residual = sigma.residual;
+  report.condition_sigma = sigma.condition_sigma;
+  if (path == Path::gram) {
+    report.condition_basis = sigma.condition_basis;
+  }
+  if (options.progress && !options.progress({.iteration = report.iterations,
+                                             .order = after.size(),
+                                             .residual = sigma.residual,
+                                             .pole_change = largest_move(before, after),
+                                             .path = path})) {
+    report.reason = StopReason::cancelled;
+    return false;
+  }
+  return true;
+}
+
 /// Relocates the poles until something says that it is enough; returns whether the last relocation hides
 /// digits.
 bool relocate(const Problem& problem, const Options& options, Poles& poles, Report& report) {
   double last_residual = 0.0;
-  int without_gain = 0;
+  StopRule rule(patience);
   CauchyRelocation by_cauchy_sums(problem, options.threads);
   bool orthogonally = options.orthogonal;
   int hidden = 0;
-  for (int iteration = 1; iteration <= options.iterations && !poles.empty(); ++iteration) {
-    Sigma sigma;
-    const bool gram = !orthogonally && by_cauchy_sums.solve(poles, sigma);
-    if (gram) {
-      ++report.gram_relocations;
-      report.condition_basis = sigma.condition_basis;
-    } else {
-      sigma = solve_sigma_orthogonally(problem, poles, options.threads);
-      ++report.orthogonal_relocations;
-    }
-    report.condition_sigma = sigma.condition_sigma;
-    report.last_path = gram ? Path::gram : Path::orthogonal;
-    report.iterations = iteration;
-    report.residual = sigma.residual;
+  while (report.iterations < options.iterations && !poles.empty()) {
+    std::optional<Sigma> by_sums = orthogonally ? std::nullopt : by_cauchy_sums.solve(poles);
+    const bool gram = by_sums.has_value();
+    const Sigma sigma =
+        gram ? *std::move(by_sums) : solve_sigma_orthogonally(problem, poles, options.threads);
     hidden = gram && hides_digits(sigma) ? hidden + 1 : 0;
     orthogonally = orthogonally || hidden == most_hidden;
     const Poles before = poles;
-    poles = zeros_of(sigma, poles, options.stable);
-    const double move = largest_move(before, poles);
+    poles = zeros_of(sigma.unknowns, poles, options.stable);
 
-    if (options.progress && !options.progress({.iteration = iteration,
-                                               .order = poles.size(),
-                                               .residual = sigma.residual,
-                                               .pole_change = move,
-                                               .path = report.last_path})) {
-      report.reason = StopReason::cancelled;
+    if (!take_down(sigma, gram ? Path::gram : Path::orthogonal, before, poles, options, report)) {
       return hidden > 0;
     }
-    if (move < options.pole_tolerance) {
+    if (largest_move(before, poles) < options.pole_tolerance) {
       report.reason = StopReason::poles_settled;
       return hidden > 0;
     }
-    const bool same = std::abs(sigma.residual - last_residual) <= settled_change * last_residual;
-    without_gain = same || sigma.residual < rounding ? without_gain + 1 : 0;
+    rule.step(residual_moved(last_residual, sigma.residual));
     last_residual = sigma.residual;
-    if (without_gain == patience) {
+    if (rule.ended()) {
       report.reason = StopReason::residual_settled;
       return hidden > 0;
     }
@@ -184,28 +168,17 @@ void polish(const Problem& problem, const NetworkData& data, const Options& opti
     return;  // a safe end, without a look at the model
   }
   double best = weighted_error(problem, data, fit.model);
-  int without_gain = 0;
-  while (report.iterations > 0 && report.iterations < options.iterations && without_gain < patience &&
-         pays(best)) {
+  StopRule rule(patience);
+  while (report.iterations > 0 && report.iterations < options.iterations && !rule.ended() && pays(best)) {
     const Sigma sigma = solve_sigma_orthogonally(problem, poles, options.threads);
     const Poles before = poles;
-    poles = zeros_of(sigma, poles, options.stable);
-    ++report.iterations;
-    ++report.orthogonal_relocations;
-    report.last_path = Path::orthogonal;
-    report.residual = sigma.residual;
-    report.condition_sigma = sigma.condition_sigma;
-    if (options.progress && !options.progress({.iteration = report.iterations,
-                                               .order = poles.size(),
-                                               .residual = sigma.residual,
-                                               .pole_change = largest_move(before, poles),
-                                               .path = report.last_path})) {
-      report.reason = StopReason::cancelled;
+    poles = zeros_of(sigma.unknowns, poles, options.stable);
+    if (!take_down(sigma, Path::orthogonal, before, poles, options, report)) {
       return;
     }
     Model model = identify_residues(problem, poles, options.exact_sample, options.threads);
     const double error = weighted_error(problem, data, model);
-    without_gain = error < (1.0 - settled_change) * best ? 0 : without_gain + 1;
+    rule.step(error_fell(best, error));
     if (error < best) {
       best = error;
       fit.model = std::move(model);
@@ -247,11 +220,10 @@ Fit fit(const NetworkData& data, const Options& options) {
   const Problem problem = make_problem(data, options);
   // Before there are any poles, clamped so that nothing overflows.
   const std::size_t most = 2 * problem.samples + 1;
-  check_sizes(problem,
-              options.starting_poles.empty()
-                  ? std::min(options.real_poles, most) + 2 * std::min(options.complex_pairs, most)
-                  : options.starting_poles.size(),
-              options);
+  const std::size_t order = options.starting_poles.empty() ? std::min(options.real_poles, most) +
+                                                                 2 * std::min(options.complex_pairs, most)
+                                                           : options.starting_poles.size();
+  check_sizes(problem.samples, problem.responses, order, options);
   Poles poles = starting_poles(problem, options);
   Fit result;
   const bool hidden = relocate(problem, options, poles, result.report);

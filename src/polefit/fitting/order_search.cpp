@@ -9,6 +9,8 @@
 #include <utility>
 
 #include "numerics/angular_frequency.hpp"
+#include "polefit/fitting/option_checks.hpp"
+#include "polefit/fitting/stop_rule.hpp"
 #include "polefit/model/overall_error.hpp"
 #include "polefit/problem/pole_basis.hpp"
 
@@ -214,7 +216,7 @@ class Searcher {
 
  private:
   /// Steps grow while they are without success.
-  std::size_t growth() const { return 1 + static_cast<std::size_t>(without_success_); }
+  std::size_t growth() const { return 1 + static_cast<std::size_t>(rule_.idle_steps()); }
 
   /// Pairs that may be added to so many poles.
   std::size_t room(std::size_t order) const {
@@ -245,9 +247,8 @@ class Searcher {
     const Step judged = judge(fit);
     search_.steps.push_back(judged);
     const double error = decisive(judged);
-    const bool pays = !best_ || error < worthwhile * best_error_;
     noisy_ = best_ && judged.error < best_training_ && judged.held_out_error > harmful * best_error_;
-    without_success_ = pays ? 0 : without_success_ + 1;
+    rule_.step(!best_ || error < worthwhile * best_error_);
     if (!best_ || error < best_error_) {
       best_ = fit;
       best_error_ = error;
@@ -261,9 +262,8 @@ class Searcher {
       search_.end = SearchEnd::target_met;
     } else if (cancelled_) {
       search_.end = SearchEnd::cancelled;
-    } else if (without_success_ >= patience &&
-               (noisy_ ||
-                search_.steps.back().order >= std::max(least_tried, 2 * best_->model.poles.size()))) {
+    } else if (rule_.ended() && (noisy_ || search_.steps.back().order >=
+                                               std::max(least_tried, 2 * best_->model.poles.size()))) {
       search_.end = noisy_ ? SearchEnd::noise : SearchEnd::no_gain;
     } else {
       return false;
@@ -297,7 +297,7 @@ class Searcher {
   std::optional<Fit> best_;
   double best_error_ = std::numeric_limits<double>::infinity();
   double best_training_ = std::numeric_limits<double>::infinity();
-  int without_success_ = 0;
+  StopRule rule_{patience};
   bool noisy_ = false;
   bool cancelled_ = false;
 };
@@ -309,14 +309,10 @@ Search fit_to_error(const NetworkData& data, const Target& target, const Options
     throw Error(ErrorKind::bad_option,
                 "the target of the error is " + std::to_string(target.error) + "; it has to be above 0");
   }
-  // Says what is wrong with the data before a part of them is taken.
-  Options check = options;
-  check.iterations = 0;
-  check.starting_poles.clear();
-  check.real_poles = 0;
-  check.complex_pairs = 0;
-  check.progress = nullptr;
-  static_cast<void>(fit(data, check));
+  // Before a part of the data is taken, and whatever the starting poles are.
+  check_options(options);
+  check(data);
+  check_sizes(data.frequencies.size(), data.responses.responses, 0, options);
 
   std::vector<std::size_t> used;
   std::vector<std::size_t> held_out;

@@ -5,7 +5,8 @@
 #include <numeric>
 #include <string>
 
-#include "polefit/relocation/relocation.hpp"
+#include "polefit/error.hpp"
+#include "polefit/relocation/zeros.hpp"
 
 namespace polefit {
 namespace {

@@ -1,7 +1,7 @@
 /// Where a fit starts.
 #pragma once
 
-#include "polefit/fit.hpp"
+#include "polefit/options.hpp"
 #include "polefit/problem/pole_basis.hpp"
 #include "polefit/problem/problem.hpp"
 

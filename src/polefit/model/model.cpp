@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <optional>
 #include <string>
 
 #include "numerics/angular_frequency.hpp"
@@ -13,8 +12,6 @@
 
 namespace polefit {
 namespace {
-
-using numerics::SampleParts;
 
 constexpr std::size_t block = numerics::SampleParts::most;
 
@@ -120,12 +117,6 @@ class Moduli {
   double largest_ = 0.0;  // square, in unit_^2
 };
 
-void refuse(const std::optional<std::string>& fault) {
-  if (fault) {
-    throw Error(ErrorKind::bad_shape, *fault);
-  }
-}
-
 void refuse_unlike(const char* what, std::size_t found, std::size_t expected) {
   if (found != expected) {
     throw Error(ErrorKind::bad_shape, "the data have " + std::to_string(found) + " " + what + ", expected " +
@@ -135,8 +126,15 @@ void refuse_unlike(const char* what, std::size_t found, std::size_t expected) {
 
 }  // namespace
 
+void check_shape(const Model& model) { refuse(ErrorKind::bad_shape, shape_fault(model)); }
+
+void check(const Model& model) {
+  check_shape(model);
+  refuse(ErrorKind::bad_shape, pair_fault(model));
+}
+
 std::vector<std::complex<double>> evaluate(const Model& model, std::span<const double> frequencies) {
-  refuse(shape_fault(model));
+  check_shape(model);
   const std::size_t samples = frequencies.size();
   std::vector<std::complex<double>> result(model.responses() * samples);
   ModelBlock model_block(model);
@@ -155,7 +153,7 @@ std::vector<std::complex<double>> evaluate(const Model& model, std::span<const d
 }
 
 std::vector<ResponseError> errors(const Model& model, const NetworkData& data) {
-  refuse(shape_fault(model));
+  check_shape(model);
   refuse_unlike("responses", data.responses.responses, model.responses());
   refuse_unlike("samples", data.responses.samples, data.frequencies.size());
   const std::size_t samples = data.responses.samples;

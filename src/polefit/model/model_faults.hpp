@@ -1,6 +1,6 @@
 /// What can be wrong with a model that a caller made: the one wording for evaluation, state space and files.
 ///
-/// Each function returns a sentence for the user, or nothing when there is no fault. Parts of the model are
+/// Each ..._fault returns a sentence for the user, or nothing when there is no fault. Parts of the model are
 /// named as in the model file.
 #pragma once
 
@@ -16,9 +16,17 @@
 #include <utility>
 #include <vector>
 
+#include "polefit/error.hpp"
 #include "polefit/model.hpp"
 
 namespace polefit {
+
+/// Throws Error of that kind when there is a fault.
+inline void refuse(ErrorKind kind, const std::optional<std::string>& fault) {
+  if (fault) {
+    throw Error(kind, *fault);
+  }
+}
 
 inline std::string pole_text(std::size_t i) { return "poles[" + std::to_string(i) + "]"; }
 inline std::string response_text(std::size_t r) { return "responses[" + std::to_string(r) + "]"; }
@@ -169,6 +177,15 @@ inline std::optional<std::string> pair_fault(const Model& model) {
     i += real ? 1 : 2;
   }
   return std::nullopt;
+}
+
+/// Where each element of the whole matrix is. Throws Error (bad_shape) unless the responses are that matrix.
+inline WholeMatrix matrix_of(const Model& model) {
+  std::optional<WholeMatrix> matrix = whole_matrix(model.network);
+  if (!matrix) {
+    throw Error(ErrorKind::bad_shape, "the model has " + *incompleteness(model.network));
+  }
+  return *std::move(matrix);
 }
 
 }  // namespace polefit

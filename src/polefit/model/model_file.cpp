@@ -31,9 +31,10 @@ constexpr std::size_t deepest_level = 64;
 
 [[noreturn]] void fail(const std::string& sentence) { throw Error(ErrorKind::bad_model_file, sentence); }
 
-void refuse(const std::optional<std::string>& fault) {
-  if (fault) {
-    fail(*fault);
+/// What a file has to hold: numbers, and as many as belong together.
+void check_for_file(const Model& model) {
+  for (const auto fault : {shape_fault, number_fault, pair_fault}) {
+    refuse(ErrorKind::bad_model_file, fault(model));
   }
 }
 
@@ -338,9 +339,7 @@ void append_list(std::string& text, const std::vector<std::string>& lines) {
 }  // namespace
 
 std::string to_json(const Model& model) {
-  refuse(shape_fault(model));
-  refuse(number_fault(model));
-  refuse(pair_fault(model));
+  check_for_file(model);
   std::vector<std::string> poles;
   for (const std::complex<double> a : model.poles) {
     poles.push_back(pair_text(a));
@@ -387,9 +386,7 @@ Model model_from_json(const std::string& text) {
   for (std::size_t r = 0; r < responses.size(); ++r) {
     add_response(responses.element(r), model.poles.size(), model);
   }
-  refuse(shape_fault(model));
-  refuse(number_fault(model));
-  refuse(pair_fault(model));
+  check_for_file(model);
   return model;
 }
 

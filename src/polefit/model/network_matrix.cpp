@@ -59,6 +59,12 @@ std::string missing_text(const NetworkMatrix& matrix) {
   return text + (missing == 1 ? " is missing" : " are missing");
 }
 
+/// Whether as many elements are there as the matrix has; none of them stands twice.
+bool has_all_elements(const NetworkMatrix& matrix) {
+  const std::size_t ports = matrix.ports();
+  return matrix.elements.size() / ports == ports && matrix.elements.size() % ports == 0;
+}
+
 }  // namespace
 
 std::string element_name(char parameter, const MatrixElement& element, std::size_t ports) {
@@ -77,7 +83,7 @@ std::vector<MatrixElement> all_elements(std::size_t ports) {
 }
 
 std::optional<WholeMatrix> whole_matrix(const std::optional<NetworkMatrix>& matrix) {
-  if (incompleteness(matrix)) {
+  if (!matrix || matrix_fault(*matrix) || !has_all_elements(*matrix)) {
     return std::nullopt;
   }
   const std::size_t ports = matrix->ports();
@@ -95,12 +101,7 @@ std::optional<std::string> incompleteness(const std::optional<NetworkMatrix>& ma
   if (auto fault = matrix_fault(*matrix)) {
     return "a matrix in which " + *fault;
   }
-  const std::size_t ports = matrix->ports();
-  // No element stands twice, so their number tells whether all are there.
-  if (matrix->elements.size() / ports == ports && matrix->elements.size() % ports == 0) {
-    return std::nullopt;
-  }
-  return missing_text(*matrix);
+  return has_all_elements(*matrix) ? std::nullopt : std::optional(missing_text(*matrix));
 }
 
 NetworkMatrix one_port(std::size_t responses, const std::optional<NetworkMatrix>& known, char parameter,

@@ -1,24 +1,12 @@
-#include <optional>
-#include <string>
+#include <complex>
+#include <cstddef>
 
-#include "polefit/error.hpp"
 #include "polefit/model.hpp"
 #include "polefit/model/model_faults.hpp"
 
 namespace polefit {
-namespace {
-
-void refuse(const std::optional<std::string>& fault) {
-  if (fault) {
-    throw Error(ErrorKind::bad_shape, *fault);
-  }
-}
-
-}  // namespace
-
 StateSpace state_space(const Model& model) {
-  refuse(shape_fault(model));
-  refuse(pair_fault(model));
+  check(model);
   const std::size_t order = model.poles.size();
   const std::size_t outputs = model.responses();
   StateSpace result{order, 1, outputs, {}, {}, {}, model.constants, model.proportionals};
@@ -52,12 +40,9 @@ StateSpace state_space(const Model& model) {
 
 StateSpace port_state_space(const Model& model) {
   const StateSpace single = state_space(model);
-  const auto matrix = whole_matrix(model.network);
-  if (!matrix) {
-    throw Error(ErrorKind::bad_shape, "the model has " + *incompleteness(model.network));
-  }
+  const WholeMatrix matrix = matrix_of(model);
   const std::size_t n = single.order;
-  const std::size_t ports = matrix->ports();
+  const std::size_t ports = matrix.ports();
   const std::size_t order = ports * n;
   StateSpace result{order, ports, ports, {}, {}, {}, {}, {}};
   result.a.resize(order * order);
@@ -71,12 +56,12 @@ StateSpace port_state_space(const Model& model) {
       }
       result.b[state + input * order] = single.b[j];
       for (std::size_t output = 0; output < ports; ++output) {
-        result.c[output + state * ports] = single.c[matrix->response(output, input) + j * single.outputs];
+        result.c[output + state * ports] = single.c[matrix.response(output, input) + j * single.outputs];
       }
     }
     for (std::size_t output = 0; output < ports; ++output) {
-      result.d.push_back(single.d[matrix->response(output, input)]);
-      result.e.push_back(single.e[matrix->response(output, input)]);
+      result.d.push_back(single.d[matrix.response(output, input)]);
+      result.e.push_back(single.e[matrix.response(output, input)]);
     }
   }
   return result;

@@ -168,31 +168,11 @@ void scale_residuals(const NetworkData& data, Problem& problem) {
   }
 }
 
-}  // namespace
-
-Problem make_problem(const NetworkData& data, const Options& options) {
-  check_shapes(data);
-  check_values(data);
-
+/// The data as residuals: responses, their scales and what they amount to, without an axis.
+Problem scaled_residuals(const NetworkData& data) {
   Problem problem;
   problem.samples = data.frequencies.size();
   problem.given = data.responses;
-  problem.constant = options.constant;
-  problem.proportional = options.proportional;
-  const auto count = static_cast<double>(problem.samples);
-  // Divided before it is summed: a sum of the largest doubles would overflow.
-  double mean = 0.0;
-  for (const double frequency : data.frequencies) {
-    mean += frequency / count;
-  }
-  // The sample points are those at which a model is evaluated, to the bit, but for the division by a power of
-  // two.
-  problem.scale = mean > 0.0 ? std::exp2(std::round(std::log2(mean * numerics::two_pi))) : 1.0;
-  for (const double frequency : data.frequencies) {
-    problem.omega.push_back(frequency * numerics::two_pi / problem.scale);
-  }
-  problem.zeros.assign(problem.samples, 0.0);
-
   merge_equal_responses(data, problem);
   scale_residuals(data, problem);
   problem.power.assign(problem.samples, 0.0);
@@ -206,10 +186,50 @@ Problem make_problem(const NetworkData& data, const Options& options) {
     sum += power;
   }
   problem.norm = std::sqrt(sum);
-  if (!(sum > 0.0) || !std::isfinite(sum)) {
-    throw Error(ErrorKind::zero_data, sum > 0.0 ? "the weighted data overflow"
-                                                : "all weighted samples are 0: there is nothing to fit");
+  return problem;
+}
+
+void check_norm(const Problem& problem) {
+  if (!(problem.norm > 0.0) || !std::isfinite(problem.norm)) {
+    throw Error(ErrorKind::zero_data, problem.norm > 0.0
+                                          ? "the weighted data overflow"
+                                          : "all weighted samples are 0: there is nothing to fit");
   }
+}
+
+/// Sample points in units near their mean.
+void scale_axis(const NetworkData& data, Problem& problem) {
+  const auto count = static_cast<double>(problem.samples);
+  // Divided before it is summed: a sum of the largest doubles would overflow.
+  double mean = 0.0;
+  for (const double frequency : data.frequencies) {
+    mean += frequency / count;
+  }
+  // The sample points are those at which a model is evaluated, to the bit, but for the division by a power of
+  // two.
+  problem.scale = mean > 0.0 ? std::exp2(std::round(std::log2(mean * numerics::two_pi))) : 1.0;
+  for (const double frequency : data.frequencies) {
+    problem.omega.push_back(frequency * numerics::two_pi / problem.scale);
+  }
+  problem.zeros.assign(problem.samples, 0.0);
+}
+
+}  // namespace
+
+void check(const NetworkData& data) {
+  check_shapes(data);
+  check_values(data);
+  check_norm(scaled_residuals(data));
+}
+
+Problem make_problem(const NetworkData& data, const Options& options) {
+  check_shapes(data);
+  check_values(data);
+  Problem problem = scaled_residuals(data);
+  check_norm(problem);
+  scale_axis(data, problem);
+  problem.constant = options.constant;
+  problem.proportional = options.proportional;
   return problem;
 }
 

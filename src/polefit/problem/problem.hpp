@@ -6,7 +6,8 @@
 #include <span>
 #include <vector>
 
-#include "polefit/fit.hpp"
+#include "polefit/network_data.hpp"
+#include "polefit/options.hpp"
 
 namespace polefit {
 
@@ -44,7 +45,7 @@ struct Problem {
   std::size_t terms() const { return (constant ? 1U : 0U) + (proportional ? 1U : 0U); }
 };
 
-/// Throws Error for data that cannot be fitted.
+/// Throws Error as check does for the data.
 Problem make_problem(const NetworkData& data, const Options& options);
 
 }  // namespace polefit

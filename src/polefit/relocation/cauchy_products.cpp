@@ -347,49 +347,52 @@ void ProductTable::fill_lower(const Sums& sums, std::size_t count, std::size_t j
   }
 }
 
-void ProductTable::fill(const Sums& sums, std::size_t count, double* out) const {
-  const numerics::VectorUnit unit = numerics::widest_vector_unit();
-  const auto at = [&](std::size_t i, std::size_t j) { return out + (j * rows() + i) * lanes; };
-  const auto q = [&](std::size_t i, std::size_t j) { return q_[i + j * poles_.size()]; };
+template <class At>
+void ProductTable::fill_column_of_real(const Sums& sums, std::size_t count, std::size_t j,
+                                       const At& at) const {
   for_each_group(
       poles_,
-      [&](std::size_t j) {
-        for_each_group(
-            poles_,
-            [&](std::size_t i) {
-              for (std::size_t l = 0; l < count; ++l) {
-                at(i, j)[l] = k(sums, i, j, l).real();
-              }
-            },
-            [&](std::size_t i) {
-              for (std::size_t l = 0; l < count; ++l) {
-                const Complex k1 = k(sums, i, j, l);
-                const Complex k3 = k(sums, i + 1, j, l);
-                at(i, j)[l] = (k1 + k3).real();
-                at(i + 1, j)[l] = (k1 - k3).imag();
-              }
-            });
-        fill_lower(sums, count, j, at);
+      [&](std::size_t i) {
+        for (std::size_t l = 0; l < count; ++l) {
+          at(i, j)[l] = k(sums, i, j, l).real();
+        }
       },
-      [&](std::size_t j) {
-        for_each_group(
-            poles_,
-            [&](std::size_t i) {
-              for (std::size_t l = 0; l < count; ++l) {
-                const Complex k1 = k(sums, i, j, l);
-                const Complex k2 = k(sums, i, j + 1, l);
-                at(i, j)[l] = (k1 + k2).real();
-                at(i, j + 1)[l] = -(k1 - k2).imag();
-              }
-            },
-            [&](std::size_t i) {
-              numerics::run_with<pair_block>(unit, sums.v[j], sums.v[j + 1], sums.x[i], sums.x[i + 1],
-                                             q(i, j).real(), q(i, j).imag(), q(i, j + 1).real(),
-                                             q(i, j + 1).imag(), count, at(i, j), at(i, j + 1), at(i + 1, j),
-                                             at(i + 1, j + 1));
-            });
-        fill_lower(sums, count, j, at);
+      [&](std::size_t i) {
+        for (std::size_t l = 0; l < count; ++l) {
+          const Complex k1 = k(sums, i, j, l);
+          const Complex k3 = k(sums, i + 1, j, l);
+          at(i, j)[l] = (k1 + k3).real();
+          at(i + 1, j)[l] = (k1 - k3).imag();
+        }
       });
+  fill_lower(sums, count, j, at);
+}
+
+template <class At>
+void ProductTable::fill_columns_of_pair(const Sums& sums, std::size_t count, std::size_t j,
+                                        const At& at) const {
+  const numerics::VectorUnit unit = numerics::widest_vector_unit();
+  const auto q = [&](std::size_t i, std::size_t of) { return q_[i + of * poles_.size()]; };
+  for_each_group(
+      poles_,
+      [&](std::size_t i) {
+        for (std::size_t l = 0; l < count; ++l) {
+          const Complex k1 = k(sums, i, j, l);
+          const Complex k2 = k(sums, i, j + 1, l);
+          at(i, j)[l] = (k1 + k2).real();
+          at(i, j + 1)[l] = -(k1 - k2).imag();
+        }
+      },
+      [&](std::size_t i) {
+        numerics::run_with<pair_block>(unit, sums.v[j], sums.v[j + 1], sums.x[i], sums.x[i + 1],
+                                       q(i, j).real(), q(i, j).imag(), q(i, j + 1).real(), q(i, j + 1).imag(),
+                                       count, at(i, j), at(i, j + 1), at(i + 1, j), at(i + 1, j + 1));
+      });
+  fill_lower(sums, count, j, at);
+}
+
+template <class At>
+void ProductTable::fill_column_of_one(const Sums& sums, std::size_t count, const At& at) const {
   const std::size_t last = poles_.size();
   for_each_group(
       poles_,
@@ -413,6 +416,14 @@ void ProductTable::fill(const Sums& sums, std::size_t count, double* out) const 
       at(row, last)[l] = sums.omega_im[l];
     }
   }
+}
+
+void ProductTable::fill(const Sums& sums, std::size_t count, double* out) const {
+  const auto at = [&](std::size_t i, std::size_t j) { return out + (j * rows() + i) * lanes; };
+  for_each_group(
+      poles_, [&](std::size_t j) { fill_column_of_real(sums, count, j, at); },
+      [&](std::size_t j) { fill_columns_of_pair(sums, count, j, at); });
+  fill_column_of_one(sums, count, at);
 }
 
 }  // namespace polefit

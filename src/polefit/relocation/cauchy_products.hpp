@@ -1,14 +1,30 @@
 /// Products of basis functions, summed over the samples with any weights, from a few sums a pole.
 ///
-/// With u_i = 1 / (s - a_i) over all poles, conj(u_i) u_j = -(u_j + conj(u_i)) / (a_j + conj(a_i)) on the
-/// imaginary axis, so that for any weights g
+/// On the imaginary axis a product of partial fractions is a sum of such:
+///   conj(u_i) u_j = -(u_j + conj(u_i)) / (a_j + conj(a_i)),
+/// so that for any weights g
+///   K_ij = sum g conj(u_i) u_j = -(V_j + X_i) q_ij.
 ///
-///   K_ij = sum g conj(u_i) u_j = -(V_j + X_i) / (a_j + conj(a_i)),   V_j = sum g u_j,   X_i = sum g
-///   conj(u_i).
+///   letter   shape                    in the code    meaning
+///   a        N                        poles          of a relocation, in the left half-plane
+///   u        N x samples              kernel         u_i = 1 / (s - a_i) at the sample points s = j omega
+///   g        samples x lanes          weights        complex for responses, else real; see below
+///   V        N x lanes                Sums::v        V_j = sum g u_j
+///   X        N x lanes                Sums::x        X_i = sum g conj(u_i)
+///   q        N x N                    q              q_ij = 1 / (a_j + conj(a_i)), the same for all lanes
+///   K        N x N x lanes            k()            as above
+///   table    rows x columns x lanes   ProductTable   sum Re(conj(phi_i) g phi_j) of the real basis functions
+///                                                    phi: a real pole's u, a pair's u + v and j u - j v
 ///
-/// Sets of weights are handled `lanes` at a time, side by side in the vector registers. The lanes hold the -f
-/// of each response, scaled; behind the last response come its squared weights, for each response that has
-/// weights of its own, and three sets that all responses share.
+/// Sums are over the samples.
+///
+///   lane     one set of weights g: the -w^2 f of each response, scaled; behind the last response w^2 of each
+///            response that has weights of its own; then three sets that all responses share
+///   chunk    `lanes` lanes, side by side in memory: what tables are made of at a time, and what is divided
+///            among threads
+///   group    column_step (8) lanes, or as many poles: what is multiplied at a time, side by side in the
+///            vector registers
+///   block    samples that are multiplied at a time
 #pragma once
 
 #include <array>
@@ -21,6 +37,7 @@
 
 namespace polefit {
 
+/// Of a chunk.
 inline constexpr std::size_t lanes = 16;
 
 /// The last lanes: squared weights of samples, powers and ones.
@@ -37,7 +54,7 @@ inline std::size_t first_shared_lane(const Problem& problem) {
 }
 inline std::size_t all_lanes(const Problem& problem) { return first_shared_lane(problem) + shared_lanes; }
 
-/// Chunks of lanes that a problem has, and those of them that hold responses.
+/// Chunks that a problem has, and those of them that hold responses.
 inline std::size_t all_chunks(const Problem& problem) {
   return rounded_up(all_lanes(problem), lanes) / lanes;
 }
@@ -51,7 +68,9 @@ struct SumMemory {
   std::vector<double> weights;
 };
 
-/// The raw sums of chunks begin .. end - 1 over all samples, to products[chunk].
+/// The raw sums of chunks begin .. end - 1 over all samples, to products[chunk]: for Re u and Im u of every
+/// pole, 1 and omega, in the order of the kernel's columns, its products with Re g in all lanes, then with
+/// Im g.
 void add_sums(const Problem& problem, const Poles& poles, std::size_t begin, std::size_t end,
               SumMemory& memory, std::vector<std::vector<double>>& products);
 
@@ -103,6 +122,12 @@ class ProductTable {
 
  private:
   std::complex<double> k(const Sums& sums, std::size_t i, std::size_t j, std::size_t l) const;
+  template <class At>
+  void fill_column_of_real(const Sums& sums, std::size_t count, std::size_t j, const At& at) const;
+  template <class At>
+  void fill_columns_of_pair(const Sums& sums, std::size_t count, std::size_t j, const At& at) const;
+  template <class At>
+  void fill_column_of_one(const Sums& sums, std::size_t count, const At& at) const;
   template <class At>
   void fill_lower(const Sums& sums, std::size_t count, std::size_t j, const At& at) const;
 

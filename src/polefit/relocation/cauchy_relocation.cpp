@@ -1,4 +1,21 @@
 /// A relocation by normal equations.
+///
+/// Of N poles and R responses, with T = N + the number of terms, phi the basis functions of the poles, then 1
+/// and s as far as there are such terms, w the weights and f_r the response (times its scale):
+///
+///   letter   shape            in the code        meaning
+///   G        T x T            g11                basis' normal matrix, sum w^2 Re(conj(phi_i) phi_j)
+///   W        T x T, lower     BasisInverse       G^-1 = W^T W
+///   B_r      T x (N + 1)      Scratch::table     sum -w^2 Re(conj(phi_i) f_r phi_j), j of sigma: poles, 1
+///   A        (N + 1) square   lane `powers`      sum over all r of w^2 |f_r|^2 Re(conj(phi_i) phi_j)
+///   E_k      (N + 1) square   eliminated_        sum over the responses r of chunk k of (W B_r)^T (W B_r)
+///   S        (N + 1) square   s                  A - sum E_k: the equations for sigma, without all other
+///                                                unknowns; |S^(1/2) y|^2 is the square of the residual
+///   row      N + 1            row                gamma sum Re phi_j, which is to be `goal`
+///   y        N + 1            unknowns           of sigma
+///
+/// Sums are over the samples. Lanes and chunks are explained in cauchy_products.hpp. E_k has its rows filled
+/// up to a multiple of column_step; in tables that have lanes, element (i, j) has one value for each of them.
 
 #include <algorithm>
 #include <cmath>
@@ -17,10 +34,9 @@
 namespace polefit {
 namespace {
 
+using numerics::column_step;
 using numerics::InverseFactor;
 using numerics::Matrix;
-using numerics::MatrixView;
-using numerics::column_step;
 
 /// Below these reciprocal conditions the normal equations are left for the orthogonal factorisation. The hard
 /// set of the tests comes out right with anything from 0 to 1e-5 and from 0 to 1e-9, since a run whose last
@@ -39,22 +55,26 @@ struct Scratch {
   std::vector<double> packed;
 };
 
-/// The inverse factor of the basis' normal matrix with its scale, the rows filled up for
-/// combine_columns_lower; false when it is too ill-conditioned.
-bool invert_basis(const Matrix& g11, Matrix& inverse, double& condition) {
+/// The inverse of a basis' normal matrix.
+struct BasisInverse {
+  Matrix w;                ///< with its scale, the rows filled up for combine_columns_lower
+  double condition = 0.0;  ///< reciprocal
+};
+
+/// Nothing when the matrix is too ill-conditioned.
+std::optional<BasisInverse> invert_basis(const Matrix& g11) {
   const std::size_t n = g11.rows;
   const std::optional<InverseFactor> factor = numerics::invert_positive(g11);
-  if (!factor) {
-    return false;
+  if (!factor || !(factor->condition >= least_condition_basis)) {
+    return std::nullopt;
   }
-  condition = factor->condition;
-  inverse = Matrix(rounded_up(n, numerics::left_inverse_rows), n);
+  BasisInverse inverse{Matrix(rounded_up(n, numerics::left_inverse_rows), n), factor->condition};
   for (std::size_t j = 0; j < n; ++j) {
     for (std::size_t i = j; i < n; ++i) {
-      inverse(i, j) = factor->w(i, j) * factor->scale[j];
+      inverse.w(i, j) = factor->w(i, j) * factor->scale[j];
     }
   }
-  return condition >= least_condition_basis;
+  return inverse;
 }
 
 numerics::MatrixView<const double> view_of(const Matrix& a) {
@@ -113,8 +133,28 @@ void eliminate_lane(const Matrix& inverse, const ProductTable& table, std::size_
   add_gram(scratch.combined, height, table.columns(), scratch, gram);
 }
 
-/// Solves (s + row row^T) y = goal row for the positive semidefinite s, whose lower triangle is used.
-bool solve_relaxed(const Matrix& s, const std::vector<double>& row, double goal, Sigma& sigma) {
+/// A solution of the equations for sigma.
+struct RelaxedSolution {
+  std::vector<double> unknowns;
+  double residual = 0.0;   ///< square root of y^T s y
+  double condition = 0.0;  ///< reciprocal
+};
+
+/// The square root of y^T s y for the positive semidefinite s, whose lower triangle is used.
+double seminorm(const Matrix& s, const std::vector<double>& y) {
+  double squares = 0.0;
+  for (std::size_t j = 0; j < s.rows; ++j) {
+    squares += s(j, j) * y[j] * y[j];
+    for (std::size_t i = j + 1; i < s.rows; ++i) {
+      squares += 2.0 * s(i, j) * y[i] * y[j];
+    }
+  }
+  return std::sqrt(std::max(0.0, squares));
+}
+
+/// Solves (s + row row^T) y = goal row for the positive semidefinite s, whose lower triangle is used. Nothing
+/// when that is too ill-conditioned.
+std::optional<RelaxedSolution> solve_relaxed(const Matrix& s, const std::vector<double>& row, double goal) {
   const std::size_t n = s.rows;
   Matrix t(n, n);
   for (std::size_t j = 0; j < n; ++j) {
@@ -123,11 +163,10 @@ bool solve_relaxed(const Matrix& s, const std::vector<double>& row, double goal,
     }
   }
   const std::optional<InverseFactor> factor = numerics::invert_positive(std::move(t));
-  if (!factor) {
-    return false;
+  if (!factor || !(factor->condition >= least_condition_sigma)) {
+    return std::nullopt;
   }
   const InverseFactor& inverse = *factor;
-  sigma.condition_sigma = inverse.condition;
   std::vector<double> half(n);
   for (std::size_t j = 0; j < n; ++j) {
     const double right = goal * row[j] * inverse.scale[j];
@@ -135,23 +174,15 @@ bool solve_relaxed(const Matrix& s, const std::vector<double>& row, double goal,
       half[i] += inverse.w(i, j) * right;
     }
   }
-  std::vector<double>& y = sigma.unknowns;
-  y.assign(n, 0.0);
+  std::vector<double> y(n);
   for (std::size_t j = 0; j < n; ++j) {
     for (std::size_t i = j; i < n; ++i) {
       y[j] += inverse.w(i, j) * half[i];
     }
     y[j] *= inverse.scale[j];
   }
-  double squares = 0.0;
-  for (std::size_t j = 0; j < n; ++j) {
-    squares += s(j, j) * y[j] * y[j];
-    for (std::size_t i = j + 1; i < n; ++i) {
-      squares += 2.0 * s(i, j) * y[i] * y[j];
-    }
-  }
-  sigma.residual = std::sqrt(std::max(0.0, squares));
-  return sigma.condition_sigma >= least_condition_sigma;
+  const double residual = seminorm(s, y);
+  return RelaxedSolution{.unknowns = std::move(y), .residual = residual, .condition = inverse.condition};
 }
 
 /// Tables of what a relocation needs for all responses alike.
@@ -264,113 +295,151 @@ double eliminate_with_own_weights(const Tables& tables, const std::vector<std::v
       const double weight = problem.sample_weight(first + l, k);
       return weight * weight;
     });
-    Matrix inverse;
-    double condition = 0.0;
-    if (!invert_basis(g11, inverse, condition)) {
+    const std::optional<BasisInverse> inverse = invert_basis(g11);
+    if (!inverse) {
       return 0.0;
     }
-    least = std::min(least, condition);
-    eliminate_lane(inverse, tables.wanted, l, scratch, gram);
+    least = std::min(least, inverse->condition);
+    eliminate_lane(inverse->w, tables.wanted, l, scratch, gram);
   }
   return least;
 }
 
 }  // namespace
 
-struct CauchyRelocation::Memory {
-  std::vector<Scratch> scratch;                 // of each thread
-  std::vector<std::vector<double>> products;    // of each chunk of lanes
-  std::vector<std::vector<double>> eliminated;  // likewise
-  std::vector<double> conditions;               // likewise
-  Sums shared_sums;
-  std::vector<double> shared;  // the whole table of the shared lanes
+/// The equations of one relocation after the other, and the memory in which they are made.
+class CauchyRelocation::Equations {
+ public:
+  Equations(const Problem& problem, int threads) : problem_(problem), threads_(threads) {
+    scratch_.resize(std::min(static_cast<std::size_t>(threads), all_chunks(problem)));
+  }
+
+  std::optional<Sigma> solve(const Poles& poles) {
+    sum_samples(poles);
+    const Tables tables(problem_, poles);
+    fill_shared_table(tables);
+    const double loss = largest_loss(tables, shared_sums_, shared_, ones);
+    const double condition_basis = eliminate_responses(tables);
+    if (!(condition_basis >= least_condition_basis * loss)) {
+      return std::nullopt;
+    }
+    std::optional<RelaxedSolution> solution =
+        solve_relaxed(remaining_equations(tables), constraint(tables), problem_.norm);
+    if (!solution) {
+      return std::nullopt;
+    }
+    return Sigma{.unknowns = std::move(solution->unknowns),
+                 .residual = solution->residual / problem_.norm,
+                 .condition_basis = condition_basis,
+                 .condition_sigma = solution->condition,
+                 .loss = loss};
+  }
+
+ private:
+  /// The raw sums of every chunk.
+  void sum_samples(const Poles& poles) {
+    products_.resize(all_chunks(problem_));
+    numerics::in_parallel(threads_, products_.size(),
+                          [&](std::size_t part, std::size_t begin, std::size_t end) {
+                            add_sums(problem_, poles, begin, end, scratch_[part].sum_memory, products_);
+                          });
+  }
+
+  /// The whole table of the shared lanes.
+  void fill_shared_table(const Tables& tables) {
+    const std::size_t n = tables.poles.size();
+    shared_sums_.resize(n);
+    scratch_.front().sums.resize(n);
+    gather(products_, first_shared_lane(problem_), shared_lanes, n, scratch_.front().sums, shared_sums_);
+    shared_.resize(tables.whole.rows() * tables.whole.columns() * lanes);
+    tables.whole.fill(shared_sums_, rounded_up(shared_lanes, column_step), shared_.data());
+  }
+  double shared(const Tables& tables, SharedLane of, std::size_t i, std::size_t j) const {
+    return shared_[(j * tables.whole.rows() + i) * lanes + of];
+  }
+
+  /// E of every chunk; returns the least condition of a basis, 0 when one of them was not to be inverted.
+  double eliminate_responses(const Tables& tables) {
+    std::optional<BasisInverse> common;
+    if (!problem_.has_own_weights()) {
+      common = invert_basis(tables.basis_gram(
+          shared_, squared_weights, [&](std::size_t k) { return problem_.weight[k] * problem_.weight[k]; }));
+      if (!common) {
+        return 0.0;
+      }
+    }
+    eliminated_.resize(response_chunks(problem_));
+    conditions_.assign(eliminated_.size(), 0.0);
+    numerics::in_parallel(threads_, eliminated_.size(),
+                          [&](std::size_t part, std::size_t begin, std::size_t end) {
+                            for (std::size_t chunk = begin; chunk < end; ++chunk) {
+                              conditions_[chunk] = eliminate_chunk(tables, common, chunk, scratch_[part]);
+                            }
+                          });
+    return *std::min_element(conditions_.begin(), conditions_.end());
+  }
+  double eliminate_chunk(const Tables& tables, const std::optional<BasisInverse>& common, std::size_t chunk,
+                         Scratch& scratch) {
+    const std::size_t padded = padded_columns(tables);
+    std::vector<double>& gram = eliminated_[chunk];
+    gram.assign(padded * padded, 0.0);
+    fill_table(tables, products_[chunk], chunk, scratch);
+    if (!common) {
+      return eliminate_with_own_weights(tables, products_, chunk, scratch, gram);
+    }
+    eliminate(common->w, tables.wanted, scratch, gram);
+    return common->condition;
+  }
+
+  /// S, its lower triangle.
+  Matrix remaining_equations(const Tables& tables) const {
+    const std::size_t padded = padded_columns(tables);
+    Matrix s(tables.wanted.columns(), tables.wanted.columns());
+    for (std::size_t j = 0; j < s.rows; ++j) {
+      for (std::size_t i = j; i < s.rows; ++i) {
+        double sum = 0.0;
+        for (const std::vector<double>& chunk : eliminated_) {
+          sum += chunk[i + j * padded];
+        }
+        s(i, j) = shared(tables, powers, i, j) - sum;
+      }
+    }
+    return s;
+  }
+
+  /// The row of the relaxed constraint.
+  std::vector<double> constraint(const Tables& tables) const {
+    const std::size_t n = tables.poles.size();
+    const double gamma = problem_.norm / static_cast<double>(problem_.samples);
+    std::vector<double> row(n + 1);
+    for (std::size_t j = 0; j < row.size(); ++j) {
+      row[j] = gamma * shared(tables, ones, n, j);
+    }
+    return row;
+  }
+
+  static std::size_t padded_columns(const Tables& tables) {
+    return rounded_up(tables.wanted.columns(), column_step);
+  }
+
+  const Problem& problem_;
+  int threads_;
+  std::vector<Scratch> scratch_;                 // of each thread
+  std::vector<std::vector<double>> products_;    // of each chunk of lanes
+  std::vector<std::vector<double>> eliminated_;  // of each chunk with responses
+  std::vector<double> conditions_;               // likewise
+  Sums shared_sums_;
+  std::vector<double> shared_;
 };
 
 CauchyRelocation::CauchyRelocation(const Problem& problem, int threads)
-    : problem_(problem), threads_(threads), memory_(std::make_unique<Memory>()) {
-  memory_->scratch.resize(std::min(static_cast<std::size_t>(threads), all_chunks(problem)));
-}
+    : equations_(std::make_unique<Equations>(problem, threads)) {}
 
 CauchyRelocation::~CauchyRelocation() = default;
 
-bool CauchyRelocation::solve(const Poles& poles, Sigma& sigma) {
-  const Problem& problem = problem_;
-  Memory& memory = *memory_;
-  if (!std::all_of(poles.begin(), poles.end(), [](Complex pole) { return pole.real() < 0.0; })) {
-    return false;
-  }
-  const std::size_t n = poles.size();
-  const std::size_t chunks = all_chunks(problem);
-  memory.products.resize(chunks);
-  numerics::in_parallel(threads_, chunks, [&](std::size_t part, std::size_t begin, std::size_t end) {
-    add_sums(problem, poles, begin, end, memory.scratch[part].sum_memory, memory.products);
-  });
-
-  const Tables tables(problem, poles);
-  const ProductTable& whole = tables.whole;
-  memory.shared_sums.resize(n);
-  memory.scratch.front().sums.resize(n);
-  gather(memory.products, first_shared_lane(problem), shared_lanes, n, memory.scratch.front().sums,
-         memory.shared_sums);
-  memory.shared.resize(whole.rows() * whole.columns() * lanes);
-  whole.fill(memory.shared_sums, rounded_up(shared_lanes, column_step), memory.shared.data());
-  const auto element = [&](SharedLane of, std::size_t i, std::size_t j) {
-    return memory.shared[(j * whole.rows() + i) * lanes + of];
-  };
-
-  sigma.loss = largest_loss(tables, memory.shared_sums, memory.shared, ones);
-  Matrix inverse;
-  sigma.condition_basis = 0.0;
-  if (!problem.has_own_weights() &&
-      !invert_basis(tables.basis_gram(memory.shared, squared_weights,
-                                      [&](std::size_t k) { return problem.weight[k] * problem.weight[k]; }),
-                    inverse, sigma.condition_basis)) {
-    return false;
-  }
-  const std::size_t right = n + 1;
-  const std::size_t padded = rounded_up(right, column_step);
-  memory.eliminated.resize(response_chunks(problem));
-  memory.conditions.assign(response_chunks(problem), sigma.condition_basis);
-  numerics::in_parallel(threads_, response_chunks(problem),
-                        [&](std::size_t part, std::size_t begin, std::size_t end) {
-                          Scratch& scratch = memory.scratch[part];
-                          for (std::size_t chunk = begin; chunk < end; ++chunk) {
-                            std::vector<double>& gram = memory.eliminated[chunk];
-                            gram.assign(padded * padded, 0.0);
-                            fill_table(tables, memory.products[chunk], chunk, scratch);
-                            if (problem.has_own_weights()) {
-                              memory.conditions[chunk] =
-                                  eliminate_with_own_weights(tables, memory.products, chunk, scratch, gram);
-                            } else {
-                              eliminate(inverse, tables.wanted, scratch, gram);
-                            }
-                          }
-                        });
-  sigma.condition_basis = *std::min_element(memory.conditions.begin(), memory.conditions.end());
-  if (!(sigma.condition_basis >= least_condition_basis * sigma.loss)) {
-    return false;
-  }
-
-  Matrix s(right, right);
-  for (std::size_t j = 0; j < right; ++j) {
-    for (std::size_t i = j; i < right; ++i) {
-      double sum = 0.0;
-      for (const std::vector<double>& chunk : memory.eliminated) {
-        sum += chunk[i + j * padded];
-      }
-      s(i, j) = element(powers, i, j) - sum;
-    }
-  }
-  const double gamma = problem.norm / static_cast<double>(problem.samples);
-  std::vector<double> row(right);
-  for (std::size_t j = 0; j < right; ++j) {
-    row[j] = gamma * element(ones, n, j);
-  }
-  if (!solve_relaxed(s, row, problem.norm, sigma)) {
-    return false;
-  }
-  sigma.residual /= problem.norm;
-  return true;
+std::optional<Sigma> CauchyRelocation::solve(const Poles& poles) {
+  const bool stable = std::all_of(poles.begin(), poles.end(), [](Complex pole) { return pole.real() < 0.0; });
+  return stable ? equations_->solve(poles) : std::nullopt;
 }
 
 }  // namespace polefit

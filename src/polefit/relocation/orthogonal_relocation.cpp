@@ -1,11 +1,9 @@
-/// A relocation by orthogonal factorisations, and the zeros of sigma.
+/// A relocation by orthogonal factorisations.
 
 #include <algorithm>
 #include <cmath>
-#include <optional>
 #include <utility>
 
-#include "numerics/eigenvalues.hpp"
 #include "numerics/ordered_triangle.hpp"
 #include "numerics/orthogonal_factorisation.hpp"
 #include "numerics/parallel.hpp"
@@ -43,12 +41,9 @@ Matrix remaining_triangle(const OrthogonalFactorisation& basis, Matrix b) {
   return factorise(numerics::part_of(std::as_const(b), first, 0, b.rows - first, b.columns)).r;
 }
 
-}  // namespace
-
-Sigma solve_sigma_orthogonally(const Problem& problem, const Poles& poles, int threads) {
-  const std::size_t n = poles.size();
-  const std::size_t right = n + 1;
-  const Matrix basis = unweighted_basis(problem, poles);
+/// What is left of every response's columns of sigma.
+std::vector<Matrix> remaining_triangles(const Problem& problem, const Matrix& basis, std::size_t poles,
+                                        int threads) {
   OrthogonalFactorisation shared;
   if (!problem.has_own_weights()) {
     shared = factorise(weighted_basis(problem, basis, 0).columns);
@@ -56,121 +51,88 @@ Sigma solve_sigma_orthogonally(const Problem& problem, const Poles& poles, int t
   std::vector<Matrix> triangles(problem.responses);
   numerics::in_parallel(threads, problem.responses, [&](std::size_t, std::size_t begin, std::size_t end) {
     for (std::size_t r = begin; r < end; ++r) {
-      Matrix columns = sigma_columns(problem, basis, n, r);
+      Matrix columns = sigma_columns(problem, basis, poles, r);
       triangles[r] =
           problem.has_own_weights()
               ? remaining_triangle(factorise(weighted_basis(problem, basis, r).columns), std::move(columns))
               : remaining_triangle(shared, std::move(columns));
     }
   });
+  return triangles;
+}
 
-  // The triangles of all responses one below the other, then the constraint; the right-hand side is the last
-  // column.
-  Matrix system(problem.responses * right + 1, right + 1);
-  const std::size_t last = system.rows - 1;
+/// The equations for sigma: the triangles of all responses one below the other, then the constraint.
+Matrix constrained_system(const Problem& problem, const Matrix& basis, const std::vector<Matrix>& triangles,
+                          std::size_t poles) {
+  const std::size_t columns = poles + 1;
+  Matrix system(triangles.size() * columns + 1, columns);
   const double gamma = problem.norm / static_cast<double>(problem.samples);
-  for (std::size_t j = 0; j < right; ++j) {
-    for (std::size_t r = 0; r < problem.responses; ++r) {
-      std::copy_n(triangles[r].column(j), right, system.column(j) + r * right);
+  for (std::size_t j = 0; j < columns; ++j) {
+    for (std::size_t r = 0; r < triangles.size(); ++r) {
+      std::copy_n(triangles[r].column(j), columns, system.column(j) + r * columns);
     }
     auto sum = static_cast<double>(problem.samples);
-    if (j < n) {
+    if (j < poles) {
       sum = 0.0;
       for (std::size_t k = 0; k < problem.samples; ++k) {
         sum += basis(k, j);
       }
     }
-    system(last, j) = gamma * sum;
+    system(system.rows - 1, j) = gamma * sum;
   }
-  std::vector<double> scale(right);
-  for (std::size_t j = 0; j < right; ++j) {
+  return system;
+}
+
+/// Makes columns other than those of zeros of norm 1; returns what each was multiplied with.
+std::vector<double> normalise_columns(Matrix& a) {
+  std::vector<double> scale(a.columns);
+  for (std::size_t j = 0; j < a.columns; ++j) {
     double squares = 0.0;
-    for (std::size_t i = 0; i < system.rows; ++i) {
-      squares += system(i, j) * system(i, j);
+    for (std::size_t i = 0; i < a.rows; ++i) {
+      squares += a(i, j) * a(i, j);
     }
     scale[j] = squares > 0.0 ? 1.0 / std::sqrt(squares) : 1.0;
-    for (std::size_t i = 0; i < system.rows; ++i) {
-      system(i, j) *= scale[j];
+    for (std::size_t i = 0; i < a.rows; ++i) {
+      a(i, j) *= scale[j];
     }
   }
+  return scale;
+}
+
+/// The residual of the data, relative to them, for a right-hand side of `goal` in the last row alone and
+/// `rest` the sum of the squares of what is left of it: with e^2 in all, the data have e^2 (1 - e^2), and the
+/// constraint the rest.
+double residual_of_data(double rest, double goal) {
+  const double share = rest / (goal * goal);
+  return std::sqrt(share * std::max(0.0, 1.0 - share));
+}
+
+}  // namespace
+
+Sigma solve_sigma_orthogonally(const Problem& problem, const Poles& poles, int threads) {
+  const Matrix basis = unweighted_basis(problem, poles);
+  Matrix system = constrained_system(
+      problem, basis, remaining_triangles(problem, basis, poles.size(), threads), poles.size());
+  const std::vector<double> scale = normalise_columns(system);
   Matrix goal(system.rows, 1);
-  goal(last, 0) = problem.norm;
-  Matrix left(system.rows, right);
-  std::copy_n(system.elements.begin(), left.elements.size(), left.elements.begin());
-  const OrthogonalFactorisation factorisation = factorise(left);
+  goal(system.rows - 1, 0) = problem.norm;
+  const OrthogonalFactorisation factorisation = factorise(system);
   apply_transposed(factorisation, goal);
-  Sigma sigma;
-  double squares = 0.0;
-  for (std::size_t i = right; i < goal.rows; ++i) {
-    squares += goal(i, 0) * goal(i, 0);
+  double rest = 0.0;
+  for (std::size_t i = system.columns; i < goal.rows; ++i) {
+    rest += goal(i, 0) * goal(i, 0);
   }
-  // The constraint has a share of that: with e in all, the data have e (1 - e).
-  const double share = squares / (problem.norm * problem.norm);
-  sigma.residual = std::sqrt(share * std::max(0.0, 1.0 - share));
+  Sigma sigma;
+  sigma.residual = residual_of_data(rest, problem.norm);
   if (!std::isfinite(sigma.residual)) {
     throw Error(ErrorKind::numerical_breakdown, "the relocation of the poles overflowed");
   }
   sigma.condition_sigma = triangle_condition(factorisation.r);
   solve_triangular(numerics::ordered_triangle(factorisation.r), goal);
-  for (std::size_t j = 0; j < right; ++j) {
+  for (std::size_t j = 0; j < system.columns; ++j) {
     sigma.unknowns.push_back(goal(j, 0) * scale[j]);
   }
   return sigma;
-}
-
-void move_left(Poles& poles) {
-  // A pole on the axis itself moves off it by what rounding would.
-  constexpr double least_damping = 1e-15;
-  for (Complex& pole : poles) {
-    pole.real(-std::max(std::abs(pole.real()), least_damping * std::max(1.0, std::abs(pole))));
-  }
-}
-
-Poles zeros_of(const Sigma& sigma, const Poles& poles, bool stable) {
-  const std::size_t n = poles.size();
-  // A sigma without constant has zeros at infinity: it is kept away from that.
-  constexpr double least_constant = 1e-8;
-  double constant = sigma.unknowns[n];
-  if (!(std::abs(constant) > least_constant)) {
-    constant = constant < 0.0 ? -least_constant : least_constant;
-  }
-  Matrix state(n, n);
-  for_each_group(
-      poles,
-      [&](std::size_t i) {
-        state(i, i) = poles[i].real();
-        for (std::size_t j = 0; j < n; ++j) {
-          state(i, j) -= sigma.unknowns[j] / constant;
-        }
-      },
-      [&](std::size_t i) {
-        state(i, i) = state(i + 1, i + 1) = poles[i].real();
-        state(i, i + 1) = poles[i].imag();
-        state(i + 1, i) = -poles[i].imag();
-        for (std::size_t j = 0; j < n; ++j) {
-          state(i, j) -= 2.0 * sigma.unknowns[j] / constant;
-        }
-      });
-  if (!std::all_of(state.elements.begin(), state.elements.end(), [](double x) { return std::isfinite(x); })) {
-    throw Error(ErrorKind::numerical_breakdown, "the relocation of the poles overflowed");
-  }
-  std::optional<Poles> found = numerics::eigenvalues(state);
-  if (!found) {
-    throw Error(ErrorKind::numerical_breakdown, "the routine for eigenvalues did not deliver");
-  }
-  Poles zeros = std::move(*found);
-  // A pole that the data do not need may go farther with every relocation; from here on it is a constant over
-  // the band.
-  constexpr double farthest = 1e10;
-  for (Complex& zero : zeros) {
-    if (std::abs(zero) > farthest) {
-      zero *= farthest / std::abs(zero);
-    }
-  }
-  if (stable) {
-    move_left(zeros);
-  }
-  return zeros;
 }
 
 }  // namespace polefit

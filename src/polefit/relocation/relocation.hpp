@@ -1,4 +1,5 @@
-/// One relocation of the poles: the shared weighting function sigma, and its zeros.
+/// One relocation of the poles: the shared weighting function sigma, whose zeros (zeros.hpp) are the next
+/// ones.
 ///
 /// For all responses together sigma f_r ~ sum c_{r,i} phi_i + d_r + s h_r with sigma = d + sum c_i phi_i,
 /// under the relaxed constraint that the real part of sigma is 1 in the mean (Gustavsen, "Improving the pole
@@ -6,24 +7,13 @@
 #pragma once
 
 #include <memory>
-#include <vector>
+#include <optional>
 
 #include "polefit/problem/pole_basis.hpp"
 #include "polefit/problem/problem.hpp"
+#include "polefit/relocation/sigma.hpp"
 
 namespace polefit {
-
-struct Sigma {
-  std::vector<double> unknowns;  ///< of the basis functions, then the constant d
-  double residual = 0.0;         ///< norm of the weighted residual over that of the data
-  /// Reciprocal, of the scaled normal matrix of the basis, the least one where responses have weights of
-  /// their own; 0 when not known.
-  double condition_basis = 0.0;
-  double condition_sigma = 0.0;  ///< likewise of the equations for sigma
-  /// How many times more than rounding the products of basis functions are off, relative to their size; the
-  /// condition does not show it.
-  double loss = 1.0;
-};
 
 /// By normal equations whose elements come from Cauchy sums, with the unknowns of each response eliminated
 /// (Deschrijver, Mrozowski, Dhaene, De Zutter, "Macromodeling of multiport systems using a fast
@@ -36,24 +26,16 @@ class CauchyRelocation {
   CauchyRelocation& operator=(const CauchyRelocation&) = delete;
   ~CauchyRelocation();
 
-  /// Returns false when the equations are too ill-conditioned to be trusted, or not for such poles: some that
-  /// are not in the left half-plane.
-  bool solve(const Poles& poles, Sigma& sigma);
+  /// Nothing when the equations are too ill-conditioned to be trusted, or not for such poles: some that are
+  /// not in the left half-plane.
+  std::optional<Sigma> solve(const Poles& poles);
 
  private:
-  struct Memory;
-  const Problem& problem_;
-  int threads_;
-  std::unique_ptr<Memory> memory_;
+  class Equations;
+  std::unique_ptr<Equations> equations_;
 };
 
 /// By orthogonal factorisations, one of the basis and one for each response.
 Sigma solve_sigma_orthogonally(const Problem& problem, const Poles& poles, int threads);
-
-/// Mirrors poles of the right half-plane into the left one.
-void move_left(Poles& poles);
-
-/// The zeros of sigma, mirrored into the left half-plane if `stable`.
-Poles zeros_of(const Sigma& sigma, const Poles& poles, bool stable);
 
 }  // namespace polefit

@@ -55,7 +55,7 @@ void check_range(const Model& model, std::size_t response, double frequency) {
 
 std::string s_solver_coefficients(const Model& model, std::size_t response,
                                   std::optional<double> highest_frequency) {
-  evaluate(model, {});  // refuses arrays that do not fit together
+  check_shape(model);
   if (response >= model.responses()) {
     fail("the model has no response " + std::to_string(response + 1) + "; it has " +
          std::to_string(model.responses()));

@@ -12,6 +12,7 @@
 #include "numerics/angular_frequency.hpp"
 #include "polefit/error.hpp"
 #include "polefit/model/files.hpp"
+#include "polefit/model/model_faults.hpp"
 #include "text/decimal.hpp"
 #include "text/letters.hpp"
 
@@ -106,14 +107,6 @@ std::vector<Section> sections_of(const Model& model) {
     i += pair ? 2 : 1;
   }
   return sections;
-}
-
-WholeMatrix matrix_of(const Model& model) {
-  const auto matrix = whole_matrix(model.network);
-  if (!matrix) {
-    throw Error(ErrorKind::bad_shape, "the model has " + *incompleteness(model.network));
-  }
-  return *matrix;
 }
 
 /// Writes the circuit of one model.
@@ -342,7 +335,7 @@ std::string spice_subcircuit(const Model& model, const std::string& name) {
     throw Error(ErrorKind::bad_shape,
                 "the model does not say whether its response is S, Y or Z of a one-port");
   }
-  state_space(model);  // refuses what does not fit together
+  check(model);
   return Subcircuit(model, name).text();
 }
 

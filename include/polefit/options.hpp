@@ -1,0 +1,57 @@
+/// What a fit is asked for.
+#pragma once
+
+#include <complex>
+#include <cstddef>
+#include <functional>
+#include <optional>
+#include <vector>
+
+namespace polefit {
+
+/// Where poles start that are not given one by one.
+enum class Placement {
+  linear,       ///< evenly over the band
+  logarithmic,  ///< evenly over the decades of the band
+  peaks,        ///< complex pairs on the largest peaks of the data, the rest linear
+};
+
+/// How a relocation was solved.
+enum class Path {
+  gram,        ///< normal equations from Cauchy sums
+  orthogonal,  ///< orthogonal factorisation
+};
+
+/// What is told after a relocation.
+struct Progress {
+  int iteration = 0;         ///< from 1
+  std::size_t order = 0;     ///< number of poles
+  double residual = 0.0;     ///< of the relocation, relative to the weighted data
+  double pole_change = 0.0;  ///< largest relative move of a pole, as in Options::pole_tolerance
+  Path path = Path::gram;    ///< how it was solved
+};
+
+/// The choices of a fit.
+struct Options {
+  std::size_t real_poles = 0;      ///< to start with
+  std::size_t complex_pairs = 10;  ///< likewise, of two poles each
+  /// In rad/s, pairs side by side; when there are some, they stand in place of the numbers above and the
+  /// placement.
+  std::vector<std::complex<double>> starting_poles;
+  Placement placement = Placement::linear;  ///< of the poles to start with
+  bool constant = true;                     ///< whether there is a term d
+  bool proportional = false;                ///< whether there is a term s h
+  bool stable = true;                       ///< mirrors poles of the right half-plane
+  bool orthogonal = false;                  ///< orthogonal factorisation throughout
+  int iterations = 30;                      ///< relocations at most
+  /// The poles have settled when max over new poles a of min over old poles b of |a - b| / |a| is below this.
+  double pole_tolerance = 1e-8;
+  int threads = 1;  ///< the results do not depend on it
+  /// The model takes the value of every response there exactly; at 0 Hz its real part, and with a single
+  /// unknown a response one part only.
+  std::optional<std::size_t> exact_sample;
+  /// Called after each relocation; false ends the run with the model so far.
+  std::function<bool(const Progress&)> progress;
+};
+
+}  // namespace polefit

@@ -1,0 +1,18 @@
+/// What a fit refuses of its options.
+#pragma once
+
+#include <cstddef>
+
+#include "polefit/options.hpp"
+
+namespace polefit {
+
+/// Throws Error (bad_option) for a choice outside its range, whatever the data are.
+void check_options(const Options& options);
+
+/// Throws Error for what the data are too small for: bad_option for an exact sample that they have not,
+/// too_many_unknowns for that many poles and the terms of the options; and bad_shape for data too large to be
+/// counted.
+void check_sizes(std::size_t samples, std::size_t responses, std::size_t poles, const Options& options);
+
+}  // namespace polefit
