@@ -57,8 +57,8 @@ struct Report {
 
 /// A fitted model, and how it came about.
 struct Fit {
-  Model model;
-  Report report;
+  Model model;    ///< of all responses
+  Report report;  ///< what the run did
 };
 
 /// Fits all responses with one set of poles by Vector Fitting with the relaxed constraint. Throws Error for

@@ -25,24 +25,27 @@ struct ResponseError {
 
 /// The data that a model was fitted to.
 struct Origin {
-  double lowest = 0.0;  ///< frequency in hertz
-  double highest = 0.0;
-  std::size_t samples = 0;
+  double lowest = 0.0;                ///< frequency in hertz
+  double highest = 0.0;               ///< likewise
+  std::size_t samples = 0;            ///< of each response
   std::vector<ResponseError> errors;  ///< one a response
 };
 
+/// Poles that all responses share, and what each response makes of them.
 struct Model {
   /// In rad/s. The members of a conjugate pair stand side by side, the one with positive imaginary part
   /// first, and are exact conjugates, as their residues are.
   std::vector<std::complex<double>> poles;
-  std::vector<std::complex<double>> residues;  ///< of the first response, then of the second, ...
-  std::vector<double> constants;               ///< d, one a response
-  std::vector<double> proportionals;           ///< h in seconds, one a response
-  std::vector<std::string> names;              ///< one a response, or none
-  std::optional<NetworkMatrix> network = std::nullopt;
-  std::optional<Origin> origin = std::nullopt;  ///< set by a fit, unless an error overflows
+  std::vector<std::complex<double>> residues;           ///< of the first response, then of the second, ...
+  std::vector<double> constants;                        ///< d, one a response
+  std::vector<double> proportionals;                    ///< h in seconds, one a response
+  std::vector<std::string> names;                       ///< one a response, or none
+  std::optional<NetworkMatrix> network = std::nullopt;  ///< when the responses are elements of one
+  std::optional<Origin> origin = std::nullopt;          ///< set by a fit, unless an error overflows
 
+  /// The number of responses.
   std::size_t responses() const { return constants.size(); }
+  /// One a pole, of the response with that number, counted from 0.
   std::span<const std::complex<double>> residues_of(std::size_t response) const {
     return std::span(residues).subspan(response * poles.size(), poles.size());
   }

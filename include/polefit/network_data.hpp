@@ -14,11 +14,11 @@ namespace polefit {
 /// R responses on one grid of M samples, in the caller's memory: response r at sample k is
 /// values[r * response_stride + k * sample_stride].
 struct Responses {
-  const std::complex<double>* values = nullptr;
-  std::size_t responses = 0;
-  std::size_t samples = 0;
-  std::ptrdiff_t response_stride = 0;
-  std::ptrdiff_t sample_stride = 1;
+  const std::complex<double>* values = nullptr;  ///< that of the first response at the first sample
+  std::size_t responses = 0;                     ///< R
+  std::size_t samples = 0;                       ///< M
+  std::ptrdiff_t response_stride = 0;            ///< values from one response to the next
+  std::ptrdiff_t sample_stride = 1;              ///< values from one sample to the next
 
   /// One response after the other. Throws Error (bad_shape), as the next one does, for values that do not
   /// make whole responses.
@@ -31,6 +31,7 @@ struct Responses {
     const std::size_t samples = samples_of_each(values.size(), responses);
     return {values.data(), responses, samples, 1, static_cast<std::ptrdiff_t>(responses)};
   }
+  /// Response r at sample k, both counted from 0.
   std::complex<double> operator()(std::size_t r, std::size_t k) const {
     return values[static_cast<std::ptrdiff_t>(r) * response_stride +
                   static_cast<std::ptrdiff_t>(k) * sample_stride];
@@ -50,8 +51,8 @@ struct Responses {
 /// What is fitted. Nothing is copied; all of it must outlive the call.
 struct NetworkData {
   std::span<const double> frequencies;  ///< M values in hertz, not below 0, in any order, also repeated
-  Responses responses;
-  std::span<const std::string> names;  ///< of the responses; R, or none
+  Responses responses;                  ///< R of M samples each
+  std::span<const std::string> names;   ///< of the responses; R, or none
   /// Factors on the residuals: none (each response then counts by the inverse square root of its norm), M
   /// (per sample), or R * M (those of the first response first).
   std::span<const double> weights;

@@ -40,7 +40,7 @@ enum class SearchEnd {
 
 /// One order that was tried.
 struct Step {
-  std::size_t order = 0;
+  std::size_t order = 0;        ///< number of poles
   double error = 0.0;           ///< in the measure of the target
   double held_out_error = 0.0;  ///< likewise on the samples held out, 0 without
 };
