@@ -1,4 +1,4 @@
-// Ours takes 0.3 to 0.6 of the time of LAPACK's, and 0.3 to 0.7 of Eigen's, which does not balance, for 20 to
+// Ours takes 0.3 to 0.7 of the time of LAPACK's, and 0.3 to 0.8 of Eigen's, which does not balance, for 20 to
 // 160 rows (scripts/benchmark factorisations); the installed LAPACK also serves one thread at a time.
 
 #include "numerics/eigenvalues.hpp"
