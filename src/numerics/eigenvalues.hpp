@@ -16,8 +16,10 @@
 namespace numerics {
 
 /// The eigenvalues of the square matrix a: pairs side by side, positive imaginary part first, exactly
-/// conjugate. They are those of a matrix that differs from the balanced one by rounding. Scaling a by a power
-/// of two scales them exactly. The results do not depend on the unit, which must be one of the processor.
+/// conjugate; first those whose row or column has nothing beside the diagonal element, when others of that
+/// kind are left out. The rest are those of a matrix that differs from the balanced one by rounding. Scaling
+/// a by a power of two scales them exactly. The results do not depend on the unit, which must be one of the
+/// processor.
 ///
 /// Empty when an element is not finite, when an eigenvalue overflows, or when the steps do not converge, of
 /// which no example is known.
