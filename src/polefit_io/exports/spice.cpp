@@ -12,6 +12,7 @@
 #include "numerics/angular_frequency.hpp"
 #include "polefit/error.hpp"
 #include "polefit/model/files.hpp"
+#include "polefit_io/exports/finite_model.hpp"
 #include "text/decimal.hpp"
 #include "text/letters.hpp"
 
@@ -343,6 +344,7 @@ std::string spice_subcircuit(const Model& model, const std::string& name) {
                 "the model does not say whether its response is S, Y or Z of a one-port");
   }
   state_space(model);  // refuses what does not fit together
+  refuse_numbers_not_finite(model);
   return Subcircuit(model, name).text();
 }
 
