@@ -37,9 +37,8 @@ struct Network {
 
 /// Refuses a network that contradicts itself: throws Error (bad_shape), with the network's file in front,
 /// unless it has one value for each name at each frequency and, when it has a matrix, one element for each
-/// name, all of S, Y or Z, within its ports and none twice, and finite references above 0. Numbers and order
-/// of the samples are not looked at, nor whether there are some. All functions here that take a network do
-/// this first.
+/// name, of S, Y or Z, within its ports and none twice, and finite references above 0. Numbers and order of
+/// the samples are not looked at, nor whether there are some. All that uses the samples does this first.
 POLEFIT_EXPORT void check(const Network& network);
 
 /// How a network's file is written.
