@@ -29,7 +29,6 @@ using testing_support::infinity;
 using testing_support::io_error_of;
 using testing_support::quiet_nan;
 using testing_support::RandomNumbers;
-using text::IoErrorDetails;
 using Names = std::vector<std::string>;
 using Numbers = std::vector<double>;
 using Values = std::vector<Complex>;
