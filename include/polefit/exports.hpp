@@ -30,8 +30,9 @@ POLEFIT_EXPORT bool is_subcircuit_name(std::string_view name);
 /// and in the right half-plane are realised as they are. Proportional terms take the current of a capacitor
 /// on which u is impressed.
 ///
-/// Throws Error: bad_option for a name that is_subcircuit_name refuses; bad_shape as check, when the model is
-/// not the whole matrix of a network, or when an element's value is beyond the range of a double.
+/// Throws Error: bad_option for a name that is_subcircuit_name refuses; bad_shape as check, when the
+/// model is not the whole matrix of a network, or when a number of its own or an element's value is not
+/// finite.
 POLEFIT_EXPORT std::string spice_subcircuit(const Model& model, const std::string& name);
 
 /// Writes spice_subcircuit to a file. Throws Error, also bad_network_file.
@@ -40,8 +41,8 @@ POLEFIT_EXPORT void write_spice(const Model& model, const std::string& file, con
 /// x' = A x + B u, y = C x + D u + E u' as text with 17 digits. Lines that begin with % are comments; each
 /// matrix is a line "# A 4 x 4" and its rows, each a line of numbers with blanks between them. A matrix
 /// without elements has no rows. The matrices are those of port_state_space when the model is the whole
-/// matrix of a network, else those of state_space. Throws Error (bad_shape) as check, and for more than
-/// 10,000 states.
+/// matrix of a network, else those of state_space. Throws Error (bad_shape) as check, for numbers
+/// that are not finite, and for more than 10,000 states.
 POLEFIT_EXPORT std::string state_space_text(const Model& model);
 
 /// Writes state_space_text to a file. Throws Error, also bad_network_file.
@@ -53,7 +54,8 @@ POLEFIT_EXPORT void write_state_space(const Model& model, const std::string& fil
 /// response           counted from 0
 /// highest_frequency  when given, stands in place of the origin's
 /// Throws Error: bad_option when there is no such response, when neither the model nor the caller has a
-/// highest frequency, or when it leads beyond the range of a double; bad_shape as check_shape.
+/// highest frequency, or when it leads beyond the range of a double; bad_shape as check_shape, and for
+/// numbers of the model that are not finite.
 POLEFIT_EXPORT std::string s_solver_coefficients(const Model& model, std::size_t response,
                                                  std::optional<double> highest_frequency = std::nullopt);
 

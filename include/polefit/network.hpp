@@ -35,6 +35,12 @@ struct Network {
   }
 };
 
+/// Refuses a network that contradicts itself: throws Error (bad_shape), with the network's file in front,
+/// unless it has one value for each name at each frequency and, when it has a matrix, one element for each
+/// name, of S, Y or Z, within its ports and none twice, and finite references above 0. Numbers and order of
+/// the samples are not looked at, nor whether there are some. All that uses the samples does this first.
+POLEFIT_EXPORT void check(const Network& network);
+
 /// How a network's file is written.
 enum class NetworkFormat {
   by_name,     ///< by the extension of the file's name, or by its content
@@ -51,7 +57,8 @@ enum class NetworkFormat {
 /// Y and Z of Touchstone version 1.x are multiplied out to siemens and ohms. The references of a matrix in a
 /// table, which does not tell them, are 50 ohms each.
 ///
-/// Throws Error (bad_network_file) with the file's name, the line, what was found and what was expected.
+/// Throws Error: bad_network_file with the file's name, the line, what was found and what was expected;
+/// bad_option for a format that is none.
 POLEFIT_EXPORT Network read_network(const std::string& file, NetworkFormat format = NetworkFormat::by_name);
 
 /// The same of the content of a file, which stands in `text`; `file` is its name.
@@ -64,8 +71,8 @@ POLEFIT_EXPORT std::optional<std::size_t> ports_of_extension(std::string_view fi
 
 /// The responses named in `wanted`, in that order. A name is one of the network's, or, when the responses are
 /// elements of a matrix, means one of them (named_element): S21, s21, S2_1, S(2,1). The matrix keeps its
-/// ports, and of its elements those chosen. Throws Error (bad_option) for a name that the network has not,
-/// for one that is given twice, and when none is given.
+/// ports, and of its elements those chosen. Throws Error: bad_shape as check; bad_option for a name that the
+/// network has not, for one that is given twice, and when none is given.
 POLEFIT_EXPORT Network select_responses(const Network& network, std::span<const std::string> wanted);
 
 /// Makes a network of one response that of a one-port. Throws Error as one_port does.
@@ -75,7 +82,7 @@ POLEFIT_EXPORT void declare_one_port(Network& network, char parameter, double re
 POLEFIT_EXPORT void declare_one_port(Model& model, char parameter, double reference);
 
 /// Fits all responses of a network; the model knows its matrix. `weights` are as in NetworkData. Throws Error
-/// as fit of NetworkData does, with the network's file in front.
+/// as check and as fit of NetworkData do, with the network's file in front.
 POLEFIT_EXPORT Fit fit(const Network& network, const Options& options = {},
                        std::span<const double> weights = {});
 
@@ -84,8 +91,8 @@ POLEFIT_EXPORT Search fit_to_error(const Network& network, const Target& target,
                                    std::span<const double> weights = {});
 
 /// The model's values at frequencies in hertz as a network, whose `file` is the one given. Responses without
-/// names are numbered from 1. Throws Error (bad_option) where a value is not finite, as at a pole on the
-/// axis.
+/// names are numbered from 1. Throws Error: bad_shape as evaluate; bad_option where a frequency or a value is
+/// not finite, as at a pole on the axis.
 POLEFIT_EXPORT Network sampled(const Model& model, std::vector<double> frequencies, const std::string& file);
 
 /// How Touchstone holds complex numbers.
@@ -117,8 +124,8 @@ struct TouchstoneOptions {
 /// Version 1 holds one reference for all ports. Its Y and Z are normalised to R 1, which leaves the values in
 /// siemens and ohms as they are, and holds the references of a Y or Z network in no other place.
 ///
-/// Throws Error (bad_network_file), in the name of the network's file, for what no such text can hold:
-/// responses that are not the whole matrix, references that are not finite and above 0, no frequencies,
+/// Throws Error, in the name of the network's file: bad_shape as check; bad_option for options that are none;
+/// bad_network_file for what no such text can hold: responses that are not the whole matrix, no frequencies,
 /// frequencies that decrease or are not finite and at least 0, values that are not finite, or whose magnitude
 /// is not where it is to be written.
 POLEFIT_EXPORT std::string touchstone_text(const Network& network, const TouchstoneOptions& options = {});
@@ -126,13 +133,19 @@ POLEFIT_EXPORT std::string touchstone_text(const Network& network, const Touchst
 /// A table: one line that names the columns, "frequency,S11 re,S11 im,...", and one for each sample, with
 /// frequencies in hertz and as many digits as it takes to read the same doubles back. What is not told: the
 /// references of a matrix, and which ports have no element.
+///
+/// Throws Error, in the name of the network's file: bad_shape as check; bad_network_file for what would not
+/// be read back: no responses or no frequencies, frequencies that are not finite and at least 0, values that
+/// are not finite, and names that are empty, not UTF-8, with control characters, or the same twice.
 POLEFIT_EXPORT std::string csv_text(const Network& network);
 
-/// Writes touchstone_text to a file, which until it is whole is the old one. Throws Error (bad_network_file).
+/// Writes touchstone_text to a file, which until it is whole is the old one. Throws Error as touchstone_text,
+/// and bad_network_file when the file cannot be written.
 POLEFIT_EXPORT void write_touchstone(const Network& network, const std::string& file,
                                      const TouchstoneOptions& options = {});
 
-/// Writes csv_text to a file, which until it is whole is the old one. Throws Error (bad_network_file).
+/// Writes csv_text to a file, which until it is whole is the old one. Throws Error as csv_text, and
+/// bad_network_file when the file cannot be written.
 POLEFIT_EXPORT void write_csv(const Network& network, const std::string& file);
 
 }  // namespace polefit

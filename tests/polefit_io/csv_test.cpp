@@ -25,9 +25,10 @@ using polefit::named_element;
 using polefit::Network;
 using testing_support::Complex;
 using testing_support::eps;
+using testing_support::infinity;
 using testing_support::io_error_of;
+using testing_support::quiet_nan;
 using testing_support::RandomNumbers;
-using text::IoErrorDetails;
 using Names = std::vector<std::string>;
 using Numbers = std::vector<double>;
 using Values = std::vector<Complex>;
@@ -411,6 +412,27 @@ TEST(Csv, what_was_written_is_read_back_to_the_bit) {
 TEST(Csv, a_matrix_is_read_back_as_a_matrix) {
   const Network network = network_of("f (GHz),s11 re,s11 im,S(12,1) dB,S(12,1) deg\n1,2,3,4,5\n");
   EXPECT_TRUE(same_network(network_of(csv_of(network)), network));
+}
+
+TEST(Csv, what_would_not_be_read_back_is_not_written) {
+  Network network = network_of("frequency,a re,a im,b re,b im\n1,2,3,4,5\n");
+  const auto found = [](Network other, const auto& spoil) {
+    spoil(other);
+    return io_error_of([&] { csv_of(other); }).found;
+  };
+  for (const std::string& name :
+       {std::string(), std::string(" \t"), std::string("a\nb"), std::string("a\0", 2), std::string("\xFC")}) {
+    EXPECT_EQ(found(network, [&](Network& n) { n.names[1] = name; }),
+              "the name " + text::excerpt(name) + " of a response");
+  }
+  EXPECT_EQ(found(network, [](Network& n) { n.names[1] = "a "; }), "the response \"a\" twice");
+  for (const double frequency : {-1.0, infinity, quiet_nan}) {
+    EXPECT_EQ(found(network, [&](Network& n) { n.frequencies[0] = frequency; }),
+              "a frequency that is below 0 or not finite");
+  }
+  EXPECT_EQ(found(network, [](Network& n) { n.values[1] = {0, quiet_nan}; }), "a value that is not finite");
+  EXPECT_EQ(found(network, [](Network& n) { n.frequencies.clear(); }), "no frequencies");
+  EXPECT_EQ(found(network, [](Network& n) { n.names.clear(); }), "no responses");
 }
 
 }  // namespace

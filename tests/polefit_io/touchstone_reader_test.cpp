@@ -22,7 +22,6 @@ using polefit::Network;
 using polefit::ports_of_extension;
 using testing_support::eps;
 using testing_support::io_error_of;
-using text::IoErrorDetails;
 using Complex = std::complex<double>;
 using Ports = std::optional<std::size_t>;
 

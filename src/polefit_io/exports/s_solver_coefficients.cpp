@@ -10,6 +10,7 @@
 #include "numerics/angular_frequency.hpp"
 #include "polefit/error.hpp"
 #include "polefit/model/files.hpp"
+#include "polefit_io/exports/finite_model.hpp"
 #include "text/coefficient_records.hpp"
 
 namespace polefit {
@@ -62,6 +63,7 @@ std::string s_solver_coefficients(const Model& model, std::size_t response,
   }
   const double frequency = norm_frequency(model, highest_frequency);
   check_range(model, response, frequency);
+  refuse_numbers_not_finite(model);
 
   std::string text;
   const Origin origin = model.origin.value_or(Origin{});

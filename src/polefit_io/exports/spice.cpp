@@ -13,6 +13,7 @@
 #include "polefit/error.hpp"
 #include "polefit/model/files.hpp"
 #include "polefit/model/model_faults.hpp"
+#include "polefit_io/exports/finite_model.hpp"
 #include "text/decimal.hpp"
 #include "text/letters.hpp"
 
@@ -336,6 +337,7 @@ std::string spice_subcircuit(const Model& model, const std::string& name) {
                 "the model does not say whether its response is S, Y or Z of a one-port");
   }
   check(model);
+  refuse_numbers_not_finite(model);
   return Subcircuit(model, name).text();
 }
 

@@ -6,6 +6,7 @@
 
 #include "polefit/error.hpp"
 #include "polefit/model/files.hpp"
+#include "polefit_io/exports/finite_model.hpp"
 #include "text/decimal.hpp"
 
 namespace polefit {
@@ -85,6 +86,7 @@ std::string matrix_text(const StateSpace& space, const WholeMatrix& matrix, char
 
 std::string state_space_text(const Model& model) {
   const StateSpace space = state_space(model);
+  refuse_numbers_not_finite(model);
   const auto matrix = whole_matrix(model.network);
   check_size(model.poles.size(), matrix ? matrix->ports() : 1);
   return matrix ? matrix_text(space, *matrix, model.network->parameter) : single_input_text(space);

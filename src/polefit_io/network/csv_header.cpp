@@ -10,8 +10,6 @@
 namespace polefit_io {
 namespace {
 
-using text::excerpt;
-
 /// Follows a header character by character, to tell separators from characters within quotes or brackets.
 class Nesting {
  public:

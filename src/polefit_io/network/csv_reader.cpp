@@ -17,8 +17,6 @@
 namespace polefit_io {
 namespace {
 
-using text::excerpt;
-
 constexpr double default_reference = 50.0;
 constexpr double radians_per_degree = 3.14159265358979323846 / 180.0;
 

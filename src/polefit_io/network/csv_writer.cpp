@@ -1,8 +1,17 @@
 #include "polefit_io/network/csv_writer.hpp"
 
+#include <algorithm>
+#include <cmath>
+#include <complex>
 #include <cstddef>
 #include <string_view>
+#include <utility>
+#include <vector>
+
 #include "text/decimal.hpp"
+#include "text/io_error.hpp"
+#include "text/plain_text.hpp"
+#include "text/text_lines.hpp"
 
 namespace polefit_io {
 namespace {
@@ -20,9 +29,46 @@ void append_cell(std::string& text, std::string_view cell) {
   text += '"';
 }
 
+[[noreturn]] void fail(const polefit::Network& network, std::string found, std::string expected) {
+  throw text::IoError({.file = network.file, .found = std::move(found), .expected = std::move(expected)});
+}
+
+void check_names(const polefit::Network& network) {
+  std::vector<std::string_view> names;
+  for (const std::string& name : network.names) {
+    names.push_back(text::without_blanks(name));
+    if (names.back().empty() || !text::is_plain_text(name)) {
+      fail(network, "the name " + text::excerpt(name) + " of a response",
+           "names in UTF-8 without control characters");
+    }
+  }
+  std::sort(names.begin(), names.end());
+  if (const auto twice = std::adjacent_find(names.begin(), names.end()); twice != names.end()) {
+    fail(network, "the response " + text::excerpt(*twice) + " twice", "a name of its own for each response");
+  }
+}
+
+/// Refuses what read_csv would refuse.
+void check_readable(const polefit::Network& network) {
+  if (network.names.empty() || network.frequencies.empty()) {
+    fail(network, network.names.empty() ? "no responses" : "no frequencies", "at least one");
+  }
+  check_names(network);
+  if (!std::all_of(network.frequencies.begin(), network.frequencies.end(),
+                   [](double f) { return std::isfinite(f) && f >= 0.0; })) {
+    fail(network, "a frequency that is below 0 or not finite", "finite frequencies from 0 upwards");
+  }
+  if (!std::all_of(network.values.begin(), network.values.end(), [](std::complex<double> v) {
+        return std::isfinite(v.real()) && std::isfinite(v.imag());
+      })) {
+    fail(network, "a value that is not finite", "finite values");
+  }
+}
+
 }  // namespace
 
 std::string csv_of(const polefit::Network& network) {
+  check_readable(network);
   std::string text = "frequency";
   for (const std::string& name : network.names) {
     for (const char* part : {" re", " im"}) {

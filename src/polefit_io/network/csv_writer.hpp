@@ -7,8 +7,8 @@
 
 namespace polefit_io {
 
-/// As polefit::csv_text. read_csv gives back names that are not empty, have no control characters and no
-/// blanks at their ends.
+/// As polefit::csv_text of a network that agrees with itself, but throws text::IoError. read_csv gives back
+/// names without the blanks at their ends.
 std::string csv_of(const polefit::Network& network);
 
 }  // namespace polefit_io

@@ -8,16 +8,22 @@
 
 #include "polefit/error.hpp"
 #include "polefit/model/files.hpp"
+#include "polefit/model/model_faults.hpp"
 #include "polefit_io/network/csv_writer.hpp"
 #include "polefit_io/network/read_network.hpp"
 #include "polefit_io/network/selection.hpp"
 #include "polefit_io/network/touchstone_writer.hpp"
+#include "text/counted.hpp"
 #include "text/decimal.hpp"
+#include "text/io_error.hpp"
 #include "text/letters.hpp"
 #include "text/whole_file.hpp"
 
 namespace polefit {
 namespace {
+
+/// A network's file as messages show it; one made in memory may have none.
+std::string shown(const std::string& file) { return file.empty() ? "the network" : file; }
 
 /// What `action` returns; an error of the library's comes out with the file in front.
 template <class Action>
@@ -25,20 +31,83 @@ auto about(const std::string& file, const Action& action) {
   try {
     return action();
   } catch (const Error& error) {
-    throw Error(error.kind(), file + ": " + error.what());
+    throw Error(error.kind(), shown(file) + ": " + error.what());
+  }
+}
+
+/// What `action` returns; an error of input or output comes out as one of this kind.
+template <class Action>
+auto with_error_of(ErrorKind kind, const Action& action) {
+  return with_our_error(kind, [&] {
+    try {
+      return action();
+    } catch (const text::IoError& error) {
+      text::IoErrorDetails details = error.details();
+      details.file = shown(details.file);
+      throw text::IoError(std::move(details));
+    }
+  });
+}
+
+/// Why a network contradicts itself.
+std::optional<std::string> fault_of(const Network& network) {
+  const std::size_t responses = network.names.size();
+  const std::size_t samples = network.frequencies.size();
+  if (network.values.size() != responses * samples) {
+    return text::counted(network.values.size(), "value") + ", expected " +
+           std::to_string(responses * samples) + ", one for each of " + text::counted(responses, "name") +
+           " at each of " + std::to_string(samples) + " frequencies";
+  }
+  if (!network.matrix) {
+    return std::nullopt;
+  }
+  if (network.matrix->elements.size() != responses) {
+    return text::counted(network.matrix->elements.size(), "element") + " of the matrix, expected " +
+           std::to_string(responses) + ", one for each name";
+  }
+  const auto fault = matrix_fault(*network.matrix);
+  return fault ? std::optional("a matrix in which " + *fault) : std::nullopt;
+}
+
+template <class Enumeration>
+bool beyond(Enumeration value, Enumeration last) {
+  return static_cast<int>(value) < 0 || value > last;
+}
+
+void check_format(NetworkFormat format, const std::string& file) {
+  if (beyond(format, NetworkFormat::samples)) {
+    throw Error(ErrorKind::bad_option, shown(file) + ": the format of the file is none that there is");
+  }
+}
+
+void check_options(const TouchstoneOptions& options, const std::string& file) {
+  const bool known = !beyond(options.format, ComplexFormat::db) &&
+                     !beyond(options.unit, FrequencyUnit::ghz) &&
+                     (options.version == 1 || options.version == 2);
+  if (!known) {
+    throw Error(ErrorKind::bad_option,
+                shown(file) + ": the format, unit or version of Touchstone is none that there is");
   }
 }
 
 }  // namespace
 
+void check(const Network& network) {
+  if (const auto fault = fault_of(network)) {
+    throw Error(ErrorKind::bad_shape, shown(network.file) + ": found " + *fault);
+  }
+}
+
 Network read_network(const std::string& file, NetworkFormat format) {
-  return with_our_error(ErrorKind::bad_network_file,
-                        [&] { return polefit_io::network_of(text::read_whole_file(file), file, format); });
+  check_format(format, file);
+  return with_error_of(ErrorKind::bad_network_file,
+                       [&] { return polefit_io::network_of(text::read_whole_file(file), file, format); });
 }
 
 Network network_from_text(std::string_view text, const std::string& file, NetworkFormat format) {
-  return with_our_error(ErrorKind::bad_network_file,
-                        [&] { return polefit_io::network_of(text, file, format); });
+  check_format(format, file);
+  return with_error_of(ErrorKind::bad_network_file,
+                       [&] { return polefit_io::network_of(text, file, format); });
 }
 
 std::optional<std::size_t> ports_of_extension(std::string_view file) {
@@ -55,7 +124,8 @@ std::optional<std::size_t> ports_of_extension(std::string_view file) {
 }
 
 Network select_responses(const Network& network, std::span<const std::string> wanted) {
-  return with_our_error(ErrorKind::bad_option, [&] { return polefit_io::chosen_responses(network, wanted); });
+  check(network);
+  return with_error_of(ErrorKind::bad_option, [&] { return polefit_io::chosen_responses(network, wanted); });
 }
 
 void declare_one_port(Network& network, char parameter, double reference) {
@@ -68,6 +138,7 @@ void declare_one_port(Model& model, char parameter, double reference) {
 }
 
 Fit fit(const Network& network, const Options& options, std::span<const double> weights) {
+  check(network);
   NetworkData data = network.data();
   data.weights = weights;
   Fit fit = about(network.file, [&] { return polefit::fit(data, options); });
@@ -77,6 +148,7 @@ Fit fit(const Network& network, const Options& options, std::span<const double> 
 
 Search fit_to_error(const Network& network, const Target& target, const Options& options,
                     std::span<const double> weights) {
+  check(network);
   NetworkData data = network.data();
   data.weights = weights;
   Search search = about(network.file, [&] { return polefit::fit_to_error(data, target, options); });
@@ -99,19 +171,24 @@ Network sampled(const Model& model, std::vector<double> frequencies, const std::
       });
   if (pole != network.values.end()) {
     const auto place = static_cast<std::size_t>(pole - network.values.begin()) % network.frequencies.size();
-    throw Error(ErrorKind::bad_option, file + ": found no finite value at " +
+    throw Error(ErrorKind::bad_option, shown(file) + ": found no finite value at " +
                                            text::shortest(network.frequencies[place]) +
-                                           " Hz, expected a frequency that is no pole");
+                                           " Hz, expected a finite frequency that is no pole");
   }
   return network;
 }
 
 std::string touchstone_text(const Network& network, const TouchstoneOptions& options) {
-  return with_our_error(ErrorKind::bad_network_file,
-                        [&] { return polefit_io::touchstone_of(network, options); });
+  check(network);
+  check_options(options, network.file);
+  return with_error_of(ErrorKind::bad_network_file,
+                       [&] { return polefit_io::touchstone_of(network, options); });
 }
 
-std::string csv_text(const Network& network) { return polefit_io::csv_of(network); }
+std::string csv_text(const Network& network) {
+  check(network);
+  return with_error_of(ErrorKind::bad_network_file, [&] { return polefit_io::csv_of(network); });
+}
 
 void write_touchstone(const Network& network, const std::string& file, const TouchstoneOptions& options) {
   write_file(ErrorKind::bad_network_file, file, touchstone_text(network, options));
