@@ -301,6 +301,73 @@ TEST_F(Program, a_refusal_of_an_export_names_the_model_file) {
   expect_refusal({"export", "m.json", "--spice", "--parameter", "S", "--name", "1"}, "--name: the name");
 }
 
+/// A refusal that leaves `kept` as it was.
+class OutputThatIsAnInput : public Program {
+ protected:
+  void SetUp() override {
+    Program::SetUp();
+    ASSERT_EQ(run({"fit", "filter.s2p", "--poles", "3", "-q", "-o", "m.json"}), 0);
+    std::string ones;
+    for (int k = 0; k <= 200; ++k) {
+      ones += "1 ";
+    }
+    write("w.txt", ones);
+  }
+  static void expect_kept(
+      const char* kept, const std::vector<std::string>& arguments, const std::string& part,
+      const std::function<void()>& surroundings = [] {}) {
+    const std::string before = content_of(kept);
+    EXPECT_EQ(run(arguments, surroundings), 2);
+    EXPECT_EQ(lines_of(errors()).size(), 1U) << errors();
+    EXPECT_NE(errors().find(part), std::string::npos) << errors();
+    EXPECT_TRUE(content_of(kept) == before) << kept << " has changed";
+  }
+};
+
+TEST_F(OutputThatIsAnInput, is_refused_by_every_command) {
+  expect_kept("filter.s2p", {"fit", "filter.s2p", "-o", "filter.s2p"},
+              "filter.s2p: found the file that is read as filter.s2p, expected another one");
+  expect_kept("w.txt", {"fit", "filter.s2p", "--poles", "3", "--weights-file", "w.txt", "-o", "w.txt"},
+              "w.txt");
+  expect_kept("m.json", {"export", "m.json", "--spice", "-o", "m.json"}, "m.json");
+  expect_kept("m.json", {"eval", "m.json", "-o", "m.json"}, "m.json");
+  expect_kept("filter.s2p", {"eval", "m.json", "--like", "filter.s2p", "-o", "filter.s2p"}, "filter.s2p");
+}
+
+TEST_F(OutputThatIsAnInput, is_recognised_under_any_name) {
+  std::filesystem::create_symlink("filter.s2p", "soft.svg");
+  std::filesystem::create_hard_link("m.json", "hard.svg");
+  expect_kept("filter.s2p", {"plot", "m.json", "filter.s2p", "-o", "soft.svg"},
+              "soft.svg: found the file that is read as filter.s2p");
+  expect_kept("m.json", {"plot", "m.json", "filter.s2p", "-o", "hard.svg"},
+              "hard.svg: found the file that is read as m.json");
+  expect_kept("m.json", {"plot", "m.json", "--poles", "-o", "hard.svg"}, "hard.svg");
+  expect_kept("m.json", {"eval", "m.json", "-o", "./m.json"}, "./m.json");
+}
+
+TEST_F(OutputThatIsAnInput, is_recognised_behind_the_standard_streams) {
+  const auto appended_to = [](const char* file) {
+    return [file] { dup2(open(file, O_WRONLY | O_APPEND), STDOUT_FILENO); };
+  };
+  expect_kept("filter.s2p", {"fit", "-", "-o", "filter.s2p"},
+              "filter.s2p: found the file that is read as standard input", input_from("filter.s2p"));
+  expect_kept("m.json", {"eval", "m.json"}, "standard output: found the file that is read as m.json",
+              appended_to("m.json"));
+  expect_kept("filter.s2p", {"fit", "filter.s2p", "--poles", "3", "-o", "n.json"},
+              "standard output: found the file that is read as filter.s2p", appended_to("filter.s2p"));
+  expect_kept("m.json", {"info", "m.json"}, "standard output: found the file that is read as m.json",
+              appended_to("m.json"));
+}
+
+TEST_F(OutputThatIsAnInput, is_not_seen_in_a_device_or_in_what_is_not_read) {
+  EXPECT_EQ(run({"eval", "m.json", "-o", "table.csv"}), 0);
+  EXPECT_EQ(run({"eval", "m.json", "-o", "table.csv"}, input_from("table.csv")), 0) << errors();
+  EXPECT_EQ(run({"fit", "filter.s2p", "--poles", "3", "-q", "-o", "n.json"}), 0);
+  EXPECT_EQ(run({"eval", "/dev/null"}, [] { dup2(open("/dev/null", O_WRONLY), STDOUT_FILENO); }), 2);
+  EXPECT_NE(errors().find("/dev/null"), std::string::npos);
+  EXPECT_EQ(errors().find("is read as"), std::string::npos) << errors();
+}
+
 TEST_F(Program, touchstone_is_not_written_under_a_name_for_other_ports) {
   ASSERT_EQ(run({"fit", "filter.s2p", "--poles", "3", "-q", "-o", "m.json"}), 0);
   expect_refusal({"export", "m.json", "--touchstone", "-o", "out.s4p"},

@@ -79,6 +79,7 @@ std::string exported(const ExportCommand& command, polefit::Model& model) {
 }  // namespace
 
 ExitStatus run(const ExportCommand& command) {
+  refuse_output_that_is_an_input(command.output, {command.model});
   polefit::Model model = read_model(command.model);
   std::string text;
   try {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <initializer_list>
 #include <optional>
 #include <string>
 
@@ -17,6 +18,15 @@
 
 namespace polefit_cli {
 namespace {
+
+/// The model, and the table on standard output.
+void refuse_outputs_that_are_inputs(const FitCommand& command) {
+  const std::initializer_list<std::string> inputs{command.network.file, command.weights_file};
+  refuse_output_that_is_an_input(command.output, inputs);
+  if (!command.quiet) {
+    refuse_output_that_is_an_input("-", inputs);
+  }
+}
 
 polefit::Network read_chosen_network(const FitCommand& command) {
   const std::string text = read_input(command.network.file);
@@ -67,6 +77,7 @@ FitOutcome fitted(const FitCommand& command, const polefit::Network& network, po
 
 ExitStatus run(const FitCommand& command) {
   const auto start = std::chrono::steady_clock::now();
+  refuse_outputs_that_are_inputs(command);
   const polefit::Network network = read_chosen_network(command);
   polefit::Options options = command.options;
   if (command.exact_dc) {
