@@ -295,10 +295,62 @@ TEST_F(Program, a_reference_alone_keeps_the_parameter_that_a_one_port_has) {
   EXPECT_EQ(run({"export", "z.json", "--spice", "--reference", "10"}), 0) << errors();
 }
 
+TEST_F(Program, a_parameter_alone_keeps_the_reference_that_a_one_port_has) {
+  write("z.s1p", "# Hz S RI R 75\n1 1 0\n2 0.5 -0.5\n3 0.2 -0.4\n");
+  ASSERT_EQ(run({"fit", "z.s1p", "--poles", "1", "--parameter", "S", "-q", "-o", "z.json"}), 0) << errors();
+  EXPECT_EQ(polefit::load("z.json").network->references, (std::vector<double>{75}));
+  ASSERT_EQ(run({"export", "z.json", "--touchstone", "--parameter", "S"}), 0) << errors();
+  EXPECT_NE(output().find("R 75"), std::string::npos) << output();
+}
+
 TEST_F(Program, a_refusal_of_an_export_names_the_model_file) {
   ASSERT_EQ(run({"fit", "filter.s2p", "--poles", "3", "--responses", "S21", "-q", "-o", "m.json"}), 0);
   expect_refusal({"export", "m.json", "--spice"}, "m.json: the model has not all elements");
-  expect_refusal({"export", "m.json", "--spice", "--parameter", "S", "--name", "1"}, "--name: the name");
+}
+
+/// A model of one response that knows neither its matrix nor its band.
+std::string bare_model() {
+  polefit::Model model;
+  model.poles = {-1e9};
+  model.residues = {1e9};
+  model.constants = {0.5};
+  model.proportionals = {0.0};
+  return polefit::to_json(model);
+}
+
+TEST_F(Program, an_export_for_S_Solver_wants_the_band_of_the_model) {
+  write("m.json", bare_model());
+  expect_refusal({"export", "m.json", "--s-solver"},
+                 "polefit: m.json: found no band that the model was fitted in");
+}
+
+TEST_F(Program, an_export_for_S_Solver_takes_the_frequency_that_normalises) {
+  write("m.json", bare_model());
+  ASSERT_EQ(run({"export", "m.json", "--s-solver", "--highest-frequency", "3GHz"}), 0) << errors();
+  // The third line is 2 pi times that frequency, with as many digits as it takes to read it back.
+  EXPECT_EQ(std::stod(lines_of(output()).at(2)), 3e9 * numerics::two_pi) << output();
+}
+
+TEST_F(Program, an_export_that_a_model_has_no_numbers_for_names_the_model) {
+  write("m.json", bare_model());
+  expect_refusal({"export", "m.json", "--s-solver", "--highest-frequency", "1e308"}, "polefit: m.json: ");
+}
+
+TEST_F(Program, frequencies_are_those_of_a_network_in_the_format_that_is_given) {
+  write("m.json", bare_model());
+  write("table.txt", "1 0 0\n3 0 0\n");
+  ASSERT_EQ(run({"eval", "m.json", "--like", "table.txt", "--format", "samples"}), 0) << errors();
+  EXPECT_EQ(polefit::network_from_text(output(), "stdout", polefit::NetworkFormat::csv).frequencies,
+            (std::vector<double>{1, 3}));
+  expect_refusal({"eval", "m.json", "--like", "table.txt", "--format", "csv"}, "table.txt");
+}
+
+TEST_F(Program, an_export_of_a_single_response_says_what_tells_its_parameter) {
+  write("m.json", bare_model());
+  for (const char* const format : {"--spice", "--touchstone"}) {
+    expect_refusal({"export", "m.json", format}, "polefit: m.json: found ");
+    EXPECT_NE(errors().find("--parameter"), std::string::npos) << errors();
+  }
 }
 
 /// A refusal that leaves `kept` as it was.
@@ -387,6 +439,10 @@ TEST_F(Program, a_byte_order_mark_does_not_hide_a_model) {
   ASSERT_EQ(run({"fit", "filter.s2p", "--poles", "3", "-q", "-o", "m.json"}), 0);
   write("marked.json", "\xEF\xBB\xBF" + content_of("m.json"));
   EXPECT_EQ(run({"info", "marked.json"}), 0) << errors();
+  ASSERT_EQ(run({"eval", "m.json", "--grid", "1G"}), 0) << errors();
+  const std::string expected = output();
+  EXPECT_EQ(run({"eval", "marked.json", "--grid", "1G"}), 0) << errors();
+  EXPECT_EQ(output(), expected);
 }
 
 TEST_F(Program, tells_what_is_in_a_network_and_in_a_model) {

@@ -16,7 +16,7 @@ ExitStatus run(const EvalCommand& command) {
     frequencies =
         polefit::network_from_text(read_input(like.file), shown_input(like.file), like.format).frequencies;
   } else {
-    frequencies = wanted_frequencies(command.grid, model, default_count, shown);
+    frequencies = wanted_frequencies(command.frequencies, model, default_count, shown);
   }
   write_output(command.output, polefit::csv_text(polefit::sampled(model, std::move(frequencies), shown)));
   return succeeded;

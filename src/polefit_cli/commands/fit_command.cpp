@@ -9,7 +9,9 @@
 
 #include "polefit/model_file.hpp"
 #include "polefit/network.hpp"
+#include "polefit_cli/commands/about.hpp"
 #include "polefit_cli/commands/commands.hpp"
+#include "polefit_cli/commands/declaration.hpp"
 #include "polefit_cli/commands/fit_report.hpp"
 #include "polefit_cli/commands/progress_bar.hpp"
 #include "polefit_cli/commands/streams.hpp"
@@ -35,10 +37,7 @@ polefit::Network read_chosen_network(const FitCommand& command) {
   if (!command.responses.empty()) {
     network = polefit::select_responses(network, command.responses);
   }
-  if (command.parameter || command.reference) {
-    const char known = network.matrix ? network.matrix->parameter : 'S';
-    polefit::declare_one_port(network, command.parameter.value_or(known), command.reference.value_or(50.0));
-  }
+  declare(network, command.declaration);
   return network;
 }
 
@@ -91,7 +90,7 @@ ExitStatus run(const FitCommand& command) {
   FitOutcome outcome = fitted(command, network, options);
   bar.clear();
   if (!command.output.empty()) {
-    write_output(command.output, polefit::to_json(outcome.fit.model));
+    write_output(command.output, about(network.file, [&] { return polefit::to_json(outcome.fit.model); }));
   }
   outcome.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 

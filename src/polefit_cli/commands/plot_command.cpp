@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "polefit/network.hpp"
+#include "polefit_cli/commands/about.hpp"
 #include "polefit_cli/commands/commands.hpp"
 #include "polefit_cli/commands/models.hpp"
 #include "polefit_cli/commands/picture_file.hpp"
@@ -108,7 +109,9 @@ ExitStatus run(const PlotCommand& command) {
   const polefit::Model model = read_model(command.model);
   std::string script;
   if (command.poles) {
-    script = pole_script(pole_picture(model, title_of(command.model)), format);
+    script = pole_script(
+        about(shown_input(command.model), [&] { return pole_picture(model, title_of(command.model)); }),
+        format);
   } else {
     const NetworkSource& source = *command.network;
     const polefit::Network network =
