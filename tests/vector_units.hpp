@@ -4,7 +4,6 @@
 #include <vector>
 
 #include "numerics/vector_unit.hpp"
-#include "numerics/vector_unit.hpp"
 
 namespace testing_support {
 

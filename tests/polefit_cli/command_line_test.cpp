@@ -105,8 +105,8 @@ TEST(CommandLine, every_option_of_a_fit_arrives) {
   EXPECT_TRUE(fit.quiet);
   EXPECT_EQ(fit.output, "m.json");
   EXPECT_EQ(fit.network.file, "net.txt");
-  EXPECT_EQ(fit.parameter, 'Z');
-  EXPECT_EQ(fit.reference, 75.0);
+  EXPECT_EQ(fit.declaration.parameter, 'Z');
+  EXPECT_EQ(fit.declaration.reference, 75.0);
 }
 
 TEST(CommandLine, every_option_of_a_search_arrives) {
@@ -139,14 +139,22 @@ TEST(CommandLine, the_options_of_the_other_commands_arrive) {
   const auto chosen = command<ExportCommand>({"export", "m.json", "--touchstone", "--grid", "1:2:3", "--data",
                                               "db", "--touchstone-version", "2", "-o", "x.s2p"});
   EXPECT_EQ(chosen.kind, ExportKind::touchstone);
-  EXPECT_EQ(chosen.grid, "1:2:3");
+  EXPECT_EQ(chosen.touchstone.format, polefit::ComplexFormat::db);
+  EXPECT_EQ(chosen.touchstone.version, 2);
+  EXPECT_EQ(chosen.frequencies, (std::vector<double>{1.0, 1.5, 2.0}));
   EXPECT_EQ(chosen.output, "x.s2p");
   EXPECT_EQ(command<ExportCommand>({"export", "m.json", "--spice", "--name", "f"}).name, "f");
   EXPECT_EQ(command<ExportCommand>({"export", "m.json", "--s-solver", "--response", "S11"}).response, "S11");
+  EXPECT_EQ(command<ExportCommand>({"export", "m.json", "--s-solver", "--highest-frequency", "2.4 GHz"})
+                .highest_frequency,
+            2.4e9);
   EXPECT_EQ(command<ExportCommand>({"export", "m.json", "--state-space"}).output, "-");
 
-  EXPECT_EQ(command<EvalCommand>({"eval", "m.json", "--grid", "1G"}).grid, "1G");
-  EXPECT_EQ(command<EvalCommand>({"eval", "m.json", "--like", "a.s2p"}).like->file, "a.s2p");
+  EXPECT_EQ(command<EvalCommand>({"eval", "m.json", "--grid", "1G"}).frequencies, (std::vector<double>{1e9}));
+  const auto eval = command<EvalCommand>({"eval", "m.json", "--format", "csv", "--like", "a.txt"});
+  ASSERT_TRUE(eval.like);
+  EXPECT_EQ(eval.like->file, "a.txt");
+  EXPECT_EQ(eval.like->format, polefit::NetworkFormat::csv);
   EXPECT_EQ(command<InfoCommand>({"info", "m.json"}).file.file, "m.json");
 }
 
@@ -172,12 +180,54 @@ TEST(CommandLine, what_does_not_fit_together_is_refused_in_one_line) {
   EXPECT_NE(complaint({"fit", "a.s2p", "--real", "5"}).find("--poles"), std::string::npos);
 }
 
+/// An option that has no effect beside the others, and a part of the line that says so.
+struct WithoutEffect {
+  std::vector<const char*> arguments;
+  const char* part;
+};
+
+TEST(CommandLine, an_option_without_effect_is_refused_with_its_reason) {
+  const std::vector<WithoutEffect> cases{
+      {{"fit", "a.s2p", "--poles", "4", "--error", "1"}, "--error has no effect with --poles: "},
+      {{"fit", "a.s2p", "--poles", "4", "--max-poles", "3"}, "--max-poles has no effect with --poles: "},
+      {{"fit", "a.s2p", "--poles", "4", "--measure", "worst"}, "--measure has no effect with --poles: "},
+      {{"fit", "a.s2p", "--poles", "4", "--hold-out"}, "--hold-out has no effect with --poles: "},
+      {{"fit", "a.s2p", "--no-hold-out", "--poles", "4"}, "--no-hold-out has no effect with --poles: "},
+      {{"fit", "a.s2p", "--real", "2"}, "--real has no effect without --poles: "},
+      {{"fit", "a.s2p", "--weights", "root", "--weights-file", "w"},
+       "--weights has no effect with --weights-file"},
+      {{"plot", "m.json", "a.s2p", "--poles", "-o", "f.svg"}, "NETWORK has no effect with --poles: "},
+      {{"plot", "m.json", "--poles", "--responses", "S21", "-o", "f.svg"},
+       "--responses has no effect with --poles: "},
+      {{"plot", "m.json", "--poles", "--panels", "3", "-o", "f.svg"},
+       "--panels has no effect with --poles: "},
+      {{"plot", "m.json", "--poles", "--format", "csv", "-o", "f.svg"},
+       "--format has no effect without NETWORK"},
+      {{"plot", "m.json", "a.s2p", "--responses", "S21", "--panels=3", "-o", "f.svg"},
+       "--panels has no effect with --responses: "},
+      {{"export", "m.json", "--spice", "--grid", "1G"},
+       "--grid has no effect without --touchstone or --csv: "},
+      {{"export", "m.json", "--s-solver", "--grid", "1G"},
+       "--grid has no effect without --touchstone or --csv: "},
+      {{"export", "m.json", "--csv", "--response", "S21"}, "--response has no effect without --s-solver: "},
+      {{"export", "m.json", "--csv", "--data", "ma"}, "--data has no effect without --touchstone: "},
+      {{"export", "m.json", "--spice", "--touchstone-version", "2"},
+       "--touchstone-version has no effect without --touchstone"},
+      {{"export", "m.json", "--touchstone", "--name", "x"}, "--name has no effect without --spice: "},
+      {{"export", "m.json", "--csv", "--parameter", "Y"}, "--parameter has no effect without "},
+      {{"export", "m.json", "--state-space", "--reference", "5"}, "--reference has no effect without "}};
+  for (const WithoutEffect& refused : cases) {
+    const std::string line = complaint(refused.arguments);
+    EXPECT_TRUE(line.starts_with(refused.part)) << line << "\nexpected " << refused.part;
+  }
+}
+
 TEST(CommandLine, numbers_of_all_forms_are_decimal) {
   EXPECT_EQ(command<FitCommand>({"fit", "a.s2p", "--poles", "010"}).poles, 10U);
   EXPECT_EQ(command<FitCommand>({"fit", "a.s2p", "--poles", "1e1"}).poles, 10U);
   EXPECT_EQ(command<FitCommand>({"fit", "a.s2p", "--iterations", "4.0"}).options.iterations, 4);
   EXPECT_EQ(command<FitCommand>({"fit", "a.s2p", "--error", "1d-3"}).target.error, 1e-3);
-  EXPECT_EQ(command<FitCommand>({"fit", "a.s2p", "--reference", "5e1"}).reference, 50.0);
+  EXPECT_EQ(command<FitCommand>({"fit", "a.s2p", "--reference", "5e1"}).declaration.reference, 50.0);
   EXPECT_NE(complaint({"fit", "a.s2p", "--poles", "4.5"}).find("found \"4.5\", expected a whole number"),
             std::string::npos);
   complaint({"fit", "a.s2p", "--poles", "4", "--poles", "6"});
@@ -192,10 +242,62 @@ TEST(CommandLine, what_was_found_and_what_was_expected_is_told) {
             "--output: found nothing, expected a text; see polefit fit --help");
 }
 
+TEST(CommandLine, a_name_that_no_subcircuit_can_have_is_refused_where_it_is_given) {
+  EXPECT_EQ(
+      complaint({"export", "m.json", "--spice", "--name", "1"}),
+      "--name: found \"1\", expected a letter, then letters, digits and underscores, at most 64 in all; "
+      "see polefit export --help");
+}
+
+TEST(CommandLine, frequencies_that_cannot_be_read_are_refused_where_they_are_given) {
+  EXPECT_EQ(
+      complaint({"eval", "m.json", "--grid", "1:x:3"}),
+      "--grid: found \"x\", expected a frequency such as 2.4e9, 2.4G or 2.4GHz; see polefit eval --help");
+}
+
+TEST(CommandLine, a_frequency_that_normalises_is_above_zero) {
+  EXPECT_EQ(complaint({"export", "m.json", "--s-solver", "--highest-frequency", "0"}),
+            "--highest-frequency: found \"0\", expected a frequency above 0; see polefit export --help");
+}
+
+TEST(CommandLine, one_format_is_exported) {
+  EXPECT_EQ(
+      complaint({"export", "m.json"}),
+      "export wants --spice, --state-space, --touchstone, --csv or --s-solver; see polefit export --help");
+  EXPECT_EQ(complaint({"export", "m.json", "--csv", "--spice"}),
+            "--spice and --csv were given, expected one of them; see polefit export --help");
+}
+
+TEST(CommandLine, names_of_responses_may_hold_commas_in_brackets) {
+  EXPECT_EQ(command<FitCommand>({"fit", "a.s2p", "--responses", "S(2,1),S[1,1],Z3_1"}).responses,
+            (std::vector<std::string>{"S(2,1)", "S[1,1]", "Z3_1"}));
+  EXPECT_EQ(command<FitCommand>({"fit", "--responses", "S11", "--responses", "S21", "a.s2p"}).responses,
+            (std::vector<std::string>{"S11", "S21"}));
+  complaint({"fit", "a.s2p", "--responses", "S(2,1"});
+}
+
+TEST(CommandLine, of_a_flag_and_its_opposite_the_last_holds) {
+  EXPECT_TRUE(command<FitCommand>({"fit", "a.s2p", "--no-stable", "--stable"}).options.stable);
+  EXPECT_FALSE(command<FitCommand>({"fit", "a.s2p", "--stable", "--no-stable"}).options.stable);
+}
+
+TEST(CommandLine, as_many_responses_are_named_as_can_be_drawn) {
+  std::string names = "S11";
+  for (int i = 1; i < 16; ++i) {
+    names += ",S11";
+  }
+  EXPECT_EQ(command<PlotCommand>({"plot", "m.json", "a.s2p", "-o", "f.svg", "--responses", names.c_str()})
+                .responses.size(),
+            16U);
+  names += ",S11";
+  EXPECT_TRUE(complaint({"plot", "m.json", "a.s2p", "-o", "f.svg", "--responses", names.c_str()})
+                  .starts_with("--responses: found 17 names, expected 16 at most"));
+}
+
 TEST(CommandLine, a_choice_may_be_in_either_case) {
   EXPECT_EQ(command<FitCommand>({"fit", "a.csv", "--spacing", "LOG"}).options.placement,
             polefit::Placement::logarithmic);
-  EXPECT_EQ(command<FitCommand>({"fit", "a.csv", "--parameter", "z"}).parameter, 'Z');
+  EXPECT_EQ(command<FitCommand>({"fit", "a.csv", "--parameter", "z"}).declaration.parameter, 'Z');
 }
 
 TEST(CommandLine, empty_texts_are_refused) {
@@ -204,9 +306,12 @@ TEST(CommandLine, empty_texts_are_refused) {
   complaint({"eval", "m.json", "-o", ""});
   complaint({"eval", "m.json", "--grid", ""});
   complaint({"eval", "m.json", "--like", ""});
-  for (const char* const option : {"-o", "--name", "--grid", "--response"}) {
-    complaint({"export", "m.json", "--spice", option, ""});
-  }
+  complaint({"export", "m.json", "--spice", "--name", ""});
+  complaint({"export", "m.json", "--csv", "--grid", ""});
+  complaint({"export", "m.json", "--csv", "-o", ""});
+  complaint({"export", "m.json", "--s-solver", "--response", ""});
+  complaint({"fit", "a.s2p", "--responses", ""});
+  complaint({"fit", "a.s2p", "--responses", "S11,,S21"});
 }
 
 TEST(CommandLine, standard_input_is_read_once) {
@@ -216,13 +321,10 @@ TEST(CommandLine, standard_input_is_read_once) {
   EXPECT_EQ(command<EvalCommand>({"eval", "m.json", "--like", "-"}).like->file, "-");
 }
 
-TEST(CommandLine, weights_come_by_rule_or_from_a_file) {
-  complaint({"fit", "a.s2p", "--weights", "root", "--weights-file", "w.txt"});
-}
-
 TEST(CommandLine, options_of_which_one_is_wanted_stand_together_in_the_help) {
   const std::string help = answer({"export", "--help"});
   EXPECT_NE(help.find("\n\nFormats, of which one is wanted:\n  --spice "), std::string::npos) << help;
+  EXPECT_EQ(help.find("\n\n\n"), std::string::npos) << help;
 }
 
 TEST(CommandLine, each_command_has_help_with_examples) {

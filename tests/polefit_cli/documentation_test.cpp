@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "polefit_cli/commands/command_line.hpp"
+#include "polefit_cli/commands/completion.hpp"
 #include "support.hpp"
 
 namespace {
@@ -51,11 +52,21 @@ std::string man_page(const std::string& name) {
 }
 
 /// The part of a completion for one command: behind its name as a case, up to the next ";;".
-std::string case_of(const std::string& file, const std::string& command) {
-  const std::string text = content_of(source("completions/" + file));
-  const std::size_t begin = text.find("        " + command + ")");
-  EXPECT_NE(begin, std::string::npos) << file << " " << command;
-  return text.substr(begin, text.find(";;", begin) - begin);
+std::string case_of(const std::string& script, const std::string& command) {
+  const std::size_t begin = script.find("        " + command + ")");
+  EXPECT_NE(begin, std::string::npos) << command;
+  return script.substr(begin, script.find(";;", begin) - begin);
+}
+
+/// The options before descriptions in brackets; behind the other mentions there is something else.
+std::set<std::string> described_options(const std::string& text) {
+  std::set<std::string> options;
+  for (const std::string& option : long_options(text)) {
+    if (text.find("--" + option + "[") != std::string::npos) {
+      options.insert(option);
+    }
+  }
+  return options;
 }
 
 TEST(Documentation, man_pages_tell_of_the_options_in_the_help_and_of_no_others) {
@@ -66,19 +77,20 @@ TEST(Documentation, man_pages_tell_of_the_options_in_the_help_and_of_no_others) 
   }
 }
 
+TEST(Documentation, completion_for_zsh_offers_no_option_beside_one_that_it_is_of_no_use_with) {
+  const std::string script = zsh_completion();
+  for (const char* const rivals :
+       {"'(--grid --like)--like[", "'(--weights --weights-file)--weights[",
+        "'(--weights --weights-file)--weights-file[", "'(--no-stable --stable)--stable["}) {
+    EXPECT_NE(script.find(rivals), std::string::npos) << rivals;
+  }
+}
+
 TEST(Documentation, completions_know_the_options_in_the_help_and_no_others) {
   for (const std::string& command : commands) {
-    std::set<std::string> expected = options_in_help(command);
-    EXPECT_EQ(long_options(case_of("_polefit", command) + R"( --help --parameter --reference --format)"),
-              [&] {
-                // Those that commands share are variables there.
-                std::set<std::string> all = expected;
-                all.insert({"help", "parameter", "reference", "format"});
-                return all;
-              }())
-        << command;
-    expected.erase("help");  // for every command
-    EXPECT_EQ(long_options(case_of("polefit.bash", command)), expected) << command;
+    const std::set<std::string> expected = options_in_help(command);
+    EXPECT_EQ(long_options(case_of(bash_completion(), command)), expected) << command;
+    EXPECT_EQ(described_options(case_of(zsh_completion(), command)), expected) << command;
   }
 }
 

@@ -295,10 +295,129 @@ TEST_F(Program, a_reference_alone_keeps_the_parameter_that_a_one_port_has) {
   EXPECT_EQ(run({"export", "z.json", "--spice", "--reference", "10"}), 0) << errors();
 }
 
+TEST_F(Program, a_parameter_alone_keeps_the_reference_that_a_one_port_has) {
+  write("z.s1p", "# Hz S RI R 75\n1 1 0\n2 0.5 -0.5\n3 0.2 -0.4\n");
+  ASSERT_EQ(run({"fit", "z.s1p", "--poles", "1", "--parameter", "S", "-q", "-o", "z.json"}), 0) << errors();
+  EXPECT_EQ(polefit::load("z.json").network->references, (std::vector<double>{75}));
+  ASSERT_EQ(run({"export", "z.json", "--touchstone", "--parameter", "S"}), 0) << errors();
+  EXPECT_NE(output().find("R 75"), std::string::npos) << output();
+}
+
 TEST_F(Program, a_refusal_of_an_export_names_the_model_file) {
   ASSERT_EQ(run({"fit", "filter.s2p", "--poles", "3", "--responses", "S21", "-q", "-o", "m.json"}), 0);
   expect_refusal({"export", "m.json", "--spice"}, "m.json: the model has not all elements");
-  expect_refusal({"export", "m.json", "--spice", "--parameter", "S", "--name", "1"}, "--name: the name");
+}
+
+/// A model of one response that knows neither its matrix nor its band.
+std::string bare_model() {
+  polefit::Model model;
+  model.poles = {-1e9};
+  model.residues = {1e9};
+  model.constants = {0.5};
+  model.proportionals = {0.0};
+  return polefit::to_json(model);
+}
+
+TEST_F(Program, an_export_for_S_Solver_wants_the_band_of_the_model) {
+  write("m.json", bare_model());
+  expect_refusal({"export", "m.json", "--s-solver"},
+                 "polefit: m.json: found no band that the model was fitted in");
+}
+
+TEST_F(Program, an_export_for_S_Solver_takes_the_frequency_that_normalises) {
+  write("m.json", bare_model());
+  ASSERT_EQ(run({"export", "m.json", "--s-solver", "--highest-frequency", "3GHz"}), 0) << errors();
+  // The third line is 2 pi times that frequency, with as many digits as it takes to read it back.
+  EXPECT_EQ(std::stod(lines_of(output()).at(2)), 3e9 * numerics::two_pi) << output();
+}
+
+TEST_F(Program, an_export_that_a_model_has_no_numbers_for_names_the_model) {
+  write("m.json", bare_model());
+  expect_refusal({"export", "m.json", "--s-solver", "--highest-frequency", "1e308"}, "polefit: m.json: ");
+}
+
+TEST_F(Program, frequencies_are_those_of_a_network_in_the_format_that_is_given) {
+  write("m.json", bare_model());
+  write("table.txt", "1 0 0\n3 0 0\n");
+  ASSERT_EQ(run({"eval", "m.json", "--like", "table.txt", "--format", "samples"}), 0) << errors();
+  EXPECT_EQ(polefit::network_from_text(output(), "stdout", polefit::NetworkFormat::csv).frequencies,
+            (std::vector<double>{1, 3}));
+  expect_refusal({"eval", "m.json", "--like", "table.txt", "--format", "csv"}, "table.txt");
+}
+
+TEST_F(Program, an_export_of_a_single_response_says_what_tells_its_parameter) {
+  write("m.json", bare_model());
+  for (const char* const format : {"--spice", "--touchstone"}) {
+    expect_refusal({"export", "m.json", format}, "polefit: m.json: found ");
+    EXPECT_NE(errors().find("--parameter"), std::string::npos) << errors();
+  }
+}
+
+/// A refusal that leaves `kept` as it was.
+class OutputThatIsAnInput : public Program {
+ protected:
+  void SetUp() override {
+    Program::SetUp();
+    ASSERT_EQ(run({"fit", "filter.s2p", "--poles", "3", "-q", "-o", "m.json"}), 0);
+    std::string ones;
+    for (int k = 0; k <= 200; ++k) {
+      ones += "1 ";
+    }
+    write("w.txt", ones);
+  }
+  static void expect_kept(
+      const char* kept, const std::vector<std::string>& arguments, const std::string& part,
+      const std::function<void()>& surroundings = [] {}) {
+    const std::string before = content_of(kept);
+    EXPECT_EQ(run(arguments, surroundings), 2);
+    EXPECT_EQ(lines_of(errors()).size(), 1U) << errors();
+    EXPECT_NE(errors().find(part), std::string::npos) << errors();
+    EXPECT_TRUE(content_of(kept) == before) << kept << " has changed";
+  }
+};
+
+TEST_F(OutputThatIsAnInput, is_refused_by_every_command) {
+  expect_kept("filter.s2p", {"fit", "filter.s2p", "-o", "filter.s2p"},
+              "filter.s2p: found the file that is read as filter.s2p, expected another one");
+  expect_kept("w.txt", {"fit", "filter.s2p", "--poles", "3", "--weights-file", "w.txt", "-o", "w.txt"},
+              "w.txt");
+  expect_kept("m.json", {"export", "m.json", "--spice", "-o", "m.json"}, "m.json");
+  expect_kept("m.json", {"eval", "m.json", "-o", "m.json"}, "m.json");
+  expect_kept("filter.s2p", {"eval", "m.json", "--like", "filter.s2p", "-o", "filter.s2p"}, "filter.s2p");
+}
+
+TEST_F(OutputThatIsAnInput, is_recognised_under_any_name) {
+  std::filesystem::create_symlink("filter.s2p", "soft.svg");
+  std::filesystem::create_hard_link("m.json", "hard.svg");
+  expect_kept("filter.s2p", {"plot", "m.json", "filter.s2p", "-o", "soft.svg"},
+              "soft.svg: found the file that is read as filter.s2p");
+  expect_kept("m.json", {"plot", "m.json", "filter.s2p", "-o", "hard.svg"},
+              "hard.svg: found the file that is read as m.json");
+  expect_kept("m.json", {"plot", "m.json", "--poles", "-o", "hard.svg"}, "hard.svg");
+  expect_kept("m.json", {"eval", "m.json", "-o", "./m.json"}, "./m.json");
+}
+
+TEST_F(OutputThatIsAnInput, is_recognised_behind_the_standard_streams) {
+  const auto appended_to = [](const char* file) {
+    return [file] { dup2(open(file, O_WRONLY | O_APPEND), STDOUT_FILENO); };
+  };
+  expect_kept("filter.s2p", {"fit", "-", "-o", "filter.s2p"},
+              "filter.s2p: found the file that is read as standard input", input_from("filter.s2p"));
+  expect_kept("m.json", {"eval", "m.json"}, "standard output: found the file that is read as m.json",
+              appended_to("m.json"));
+  expect_kept("filter.s2p", {"fit", "filter.s2p", "--poles", "3", "-o", "n.json"},
+              "standard output: found the file that is read as filter.s2p", appended_to("filter.s2p"));
+  expect_kept("m.json", {"info", "m.json"}, "standard output: found the file that is read as m.json",
+              appended_to("m.json"));
+}
+
+TEST_F(OutputThatIsAnInput, is_not_seen_in_a_device_or_in_what_is_not_read) {
+  EXPECT_EQ(run({"eval", "m.json", "-o", "table.csv"}), 0);
+  EXPECT_EQ(run({"eval", "m.json", "-o", "table.csv"}, input_from("table.csv")), 0) << errors();
+  EXPECT_EQ(run({"fit", "filter.s2p", "--poles", "3", "-q", "-o", "n.json"}), 0);
+  EXPECT_EQ(run({"eval", "/dev/null"}, [] { dup2(open("/dev/null", O_WRONLY), STDOUT_FILENO); }), 2);
+  EXPECT_NE(errors().find("/dev/null"), std::string::npos);
+  EXPECT_EQ(errors().find("is read as"), std::string::npos) << errors();
 }
 
 TEST_F(Program, touchstone_is_not_written_under_a_name_for_other_ports) {
@@ -320,6 +439,10 @@ TEST_F(Program, a_byte_order_mark_does_not_hide_a_model) {
   ASSERT_EQ(run({"fit", "filter.s2p", "--poles", "3", "-q", "-o", "m.json"}), 0);
   write("marked.json", "\xEF\xBB\xBF" + content_of("m.json"));
   EXPECT_EQ(run({"info", "marked.json"}), 0) << errors();
+  ASSERT_EQ(run({"eval", "m.json", "--grid", "1G"}), 0) << errors();
+  const std::string expected = output();
+  EXPECT_EQ(run({"eval", "marked.json", "--grid", "1G"}), 0) << errors();
+  EXPECT_EQ(output(), expected);
 }
 
 TEST_F(Program, tells_what_is_in_a_network_and_in_a_model) {

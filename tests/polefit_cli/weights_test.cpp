@@ -27,6 +27,17 @@ TEST(WeightsFile, a_file_has_one_a_sample_or_one_a_sample_and_response) {
   EXPECT_EQ(read_weights("1 2 3\n4 5 6\n", "w", two_responses()), (std::vector<double>{1, 2, 3, 4, 5, 6}));
 }
 
+TEST(WeightsFile, marks_line_ends_and_comments_are_those_of_every_file) {
+  const std::vector<double> expected{1, 2, 3};
+  EXPECT_EQ(read_weights("\xEF\xBB\xBF"
+                         "1 2 3\n",
+                         "w", two_responses()),
+            expected);
+  EXPECT_EQ(read_weights("\xEF\xBB\xBF# of the samples\n1 2 3\n", "w", two_responses()), expected);
+  EXPECT_EQ(read_weights("1\n  # the second\n2\n\t! the third\n3", "w", two_responses()), expected);
+  EXPECT_EQ(read_weights("# of the samples\r\n1;2\r\n \r\n3\r\n", "w", two_responses()), expected);
+}
+
 TEST(WeightsFile, a_file_with_another_number_of_them_is_refused) {
   for (const char* const text : {"", "1 2", "1 2 3 4", "1 2 3 4 5 6 7"}) {
     try {

@@ -95,8 +95,8 @@ TEST(Products, have_the_same_bits_with_every_vector_unit) {
     for (const numerics::VectorUnit unit : vector_units()) {
       SCOPED_TRACE(testing::Message() << rows << " rows, unit " << static_cast<int>(unit));
       Matrix c(nmax, nmax, outside);
-      dmatmul(a.declared(nmax, quiet_nan).data(), rows, 5, b.declared(nmax, quiet_nan).data(), 5, 3, c.data(), nmax,
-              unit);
+      dmatmul(a.declared(nmax, quiet_nan).data(), rows, 5, b.declared(nmax, quiet_nan).data(), 5, 3, c.data(),
+              nmax, unit);
       EXPECT_EQ(c, product);
       std::vector<double> y(nmax, outside);
       dmatvmul(a.declared(nmax, quiet_nan).data(), rows, 5, b.data(), 5, y.data(), nmax, unit);

@@ -21,6 +21,12 @@ struct NetworkSource {
   polefit::NetworkFormat format = polefit::NetworkFormat::by_name;
 };
 
+/// What a user says of a single response: that it is S, Y or Z of a one-port.
+struct Declaration {
+  std::optional<char> parameter;
+  std::optional<double> reference;  ///< ohms
+};
+
 struct FitCommand {
   NetworkSource network;
   std::string output;                ///< none: no model is written
@@ -32,8 +38,7 @@ struct FitCommand {
   std::string weights_file;            ///< none, or what says the weights in place of their kind
   std::vector<std::string> responses;  ///< names; all when there are none
   bool exact_dc = false;
-  std::optional<char> parameter;    ///< what a single response is
-  std::optional<double> reference;  ///< ohms
+  Declaration declaration;
   bool quiet = false;
 };
 
@@ -52,18 +57,18 @@ struct ExportCommand {
   std::string model;
   ExportKind kind = ExportKind::spice;
   std::string output = "-";
-  std::string name;  ///< of the subcircuit; by the file when there is none
-  std::string grid;  ///< see read_grid; the band of the fit when there is none
+  std::string name;                 ///< of the subcircuit; by the file when there is none
+  std::vector<double> frequencies;  ///< in hertz; the band of the fit when there are none
   polefit::TouchstoneOptions touchstone;
-  std::string response;  ///< for S_Solver, when the model has more than one
-  std::optional<char> parameter;
-  std::optional<double> reference;
+  std::string response;                     ///< for S_Solver, when the model has more than one
+  std::optional<double> highest_frequency;  ///< for S_Solver, in place of that of the fit
+  Declaration declaration;
 };
 
 struct EvalCommand {
   std::string model;
   std::string output = "-";
-  std::string grid;
+  std::vector<double> frequencies;    ///< in hertz
   std::optional<NetworkSource> like;  ///< at the frequencies of that network
 };
 

@@ -7,6 +7,7 @@ namespace polefit_cli {
 
 ExitStatus run(const EvalCommand& command) {
   constexpr std::size_t default_count = 201;
+  refuse_output_that_is_an_input(command.output, {command.model, command.like ? command.like->file : ""});
   const polefit::Model model = read_model(command.model);
   const std::string shown = shown_input(command.model);
   std::vector<double> frequencies;
@@ -15,7 +16,7 @@ ExitStatus run(const EvalCommand& command) {
     frequencies =
         polefit::network_from_text(read_input(like.file), shown_input(like.file), like.format).frequencies;
   } else {
-    frequencies = wanted_frequencies(command.grid, model, default_count, shown);
+    frequencies = wanted_frequencies(command.frequencies, model, default_count, shown);
   }
   write_output(command.output, polefit::csv_text(polefit::sampled(model, std::move(frequencies), shown)));
   return succeeded;

@@ -2,10 +2,11 @@
 #include <filesystem>
 #include <string>
 
-#include "polefit/error.hpp"
 #include "polefit/exports.hpp"
 #include "polefit/network.hpp"
+#include "polefit_cli/commands/about.hpp"
 #include "polefit_cli/commands/commands.hpp"
+#include "polefit_cli/commands/declaration.hpp"
 #include "polefit_cli/commands/models.hpp"
 #include "polefit_cli/commands/streams.hpp"
 #include "polefit_cli/commands/tables.hpp"
@@ -51,45 +52,62 @@ void check_ports(const std::string& output, const polefit::Model& model) {
   }
 }
 
+/// What a response is that stands alone only the user can say.
+void check_matrix(const polefit::Model& model, const std::string& shown) {
+  if (!model.network && model.responses() == 1) {
+    throw text::IoError({.file = shown,
+                         .found = "one response that is of no matrix",
+                         .expected = "that of a one-port, which --parameter S, Y or Z makes it"});
+  }
+}
+
+std::string coefficients(const ExportCommand& command, const polefit::Model& model,
+                         const std::string& shown) {
+  const std::size_t response = chosen_response(command, model, shown);
+  if (!command.highest_frequency && !model.origin) {
+    throw text::IoError({.file = shown,
+                         .found = "no band that the model was fitted in",
+                         .expected =
+                             "one, by whose highest frequency S_Solver's coefficients are normalised, "
+                             "or --highest-frequency F"});
+  }
+  return about(shown,
+               [&] { return polefit::s_solver_coefficients(model, response, command.highest_frequency); });
+}
+
 std::string exported(const ExportCommand& command, polefit::Model& model) {
   const std::string shown = shown_input(command.model);
-  if (command.parameter || command.reference) {
-    const char known = model.network ? model.network->parameter : 'S';
-    polefit::declare_one_port(model, command.parameter.value_or(known), command.reference.value_or(50.0));
-  }
+  declare(model, shown, command.declaration);
+  const auto sampled = [&] {
+    return polefit::sampled(model, wanted_frequencies(command.frequencies, model, default_count, shown),
+                            shown);
+  };
   switch (command.kind) {
     case ExportKind::spice:
-      return polefit::spice_subcircuit(model,
-                                       command.name.empty() ? name_by_file(command.model) : command.name);
+      check_matrix(model, shown);
+      return about(shown, [&] {
+        return polefit::spice_subcircuit(model,
+                                         command.name.empty() ? name_by_file(command.model) : command.name);
+      });
     case ExportKind::state_space:
-      return polefit::state_space_text(model);
+      return about(shown, [&] { return polefit::state_space_text(model); });
     case ExportKind::touchstone:
+      check_matrix(model, shown);
       check_ports(command.output, model);
-      return polefit::touchstone_text(
-          polefit::sampled(model, wanted_frequencies(command.grid, model, default_count, shown), shown),
-          command.touchstone);
+      return polefit::touchstone_text(sampled(), command.touchstone);
     case ExportKind::csv:
-      return polefit::csv_text(
-          polefit::sampled(model, wanted_frequencies(command.grid, model, default_count, shown), shown));
+      return polefit::csv_text(sampled());
     default:
-      return polefit::s_solver_coefficients(model, chosen_response(command, model, shown));
+      return coefficients(command, model, shown);
   }
 }
 
 }  // namespace
 
 ExitStatus run(const ExportCommand& command) {
+  refuse_output_that_is_an_input(command.output, {command.model});
   polefit::Model model = read_model(command.model);
-  std::string text;
-  try {
-    text = exported(command, model);
-  } catch (const polefit::Error& error) {
-    // An option is no fault of the model's.
-    const bool of_model = error.kind() != polefit::ErrorKind::bad_option;
-    throw polefit::Error(error.kind(),
-                         (of_model ? shown_input(command.model) + ": " : "--name: ") + error.what());
-  }
-  write_output(command.output, text);
+  write_output(command.output, exported(command, model));
   return succeeded;
 }
 

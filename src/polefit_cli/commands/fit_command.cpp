@@ -3,12 +3,15 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <initializer_list>
 #include <optional>
 #include <string>
 
 #include "polefit/model_file.hpp"
 #include "polefit/network.hpp"
+#include "polefit_cli/commands/about.hpp"
 #include "polefit_cli/commands/commands.hpp"
+#include "polefit_cli/commands/declaration.hpp"
 #include "polefit_cli/commands/fit_report.hpp"
 #include "polefit_cli/commands/progress_bar.hpp"
 #include "polefit_cli/commands/streams.hpp"
@@ -18,6 +21,15 @@
 namespace polefit_cli {
 namespace {
 
+/// The model, and the table on standard output.
+void refuse_outputs_that_are_inputs(const FitCommand& command) {
+  const std::initializer_list<std::string> inputs{command.network.file, command.weights_file};
+  refuse_output_that_is_an_input(command.output, inputs);
+  if (!command.quiet) {
+    refuse_output_that_is_an_input("-", inputs);
+  }
+}
+
 polefit::Network read_chosen_network(const FitCommand& command) {
   const std::string text = read_input(command.network.file);
   polefit::Network network =
@@ -25,10 +37,7 @@ polefit::Network read_chosen_network(const FitCommand& command) {
   if (!command.responses.empty()) {
     network = polefit::select_responses(network, command.responses);
   }
-  if (command.parameter || command.reference) {
-    const char known = network.matrix ? network.matrix->parameter : 'S';
-    polefit::declare_one_port(network, command.parameter.value_or(known), command.reference.value_or(50.0));
-  }
+  declare(network, command.declaration);
   return network;
 }
 
@@ -67,6 +76,7 @@ FitOutcome fitted(const FitCommand& command, const polefit::Network& network, po
 
 ExitStatus run(const FitCommand& command) {
   const auto start = std::chrono::steady_clock::now();
+  refuse_outputs_that_are_inputs(command);
   const polefit::Network network = read_chosen_network(command);
   polefit::Options options = command.options;
   if (command.exact_dc) {
@@ -80,7 +90,7 @@ ExitStatus run(const FitCommand& command) {
   FitOutcome outcome = fitted(command, network, options);
   bar.clear();
   if (!command.output.empty()) {
-    write_output(command.output, polefit::to_json(outcome.fit.model));
+    write_output(command.output, about(network.file, [&] { return polefit::to_json(outcome.fit.model); }));
   }
   outcome.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 

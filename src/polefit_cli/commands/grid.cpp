@@ -8,6 +8,7 @@
 
 #include "text/io_error.hpp"
 #include "text/number_text.hpp"
+#include "text/parts.hpp"
 #include "text/scaled_real.hpp"
 #include "text/text_lines.hpp"
 
@@ -40,18 +41,6 @@ int prefix_power(char prefix) {
       return 12;
     default:
       return 0;
-  }
-}
-
-std::vector<std::string_view> split(std::string_view text, char separator) {
-  std::vector<std::string_view> parts;
-  for (;;) {
-    const std::size_t end = text.find(separator);
-    parts.push_back(text.substr(0, end));
-    if (end == std::string_view::npos) {
-      return parts;
-    }
-    text.remove_prefix(end + 1);
   }
 }
 
@@ -108,9 +97,9 @@ std::vector<double> even_grid(double from, double to, std::size_t count) {
 }
 
 std::vector<double> read_grid(const std::string& text) {
-  const std::vector<std::string_view> parts = split(text, ':');
+  const std::vector<std::string_view> parts = text::parts_of(text, ':');
   if (parts.size() == 1) {
-    const std::vector<std::string_view> list = split(text, ',');
+    const std::vector<std::string_view> list = text::parts_of(text, ',');
     std::vector<double> grid;
     std::transform(list.begin(), list.end(), std::back_inserter(grid), read_frequency);
     return grid;

@@ -1,7 +1,4 @@
-#include <algorithm>
-#include <cmath>
 #include <string>
-#include <vector>
 
 #include "polefit_cli/commands/commands.hpp"
 #include "polefit_cli/commands/info_text.hpp"
@@ -11,6 +8,7 @@
 namespace polefit_cli {
 
 ExitStatus run(const InfoCommand& command) {
+  refuse_output_that_is_an_input("-", {command.file.file});
   const std::string text = read_input(command.file.file);
   const std::string shown = shown_input(command.file.file);
   const bool model = command.file.format == polefit::NetworkFormat::by_name && looks_like_model(text);

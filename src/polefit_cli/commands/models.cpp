@@ -10,6 +10,8 @@
 #include "polefit_cli/commands/grid.hpp"
 #include "polefit_cli/commands/streams.hpp"
 #include "polefit_cli/commands/tables.hpp"
+#include "text/byte_order_mark.hpp"
+#include "text/counted.hpp"
 #include "text/io_error.hpp"
 #include "text/plain_text.hpp"
 
@@ -29,10 +31,7 @@ polefit::Model read_model(const std::string& file) {
 }
 
 bool looks_like_model(std::string_view text) {
-  constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
-  if (text.starts_with(byte_order_mark)) {
-    text.remove_prefix(byte_order_mark.size());
-  }
+  text = text::without_byte_order_mark(text);
   const std::size_t first = text.find_first_not_of(" \t\r\n");
   return first != std::string_view::npos && text[first] == '{';
 }
@@ -57,16 +56,17 @@ std::size_t find_response(const polefit::Model& model, const std::string& name, 
       all += ", ...";
     }
   }
-  throw text::IoError(
-      {.file = file,
-       .found = name.empty() ? "no name of a response" : "no response \"" + text::printable(name) + "\"",
-       .expected = "one of " + all});
+  throw text::IoError({.file = file,
+                       .found = name.empty()
+                                    ? text::counted(model.responses(), "response") + " and no --response"
+                                    : "no response \"" + text::printable(name) + "\"",
+                       .expected = "one of " + all});
 }
 
-std::vector<double> wanted_frequencies(const std::string& grid, const polefit::Model& model,
+std::vector<double> wanted_frequencies(const std::vector<double>& wanted, const polefit::Model& model,
                                        std::size_t count, const std::string& file) {
-  if (!grid.empty()) {
-    return read_grid(grid);
+  if (!wanted.empty()) {
+    return wanted;
   }
   if (!model.origin) {
     throw text::IoError({.file = file,

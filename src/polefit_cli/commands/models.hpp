@@ -26,12 +26,12 @@ bool looks_like_model(std::string_view text);
 std::string response_name(const polefit::Model& model, std::size_t response);
 
 /// The response of that name: as it stands, or another spelling of the same matrix element. Throws
-/// text::IoError that lists the names there are.
+/// text::IoError that lists the names there are, also without a name.
 std::size_t find_response(const polefit::Model& model, const std::string& name, const std::string& file);
 
 /// The frequencies that a user asked for, or without a wish so many over the band of the fit. Throws
 /// text::IoError when the model does not tell its band either.
-std::vector<double> wanted_frequencies(const std::string& grid, const polefit::Model& model,
+std::vector<double> wanted_frequencies(const std::vector<double>& wanted, const polefit::Model& model,
                                        std::size_t count, const std::string& file);
 
 }  // namespace polefit_cli

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "polefit/network.hpp"
+#include "polefit_cli/commands/about.hpp"
 #include "polefit_cli/commands/commands.hpp"
 #include "polefit_cli/commands/models.hpp"
 #include "polefit_cli/commands/picture_file.hpp"
@@ -102,11 +103,15 @@ std::string fit_title(const PlotCommand& command, const polefit::Model& model) {
 }  // namespace
 
 ExitStatus run(const PlotCommand& command) {
+  refuse_output_that_is_an_input(command.output,
+                                 {command.model, command.network ? command.network->file : ""});
   const PictureFormat format = picture_format(command.output);
   const polefit::Model model = read_model(command.model);
   std::string script;
   if (command.poles) {
-    script = pole_script(pole_picture(model, title_of(command.model)), format);
+    script = pole_script(
+        about(shown_input(command.model), [&] { return pole_picture(model, title_of(command.model)); }),
+        format);
   } else {
     const NetworkSource& source = *command.network;
     const polefit::Network network =

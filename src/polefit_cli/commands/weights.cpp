@@ -1,24 +1,20 @@
 #include "polefit_cli/commands/weights.hpp"
 
-#include <algorithm>
 #include <cmath>
-#include <cstdint>
 
 #include "text/io_error.hpp"
 #include "text/number_text.hpp"
+#include "text/text_lines.hpp"
 
 namespace polefit_cli {
 
-std::vector<double> read_weights(std::string_view text, const std::string& file,
+std::vector<double> read_weights(std::string_view content, const std::string& file,
                                  const polefit::Network& network) {
-  constexpr std::string_view separators = " \t\r,;";
+  constexpr std::string_view separators = " \t,;";
   std::vector<double> weights;
-  std::int64_t line = 0;
-  while (!text.empty()) {
-    ++line;
-    const std::size_t end = std::min(text.find('\n'), text.size());
-    std::string_view rest = text.substr(0, end);
-    text.remove_prefix(std::min(end + 1, text.size()));
+  text::TextLines lines(content);
+  while (lines.next()) {
+    std::string_view rest = text::without_blanks(lines.line());
     if (!rest.empty() && (rest.front() == '#' || rest.front() == '!')) {
       continue;
     }
@@ -30,7 +26,7 @@ std::vector<double> read_weights(std::string_view text, const std::string& file,
       double weight = 0.0;
       if (!text::parse_real(token, weight) || !std::isfinite(weight) || weight < 0.0) {
         throw text::IoError({.file = file,
-                             .record = line,
+                             .record = lines.number(),
                              .found = text::excerpt(token),
                              .expected = "a weight, which is finite and not below 0"});
       }

@@ -9,10 +9,10 @@
 
 namespace polefit_cli {
 
-/// The numbers in `text`, separated by blanks, commas and line ends: one a sample, or all of the first
-/// response, then all of the second. Lines that begin with '#' or '!' are left out. Throws text::IoError
-/// with the line.
-std::vector<double> read_weights(std::string_view text, const std::string& file,
+/// The numbers in `content`, separated by blanks, commas, semicolons and line ends: one a sample, or all of
+/// the first response, then all of the second. Lines that begin with '#' or '!', behind blanks or not, are
+/// left out. Throws text::IoError with the line.
+std::vector<double> read_weights(std::string_view content, const std::string& file,
                                  const polefit::Network& network);
 
 }  // namespace polefit_cli

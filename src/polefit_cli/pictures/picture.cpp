@@ -9,12 +9,11 @@
 #include <numeric>
 #include <utility>
 
+#include "polefit/error.hpp"
 #include "text/io_error.hpp"
 
 namespace polefit_cli {
 namespace {
-
-using text::IoError;
 
 // Wider than any picture is in points, so that straight pieces look like a curve.
 constexpr std::size_t grid_points = 1200;
@@ -192,10 +191,9 @@ PolePicture pole_picture(const polefit::Model& model, std::string title) {
     }
     const std::complex<double> pole = model.poles[i] / (2.0 * std::numbers::pi);
     if (!finite(pole) || !std::isfinite(size)) {
-      throw text::IoError(
-          {.file = "the model",
-           .found = "pole " + std::to_string(i + 1) + " or a residue that is not a finite number",
-           .expected = "finite ones to draw"});
+      throw polefit::Error(polefit::ErrorKind::bad_shape,
+                           "found pole " + std::to_string(i + 1) +
+                               " or a residue that is not a finite number, expected finite ones to draw");
     }
     picture.poles.push_back({pole.real(), pole.imag(), 0.0});
     heights.push_back(size == 0.0 ? 0.0 : size / std::abs(model.poles[i].real()));

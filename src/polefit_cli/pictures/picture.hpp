@@ -75,7 +75,7 @@ struct PolePicture {
   std::optional<Band> band;  ///< that the model was fitted in
 };
 
-/// Throws IoError for poles or residues that are not finite.
+/// Throws polefit::Error for poles or residues that are not finite.
 PolePicture pole_picture(const polefit::Model& model, std::string title);
 
 }  // namespace polefit_cli

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "numerics/vector_unit.hpp"
 #include "numerics/matrix_view.hpp"
+#include "numerics/vector_unit.hpp"
 #include "s_solver/console/console.hpp"
 #include "s_solver/console/plain_stop.hpp"
 

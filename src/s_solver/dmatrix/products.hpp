@@ -8,7 +8,6 @@
 #pragma once
 
 #include "numerics/vector_unit.hpp"
-#include "numerics/vector_unit.hpp"
 
 namespace s_solver {
 

@@ -1,0 +1,279 @@
+#include "polefit_cli/commands/option_table.hpp"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <vector>
+
+#include "text/parts.hpp"
+
+namespace polefit_cli {
+namespace {
+
+using enum ValueKind;
+
+constexpr std::string_view formats = "Formats, of which one is wanted";
+constexpr std::string_view frequencies = "Frequencies";
+
+constexpr std::string_view network_formats = "auto|touchstone|csv|samples";
+constexpr std::string_view parameters = "S|Y|Z";
+
+constexpr std::string_view how_read =
+    "How the network file is read (default: by its name, then by what it holds)";
+constexpr std::string_view single_response = "What a single response is: S, Y or Z of a one-port";
+constexpr std::string_view its_reference =
+    "Reference resistance of that port in ohms (default: what the file tells, or 50)";
+constexpr std::string_view model_file = "Model file (JSON), or -";
+constexpr std::string_view output_file = "File to write (default: standard output)";
+
+constexpr std::array<Condition, 1> no_search{{{"--poles", "an order that is given is not searched for"}}};
+constexpr std::array<Condition, 1> weights_told{{{"--weights-file", "the file tells them"}}};
+constexpr std::array<Condition, 1> no_data{{{"--poles", "a picture of the poles shows no data"}}};
+constexpr std::array<Condition, 2> no_default{no_data.front(),
+                                              {"--responses", "those that are named are drawn"}};
+
+constexpr auto fit_options = std::to_array<OptionEntry>(
+    {{.names = "NETWORK",
+      .kind = file,
+      .description = "Touchstone file (.sNp, .ts), CSV table, S_Solver sample file, or - for standard input",
+      .required = true},
+     {.names = "-o,--output",
+      .kind = file,
+      .type = "MODEL.json",
+      .description = "Model file to write (JSON); - for standard output"},
+     {.names = "--error",
+      .kind = any,
+      .type = "X",
+      .description = "Search for the order that reaches this error (the default, with 0.001)",
+      .superseded_by = no_search},
+     {.names = "--poles",
+      .kind = any,
+      .type = "N",
+      .description = "Fit with that many poles, without a search"},
+     {.names = "--real",
+      .kind = any,
+      .type = "N",
+      .description = "So many of the poles start as real ones, the others in pairs",
+      .wanted_by = {"--poles", "a search chooses its own"}},
+     {.names = "--measure",
+      .kind = choice,
+      .type = "rms|worst|largest",
+      .description =
+          "What --error means: rms over all responses, each relative to its own (default), that of the "
+          "worst response, or the largest modulus of a difference",
+      .superseded_by = no_search},
+     {.names = "--max-poles",
+      .kind = any,
+      .type = "N",
+      .description = "Largest order of a search (default: 100)",
+      .superseded_by = no_search},
+     {.names = "--hold-out,--no-hold-out",
+      .description = "Check the orders of a search on samples held out (default)",
+      .superseded_by = no_search},
+     {.names = "--spacing",
+      .kind = choice,
+      .type = "linear|log|peaks",
+      .description =
+          "Where poles start: evenly (default), evenly over the decades, or on the peaks of the data"},
+     {.names = "--constant,--no-constant", .description = "Constant term (default)"},
+     {.names = "--proportional,--no-proportional", .description = "Term proportional to s (default: none)"},
+     {.names = "--stable,--no-stable", .description = "Keep all poles in the left half-plane (default)"},
+     {.names = "--weights",
+      .kind = choice,
+      .type = "balanced|uniform|relative|root",
+      .description =
+          "Weights of the residuals: by response (balanced, default), uniform, relative to the modulus "
+          "of each sample, or by its root",
+      .superseded_by = weights_told},
+     {.names = "--weights-file",
+      .kind = file,
+      .type = "FILE",
+      .description = "Weights as numbers in a text file: one a sample, or one a sample and response"},
+     {.names = "--responses",
+      .kind = any,
+      .type = "NAMES",
+      .description = "Responses to fit, such as S21,S11 (default: all)"},
+     {.names = "--exact-dc", .description = "Take the values at 0 Hz exactly"},
+     {.names = "--iterations",
+      .kind = any,
+      .type = "N",
+      .description = "Relocations of the poles at most (default: 30)"},
+     {.names = "--threads",
+      .kind = any,
+      .type = "N",
+      .description = "Threads (default: as many as processors; the result does not depend on it)"},
+     {.names = "--orthogonal", .description = "The slow and safe path throughout"},
+     {.names = "--parameter", .kind = choice, .type = parameters, .description = single_response},
+     {.names = "--reference", .kind = any, .type = "OHMS", .description = its_reference},
+     {.names = "--format", .kind = choice, .type = network_formats, .description = how_read},
+     {.names = "-q,--quiet", .description = "No progress and no table"}});
+
+constexpr auto plot_options = std::to_array<OptionEntry>(
+    {{.names = "MODEL", .kind = file, .description = model_file, .required = true},
+     {.names = "NETWORK",
+      .kind = file,
+      .description = "The network file with the data; not with --poles",
+      .superseded_by = no_data},
+     {.names = "-o,--output",
+      .kind = file,
+      .type = "FILE.svg|png|pdf",
+      .description = "Picture to write; its ending says the format",
+      .required = true},
+     {.names = "--responses",
+      .kind = any,
+      .type = "NAMES",
+      .description = "Responses to draw (default: those with the largest errors)",
+      .superseded_by = no_data},
+     {.names = "--panels",
+      .kind = any,
+      .type = "N",
+      .description = "Number of responses drawn by default (default: 4)",
+      .superseded_by = no_default},
+     {.names = "--poles", .description = "Draw the poles in the complex plane instead"},
+     {.names = "--format",
+      .kind = choice,
+      .type = network_formats,
+      .description = how_read,
+      .wanted_by = {"NETWORK"}}});
+
+constexpr auto export_options = std::to_array<OptionEntry>(
+    {{.names = "MODEL", .kind = file, .description = model_file, .required = true},
+     {.names = "-o,--output", .kind = file, .type = "FILE", .description = output_file},
+     {.names = "--spice", .description = "SPICE subcircuit", .group = formats},
+     {.names = "--state-space", .description = "State-space matrices as text", .group = formats},
+     {.names = "--touchstone",
+      .description = "The model at the frequencies of a grid, as Touchstone",
+      .group = formats},
+     {.names = "--csv", .description = "The same as a CSV table", .group = formats},
+     {.names = "--s-solver", .description = "S_Solver's coefficient file, of one response", .group = formats},
+     {.names = "--name",
+      .kind = any,
+      .type = "NAME",
+      .description = "Name of the subcircuit (default: that of the model file)",
+      .wanted_by = {"--spice", "it names a subcircuit"}},
+     {.names = "--grid",
+      .kind = any,
+      .type = "GRID",
+      .description = "Frequencies: FROM:TO:COUNT, evenly, or FROM:TO:COUNT:log, or a list F1,F2,...; "
+                     "units such as 10k, 2.4GHz are understood (default: 1001 over the band of the fit)",
+      .wanted_by = {"--touchstone|--csv", "no other format holds frequencies"}},
+     {.names = "--data",
+      .kind = choice,
+      .type = "ri|ma|db",
+      .description = "Touchstone: real and imaginary part (default), magnitude and angle, dB and angle",
+      .wanted_by = {"--touchstone", "no other format has a choice"}},
+     {.names = "--touchstone-version",
+      .kind = choice,
+      .type = "1|2",
+      .description = "Touchstone: version 1 (default) or 2",
+      .wanted_by = {"--touchstone"}},
+     {.names = "--response",
+      .kind = any,
+      .type = "NAME",
+      .description = "S_Solver: the response, where there are more than one",
+      .wanted_by = {"--s-solver", "every other format holds all responses"}},
+     {.names = "--highest-frequency",
+      .kind = any,
+      .type = "F",
+      .description = "S_Solver: the frequency that normalises (default: the highest of the fit)",
+      .wanted_by = {"--s-solver", "no other format is normalised"}},
+     {.names = "--parameter",
+      .kind = choice,
+      .type = parameters,
+      .description = single_response,
+      .wanted_by = {"--spice|--touchstone|--state-space", "no other format tells it"}},
+     {.names = "--reference",
+      .kind = any,
+      .type = "OHMS",
+      .description = its_reference,
+      .wanted_by = {"--spice|--touchstone", "no other format tells it"}}});
+
+constexpr auto eval_options = std::to_array<OptionEntry>(
+    {{.names = "MODEL", .kind = file, .description = model_file, .required = true},
+     {.names = "-o,--output", .kind = file, .type = "FILE", .description = output_file},
+     {.names = "--grid",
+      .kind = any,
+      .type = "GRID",
+      .description = "Frequencies: FROM:TO:COUNT, evenly, or FROM:TO:COUNT:log, or a list F1,F2,...; "
+                     "units such as 10k, 2.4GHz are understood",
+      .group = frequencies},
+     {.names = "--like",
+      .kind = file,
+      .type = "NETWORK",
+      .description = "The frequencies of that network file",
+      .group = frequencies},
+     {.names = "--format",
+      .kind = choice,
+      .type = network_formats,
+      .description = how_read,
+      .wanted_by = {"--like", "there is no network to read"}}});
+
+constexpr auto info_options = std::to_array<OptionEntry>(
+    {{.names = "FILE", .kind = file, .description = "Network or model file, or -", .required = true},
+     {.names = "--format", .kind = choice, .type = network_formats, .description = how_read}});
+
+constexpr auto commands = std::to_array<CommandEntry>(
+    {{.name = "fit",
+      .description = "Fit a network file with a rational model",
+      .footer = "Examples:\n"
+                "  polefit fit filter.s2p -o filter.json\n"
+                "  polefit fit package.s20p --poles 40 --threads 2 -o package.json\n"
+                "  polefit fit antenna.csv --responses S11 --error 1e-4 --exact-dc -o antenna.json\n\n"
+                "Exit status: 0 converged, 1 not converged (the model is written all the same), 2 bad input.",
+      .options = fit_options},
+     {.name = "plot",
+      .description = "Draw data and model, or the poles, through gnuplot",
+      .footer = "Examples:\n"
+                "  polefit plot filter.json filter.s2p -o fit.svg\n"
+                "  polefit plot filter.json filter.s2p --responses S21 -o s21.pdf\n"
+                "  polefit plot filter.json --poles -o poles.png",
+      .options = plot_options},
+     {.name = "export",
+      .description = "Write a model for another program",
+      .footer = "Examples:\n"
+                "  polefit export filter.json --spice -o filter.cir\n"
+                "  polefit export filter.json --touchstone --grid 1G:10G:1001 -o filter_model.s2p\n"
+                "  polefit export filter.json --s-solver --response S21 -o Tarn.coe",
+      .wanted_group = formats,
+      .options = export_options},
+     {.name = "eval",
+      .description = "Print a model's values as a CSV table",
+      .footer = "Without a grid the band of the fit is taken, with 201 frequencies.\n\n"
+                "Examples:\n"
+                "  polefit eval filter.json --grid 2.4GHz\n"
+                "  polefit eval filter.json --grid 1M:10G:401:log -o filter.csv\n"
+                "  polefit eval filter.json --like filter.s2p",
+      .options = eval_options},
+     {.name = "info",
+      .description = "Tell what is in a network or model file",
+      .footer = "Examples:\n"
+                "  polefit info filter.s2p\n"
+                "  polefit info filter.json",
+      .options = info_options}});
+
+}  // namespace
+
+std::span<const CommandEntry> command_table() { return commands; }
+
+std::string_view main_name(const OptionEntry& entry) {
+  const std::vector<std::string_view> names = text::parts_of(entry.names, ',');
+  const auto found =
+      std::find_if(names.begin(), names.end(), [](std::string_view name) { return name.starts_with("--"); });
+  return found == names.end() ? names.front() : *found;
+}
+
+bool has_name(const OptionEntry& entry, std::string_view name) {
+  const std::vector<std::string_view> names = text::parts_of(entry.names, ',');
+  return std::find(names.begin(), names.end(), name) != names.end();
+}
+
+std::string either_of(std::span<const std::string_view> words) {
+  std::string list;
+  for (std::size_t i = 0; i < words.size(); ++i) {
+    list += i == 0 ? "" : (i + 1 == words.size() ? " or " : ", ");
+    list += words[i];
+  }
+  return list;
+}
+
+}  // namespace polefit_cli

@@ -1,0 +1,99 @@
+#include "polefit_cli/commands/option_values.hpp"
+
+#include "polefit/exports.hpp"
+#include "polefit_cli/commands/grid.hpp"
+#include "text/io_error.hpp"
+#include "text/number_text.hpp"
+
+namespace polefit_cli {
+namespace {
+
+/// What is wrong with a text that `read` throws for, as text::IoError.
+template <class Read>
+std::string complaint_of(const Read& read) {
+  try {
+    read();
+  } catch (const text::IoError& error) {
+    return "found " + error.details().found + ", expected " + error.details().expected;
+  }
+  return {};
+}
+
+}  // namespace
+
+std::string found_and_expected(std::string_view found, std::string_view expected) {
+  return "found " + (found.empty() ? "nothing" : text::excerpt(found)) + ", expected " +
+         std::string(expected);
+}
+
+OptionValue flag(bool& value) {
+  return {.take =
+              [&value](const std::string& text) {
+                value = text == "true";
+                return std::string();
+              },
+          .repeats = true};
+}
+
+OptionValue name(std::string& value) {
+  return {[&value](const std::string& text) {
+    value = text;
+    return text.empty() ? found_and_expected(text, "a text") : std::string();
+  }};
+}
+
+OptionValue subcircuit_name(std::string& value) {
+  return {[&value](const std::string& text) {
+    value = text;
+    return polefit::is_subcircuit_name(text)
+               ? std::string()
+               : found_and_expected(text,
+                                    "a letter, then letters, digits and underscores, at most 64 in all");
+  }};
+}
+
+OptionValue names(std::vector<std::string>& value) {
+  const auto take = [&value](const std::string& text) {
+    int depth = 0;
+    std::string name;
+    for (const char c : text + ',') {
+      depth += c == '(' || c == '[' ? 1 : 0;
+      depth -= c == ')' || c == ']' ? 1 : 0;
+      if (c != ',' || depth > 0) {
+        name += c;
+        continue;
+      }
+      if (name.empty()) {
+        return found_and_expected(text, "names with commas between them");
+      }
+      value.push_back(std::exchange(name, {}));
+    }
+    return name.empty() ? std::string() : found_and_expected(text, "a bracket at the end");
+  };
+  return {.take = take, .repeats = true};
+}
+
+OptionValue grid(std::vector<double>& value) {
+  return {[&value](const std::string& text) { return complaint_of([&] { value = read_grid(text); }); }};
+}
+
+OptionValue frequency_above_zero(std::optional<double>& value) {
+  return {[&value](const std::string& text) {
+    const std::string complaint = complaint_of([&] { value = read_frequency(text); });
+    return complaint.empty() && *value == 0.0 ? found_and_expected(text, "a frequency above 0") : complaint;
+  }};
+}
+
+TakeText number(std::function<bool(double)> holds, std::string expected, std::function<void(double)> use) {
+  return [holds = std::move(holds), expected = std::move(expected),
+          use = std::move(use)](const std::string& text) {
+    double value = 0.0;
+    if (!text::parse_real(text, value) || !std::isfinite(value) || !holds(value)) {
+      return found_and_expected(text, expected);
+    }
+    use(value);
+    return std::string();
+  };
+}
+
+}  // namespace polefit_cli
