@@ -4,16 +4,14 @@
 #include <array>
 #include <cassert>
 #include <cstddef>
-#include <cstring>
+
+#include "numerics/vector_form.hpp"
 
 // Loops over the registers of a tile, which must be unrolled for the tile to stay in registers.
 #define NUMERICS_UNROLL _Pragma("GCC unroll 8")
 
 namespace numerics {
 namespace {
-
-/// The sums of the product with b have this many parts, one for each lane of the widest registers.
-constexpr std::size_t parts = 8;
 
 /// Columns that are packed together.
 constexpr std::size_t panel = column_step;
@@ -35,30 +33,14 @@ struct Block {
   std::size_t ld;
 };
 
-/// A register of `width` doubles.
-template <std::size_t width>
-struct Register {
-  using Type __attribute__((vector_size(width * sizeof(double)))) = double;
-};
-
-template <class Vector>
-[[gnu::always_inline]] inline void load(Vector& vector, const double* from) {
-  std::memcpy(&vector, from, sizeof vector);
-}
-
-template <class Vector>
-[[gnu::always_inline]] inline void store(const Vector& vector, double* to) {
-  std::memcpy(to, &vector, sizeof vector);
-}
-
 /// products(i) += the product of column i of a and the vector b, for `columns` columns without gaps.
 template <std::size_t width, std::size_t columns>
 [[gnu::always_inline]] inline void add_column_products(const double* a, const double* b, std::size_t rows,
                                                        double* products) {
   using Vector = typename Register<width>::Type;
-  constexpr std::size_t registers = parts / width;
+  constexpr std::size_t registers = sum_parts / width;
   std::array<std::array<Vector, registers>, columns> sum{};
-  for (std::size_t k = 0; k < rows; k += parts) {
+  for (std::size_t k = 0; k < rows; k += sum_parts) {
     NUMERICS_UNROLL
     for (std::size_t m = 0; m < registers; ++m) {
       Vector right;
@@ -72,11 +54,11 @@ template <std::size_t width, std::size_t columns>
     }
   }
   for (std::size_t i = 0; i < columns; ++i) {
-    std::array<double, parts> part;
+    std::array<double, sum_parts> part;
     for (std::size_t m = 0; m < registers; ++m) {
       store(sum[i][m], part.data() + m * width);
     }
-    products[i] += ((part[0] + part[4]) + (part[2] + part[6])) + ((part[1] + part[5]) + (part[3] + part[7]));
+    products[i] += sum_of_parts(part.data());
   }
 }
 

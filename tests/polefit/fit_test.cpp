@@ -456,6 +456,37 @@ TEST(Fit, says_why_it_ended) {
   EXPECT_EQ(fit(noise.data(), options).report.reason, StopReason::residual_settled);
 }
 
+TEST(Fit, ends_with_the_fourth_residual_in_a_row_that_moved_by_a_thousandth_at_most) {
+  Options options =
+      options_for({.pairs = 9});  // more than the data need, so that the residual falls for long
+  options.iterations = 200;
+  options.pole_tolerance = 0.0;
+  std::vector<double> residuals;
+  options.progress = [&](const Progress& step) {
+    residuals.push_back(step.residual);
+    return true;
+  };
+  int ended_so = 0;
+  for (const unsigned seed : {12U, 13U, 14U, 15U}) {
+    SCOPED_TRACE(seed);
+    residuals.clear();
+    const Network noise = random_network({.pairs = 5, .noise = 0.05}, seed);
+    if (fit(noise.data(), options).report.reason != StopReason::residual_settled) {
+      continue;
+    }
+    ++ended_so;
+    std::size_t end = 0;
+    int in_a_row = 0;
+    for (std::size_t k = 1; k < residuals.size() && end == 0; ++k) {
+      const bool settled = std::abs(residuals[k] - residuals[k - 1]) <= 1e-3 * residuals[k - 1];
+      in_a_row = settled ? in_a_row + 1 : 0;
+      end = in_a_row == 4 ? k + 1 : 0;
+    }
+    EXPECT_EQ(residuals.size(), end);
+  }
+  EXPECT_GT(ended_so, 0);
+}
+
 struct BadInput {
   const char* name;
   ErrorKind kind;

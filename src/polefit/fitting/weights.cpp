@@ -6,6 +6,23 @@
 #include <limits>
 
 namespace polefit {
+namespace {
+
+/// Of a sample of that modulus.
+double weight_of(double modulus, Weighting weighting) {
+  switch (weighting) {
+    case Weighting::balanced:
+    case Weighting::uniform:
+      break;
+    case Weighting::relative:
+      return 1.0 / modulus;
+    case Weighting::root:
+      return 1.0 / std::sqrt(modulus);
+  }
+  return 1.0;
+}
+
+}  // namespace
 
 std::vector<double> weights(const NetworkData& data, Weighting weighting) {
   std::vector<double> weights;
@@ -25,7 +42,7 @@ std::vector<double> weights(const NetworkData& data, Weighting weighting) {
     }
     for (std::size_t k = 0; k < samples; ++k) {
       const double modulus = std::max(smallest, std::abs(data.responses(r, k)));
-      weights.push_back(weighting == Weighting::relative ? 1.0 / modulus : 1.0 / std::sqrt(modulus));
+      weights.push_back(weight_of(modulus, weighting));
     }
   }
   return weights;

@@ -17,7 +17,7 @@ namespace polefit_io {
 /// begin with '#' or '!' before the header. A name may be within double quotes, which stand twice where they
 /// are meant. A single response without a name is called "f".
 ///
-/// When every name means an element of one and the same matrix (named_element.hpp), the network has a matrix
+/// When every name means an element of one and the same matrix (polefit/network_matrix.hpp), the network has a matrix
 /// and its names are those of element_name. It has as many ports as the largest number in a name, not every
 /// element need be there, and the references, which a table does not tell, are 50 ohms each.
 ///
