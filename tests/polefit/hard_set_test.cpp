@@ -20,7 +20,6 @@
 namespace polefit {
 namespace {
 
-using numerics::two_pi;
 using testing_support::Complex;
 using testing_support::RandomNumbers;
 

@@ -14,7 +14,6 @@
 namespace polefit {
 namespace {
 
-using numerics::two_pi;
 using testing_support::eps;
 
 /// The starting poles in hertz, so that an imaginary part is a frequency.

@@ -24,7 +24,6 @@ namespace {
 using namespace polefit_cli;
 using testing_support::content_of;
 using testing_support::io_error_of;
-using text::IoErrorDetails;
 
 /// Puts `file`, which it closes, in the place of a standard stream for as long as it lives.
 class Redirection {

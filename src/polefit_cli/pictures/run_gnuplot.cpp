@@ -22,8 +22,6 @@
 namespace polefit_cli {
 namespace {
 
-using text::IoError;
-
 constexpr const char* program = "gnuplot";
 
 [[noreturn]] void fail(std::string found, std::string expected) {
