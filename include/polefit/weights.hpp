@@ -17,7 +17,8 @@ enum class Weighting {
 };
 
 /// The weights as NetworkData takes them: none for `balanced`, which a fit without weights is. A sample of 0
-/// gets the largest weight that another sample of its response has.
+/// gets the largest weight that another sample of its response has. Throws Error (bad_shape) for responses
+/// without a value at each frequency.
 POLEFIT_EXPORT std::vector<double> weights(const NetworkData& data, Weighting weighting);
 
 }  // namespace polefit

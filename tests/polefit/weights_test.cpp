@@ -32,5 +32,15 @@ TEST(Weights, root_ones_are_inverse_roots_of_moduli) {
   EXPECT_EQ(weights(two_responses.data(), Weighting::root), (std::vector<double>{0.5, 2, 2, 0, 0, 0}));
 }
 
+TEST(Weights, responses_without_a_value_at_each_frequency_are_refused) {
+  NetworkData data = two_responses.data();
+  const std::vector<double> more(5, 1.0);
+  data.frequencies = more;
+  EXPECT_THROW(weights(data, Weighting::relative), Error);
+  data = two_responses.data();
+  data.responses.values = nullptr;
+  EXPECT_THROW(weights(data, Weighting::root), Error);
+}
+
 }  // namespace
 }  // namespace polefit

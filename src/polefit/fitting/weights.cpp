@@ -4,6 +4,9 @@
 #include <cmath>
 #include <cstddef>
 #include <limits>
+#include <string>
+
+#include "polefit/error.hpp"
 
 namespace polefit {
 namespace {
@@ -25,6 +28,11 @@ double weight_of(double modulus, Weighting weighting) {
 }  // namespace
 
 std::vector<double> weights(const NetworkData& data, Weighting weighting) {
+  if (data.responses.responses > 0 &&
+      (data.responses.values == nullptr || data.responses.samples != data.frequencies.size())) {
+    throw Error(ErrorKind::bad_shape, "the responses have not a value at each of the " +
+                                          std::to_string(data.frequencies.size()) + " frequencies");
+  }
   std::vector<double> weights;
   if (weighting == Weighting::balanced) {
     return weights;
