@@ -152,7 +152,7 @@ OrthogonalFactorisation factorise(const MatrixView<const double>& a, VectorUnit 
   result.r = Matrix(columns, columns);
   result.v = Matrix(padded_rows(std::max(rows, columns)), columns);
   result.t = Matrix(panel_columns, columns);
-  for (std::size_t j = 0; j < columns; ++j) {
+  for (std::size_t j = 0; rows > 0 && j < columns; ++j) {
     std::copy_n(a.column(static_cast<std::int64_t>(j)), rows, result.v.column(j));
   }
   Panels panels(result, unit);
