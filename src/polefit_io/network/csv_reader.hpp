@@ -17,9 +17,9 @@ namespace polefit_io {
 /// begin with '#' or '!' before the header. A name may be within double quotes, which stand twice where they
 /// are meant. A single response without a name is called "f".
 ///
-/// When every name means an element of one and the same matrix (polefit/network_matrix.hpp), the network has a matrix
-/// and its names are those of element_name. It has as many ports as the largest number in a name, not every
-/// element need be there, and the references, which a table does not tell, are 50 ohms each.
+/// When every name means an element of one and the same matrix (polefit/network_matrix.hpp), the network has
+/// a matrix and its names are those of element_name. It has as many ports as the largest number in a name,
+/// not every element need be there, and the references, which a table does not tell, are 50 ohms each.
 ///
 /// Throws text::IoError for anything else: lines with more or fewer cells, cells that are not finite
 /// numbers, negative frequencies and magnitudes, names twice, or that are not UTF-8, and tables without
