@@ -16,21 +16,23 @@ void fill_response(const RawData& data, polefit::ComplexFormat format, bool norm
   const polefit::NetworkMatrix& matrix = *network.matrix;
   const polefit::MatrixElement& element = matrix.elements[response];
   const std::size_t stride = data.layout.values();
-  const std::size_t place = data.layout.place(element);
   const double scale = normalisation(element, matrix.references);
+  const bool multiplied = normalised && matrix.parameter == 'Z';
+  const bool divided = normalised && matrix.parameter == 'Y';
+  const double* const from = data.values.data() + data.layout.place(element);
+  std::complex<double>* const to = network.values.data() + response * network.frequencies.size();
   for (std::size_t k = begin; k < end; ++k) {
-    const std::size_t at = k * stride + place;
-    std::complex<double> value = complex_value(format, data.values[at], data.values[at + 1]);
-    if (normalised && matrix.parameter == 'Z') {
+    std::complex<double> value = complex_value(format, from[k * stride], from[k * stride + 1]);
+    if (multiplied) {
       value *= scale;
-    } else if (normalised && matrix.parameter == 'Y') {
+    } else if (divided) {
       value /= scale;
     }
     if (!std::isfinite(value.real()) || !std::isfinite(value.imag())) {
       TouchstonePlace{network.file, data.lines[k]}.fail(
           "a value of " + network.names[response] + " beyond a double's range", "finite values");
     }
-    network.values[response * network.frequencies.size() + k] = value;
+    to[k] = value;
   }
 }
 

@@ -16,7 +16,8 @@ constexpr std::size_t noise_values = 5;  // of a frequency: least noise figure, 
 Records::Records(const Layout& layout, int power, bool version_2, std::size_t bytes)
     : power_(power), version_2_(version_2), bytes_(bytes) {
   data_.layout = layout;
-  last_.values = layout.values();
+  record_values_ = layout.values();
+  last_.values = record_values_;
 }
 
 bool Records::take(std::string_view line, std::size_t left, const TouchstonePlace& place) {
@@ -63,7 +64,7 @@ void Records::append_frequency(double frequency, const TouchstonePlace& place) {
 /// Refuses a line that ends behind the record, or before it where that has to be one line.
 void Records::check_size(bool begins, std::size_t added, const TouchstonePlace& place) const {
   const bool one_line = !version_2_ && data_.layout.ports <= 2;
-  if (last_.values > data_.layout.values() || (one_line && !whole())) {
+  if (last_.values > record_values_ || (one_line && !whole())) {
     const std::string found = begins ? text::counted(added + 1, "value")
                                      : text::counted(last_.values + 1, "value") + " with those since line " +
                                            std::to_string(data_.lines.back());
@@ -88,15 +89,15 @@ void Records::check_lines(std::size_t line_values, const TouchstonePlace& place)
 
 void Records::reserve_for_the_rest(std::size_t left) {
   // Each frequency will take about as much text as the first, and two bytes for a value at least.
-  const std::size_t record_bytes = std::max(bytes_ - left, 2 * data_.layout.values());
+  const std::size_t record_bytes = std::max(bytes_ - left, 2 * record_values_);
   const std::size_t records = left / record_bytes + 1;
-  data_.values.reserve((records + 1) * data_.layout.values());
+  data_.values.reserve((records + 1) * record_values_);
   data_.frequencies.reserve(records + 1);
   data_.lines.reserve(records + 1);
 }
 
 std::string Records::whole_record() const {
-  return std::to_string(data_.layout.values() + 1) + " values for a frequency of " +
+  return std::to_string(record_values_ + 1) + " values for a frequency of " +
          text::counted(data_.layout.ports, "port");
 }
 

@@ -49,7 +49,7 @@ class Records {
     std::size_t first_line_values = 0;
   };
 
-  bool whole() const { return last_.values == data_.layout.values(); }
+  bool whole() const { return last_.values == record_values_; }
   bool begins_noise(double frequency, std::string_view rest) const;
   void append_frequency(double frequency, const TouchstonePlace& place);
   void check_size(bool begins, std::size_t added, const TouchstonePlace& place) const;
@@ -58,6 +58,7 @@ class Records {
   std::string whole_record() const;
 
   RawData data_;
+  std::size_t record_values_ = 0;  // data_.layout.values(), which every line asks for
   int power_ = 0;
   bool version_2_ = false;
   std::size_t bytes_ = 0;
