@@ -209,35 +209,10 @@ template <std::size_t width, std::size_t registers>
 
 // The sizes of the tiles are those that were fastest of a few: what is summed, and what it is summed from,
 // just fits the registers of the unit.
-#if defined(__x86_64__)
-[[gnu::target("avx512f")]] void add_gram_avx512(const Block& a, double* gram, std::size_t ldg,
-                                                double* packed) {
-  add_gram<8, 8>(a, gram, ldg, packed);
-}
-[[gnu::target("avx2")]] void add_gram_avx2(const Block& a, double* gram, std::size_t ldg, double* packed) {
-  add_gram<4, 4>(a, gram, ldg, packed);
-}
-[[gnu::target("avx512f")]] void add_product_avx512(const Block& inverse, const Block& a, std::size_t count,
-                                                   const double* b, double* x, double* left_inverse) {
-  add_product<8, 2>(inverse, a, count, b, x, left_inverse);
-}
-[[gnu::target("avx2")]] void add_product_avx2(const Block& inverse, const Block& a, std::size_t count,
-                                              const double* b, double* x, double* left_inverse) {
-  add_product<4, 2>(inverse, a, count, b, x, left_inverse);
-}
-[[gnu::target("avx512f")]] void add_packed_avx512(const PackedPair& pair, double* product, std::size_t ldp) {
-  add_packed<8, 8>(pair, product, ldp);
-}
-[[gnu::target("avx2")]] void add_packed_avx2(const PackedPair& pair, double* product, std::size_t ldp) {
-  add_packed<4, 4>(pair, product, ldp);
-}
-[[gnu::target("avx512f")]] void combine_avx512(const Block& factors, const Block& a, double* out) {
-  combine<8, 2>(factors, a, out);
-}
-[[gnu::target("avx2")]] void combine_avx2(const Block& factors, const Block& a, double* out) {
-  combine<4, 2>(factors, a, out);
-}
-#endif
+template <std::size_t width>
+inline constexpr std::size_t columns_at_once = width;
+template <std::size_t width>
+inline constexpr std::size_t registers_at_once = width == 2 ? 4 : 2;
 
 }  // namespace
 
@@ -253,16 +228,10 @@ void add_gram_matrix(const MatrixView<const double>& a, const MatrixView<double>
   assert(a.rows() % row_step == 0 && gram.rows() % column_step == 0);
   const Block block(a);
   const auto ldg = static_cast<std::size_t>(gram.leading_dimension());
-  switch (unit) {
-#if defined(__x86_64__)
-    case VectorUnit::avx512:
-      return add_gram_avx512(block, gram.data(), ldg, packed);
-    case VectorUnit::avx2:
-      return add_gram_avx2(block, gram.data(), ldg, packed);
-#endif
-    default:
-      return add_gram<2, 2>(block, gram.data(), ldg, packed);
-  }
+  in_vector_form(
+      unit, [&](auto width) __attribute__((always_inline)) {
+        add_gram<width(), columns_at_once<width()>>(block, gram.data(), ldg, packed);
+      });
 }
 
 void add_left_inverse_product(const MatrixView<const double>& inverse, const MatrixView<const double>& a,
@@ -272,16 +241,10 @@ void add_left_inverse_product(const MatrixView<const double>& inverse, const Mat
   const Block block(a);
   const Block factors(inverse);
   const auto present = static_cast<std::size_t>(count);
-  switch (unit) {
-#if defined(__x86_64__)
-    case VectorUnit::avx512:
-      return add_product_avx512(factors, block, present, b, x, left_inverse);
-    case VectorUnit::avx2:
-      return add_product_avx2(factors, block, present, b, x, left_inverse);
-#endif
-    default:
-      return add_product<2, 4>(factors, block, present, b, x, left_inverse);
-  }
+  in_vector_form(
+      unit, [&](auto width) __attribute__((always_inline)) {
+        add_product<width(), registers_at_once<width()>>(factors, block, present, b, x, left_inverse);
+      });
 }
 
 void pack_columns(const MatrixView<const double>& a, double* packed) {
@@ -296,16 +259,10 @@ void add_packed_products(const double* left, int left_groups, const double* righ
   const PackedPair pair{left, static_cast<std::size_t>(left_groups), right,
                         static_cast<std::size_t>(right_groups), static_cast<std::size_t>(rows)};
   const auto ldp = static_cast<std::size_t>(product.leading_dimension());
-  switch (unit) {
-#if defined(__x86_64__)
-    case VectorUnit::avx512:
-      return add_packed_avx512(pair, product.data(), ldp);
-    case VectorUnit::avx2:
-      return add_packed_avx2(pair, product.data(), ldp);
-#endif
-    default:
-      return add_packed<2, 2>(pair, product.data(), ldp);
-  }
+  in_vector_form(
+      unit, [&](auto width) __attribute__((always_inline)) {
+        add_packed<width(), columns_at_once<width()>>(pair, product.data(), ldp);
+      });
 }
 
 void combine_columns_lower(const MatrixView<const double>& factors, const MatrixView<const double>& a,
@@ -313,16 +270,10 @@ void combine_columns_lower(const MatrixView<const double>& factors, const Matrix
   assert(a.rows() % row_step == 0 && factors.rows() % left_inverse_rows == 0);
   const Block block(a);
   const Block combination(factors);
-  switch (unit) {
-#if defined(__x86_64__)
-    case VectorUnit::avx512:
-      return combine_avx512(combination, block, out);
-    case VectorUnit::avx2:
-      return combine_avx2(combination, block, out);
-#endif
-    default:
-      return combine<2, 4>(combination, block, out);
-  }
+  in_vector_form(
+      unit, [&](auto width) __attribute__((always_inline)) {
+        combine<width(), registers_at_once<width()>>(combination, block, out);
+      });
 }
 
 }  // namespace numerics

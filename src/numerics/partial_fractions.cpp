@@ -1,6 +1,7 @@
 #include "numerics/partial_fractions.hpp"
 
 #include "numerics/complex_division.hpp"
+#include "numerics/vector_form.hpp"
 
 namespace numerics {
 namespace {

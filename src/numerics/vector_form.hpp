@@ -41,7 +41,8 @@ template <class Body>
 #endif
 
 /// body(Width<..>()), translated for the unit. The body and all that it calls are to be inlined always: what
-/// is not, keeps the baseline's instructions.
+/// is not, keeps the baseline's instructions. The values do not depend on the unit, one that this processor
+/// has, as long as products and sums are not contracted and the order of every sum is fixed.
 template <class Body>
 [[gnu::always_inline]] inline auto in_vector_form(VectorUnit unit, const Body& body) {
   switch (unit) {
@@ -54,6 +55,13 @@ template <class Body>
     default:
       return body(Width<2>());
   }
+}
+
+/// The same for a body that is a function and does not ask for the width.
+template <auto body, class... Arguments>
+[[gnu::always_inline]] inline void run_with(VectorUnit unit, Arguments&&... arguments) {
+  in_vector_form(
+      unit, [&](auto) __attribute__((always_inline)) { body(arguments...); });
 }
 
 /// The sums of products have this many parts, one for each lane of the widest registers.

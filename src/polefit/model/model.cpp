@@ -6,7 +6,7 @@
 
 #include "numerics/angular_frequency.hpp"
 #include "numerics/partial_fractions.hpp"
-#include "numerics/vector_unit.hpp"
+#include "numerics/vector_form.hpp"
 #include "polefit/error.hpp"
 #include "polefit/model/model_faults.hpp"
 

@@ -7,7 +7,7 @@
 
 #include "numerics/block_products.hpp"
 #include "numerics/matrix_view.hpp"
-#include "numerics/vector_unit.hpp"
+#include "numerics/vector_form.hpp"
 
 namespace polefit {
 namespace {

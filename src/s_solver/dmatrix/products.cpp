@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "numerics/matrix_view.hpp"
-#include "numerics/vector_unit.hpp"
+#include "numerics/vector_form.hpp"
 #include "s_solver/console/console.hpp"
 #include "s_solver/console/plain_stop.hpp"
 
