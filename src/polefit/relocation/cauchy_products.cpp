@@ -183,35 +183,61 @@ void spread(const LaneGroup& lanes_of, std::size_t columns, double* product) {
   }
 }
 
-/// The sum of g times the products of two pairs' basis functions, to four places.
-[[gnu::always_inline]] inline void pair_block(const ComplexLanes& v1, const ComplexLanes& v2,
-                                              const ComplexLanes& x1, const ComplexLanes& x2, double q1_re,
-                                              double q1_im, double q2_re, double q2_im, std::size_t count,
-                                              double* __restrict first_first, double* __restrict first_second,
-                                              double* __restrict second_first,
-                                              double* __restrict second_second) {
-  for (std::size_t l = 0; l < count; ++l) {
-    const double s1_re = v1.re[l] + x1.re[l];
-    const double s1_im = v1.im[l] + x1.im[l];
-    const double s2_re = v2.re[l] + x1.re[l];
-    const double s2_im = v2.im[l] + x1.im[l];
-    const double s3_re = v1.re[l] + x2.re[l];
-    const double s3_im = v1.im[l] + x2.im[l];
-    const double s4_re = v2.re[l] + x2.re[l];
-    const double s4_im = v2.im[l] + x2.im[l];
-    const double k1_re = s1_im * q1_im - s1_re * q1_re;
-    const double k1_im = -(s1_re * q1_im) - s1_im * q1_re;
-    const double k2_re = s2_im * q2_im - s2_re * q2_re;
-    const double k2_im = -(s2_re * q2_im) - s2_im * q2_re;
-    const double k3_re = -(s3_im * q2_im) - s3_re * q2_re;
-    const double k3_im = s3_re * q2_im - s3_im * q2_re;
-    const double k4_re = -(s4_im * q1_im) - s4_re * q1_re;
-    const double k4_im = s4_re * q1_im - s4_im * q1_re;
-    first_first[l] = (k1_re + k2_re) + (k3_re + k4_re);
-    first_second[l] = (k2_im - k1_im) + (k4_im - k3_im);
-    second_first[l] = (k1_im + k2_im) - (k3_im + k4_im);
-    second_second[l] = (k1_re - k2_re) - (k3_re - k4_re);
+/// What the sums of two pairs are multiplied with, and where their four elements go.
+struct PairBlock {
+  Complex q1;
+  Complex q2;
+  double* first_first;
+  double* first_second;
+  double* second_first;
+  double* second_second;
+};
+
+/// The lanes of a complex sum from l on, as many as a Vector has.
+template <class Vector>
+struct SomeLanes {
+  [[gnu::always_inline]] SomeLanes(const ComplexLanes& sum, std::size_t l) {
+    numerics::load(re, &sum.re[l]);
+    numerics::load(im, &sum.im[l]);
   }
+  Vector re;
+  Vector im;
+};
+
+/// The sums of g times the products of two pairs' basis functions in the lanes from l on: written over
+/// vectors, because a compiler cannot see that the twelve arrays do not overlap.
+template <class Vector>
+[[gnu::always_inline]] inline void pair_elements(const ComplexLanes& of_v1, const ComplexLanes& of_v2,
+                                                 const ComplexLanes& of_x1, const ComplexLanes& of_x2,
+                                                 const PairBlock& to, std::size_t l) {
+  const SomeLanes<Vector> v1(of_v1, l);
+  const SomeLanes<Vector> v2(of_v2, l);
+  const SomeLanes<Vector> x1(of_x1, l);
+  const SomeLanes<Vector> x2(of_x2, l);
+  const double q1_re = to.q1.real();
+  const double q1_im = to.q1.imag();
+  const double q2_re = to.q2.real();
+  const double q2_im = to.q2.imag();
+  const Vector s1_re = v1.re + x1.re;
+  const Vector s1_im = v1.im + x1.im;
+  const Vector s2_re = v2.re + x1.re;
+  const Vector s2_im = v2.im + x1.im;
+  const Vector s3_re = v1.re + x2.re;
+  const Vector s3_im = v1.im + x2.im;
+  const Vector s4_re = v2.re + x2.re;
+  const Vector s4_im = v2.im + x2.im;
+  const Vector k1_re = s1_im * q1_im - s1_re * q1_re;
+  const Vector k1_im = -(s1_re * q1_im) - s1_im * q1_re;
+  const Vector k2_re = s2_im * q2_im - s2_re * q2_re;
+  const Vector k2_im = -(s2_re * q2_im) - s2_im * q2_re;
+  const Vector k3_re = -(s3_im * q2_im) - s3_re * q2_re;
+  const Vector k3_im = s3_re * q2_im - s3_im * q2_re;
+  const Vector k4_re = -(s4_im * q1_im) - s4_re * q1_re;
+  const Vector k4_im = s4_re * q1_im - s4_im * q1_re;
+  numerics::store((k1_re + k2_re) + (k3_re + k4_re), to.first_first + l);
+  numerics::store((k2_im - k1_im) + (k4_im - k3_im), to.first_second + l);
+  numerics::store((k1_im + k2_im) - (k3_im + k4_im), to.second_first + l);
+  numerics::store((k1_re - k2_re) - (k3_re - k4_re), to.second_second + l);
 }
 
 /// The body of take_sums.
@@ -384,9 +410,18 @@ void ProductTable::fill_columns_of_pair(const Sums& sums, std::size_t count, std
         }
       },
       [&](std::size_t i) {
-        numerics::run_with<pair_block>(unit, sums.v[j], sums.v[j + 1], sums.x[i], sums.x[i + 1],
-                                       q(i, j).real(), q(i, j).imag(), q(i, j + 1).real(), q(i, j + 1).imag(),
-                                       count, at(i, j), at(i, j + 1), at(i + 1, j), at(i + 1, j + 1));
+        const PairBlock block{q(i, j), q(i, j + 1), at(i, j), at(i, j + 1), at(i + 1, j), at(i + 1, j + 1)};
+        numerics::in_vector_form(
+            unit, [&](auto width) __attribute__((always_inline)) {
+              using Vector = typename numerics::Register<width()>::Type;
+              std::size_t l = 0;
+              for (; l + width() <= count; l += width()) {
+                pair_elements<Vector>(sums.v[j], sums.v[j + 1], sums.x[i], sums.x[i + 1], block, l);
+              }
+              for (; l < count; ++l) {
+                pair_elements<double>(sums.v[j], sums.v[j + 1], sums.x[i], sums.x[i + 1], block, l);
+              }
+            });
       });
   fill_lower(sums, count, j, at);
 }
