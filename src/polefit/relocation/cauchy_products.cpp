@@ -410,16 +410,16 @@ void ProductTable::fill_columns_of_pair(const Sums& sums, std::size_t count, std
         }
       },
       [&](std::size_t i) {
-        const PairBlock block{q(i, j), q(i, j + 1), at(i, j), at(i, j + 1), at(i + 1, j), at(i + 1, j + 1)};
+        const PairBlock to{q(i, j), q(i, j + 1), at(i, j), at(i, j + 1), at(i + 1, j), at(i + 1, j + 1)};
         numerics::in_vector_form(
             unit, [&](auto width) __attribute__((always_inline)) {
               using Vector = typename numerics::Register<width()>::Type;
               std::size_t l = 0;
               for (; l + width() <= count; l += width()) {
-                pair_elements<Vector>(sums.v[j], sums.v[j + 1], sums.x[i], sums.x[i + 1], block, l);
+                pair_elements<Vector>(sums.v[j], sums.v[j + 1], sums.x[i], sums.x[i + 1], to, l);
               }
               for (; l < count; ++l) {
-                pair_elements<double>(sums.v[j], sums.v[j + 1], sums.x[i], sums.x[i + 1], block, l);
+                pair_elements<double>(sums.v[j], sums.v[j + 1], sums.x[i], sums.x[i + 1], to, l);
               }
             });
       });
