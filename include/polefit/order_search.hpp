@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <vector>
 
 #include "polefit/export.hpp"
@@ -20,29 +21,41 @@ enum class Measure {
 struct Target {
   double error = 1e-3;                      ///< to be reached, above 0
   Measure measure = Measure::relative_rms;  ///< of the error
-  std::size_t most_poles = 100;             ///< the limit on the order
-  /// Holds out every fifth sample in the order of frequency, when there are 40 at least, and checks on these
-  /// that a larger order does not model noise.
-  bool hold_out = true;
+  /// The limit on the order. Without one it is 100, and for data that turn more often than that many poles
+  /// can follow up to 400; in any case not more than half the number of samples.
+  std::optional<std::size_t> most_poles;
 };
 
-/// Why a search ended. t_k is the error of order k of those tried on the samples used, h_k that on the
-/// samples held out, 0 without any, e_k = max(t_k, h_k), and E the least e of the orders before.
+/// Why a search ended. e is Search::error; the others are in Findings.
 enum class SearchEnd {
-  target_met,  ///< e_k <= Target::error, and the fit of all samples has no larger error either
-  /// Three orders in a row, or more, without e_k < 0.9 E, and the last of them at least 48 and twice the one
-  /// with the least e; or the fit of all samples missed the target that the search had met.
-  no_gain,
-  noise,       ///< as many without e_k < 0.9 E, the last of them with t_k below all before and h_k > 1.2 E
-  most_poles,  ///< Target::most_poles, or half of what the samples allow
+  target_met,  ///< e <= Target::error
+  /// e as small as the noise allows: with e_r the relative error and n_r the noise of response r, the mean of
+  /// e_r^2 is at most that of Target::error^2 + (1.1 n_r)^2.
+  met_to_noise,
+  noise,       ///< what is left is white: more poles would model noise
+  not_causal,  ///< stable poles cannot follow; as many on either side of the axis have Findings::either_side
+  no_gain,     ///< two doublings of the order took less than 10 per cent each off the error
+  too_coarse,  ///< the phase turns too far from sample to sample for any order
+  most_poles,  ///< the limit on the order
   cancelled,   ///< the callback asked for it
 };
 
 /// One order that was tried.
 struct Step {
-  std::size_t order = 0;        ///< number of poles
-  double error = 0.0;           ///< in the measure of the target
-  double held_out_error = 0.0;  ///< likewise on the samples held out, 0 without
+  std::size_t order = 0;  ///< number of poles
+  double error = 0.0;     ///< relative to the weighted data
+};
+
+/// What a search found out about the data.
+struct Findings {
+  std::vector<double>
+      noise;                 ///< of each response, relative to its root mean square; 0 where none can be told
+  double noise_floor = 0.0;  ///< root mean square of these
+  double turns = 0.0;        ///< around the origin, of the response that turns most; a pole pair follows one
+  double degrees_a_sample = 0.0;  ///< mean phase of that response from sample to sample
+  /// The relative error that the linearised equations of the best relocation had, in which poles may be on
+  /// either side of the axis.
+  double either_side = 0.0;
 };
 
 /// What was found.
@@ -50,12 +63,14 @@ struct Search {
   Fit fit;                                ///< of all samples
   SearchEnd end = SearchEnd::target_met;  ///< why there were no more orders
   double error = 0.0;                     ///< of the fit, in the measure of the target
-  std::vector<Step> steps;                ///< in the order in which they were tried
+  Findings findings;                      ///< about the data
+  std::vector<Step> steps;                ///< orders in the order in which they were tried
 };
 
-/// Starts small, adds pairs where the error is largest, drops poles that do not pay. Always ends. `options`
-/// says everything but the starting poles and their numbers. Throws Error as fit does, and bad_option for a
-/// target that is not above 0.
+/// Tries orders 4, 8, 16, ... until the target is met or an end is recognised, then takes as few poles as
+/// keep the error. Always ends. `options` says everything but the starting poles and their numbers; the limit
+/// on relocations and the tolerance of poles are those of a fit of given order, a search has its own. Throws
+/// Error as fit does, and bad_option for a target that is not above 0.
 POLEFIT_EXPORT Search fit_to_error(const NetworkData& data, const Target& target,
                                    const Options& options = {});
 

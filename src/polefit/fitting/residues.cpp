@@ -110,17 +110,30 @@ Matrix product(const Matrix& a, const Matrix& b) {
   return c;
 }
 
+/// a over ridge times the unit matrix; a itself without a ridge.
+Matrix with_ridge(Matrix a, double ridge) {
+  if (ridge == 0.0) {
+    return a;
+  }
+  Matrix both(a.rows + a.columns, a.columns);
+  for (std::size_t j = 0; j < a.columns; ++j) {
+    std::copy_n(a.column(j), a.rows, both.column(j));
+    both(a.rows + j, j) = ridge;
+  }
+  return both;
+}
+
 /// The factorised system of responses that share their weights.
 class ResidueSystem {
  public:
   ResidueSystem(const Problem& problem, const Matrix& basis, std::size_t response,
-                std::optional<std::size_t> exact_sample)
+                std::optional<std::size_t> exact_sample, double ridge)
       : problem_(problem), exact_sample_(exact_sample) {
     WeightedBasis weighted = weighted_basis(problem, basis, response);
     scale_ = weighted.scale;
     unknowns_ = basis.columns;
     if (!exact_sample_) {
-      factorisation_ = numerics::factorise(weighted.columns);
+      factorisation_ = numerics::factorise(with_ridge(std::move(weighted.columns), ridge));
       triangle_ = numerics::ordered_triangle(factorisation_.r);
       return;
     }
@@ -133,14 +146,14 @@ class ResidueSystem {
     std::copy_n(turned.elements.begin(), fixed_columns_.elements.size(), fixed_columns_.elements.begin());
     Matrix free(turned.rows, turned.columns - fixed);
     std::copy(turned.column(fixed), turned.column(fixed) + free.elements.size(), free.elements.begin());
-    factorisation_ = numerics::factorise(free);
+    factorisation_ = numerics::factorise(with_ridge(std::move(free), ridge));
     triangle_ = numerics::ordered_triangle(factorisation_.r);
   }
 
   /// The unscaled unknowns of responses begin .. end - 1, one column each.
   Matrix solve(std::size_t begin, std::size_t end) const {
     const std::size_t m = problem_.samples;
-    Matrix b(2 * m, end - begin);
+    Matrix b(factorisation_.rows, end - begin);
     Matrix z(unknowns_, end - begin);
     for (std::size_t r = begin; r < end; ++r) {
       double* const column = b.column(r - begin);
@@ -190,7 +203,7 @@ class ResidueSystem {
 }  // namespace
 
 Model identify_residues(const Problem& problem, const Poles& poles, std::optional<std::size_t> exact_sample,
-                        int threads) {
+                        int threads, double ridge) {
   const std::size_t n = poles.size();
   Model model;
   for (const Complex pole : poles) {
@@ -207,7 +220,7 @@ Model identify_residues(const Problem& problem, const Poles& poles, std::optiona
   const bool shared = !problem.has_own_weights();
   std::optional<ResidueSystem> system;
   if (shared) {
-    system.emplace(problem, basis, 0, exact_sample);
+    system.emplace(problem, basis, 0, exact_sample, ridge);
   }
   const auto store = [&](std::size_t begin, std::size_t end, const ResidueSystem& solved) {
     const Matrix x = solved.solve(begin, end);
@@ -233,7 +246,7 @@ Model identify_residues(const Problem& problem, const Poles& poles, std::optiona
       if (shared) {
         store(first, past, *system);
       } else {
-        store(first, past, ResidueSystem(problem, basis, first, exact_sample));
+        store(first, past, ResidueSystem(problem, basis, first, exact_sample, ridge));
       }
     }
   });

@@ -113,14 +113,18 @@ double largest_part(const Problem& problem, std::size_t r) {
   return largest;
 }
 
-/// Between equal weight for each response and equal weight for each volt; 0 for a response of zeros.
-double scale_without_weights(const Problem& problem, std::size_t r) {
+/// 0 for a response of zeros.
+double scale_without_weights(const Problem& problem, std::size_t r, ResponseScale scale) {
   const double largest = largest_part(problem, r);
   double squares = 0.0;
   for (std::size_t k = 0; k < problem.samples && largest > 0.0; ++k) {
     squares += std::norm(problem.value(r, k) / largest);
   }
-  return largest > 0.0 ? 1.0 / (std::sqrt(largest) * std::sqrt(std::sqrt(squares))) : 0.0;
+  if (!(largest > 0.0)) {
+    return 0.0;
+  }
+  return scale == ResponseScale::inverse_norm ? 1.0 / std::sqrt(squares) / largest
+                                              : 1.0 / (std::sqrt(largest) * std::sqrt(std::sqrt(squares)));
 }
 
 /// A power of two near the largest of the weights; `otherwise` when all are 0.
@@ -130,12 +134,12 @@ double unit_of_weights(std::span<const double> weights, double otherwise) {
 }
 
 /// Weights and data in units of their own, so that squares neither overflow nor vanish.
-void scale_residuals(const NetworkData& data, Problem& problem) {
+void scale_residuals(const NetworkData& data, ResponseScale scale, Problem& problem) {
   problem.weight.assign(problem.samples, 1.0);
   problem.response_scale.assign(problem.responses, 1.0);
   if (data.weights.empty()) {
     for (std::size_t r = 0; r < problem.responses; ++r) {
-      problem.response_scale[r] = scale_without_weights(problem, r);
+      problem.response_scale[r] = scale_without_weights(problem, r, scale);
     }
   } else {
     double largest = 0.0;
@@ -169,12 +173,12 @@ void scale_residuals(const NetworkData& data, Problem& problem) {
 }
 
 /// The data as residuals: responses, their scales and what they amount to, without an axis.
-Problem scaled_residuals(const NetworkData& data) {
+Problem scaled_residuals(const NetworkData& data, ResponseScale scale) {
   Problem problem;
   problem.samples = data.frequencies.size();
   problem.given = data.responses;
   merge_equal_responses(data, problem);
-  scale_residuals(data, problem);
+  scale_residuals(data, scale, problem);
   problem.power.assign(problem.samples, 0.0);
   for (std::size_t r = 0; r < problem.responses; ++r) {
     for (std::size_t k = 0; k < problem.samples; ++k) {
@@ -219,13 +223,13 @@ void scale_axis(const NetworkData& data, Problem& problem) {
 void check(const NetworkData& data) {
   check_shapes(data);
   check_values(data);
-  check_norm(scaled_residuals(data));
+  check_norm(scaled_residuals(data, ResponseScale::inverse_root_of_norm));
 }
 
-Problem make_problem(const NetworkData& data, const Options& options) {
+Problem make_problem(const NetworkData& data, const Options& options, ResponseScale scale) {
   check_shapes(data);
   check_values(data);
-  Problem problem = scaled_residuals(data);
+  Problem problem = scaled_residuals(data, scale);
   check_norm(problem);
   scale_axis(data, problem);
   problem.constant = options.constant;

@@ -45,7 +45,14 @@ struct Problem {
   std::size_t terms() const { return (constant ? 1U : 0U) + (proportional ? 1U : 0U); }
 };
 
+/// What a response without weights counts by.
+enum class ResponseScale {
+  inverse_root_of_norm,  ///< between equal weight for each response and equal weight for each volt
+  inverse_norm,          ///< as in the root mean square of relative errors
+};
+
 /// Throws Error as check does for the data.
-Problem make_problem(const NetworkData& data, const Options& options);
+Problem make_problem(const NetworkData& data, const Options& options,
+                     ResponseScale scale = ResponseScale::inverse_root_of_norm);
 
 }  // namespace polefit

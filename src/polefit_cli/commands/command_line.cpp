@@ -62,7 +62,6 @@ OptionValues values_of(FitCommand& fit) {
                                                             {"worst", polefit::Measure::worst_response},
                                                             {"largest", polefit::Measure::largest_error}})},
           {"--max-poles", whole_number(fit.target.most_poles, {0})},
-          {"--hold-out", flag(fit.target.hold_out)},
           {"--spacing", choice(fit.options.placement, Placements{{"linear", polefit::Placement::linear},
                                                                  {"log", polefit::Placement::logarithmic},
                                                                  {"peaks", polefit::Placement::peaks}})},

@@ -42,8 +42,14 @@ std::string search_text(polefit::SearchEnd end, double target) {
       return "target of " + short_number(target) + " met";
     case polefit::SearchEnd::no_gain:
       return missed + "more poles no longer pay";
+    case polefit::SearchEnd::met_to_noise:
+      return "target of " + short_number(target) + " met as far as the noise allows";
     case polefit::SearchEnd::noise:
       return missed + "more poles would model noise";
+    case polefit::SearchEnd::not_causal:
+      return missed + "the data are not causal";
+    case polefit::SearchEnd::too_coarse:
+      return missed + "the phase turns too far from sample to sample";
     case polefit::SearchEnd::most_poles:
       return missed + "limit on the order, or what the samples allow, reached";
     default:

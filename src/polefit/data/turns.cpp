@@ -1,0 +1,35 @@
+#include "polefit/data/turns.hpp"
+
+#include <cmath>
+
+#include "numerics/angular_frequency.hpp"
+
+namespace polefit {
+namespace {
+
+/// The phase of a response with more noise than this, relative to its size, is not looked at.
+constexpr double mostly_noise = 0.3;
+
+}  // namespace
+
+Turns turns_of(const Problem& problem, const std::vector<std::size_t>& order,
+               const std::vector<double>& noise) {
+  Turns result;
+  for (std::size_t r = 0; r < problem.responses; ++r) {
+    if (noise[r] > mostly_noise) {
+      continue;
+    }
+    double phase = 0.0;
+    for (std::size_t k = 1; k < order.size(); ++k) {
+      const Complex step = problem.value(r, order[k]) * std::conj(problem.value(r, order[k - 1]));
+      phase += step == Complex() ? 0.0 : std::arg(step);
+    }
+    const double turns = std::abs(phase) / numerics::two_pi;
+    if (turns > result.most) {
+      result = {turns, 360.0 * turns / static_cast<double>(order.size() - 1)};
+    }
+  }
+  return result;
+}
+
+}  // namespace polefit

@@ -1,0 +1,24 @@
+/// How often responses turn around the origin: what a delay does.
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+#include "polefit/problem/problem.hpp"
+
+namespace polefit {
+
+struct Turns {
+  double most = 0.0;  ///< turns of a response over the band, without their sign
+  /// The phase, in degrees, that this response turns from sample to sample in the mean.
+  double degrees_a_sample = 0.0;
+};
+
+/// Of the response that turns most. Steps of noise cancel; responses that are mostly noise are left out.
+///
+/// order   the samples by frequency
+/// noise   of each response, relative to its root mean square
+Turns turns_of(const Problem& problem, const std::vector<std::size_t>& order,
+               const std::vector<double>& noise);
+
+}  // namespace polefit

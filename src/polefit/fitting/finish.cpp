@@ -1,0 +1,52 @@
+#include "polefit/fitting/finish.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "polefit/model/model_faults.hpp"
+#include "polefit/model/overall_error.hpp"
+
+namespace polefit {
+
+Model expanded(const Problem& problem, Model model) {
+  if (problem.place.size() == problem.responses) {
+    return model;
+  }
+  Model whole;
+  whole.poles = model.poles;
+  for (const std::size_t r : problem.place) {
+    const auto residues = model.residues_of(r);
+    whole.residues.insert(whole.residues.end(), residues.begin(), residues.end());
+    whole.constants.push_back(model.constants[r]);
+    whole.proportionals.push_back(model.proportionals[r]);
+  }
+  return whole;
+}
+
+void check_finite(const Model& model) {
+  const auto finite = [](double x) { return std::isfinite(x); };
+  const auto both_finite = [](Complex z) { return std::isfinite(z.real()) && std::isfinite(z.imag()); };
+  if (!std::all_of(model.poles.begin(), model.poles.end(), both_finite) ||
+      !std::all_of(model.residues.begin(), model.residues.end(), both_finite) ||
+      !std::all_of(model.constants.begin(), model.constants.end(), finite) ||
+      !std::all_of(model.proportionals.begin(), model.proportionals.end(), finite)) {
+    throw Error(ErrorKind::numerical_breakdown, "the model overflowed");
+  }
+}
+
+void add_errors(const NetworkData& data, Fit& fit) {
+  Report& report = fit.report;
+  report.errors = errors(fit.model, data);
+  const OverallError overall = overall_error(report.errors);
+  report.relative_error = overall.relative;
+  report.worst_relative_error = overall.worst;
+  report.largest_error = overall.largest;
+  const auto [lowest, highest] = std::minmax_element(data.frequencies.begin(), data.frequencies.end());
+  fit.model.origin = {*lowest, *highest, data.frequencies.size(), report.errors};
+  if (origin_fault(*fit.model.origin)) {  // an error overflowed; the model can be saved all the same
+    fit.model.origin.reset();
+  }
+}
+
+}  // namespace polefit

@@ -1,0 +1,214 @@
+#include "polefit/order_search.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "polefit/fitting/finish.hpp"
+#include "polefit/fitting/option_checks.hpp"
+#include "polefit/fitting/residues.hpp"
+#include "polefit/model/overall_error.hpp"
+#include "polefit/problem/problem.hpp"
+#include "polefit/search/ladder.hpp"
+
+namespace polefit {
+namespace {
+
+constexpr std::size_t usual_limit = 100;
+constexpr std::size_t largest_limit = 400;
+/// Poles that a turn of the data takes, with something to spare.
+constexpr double poles_a_turn = 2.2;
+/// The error may be so many times the noise that was told from the data.
+constexpr double above_noise = 1.1;
+/// Coefficients are bounded by the error over this part of the goal, or over the rounding of a factorisation.
+constexpr double delta_of_goal = 1e-6;
+constexpr double least_delta = 1e-14;
+/// Searches for a measure other than the one that is minimised, each with a smaller goal.
+constexpr int most_searches = 4;
+constexpr double margin = 0.9;
+
+double measured(const Report& report, Measure measure) {
+  switch (measure) {
+    case Measure::relative_rms:
+      return report.relative_error;
+    case Measure::worst_response:
+      return report.worst_relative_error;
+    default:
+      return report.largest_error;
+  }
+}
+
+std::size_t limit_on_order(const Target& target, const Problem& problem, const Turns& turns) {
+  std::size_t most = usual_limit;
+  if (target.most_poles) {
+    most = *target.most_poles;
+  } else if (poles_a_turn * turns.most > static_cast<double>(usual_limit)) {
+    most = std::min(largest_limit, static_cast<std::size_t>(poles_a_turn * turns.most));
+  }
+  return std::min(most, problem.samples / 2);
+}
+
+/// The error of the weighted data that is asked for first: the measure itself where it is the one that is
+/// minimised, else one that is likely to do.
+double first_goal(const NetworkData& data, const Target& target) {
+  if (target.measure != Measure::largest_error) {
+    return target.error;
+  }
+  double squares = 0.0;
+  double largest = 0.0;
+  for (std::size_t r = 0; r < data.responses.responses; ++r) {
+    for (std::size_t k = 0; k < data.responses.samples; ++k) {
+      largest = std::max(largest, std::abs(data.responses(r, k)));
+    }
+  }
+  for (std::size_t r = 0; r < data.responses.responses && largest > 0.0; ++r) {
+    for (std::size_t k = 0; k < data.responses.samples; ++k) {
+      squares += std::norm(data.responses(r, k) / largest);
+    }
+  }
+  const auto values = static_cast<double>(data.responses.responses * data.responses.samples);
+  return squares > 0.0 ? target.error / (largest * std::sqrt(squares / values)) : target.error;
+}
+
+/// One search for an error of the weighted data.
+class Searcher {
+ public:
+  Searcher(const NetworkData& data, const Target& target, const Options& options)
+      : data_(data),
+        target_(target),
+        options_(options),
+        problem_(make_problem(data, options, ResponseScale::inverse_norm)),
+        facts_(facts_of(problem_)),
+        limit_(limit_on_order(target, problem_, facts_.turns)) {}
+
+  Search run() {
+    double wanted = first_goal(data_, target_);
+    std::optional<Search> best;
+    for (int i = 0; i < most_searches; ++i) {
+      Search search = search_once(wanted);
+      const bool better = !best || search.error < best->error;
+      if (better) {
+        best = std::move(search);
+      }
+      if (!better || best->end != SearchEnd::no_gain || !met_otherwise_) {
+        break;
+      }
+      wanted *= std::min(margin, margin * target_.error / best->error);
+    }
+    return *std::move(best);
+  }
+
+ private:
+  Search search_once(double wanted) {
+    Goal goal;
+    goal.error = std::max(wanted, above_noise * facts_.floor);
+    goal.delta = std::clamp(delta_of_goal * goal.error, least_delta, delta_of_goal);
+    goal.stable = options_.stable;
+    goal.orthogonal = options_.orthogonal;
+    goal.threads = options_.threads;
+    if (options_.progress) {
+      goal.watch = [&](const Trial& trial) {
+        if (!options_.progress({.iteration = ++told_,
+                                .order = trial.order,
+                                .residual = trial.residual,
+                                .pole_change = 0.0,
+                                .path = trial.orthogonal ? Path::orthogonal : Path::gram})) {
+          throw Cancelled();
+        }
+      };
+    }
+    const LadderResult found = climb(problem_, facts_, goal, wanted, limit_);
+    Search search;
+    search.steps = found.steps;
+    Fit& fit = search.fit;
+    fit.model = identify_residues(problem_, found.poles, options_.exact_sample, options_.threads, goal.delta);
+    check_finite(fit.model);
+    fit.model = expanded(problem_, std::move(fit.model));
+    fit.model.names.assign(data_.names.begin(), data_.names.end());
+    fit.report.iterations = found.relocations;
+    fit.report.orthogonal_relocations = found.orthogonal_relocations;
+    fit.report.gram_relocations = found.relocations - found.orthogonal_relocations;
+    fit.report.last_path = options_.orthogonal ? Path::orthogonal : Path::gram;
+    fit.report.residual = found.residual;
+    fit.report.reason = StopReason::residual_settled;
+    add_errors(data_, fit);
+    search.error = measured(fit.report, target_.measure);
+    search.findings = findings(found);
+    search.end = end_of(found.end, fit.report, search);
+    return search;
+  }
+
+  Findings findings(const LadderResult& found) const {
+    Findings findings;
+    double squares = 0.0;
+    for (const std::size_t r : problem_.place) {
+      findings.noise.push_back(facts_.noise[r]);
+      squares += facts_.noise[r] * facts_.noise[r];
+    }
+    findings.noise_floor = std::sqrt(squares / static_cast<double>(problem_.place.size()));
+    findings.turns = facts_.turns.most;
+    findings.degrees_a_sample = facts_.turns.degrees_a_sample;
+    findings.either_side = found.residual;
+    return findings;
+  }
+
+  SearchEnd end_of(SearchEnd end, const Report& report, const Search& search) {
+    met_otherwise_ = false;
+    if (end == SearchEnd::cancelled) {
+      return end;
+    }
+    if (search.error <= target_.error) {
+      return SearchEnd::target_met;
+    }
+    if (target_.measure != Measure::largest_error && search.findings.noise_floor > 0.0 &&
+        within_noise(report, search.findings)) {
+      return SearchEnd::met_to_noise;
+    }
+    if (end == SearchEnd::target_met) {
+      met_otherwise_ = target_.measure != Measure::relative_rms || !data_.weights.empty();
+      return SearchEnd::no_gain;
+    }
+    return end;
+  }
+  bool within_noise(const Report& report, const Findings& findings) const {
+    double squares = 0.0;
+    double allowed = 0.0;
+    for (std::size_t r = 0; r < findings.noise.size(); ++r) {
+      const double noise = above_noise * findings.noise[r];
+      const double square = report.errors[r].relative * report.errors[r].relative;
+      const double most = target_.error * target_.error + noise * noise;
+      if (target_.measure == Measure::worst_response && square > most) {
+        return false;
+      }
+      squares += square;
+      allowed += most;
+    }
+    return squares <= allowed;
+  }
+
+  const NetworkData& data_;
+  const Target& target_;
+  const Options& options_;
+  Problem problem_;
+  DataFacts facts_;
+  std::size_t limit_;
+  int told_ = 0;
+  bool met_otherwise_ = false;
+};
+
+}  // namespace
+
+Search fit_to_error(const NetworkData& data, const Target& target, const Options& options) {
+  if (!(target.error > 0.0)) {
+    throw Error(ErrorKind::bad_option,
+                "the target of the error is " + std::to_string(target.error) + "; it has to be above 0");
+  }
+  check_options(options);
+  check_sizes(data.frequencies.size(), data.responses.responses, 0, options);
+  return Searcher(data, target, options).run();
+}
+
+}  // namespace polefit

@@ -1,0 +1,148 @@
+#include "polefit/search/refinement.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "polefit/error.hpp"
+#include "polefit/projection/variable_projection.hpp"
+#include "polefit/relocation/zeros.hpp"
+
+namespace polefit {
+namespace {
+
+constexpr int fewest_relocations = 3;
+constexpr int most_relocations = 5;
+/// From the third relocation on each has to take this part off the error.
+constexpr double relocation_gain = 0.15;
+constexpr int most_polishing_steps = 6;
+constexpr double polishing_gain = 0.03;
+/// Polishing promises something where the model is not hopeless, and relocation does not minimise its error
+/// or the goal is near.
+constexpr double hopeless = 0.3;
+constexpr double mirrored = 0.6;
+constexpr double near_goal = 5.0;
+/// A pole farther out, in times the highest frequency, is a constant over the band.
+constexpr double farthest = 1e3;
+/// Sums that lose so much, against the square of the residual, are not trusted where small errors are wanted.
+constexpr double small_goal = 1e-6;
+constexpr double trusted_loss = 1e-4;
+
+bool trusted(const Sigma& sigma, double goal) {
+  const double lost = std::numeric_limits<double>::epsilon() * sigma.loss /
+                      (sigma.condition_basis * sigma.residual * sigma.residual);
+  return goal > small_goal || sigma.residual <= goal || lost < trusted_loss;
+}
+
+}  // namespace
+
+Refinement::Refinement(const Problem& problem, const Goal& goal)
+    : problem_(problem), goal_(goal), by_sums_(problem, goal.threads) {}
+
+void Refinement::watch(const Projection& projection, const Relocated& relocation) {
+  if (!goal_.watch) {
+    return;
+  }
+  if (!best_seen_ || projection.error() < best_seen_->error()) {
+    best_seen_.emplace(Candidate{projection});
+  }
+  goal_.watch({.order = projection.poles().size(),
+               .error = projection.error(),
+               .residual = relocation.residual,
+               .orthogonal = relocation.orthogonal});
+}
+
+Candidate Refinement::candidate_of(Poles poles) const {
+  return {Projection(problem_, std::move(poles), goal_.delta)};
+}
+
+/// The zeros of sigma, no farther out than they can be told apart; nothing when the numbers end.
+std::optional<Refinement::Relocated> Refinement::relocated(const Poles& poles) {
+  try {
+    std::optional<Sigma> sigma = goal_.orthogonal ? std::nullopt : by_sums_.solve(poles);
+    const bool orthogonal = !sigma || !trusted(*sigma, goal_.error);
+    ++(orthogonal ? orthogonal_ : gram_);
+    if (orthogonal) {
+      sigma = solve_sigma_orthogonally(problem_, poles, goal_.threads);
+    }
+    Relocated next{zeros_of(sigma->unknowns, poles, goal_.stable), sigma->residual, orthogonal};
+    const double most = farthest * *std::max_element(problem_.omega.begin(), problem_.omega.end());
+    for (Complex& zero : next.poles) {
+      if (std::abs(zero) > most && most > 0.0) {
+        zero *= most / std::abs(zero);
+      }
+    }
+    return next;
+  } catch (const Error& error) {
+    if (error.kind() != ErrorKind::numerical_breakdown) {
+      throw;
+    }
+    return std::nullopt;
+  }
+}
+
+Candidate Refinement::from_start(Poles start, double enough) {
+  Candidate best = candidate_of(start);
+  Poles poles = std::move(start);
+  double last = std::numeric_limits<double>::infinity();
+  for (int i = 1; i <= most_relocations && !poles.empty() && !(best.error() <= enough); ++i) {
+    const std::optional<Relocated> next = relocated(poles);
+    if (!next) {
+      break;
+    }
+    poles = next->poles;
+    Projection now(problem_, poles, goal_.delta);
+    watch(now, *next);
+    const double error = now.error();
+    best.residual = std::min(best.residual, next->residual);
+    if (error < best.error() || !std::isfinite(best.error())) {
+      best.projection = std::move(now);
+    }
+    if (i >= fewest_relocations && !(error < (1.0 - relocation_gain) * last)) {
+      break;
+    }
+    last = error;
+  }
+  if (best.error() < hopeless && best.error() > enough &&
+      (best.residual < mirrored * best.error() || best.error() < near_goal * enough)) {
+    polish(best, most_polishing_steps, enough);
+  }
+  return best;
+}
+
+void Refinement::polish(Candidate& candidate, int most, double enough) {
+  const Poles& poles = candidate.projection.poles();
+  if (std::any_of(poles.begin(), poles.end(), [](Complex pole) { return !(pole.real() < 0.0); })) {
+    return;
+  }
+  VariableProjection projection(goal_.delta);
+  for (int i = 0; i < most && candidate.error() > enough; ++i) {
+    const double before = candidate.error();
+    if (!projection.step(candidate.projection)) {
+      return;
+    }
+    ++steps_;
+    watch(candidate.projection, {});
+    if (candidate.error() > (1.0 - polishing_gain) * before) {
+      return;
+    }
+  }
+}
+
+void Refinement::relocate_once(Candidate& candidate) {
+  if (candidate.order() == 0) {
+    return;
+  }
+  const std::optional<Relocated> next = relocated(candidate.projection.poles());
+  if (!next) {
+    return;
+  }
+  Projection now(problem_, next->poles, goal_.delta);
+  watch(now, *next);
+  candidate.residual = std::min(candidate.residual, next->residual);
+  if (now.error() < candidate.error()) {
+    candidate.projection = std::move(now);
+  }
+}
+
+}  // namespace polefit
