@@ -11,67 +11,21 @@
 #include <exception>
 #include <fstream>
 #include <optional>
-#include <random>
 #include <string>
 #include <vector>
 
-#include "numerics/angular_frequency.hpp"
 #include "polefit/fit.hpp"
 #include "polefit/fitting/residues.hpp"
 #include "polefit/fitting/starting_poles.hpp"
+#include "polefit/hard_networks.hpp"
 #include "polefit/relocation/relocation.hpp"
 #include "polefit/relocation/zeros.hpp"
 
 namespace {
 
 using namespace polefit;
-
-/// Exact samples of a network whose pairs resonate all over the band, about as widely as they are apart.
-struct Case {
-  const char* name;
-  std::size_t responses;
-  std::size_t samples;
-  std::size_t poles;
-};
-
-struct Network {
-  explicit Network(const Case& size) : frequencies(size.samples), values(size.responses * size.samples) {
-    std::mt19937_64 generator(1);
-    std::uniform_real_distribution<double> uniform(-1.0, 1.0);
-    const std::size_t pairs = size.poles / 2;
-    const double distance = numerics::two_pi * 1e10 / static_cast<double>(pairs);
-    Model model;
-    for (std::size_t i = 0; i < pairs; ++i) {
-      const Complex pole(-0.1 * distance * (1.0 + 0.5 * uniform(generator)),
-                         distance * (static_cast<double>(i) + 0.5 + 0.3 * uniform(generator)));
-      model.poles.insert(model.poles.end(), {pole, std::conj(pole)});
-    }
-    for (std::size_t r = 0; r < size.responses; ++r) {
-      for (std::size_t i = 0; i < pairs; ++i) {
-        const double re = uniform(generator);
-        const Complex residue = distance * 0.1 * Complex(re, uniform(generator));
-        model.residues.insert(model.residues.end(), {residue, std::conj(residue)});
-      }
-      model.constants.push_back(uniform(generator));
-      model.proportionals.push_back(0.0);
-    }
-    for (std::size_t k = 0; k < size.samples; ++k) {
-      frequencies[k] = 1e10 * static_cast<double>(k + 1) / static_cast<double>(size.samples);
-    }
-    values = evaluate(model, frequencies);
-    responses = size.responses;
-  }
-  NetworkData data() const {
-    return {.frequencies = frequencies,
-            .responses = Responses::by_response(values, responses),
-            .names = {},
-            .weights = {}};
-  }
-
-  std::vector<double> frequencies;
-  std::vector<Complex> values;
-  std::size_t responses;
-};
+using hard_networks::Size;
+using hard_networks::sized_network;
 
 /// The least time of a few calls, in milliseconds, after one to warm up.
 template <class Work>
@@ -96,14 +50,14 @@ struct Measured {
   double whole = 0.0;
 };
 
-Options options_for(const Case& size) {
+Options options_for(const Size& size) {
   Options options;
   options.complex_pairs = size.poles / 2;
   return options;
 }
 
 /// A relocation by Cauchy sums, from the starting poles to the next ones.
-double relocation_by_cauchy_sums(const Network& network, const Case& size, int threads) {
+double relocation_by_cauchy_sums(const Network& network, const Size& size, int threads) {
   const Options options = options_for(size);
   const NetworkData data = network.data();
   const Problem problem = make_problem(data, options);
@@ -118,7 +72,7 @@ double relocation_by_cauchy_sums(const Network& network, const Case& size, int t
   });
 }
 
-Measured measure(const Network& network, const Case& size) {
+Measured measure(const Network& network, const Size& size) {
   const Options options = options_for(size);
   const NetworkData data = network.data();
   const Problem problem = make_problem(data, options);
@@ -146,9 +100,9 @@ double status_mebibytes(const std::string& name) {
 }
 
 void measure_all() {
-  constexpr Case largest{"e", 400, 501, 40};
+  constexpr Size largest = hard_networks::five_sizes.back();
   {
-    const Network network(largest);
+    const Network network = sized_network(largest);
     std::ofstream("/proc/self/clear_refs") << "5";  // the peak begins anew
     const double before = status_mebibytes("VmRSS:");
     const Fit found = fit(network.data(), options_for(largest));
@@ -161,9 +115,8 @@ void measure_all() {
   std::printf(
       "case  responses x samples, poles   relocation: sums  orthogonal  ratio   residues   whole fit (in "
       "relocations)  error\n");
-  for (const Case& size : {Case{"a", 1, 1000, 20}, Case{"b", 1, 100000, 20}, Case{"c", 1, 10000, 100},
-                           Case{"d", 16, 1001, 40}, largest}) {
-    const Network network(size);
+  for (const Size& size : hard_networks::five_sizes) {
+    const Network network = sized_network(size);
     const Measured measured = measure(network, size);
     const Fit found = fit(network.data(), options_for(size));
     std::printf("%4s %10zu x %7zu, %3zu %17.3f ms %8.2f ms %6.1f %7.2f ms %9.2f ms %9.1f %17.1e\n", size.name,
@@ -173,20 +126,20 @@ void measure_all() {
   }
 
   std::printf("\nrelocation of case e with two threads: ");
-  const Network network(largest);
+  const Network network = sized_network(largest);
   const double alone = relocation_by_cauchy_sums(network, largest, 1);
   const double together = relocation_by_cauchy_sums(network, largest, 2);
   std::printf("%.2f ms, %.2f times faster than with one\n", together, alone / together);
 
   std::printf("\ngrowth with the samples (1 response, 20 poles):");
   for (const std::size_t samples : {10000U, 100000U, 1000000U}) {
-    const Case size{"", 1, samples, 20};
-    std::printf("  %zu: %.2f ms", samples, relocation_by_cauchy_sums(Network(size), size, 1));
+    const Size size{"", 1, samples, 20};
+    std::printf("  %zu: %.2f ms", samples, relocation_by_cauchy_sums(sized_network(size), size, 1));
   }
   std::printf("\ngrowth with the responses (501 samples, 40 poles):");
   for (const std::size_t responses : {40U, 400U, 4000U}) {
-    const Case size{"", responses, 501, 40};
-    std::printf("  %zu: %.2f ms", responses, relocation_by_cauchy_sums(Network(size), size, 1));
+    const Size size{"", responses, 501, 40};
+    std::printf("  %zu: %.2f ms", responses, relocation_by_cauchy_sums(sized_network(size), size, 1));
   }
   std::printf("\n");
 }
