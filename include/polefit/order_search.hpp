@@ -52,7 +52,9 @@ struct Findings {
       noise;                 ///< of each response, relative to its root mean square; 0 where none can be told
   double noise_floor = 0.0;  ///< root mean square of these
   double turns = 0.0;        ///< around the origin, of the response that turns most; a pole pair follows one
-  double degrees_a_sample = 0.0;  ///< mean phase of that response from sample to sample
+  /// Mean phase of that response from sample to sample; below 0 where it runs forward, as it does in data
+  /// that are advanced or sampled too coarsely for their delay.
+  double degrees_a_sample = 0.0;
   /// The relative error that the linearised equations of the best relocation had, in which poles may be on
   /// either side of the axis.
   double either_side = 0.0;

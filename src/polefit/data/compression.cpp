@@ -2,10 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdint>
-#include <utility>
 
-#include "numerics/block_products.hpp"
+#include "numerics/gram_matrix.hpp"
 #include "numerics/pivoted_cholesky.hpp"
 
 namespace polefit {
@@ -16,30 +14,6 @@ using numerics::PivotedCholesky;
 
 /// Products of responses lose what is smaller than the root of rounding.
 constexpr double least_tail = 1e-7;
-
-/// a^T a of a matrix whose rows come block by block: fill(first, count, block) writes rows first ... of it to
-/// a block of zeros.
-template <class Fill>
-Matrix gram_matrix(std::size_t rows, std::size_t columns, const Fill& fill) {
-  const std::size_t padded =
-      (columns + numerics::column_step - 1) / numerics::column_step * numerics::column_step;
-  const auto height = static_cast<std::size_t>(numerics::rows_per_block(static_cast<std::int64_t>(columns)));
-  Matrix gram(padded, padded);
-  Matrix block(height, columns);
-  std::vector<double> packed(height * padded);
-  for (std::size_t first = 0; first < rows; first += height) {
-    std::fill(block.elements.begin(), block.elements.end(), 0.0);
-    fill(first, std::min(height, rows - first), block);
-    numerics::add_gram_matrix(numerics::part_of(std::as_const(block), 0, 0, height, columns),
-                              numerics::part_of(gram, 0, 0, padded, padded), packed.data(),
-                              numerics::widest_vector_unit());
-  }
-  Matrix result(columns, columns);
-  for (std::size_t j = 0; j < columns; ++j) {
-    std::copy(gram.column(j) + j, gram.column(j) + columns, result.column(j) + j);
-  }
-  return result;
-}
 
 Complex scaled(const Problem& problem, std::size_t r, std::size_t k) {
   return problem.response_scale[r] * problem.value(r, k);
@@ -62,30 +36,30 @@ Combinations responses_themselves(const Problem& problem) {
 
 /// Products of responses with each other, weighted.
 Matrix products_of_responses(const Problem& problem) {
-  return gram_matrix(2 * problem.samples, problem.responses,
-                     [&](std::size_t first, std::size_t count, Matrix& block) {
-                       for (std::size_t r = 0; r < problem.responses; ++r) {
-                         for (std::size_t i = 0; i < count; ++i) {
-                           const std::size_t k = (first + i) / 2;
-                           const Complex value = problem.weight[k] * scaled(problem, r, k);
-                           block(i, r) = (first + i) % 2 == 0 ? value.real() : value.imag();
-                         }
-                       }
-                     });
+  return numerics::gram_matrix(2 * problem.samples, problem.responses,
+                               [&](std::size_t first, std::size_t count, Matrix& block) {
+                                 for (std::size_t r = 0; r < problem.responses; ++r) {
+                                   for (std::size_t i = 0; i < count; ++i) {
+                                     const std::size_t k = (first + i) / 2;
+                                     const Complex value = problem.weight[k] * scaled(problem, r, k);
+                                     block(i, r) = (first + i) % 2 == 0 ? value.real() : value.imag();
+                                   }
+                                 }
+                               });
 }
 
 /// Products of samples with each other, weighted: real parts and imaginary parts in turn.
 Matrix products_of_samples(const Problem& problem) {
-  return gram_matrix(problem.responses, 2 * problem.samples,
-                     [&](std::size_t first, std::size_t count, Matrix& block) {
-                       for (std::size_t k = 0; k < problem.samples; ++k) {
-                         for (std::size_t i = 0; i < count; ++i) {
-                           const Complex value = problem.weight[k] * scaled(problem, first + i, k);
-                           block(i, 2 * k) = value.real();
-                           block(i, 2 * k + 1) = value.imag();
-                         }
-                       }
-                     });
+  return numerics::gram_matrix(problem.responses, 2 * problem.samples,
+                               [&](std::size_t first, std::size_t count, Matrix& block) {
+                                 for (std::size_t k = 0; k < problem.samples; ++k) {
+                                   for (std::size_t i = 0; i < count; ++i) {
+                                     const Complex value = problem.weight[k] * scaled(problem, first + i, k);
+                                     block(i, 2 * k) = value.real();
+                                     block(i, 2 * k + 1) = value.imag();
+                                   }
+                                 }
+                               });
 }
 
 /// L^T L, its lower triangle.

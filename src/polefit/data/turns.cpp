@@ -26,7 +26,7 @@ Turns turns_of(const Problem& problem, const std::vector<std::size_t>& order,
     }
     const double turns = std::abs(phase) / numerics::two_pi;
     if (turns > result.most) {
-      result = {turns, 360.0 * turns / static_cast<double>(order.size() - 1)};
+      result = {turns, std::copysign(360.0 * turns / static_cast<double>(order.size() - 1), -phase)};
     }
   }
   return result;

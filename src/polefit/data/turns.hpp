@@ -9,8 +9,10 @@
 namespace polefit {
 
 struct Turns {
-  double most = 0.0;  ///< turns of a response over the band, without their sign
-  /// The phase, in degrees, that this response turns from sample to sample in the mean.
+  double most = 0.0;  ///< of a response over the band, without their sign
+  /// The phase, in degrees, that this response turns from sample to sample in the mean: above 0 where it
+  /// falls, as that of a delay does; below 0 where it runs forward, as that of data that are advanced or
+  /// sampled too coarsely.
   double degrees_a_sample = 0.0;
 };
 

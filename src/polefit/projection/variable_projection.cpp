@@ -5,7 +5,7 @@
 #include <optional>
 #include <utility>
 
-#include "numerics/block_products.hpp"
+#include "numerics/gram_matrix.hpp"
 #include "numerics/inverse_factor.hpp"
 #include "numerics/tile_products.hpp"
 
@@ -81,6 +81,16 @@ Matrix product_below(const Matrix& a, const Matrix& b, std::size_t first) {
   return product;
 }
 
+/// a^T a of the rows from `first` on, its lower triangle.
+Matrix gram_below(const Matrix& a, std::size_t first) {
+  return numerics::gram_matrix(a.rows - first, a.columns,
+                               [&](std::size_t row, std::size_t count, Matrix& block) {
+                                 for (std::size_t j = 0; j < a.columns; ++j) {
+                                   std::copy_n(a.column(j) + first + row, count, block.column(j));
+                                 }
+                               });
+}
+
 /// How an unknown moves the model: part of the derivative column `i` of the poles it has, times the rows of
 /// the coefficients.
 struct Direction {
@@ -113,7 +123,7 @@ void add_slope(const Projection& projection, const ProjectedGroup& group,
   const std::size_t terms = group.factorisation.r.columns;
   Matrix psi = derivatives(problem, projection.poles(), group.first, group.rest.rows);
   apply_transposed(group.factorisation, psi);
-  const Matrix gram = product_below(psi, psi, terms);
+  const Matrix gram = gram_below(psi, terms);
   const Matrix right = product_below(psi, group.rest, terms);
   // Coefficients of the columns as they are, and their products with each other.
   Matrix x(n, group.count);
@@ -145,7 +155,8 @@ void add_slope(const Projection& projection, const ProjectedGroup& group,
       double sum = 0.0;
       for (int a = 0; a < first.parts; ++a) {
         for (int b = 0; b < second.parts; ++b) {
-          sum += first.factor[a] * second.factor[b] * gram(first.column[a], second.column[b]) *
+          const auto [low, high] = std::minmax(first.column[a], second.column[b]);
+          sum += first.factor[a] * second.factor[b] * gram(high, low) *
                  xx(first.coefficient[a], second.coefficient[b]);
         }
       }

@@ -40,12 +40,18 @@ constexpr double tail_of_goal = 0.2;
 constexpr double tail_of_error = 0.03;
 /// Poles that turn slowly enough for a limit on the order to reach them, in turns for each pole.
 constexpr double reachable_turns = 0.42;
-/// Mean phase between samples, in degrees, above which nothing says which way it turns.
+/// Mean phase between samples, in degrees, above which nothing says which way it turns ...
 constexpr double coarse = 60.0;
+/// ... and turns from which on a phase that runs forward is no matter of a few resonances.
+constexpr double forward = 1.0;
 constexpr int reduction_trials = 5;
+/// A reduction goes on while it can spare this part of the poles.
+constexpr double worth_sparing = 0.03;
 constexpr int reduction_steps = 4;
 constexpr double worth_polishing = 3.0;
 constexpr double first_trial = 10.0;
+constexpr int most_settling = 4;
+constexpr double settling_gain = 0.5;
 constexpr int last_steps = 4;
 constexpr double cheap_step = 3e8;
 
@@ -360,7 +366,7 @@ class Ladder {
           between.push_back(&fewer);
         }
       }
-      if (between.empty()) {
+      if (between.empty() || static_cast<double>(high - low) <= worth_sparing * static_cast<double>(high)) {
         return;
       }
       const FewerPoles* tried = between[between.size() / 2];
@@ -407,6 +413,9 @@ class Ladder {
         (cheap || end_ == SearchEnd::target_met)) {
       refinement_->polish(candidate, last_steps, enough());
     }
+    if (end_ == SearchEnd::target_met) {
+      settle(candidate);
+    }
     relocations_ += refinement_->relocations();
     orthogonal_ += refinement_->orthogonal_relocations();
     const double dropped = reduced_->dropped();
@@ -416,13 +425,28 @@ class Ladder {
     result.orthogonal_relocations = orthogonal_;
     result.steps = std::move(steps_);
     result.end = end_;
-    if (end_ != SearchEnd::target_met && end_ != SearchEnd::noise && end_ != SearchEnd::cancelled &&
-        result.residual < not_causal * candidate.error()) {
-      result.end = SearchEnd::not_causal;
+    if (end_ == SearchEnd::no_gain || end_ == SearchEnd::most_poles) {
+      result.end = reason(result.residual, candidate.error());
     }
-    if (end_ != SearchEnd::target_met && end_ != SearchEnd::cancelled &&
-        facts_.turns.degrees_a_sample > coarse) {
-      result.end = SearchEnd::too_coarse;
+  }
+
+  /// Why the goal was not met, other than for noise.
+  SearchEnd reason(double residual, double error) const {
+    if (std::abs(facts_.turns.degrees_a_sample) > coarse) {
+      return SearchEnd::too_coarse;
+    }
+    const bool runs_forward = facts_.turns.degrees_a_sample < 0.0 && facts_.turns.most > forward;
+    return runs_forward || residual < not_causal * error ? SearchEnd::not_causal : end_;
+  }
+
+  /// Relocations on all samples, as long as they find much more: data that are exact.
+  void settle(Candidate& candidate) {
+    for (int i = 0; i < most_settling; ++i) {
+      const double before = candidate.error();
+      refinement_->relocate_once(candidate);
+      if (!(candidate.error() < settling_gain * before)) {
+        return;
+      }
     }
   }
 

@@ -19,8 +19,8 @@ namespace {
 
 constexpr std::size_t usual_limit = 100;
 constexpr std::size_t largest_limit = 400;
-/// Poles that a turn of the data takes, with something to spare.
-constexpr double poles_a_turn = 2.2;
+/// Poles that a turn of the data takes: two follow the delay, the others the reflections behind it.
+constexpr double poles_a_turn = 4.5;
 /// The error may be so many times the noise that was told from the data.
 constexpr double above_noise = 1.1;
 /// Coefficients are bounded by the error over this part of the goal, or over the rounding of a factorisation.
