@@ -29,6 +29,7 @@ struct Origin {
   double highest = 0.0;               ///< likewise
   std::size_t samples = 0;            ///< of each response
   std::vector<ResponseError> errors;  ///< one a response
+  std::string finding;                ///< why a search for the order ended, in one line; empty without one
 };
 
 /// Poles that all responses share, and what each response makes of them.
@@ -67,6 +68,18 @@ POLEFIT_EXPORT std::vector<std::complex<double>> evaluate(const Model& model,
 /// One element a response. Weights are not used. Throws Error (bad_shape) as check_shape, and when model and
 /// data have not as many responses.
 POLEFIT_EXPORT std::vector<ResponseError> errors(const Model& model, const NetworkData& data);
+
+/// Where a model is largest.
+struct Gain {
+  double largest = 0.0;      ///< modulus of a response
+  double frequency = 0.0;    ///< in hertz, where it is; infinity where it is the constant's
+  std::size_t response = 0;  ///< which one, counted from 0
+};
+
+/// The largest modulus of any response at any frequency, looked for at 0, about every resonance, between
+/// neighbouring resonances, over three decades beyond them and at infinity, where terms proportional to s are
+/// left out. Not a number where a value is none. Throws Error as check_shape.
+POLEFIT_EXPORT Gain largest_gain(const Model& model);
 
 /// A real state space x' = A x + B u, y = C x + D u + E u', all matrices column-major and without gaps.
 struct StateSpace {

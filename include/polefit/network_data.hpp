@@ -60,7 +60,7 @@ struct NetworkData {
 
 /// Nothing for data that can be fitted. Throws Error otherwise: no_samples; bad_shape for sizes that do not
 /// fit together; bad_frequency, bad_weight and bad_sample for values that data cannot have; zero_data when
-/// the weighted samples are all 0 or overflow.
+/// weights hide all that is not 0, or the weighted samples overflow. Data of zeros can be fitted: by zero.
 POLEFIT_EXPORT void check(const NetworkData& data);
 
 }  // namespace polefit

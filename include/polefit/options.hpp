@@ -46,6 +46,9 @@ struct Options {
   int iterations = 30;                      ///< relocations at most
   /// The poles have settled when max over new poles a of min over old poles b of |a - b| / |a| is below this.
   double pole_tolerance = 1e-8;
+  /// Moves the poles of a fit downhill when relocations have ended, as long as that makes the error smaller:
+  /// relocation does not minimise the error of data that no stable poles follow.
+  bool polish = true;
   int threads = 1;  ///< the results do not depend on it
   /// The model takes the value of every response there exactly; at 0 Hz its real part, and with a single
   /// unknown a response one part only.

@@ -58,6 +58,8 @@ struct Findings {
   /// The relative error that the linearised equations of the best relocation had, in which poles may be on
   /// either side of the axis.
   double either_side = 0.0;
+  /// Seconds by which the data are advanced, where delaying them by so much lets stable poles follow; else 0.
+  double advance = 0.0;
 };
 
 /// What was found.
@@ -68,6 +70,10 @@ struct Search {
   Findings findings;                      ///< about the data
   std::vector<Step> steps;                ///< orders in the order in which they were tried
 };
+
+/// Whether a search did what was asked: the target is met, or as far as the noise allows, or an end that is
+/// the data's (noise, not_causal, no_gain) left a relative error of at most 1e-2, which is common practice.
+POLEFIT_EXPORT bool succeeded(const Search& search);
 
 /// Tries orders 4, 8, 16, ... until the target is met or an end is recognised, then takes as few poles as
 /// keep the error. Always ends. `options` says everything but the starting poles and their numbers; the limit

@@ -35,6 +35,16 @@ void check_finite(const Model& model) {
   }
 }
 
+Fit fit_of_zeros(const NetworkData& data) {
+  Fit fit;
+  fit.model.constants.resize(data.responses.responses);
+  fit.model.proportionals.resize(data.responses.responses);
+  fit.model.names.assign(data.names.begin(), data.names.end());
+  fit.report.reason = StopReason::poles_settled;
+  add_errors(data, fit);
+  return fit;
+}
+
 void add_errors(const NetworkData& data, Fit& fit) {
   Report& report = fit.report;
   report.errors = errors(fit.model, data);
@@ -43,7 +53,14 @@ void add_errors(const NetworkData& data, Fit& fit) {
   report.worst_relative_error = overall.worst;
   report.largest_error = overall.largest;
   const auto [lowest, highest] = std::minmax_element(data.frequencies.begin(), data.frequencies.end());
-  fit.model.origin = {*lowest, *highest, data.frequencies.size(), report.errors};
+  double largest = 0.0;
+  for (std::size_t r = 0; r < data.responses.responses; ++r) {
+    for (std::size_t k = 0; k < data.responses.samples; ++k) {
+      largest = std::max(largest, std::abs(data.responses(r, k)));
+    }
+  }
+  report.gain = largest > 0.0 ? largest_gain(fit.model).largest / largest : 0.0;
+  fit.model.origin = {*lowest, *highest, data.frequencies.size(), report.errors, report.finding};
   if (origin_fault(*fit.model.origin)) {  // an error overflowed; the model can be saved all the same
     fit.model.origin.reset();
   }

@@ -12,6 +12,9 @@ Model expanded(const Problem& problem, Model model);
 /// Throws Error (numerical_breakdown) for a model with a number that is not finite.
 void check_finite(const Model& model);
 
+/// The model of data of zeros: no poles, and constants of 0.
+Fit fit_of_zeros(const NetworkData& data);
+
 /// The errors of the model, in the report and as its origin.
 void add_errors(const NetworkData& data, Fit& fit);
 

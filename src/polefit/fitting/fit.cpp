@@ -3,15 +3,19 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <numeric>
 #include <optional>
 #include <utility>
 
+#include "polefit/data/reduced_problem.hpp"
 #include "polefit/fitting/finish.hpp"
 #include "polefit/fitting/option_checks.hpp"
+#include "polefit/fitting/refinement.hpp"
 #include "polefit/fitting/residues.hpp"
 #include "polefit/fitting/starting_poles.hpp"
 #include "polefit/fitting/stop_rule.hpp"
 #include "polefit/problem/problem.hpp"
+#include "polefit/projection/elimination.hpp"
 #include "polefit/relocation/relocation.hpp"
 #include "polefit/relocation/zeros.hpp"
 
@@ -38,6 +42,19 @@ constexpr double safe_loss = 1e3;
 constexpr double visible_error = 1e-9;
 /// So many in a row: the first ones often lead to poles with which the equations are well-conditioned.
 constexpr int most_hidden = 2;
+
+/// Steps of variable projection on a finished fit, which together have to take this part off the error.
+constexpr int most_polishing_steps = 10;
+constexpr double least_polish = 0.01;
+/// Errors below this are not polished: relocation reaches what is exact.
+constexpr double visible_to_polish = 1e-10;
+/// A residual of the last relocation below this part of the model's error says that zeros of sigma were
+/// mirrored: another way to as many poles is then worth a trial.
+constexpr double mirrored = 0.6;
+constexpr double dropped_of_error = 0.1;
+/// Coefficients are bounded by the error over this part of it.
+constexpr double delta_of_error = 1e-6;
+constexpr double least_delta = 1e-14;
 
 /// The largest distance of a new pole from its nearest old one, relative to its size.
 double largest_move(const Poles& before, const Poles& after) {
@@ -140,8 +157,8 @@ double weighted_error(const Problem& problem, const NetworkData& data, const Mod
 
 /// Relocations by orthogonal factorisation with the residues of each, as long as there is reason to; keeps
 /// the best model. `hidden` tells whether the last relocation hides digits.
-void polish(const Problem& problem, const NetworkData& data, const Options& options, Poles poles, bool hidden,
-            Fit& fit) {
+void relocate_orthogonally(const Problem& problem, const NetworkData& data, const Options& options,
+                           Poles poles, bool hidden, Fit& fit) {
   Report& report = fit.report;
   if (report.reason == StopReason::cancelled || poles.empty()) {
     return;
@@ -171,10 +188,97 @@ void polish(const Problem& problem, const NetworkData& data, const Options& opti
   }
 }
 
+/// As many poles as these, from more that were relocated and polished and then thinned out; nothing when
+/// there are not enough samples, or when pairs and real poles do not come to the same number.
+std::optional<Candidate> from_more_poles(Refinement& refinement, const Options& options, std::size_t order) {
+  Options more;
+  more.constant = options.constant;
+  more.proportional = options.proportional;
+  const std::size_t wanted = order + std::max<std::size_t>(4, order / 2);
+  more.real_poles = wanted % 2;
+  more.complex_pairs = wanted / 2;
+  more.placement = options.placement;
+  if (wanted > refinement.problem().samples / 2) {
+    return std::nullopt;
+  }
+  const Candidate all = refinement.from_start(starting_poles(refinement.problem(), more), 0.0);
+  for (FewerPoles& fewer : eliminate_poles(all.projection)) {
+    if (fewer.poles.size() == order) {
+      return refinement.candidate_of(std::move(fewer.poles));
+    }
+  }
+  return std::nullopt;
+}
+
+/// The poles of a model, in units of the problem, moved by variable projection on a problem reduced to what
+/// counts; nothing when that does not make the error smaller by a part that shows.
+///
+/// residual   of the last relocation
+std::optional<Poles> polished(const Problem& problem, const Options& options, const Poles& poles,
+                              double error, double residual, int& steps) {
+  std::vector<std::size_t> by_frequency(problem.samples);
+  std::iota(by_frequency.begin(), by_frequency.end(), std::size_t{0});
+  std::stable_sort(by_frequency.begin(), by_frequency.end(),
+                   [&](std::size_t i, std::size_t k) { return problem.omega[i] < problem.omega[k]; });
+  const double tail = dropped_of_error * error;
+  const Combinations data = combine_responses(problem, tail);
+  const ReducedProblem reduced(problem, data, select_samples(problem, data, by_frequency, {}, 0), tail);
+  Goal goal;
+  goal.error = error;
+  goal.delta = std::clamp(delta_of_error * error, least_delta, delta_of_error);
+  goal.orthogonal = options.orthogonal;
+  goal.threads = options.threads;
+  Refinement refinement(reduced.problem(), goal);
+  Candidate best = refinement.candidate_of(poles);
+  const double start = best.error();
+  refinement.polish(best, most_polishing_steps, 0.0);
+  if (residual < mirrored * error) {
+    std::optional<Candidate> other = from_more_poles(refinement, options, poles.size());
+    if (other) {
+      refinement.polish(*other, most_polishing_steps, 0.0);
+      if (other->error() < best.error()) {
+        best = *std::move(other);
+      }
+    }
+  }
+  steps = refinement.steps();
+  return best.error() < (1.0 - least_polish) * start ? std::optional(best.projection.poles()) : std::nullopt;
+}
+
+/// Replaces the model by one whose poles have moved downhill, if it is better.
+void polish(const Problem& problem, const NetworkData& data, const Options& options, Fit& fit) {
+  Poles poles = fit.model.poles;
+  for (Complex& pole : poles) {
+    pole /= problem.scale;
+  }
+  if (!options.polish || !options.stable || options.iterations == 0 || poles.empty() ||
+      fit.report.reason == StopReason::cancelled) {
+    return;
+  }
+  const double error = weighted_error(problem, data, fit.model);
+  if (!(error > visible_to_polish)) {
+    return;
+  }
+  int steps = 0;
+  const std::optional<Poles> better = polished(problem, options, poles, error, fit.report.residual, steps);
+  if (!better) {
+    return;
+  }
+  Model model = identify_residues(problem, *better, options.exact_sample, options.threads);
+  if (weighted_error(problem, data, model) < error) {
+    fit.model = std::move(model);
+    fit.report.polishing_steps = steps;
+  }
+}
+
 }  // namespace
 
 Fit fit(const NetworkData& data, const Options& options) {
   check_options(options);
+  if (is_zero(data)) {
+    check_sizes(data.frequencies.size(), data.responses.responses, 0, options);
+    return fit_of_zeros(data);
+  }
   const Problem problem = make_problem(data, options);
   // Before there are any poles, clamped so that nothing overflows.
   const std::size_t most = 2 * problem.samples + 1;
@@ -186,7 +290,8 @@ Fit fit(const NetworkData& data, const Options& options) {
   Fit result;
   const bool hidden = relocate(problem, options, poles, result.report);
   result.model = identify_residues(problem, poles, options.exact_sample, options.threads);
-  polish(problem, data, options, poles, hidden, result);
+  relocate_orthogonally(problem, data, options, poles, hidden, result);
+  polish(problem, data, options, result);
   check_finite(result.model);
   result.model = expanded(problem, std::move(result.model));
   result.model.names.assign(data.names.begin(), data.names.end());

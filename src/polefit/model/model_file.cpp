@@ -231,10 +231,12 @@ NetworkMatrix network_without_elements(const Item& text) {
 }
 
 Origin origin_without_errors(const Item& text) {
+  const auto finding = text.find("finding");
   return {.lowest = text.member("lowest").number(),
           .highest = text.member("highest").number(),
           .samples = text.member("samples").count(),
-          .errors = {}};
+          .errors = {},
+          .finding = finding ? finding->string() : std::string()};
 }
 
 /// Refuses what a response has of something that the text has not.
@@ -322,8 +324,10 @@ std::string network_json(const NetworkMatrix& network) {
 }
 
 std::string origin_json(const Origin& origin) {
-  const ordered_json object = {
-      {"lowest", origin.lowest}, {"highest", origin.highest}, {"samples", origin.samples}};
+  ordered_json object = {{"lowest", origin.lowest}, {"highest", origin.highest}, {"samples", origin.samples}};
+  if (!origin.finding.empty()) {
+    object["finding"] = origin.finding;
+  }
   return object.dump();
 }
 

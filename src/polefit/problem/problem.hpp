@@ -51,7 +51,11 @@ enum class ResponseScale {
   inverse_norm,          ///< as in the root mean square of relative errors
 };
 
-/// Throws Error as check does for the data.
+/// Whether all values are 0, so that there is a model, but no problem. Throws Error as check does for shapes
+/// and values.
+bool is_zero(const NetworkData& data);
+
+/// Throws Error as check does for the data, and (zero_data) for data of zeros.
 Problem make_problem(const NetworkData& data, const Options& options,
                      ResponseScale scale = ResponseScale::inverse_root_of_norm);
 

@@ -10,8 +10,8 @@
 
 #include "polefit/data/noise_floor.hpp"
 #include "polefit/data/reduced_problem.hpp"
+#include "polefit/fitting/refinement.hpp"
 #include "polefit/projection/elimination.hpp"
-#include "polefit/search/refinement.hpp"
 #include "polefit/search/starts.hpp"
 
 namespace polefit {

@@ -5,10 +5,10 @@
 #include <vector>
 
 #include "polefit/data/turns.hpp"
+#include "polefit/fitting/goal.hpp"
 #include "polefit/order_search.hpp"
 #include "polefit/problem/pole_basis.hpp"
 #include "polefit/problem/problem.hpp"
-#include "polefit/search/goal.hpp"
 
 namespace polefit {
 

@@ -13,6 +13,7 @@
 #include "polefit/model/overall_error.hpp"
 #include "polefit/problem/problem.hpp"
 #include "polefit/search/ladder.hpp"
+#include "polefit/search/sentence.hpp"
 
 namespace polefit {
 namespace {
@@ -133,11 +134,15 @@ class Searcher {
     fit.report.gram_relocations = found.relocations - found.orthogonal_relocations;
     fit.report.last_path = options_.orthogonal ? Path::orthogonal : Path::gram;
     fit.report.residual = found.residual;
-    fit.report.reason = StopReason::residual_settled;
+    fit.report.reason = StopReason::searched;
     add_errors(data_, fit);
     search.error = measured(fit.report, target_.measure);
     search.findings = findings(found);
     search.end = end_of(found.end, fit.report, search);
+    fit.report.finding = sentence(search, target_, limit_);
+    if (fit.model.origin) {
+      fit.model.origin->finding = fit.report.finding;
+    }
     return search;
   }
 
@@ -199,7 +204,24 @@ class Searcher {
   bool met_otherwise_ = false;
 };
 
+/// An error at which a model that cannot be better is still a good one: -40 dB.
+constexpr double common_practice = 1e-2;
+
 }  // namespace
+
+bool succeeded(const Search& search) {
+  switch (search.end) {
+    case SearchEnd::target_met:
+    case SearchEnd::met_to_noise:
+      return true;
+    case SearchEnd::noise:
+    case SearchEnd::not_causal:
+    case SearchEnd::no_gain:
+      return search.fit.report.relative_error <= common_practice;
+    default:
+      return false;
+  }
+}
 
 Search fit_to_error(const NetworkData& data, const Target& target, const Options& options) {
   if (!(target.error > 0.0)) {
@@ -208,6 +230,14 @@ Search fit_to_error(const NetworkData& data, const Target& target, const Options
   }
   check_options(options);
   check_sizes(data.frequencies.size(), data.responses.responses, 0, options);
+  if (is_zero(data)) {
+    Search search;
+    search.fit = fit_of_zeros(data);
+    search.findings.noise.resize(data.responses.responses);
+    search.fit.report.finding = sentence(search, target, 0);
+    search.fit.model.origin->finding = search.fit.report.finding;
+    return search;
+  }
   return Searcher(data, target, options).run();
 }
 

@@ -28,6 +28,8 @@ std::string stop_text(polefit::StopReason reason) {
       return "poles settled";
     case polefit::StopReason::residual_settled:
       return "residual settled";
+    case polefit::StopReason::searched:
+      return "as the search wanted";
     case polefit::StopReason::iteration_limit:
       return "limit on iterations reached";
     default:

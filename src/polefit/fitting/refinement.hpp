@@ -5,9 +5,9 @@
 #include <memory>
 #include <optional>
 
+#include "polefit/fitting/goal.hpp"
 #include "polefit/projection/projection.hpp"
 #include "polefit/relocation/relocation.hpp"
-#include "polefit/search/goal.hpp"
 
 namespace polefit {
 

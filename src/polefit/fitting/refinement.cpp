@@ -1,4 +1,4 @@
-#include "polefit/search/refinement.hpp"
+#include "polefit/fitting/refinement.hpp"
 
 #include <algorithm>
 #include <cmath>

@@ -1,0 +1,16 @@
+/// What a search found, in words.
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+#include "polefit/order_search.hpp"
+
+namespace polefit {
+
+/// One line: whether the target was met, and if not, what is in the way.
+///
+/// limit   on the order
+std::string sentence(const Search& search, const Target& target, std::size_t limit);
+
+}  // namespace polefit
