@@ -29,7 +29,7 @@ struct Origin {
   double highest = 0.0;               ///< likewise
   std::size_t samples = 0;            ///< of each response
   std::vector<ResponseError> errors;  ///< one a response
-  std::string finding;                ///< why a search for the order ended, in one line; empty without one
+  std::string finding = {};           ///< why a search for the order ended, in one line; empty without one
 };
 
 /// Poles that all responses share, and what each response makes of them.

@@ -22,13 +22,15 @@ enum class Path {
   orthogonal,  ///< orthogonal factorisation
 };
 
-/// What is told after a relocation.
+/// What is told after a relocation, and in a search for the order after a step of polishing too.
 struct Progress {
   int iteration = 0;         ///< from 1
   std::size_t order = 0;     ///< number of poles
   double residual = 0.0;     ///< of the relocation, relative to the weighted data
   double pole_change = 0.0;  ///< largest relative move of a pole, as in Options::pole_tolerance
   Path path = Path::gram;    ///< how it was solved
+  bool polishing = false;    ///< whether the poles were not relocated but moved downhill
+  double error = 0.0;        ///< in a search: of the model with these poles, relative to the weighted data
 };
 
 /// The choices of a fit.

@@ -23,7 +23,7 @@ struct Target {
   Measure measure = Measure::relative_rms;  ///< of the error
   /// The limit on the order. Without one it is 100, and for data that turn more often than that many poles
   /// can follow up to 400; in any case not more than half the number of samples.
-  std::optional<std::size_t> most_poles;
+  std::optional<std::size_t> most_poles = std::nullopt;
 };
 
 /// Why a search ended. e is Search::error; the others are in Findings.

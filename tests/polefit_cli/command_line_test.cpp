@@ -110,13 +110,11 @@ TEST(CommandLine, every_option_of_a_fit_arrives) {
 }
 
 TEST(CommandLine, every_option_of_a_search_arrives) {
-  const auto fit =
-      command<FitCommand>({"fit", "a.s2p", "--error", "1e-5", "--measure", "worst", "--max-poles", "12",
-                           "--no-hold-out", "--weights-file", "w.txt", "--constant"});
+  const auto fit = command<FitCommand>({"fit", "a.s2p", "--error", "1e-5", "--measure", "worst",
+                                        "--max-poles", "12", "--weights-file", "w.txt", "--constant"});
   EXPECT_EQ(fit.target.error, 1e-5);
   EXPECT_EQ(fit.target.measure, polefit::Measure::worst_response);
   EXPECT_EQ(fit.target.most_poles, 12U);
-  EXPECT_FALSE(fit.target.hold_out);
   EXPECT_EQ(fit.weights_file, "w.txt");
 }
 
@@ -164,7 +162,7 @@ TEST(CommandLine, what_does_not_fit_together_is_refused_in_one_line) {
   complaint({"frobnicate"});
   complaint({"fit", "a.s2p", "--poles", "many"});
   complaint({"fit", "a.s2p", "--poles", "-3"});
-  complaint({"fit", "a.s2p", "--spacing", "cubic"});
+  complaint({"fit", "a.s2p", "--poles", "2", "--spacing", "cubic"});
   complaint({"fit", "a.s2p", "--error", "0"});
   complaint({"fit", "a.s2p", "--threads", "0"});
   complaint({"fit", "a.s2p", "b.s2p"});
@@ -191,8 +189,6 @@ TEST(CommandLine, an_option_without_effect_is_refused_with_its_reason) {
       {{"fit", "a.s2p", "--poles", "4", "--error", "1"}, "--error has no effect with --poles: "},
       {{"fit", "a.s2p", "--poles", "4", "--max-poles", "3"}, "--max-poles has no effect with --poles: "},
       {{"fit", "a.s2p", "--poles", "4", "--measure", "worst"}, "--measure has no effect with --poles: "},
-      {{"fit", "a.s2p", "--poles", "4", "--hold-out"}, "--hold-out has no effect with --poles: "},
-      {{"fit", "a.s2p", "--no-hold-out", "--poles", "4"}, "--no-hold-out has no effect with --poles: "},
       {{"fit", "a.s2p", "--real", "2"}, "--real has no effect without --poles: "},
       {{"fit", "a.s2p", "--weights", "root", "--weights-file", "w"},
        "--weights has no effect with --weights-file"},
@@ -225,7 +221,8 @@ TEST(CommandLine, an_option_without_effect_is_refused_with_its_reason) {
 TEST(CommandLine, numbers_of_all_forms_are_decimal) {
   EXPECT_EQ(command<FitCommand>({"fit", "a.s2p", "--poles", "010"}).poles, 10U);
   EXPECT_EQ(command<FitCommand>({"fit", "a.s2p", "--poles", "1e1"}).poles, 10U);
-  EXPECT_EQ(command<FitCommand>({"fit", "a.s2p", "--iterations", "4.0"}).options.iterations, 4);
+  EXPECT_EQ(command<FitCommand>({"fit", "a.s2p", "--poles", "2", "--iterations", "4.0"}).options.iterations,
+            4);
   EXPECT_EQ(command<FitCommand>({"fit", "a.s2p", "--error", "1d-3"}).target.error, 1e-3);
   EXPECT_EQ(command<FitCommand>({"fit", "a.s2p", "--reference", "5e1"}).declaration.reference, 50.0);
   EXPECT_NE(complaint({"fit", "a.s2p", "--poles", "4.5"}).find("found \"4.5\", expected a whole number"),
@@ -236,7 +233,7 @@ TEST(CommandLine, numbers_of_all_forms_are_decimal) {
 TEST(CommandLine, what_was_found_and_what_was_expected_is_told) {
   EXPECT_EQ(complaint({"frobnicate"}),
             "found \"frobnicate\", expected fit, plot, export, eval or info; see polefit --help");
-  EXPECT_EQ(complaint({"fit", "a.s2p", "--spacing", "cubic"}),
+  EXPECT_EQ(complaint({"fit", "a.s2p", "--poles", "2", "--spacing", "cubic"}),
             "--spacing: found \"cubic\", expected linear|log|peaks; see polefit fit --help");
   EXPECT_EQ(complaint({"fit", "a.s2p", "-o", ""}),
             "--output: found nothing, expected a text; see polefit fit --help");
@@ -295,7 +292,7 @@ TEST(CommandLine, as_many_responses_are_named_as_can_be_drawn) {
 }
 
 TEST(CommandLine, a_choice_may_be_in_either_case) {
-  EXPECT_EQ(command<FitCommand>({"fit", "a.csv", "--spacing", "LOG"}).options.placement,
+  EXPECT_EQ(command<FitCommand>({"fit", "a.csv", "--poles", "2", "--spacing", "LOG"}).options.placement,
             polefit::Placement::logarithmic);
   EXPECT_EQ(command<FitCommand>({"fit", "a.csv", "--parameter", "z"}).declaration.parameter, 'Z');
 }

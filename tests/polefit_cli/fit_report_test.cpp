@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <string>
 
 #include "polefit_cli/commands/progress_bar.hpp"
@@ -71,7 +72,7 @@ polefit::Network network_of(std::size_t responses) {
 }
 
 TEST(FitReport, tells_order_path_and_errors_of_the_worst_responses_first) {
-  const std::string text = fit_report(network_of(9), outcome_of(9), 1e-3);
+  const std::string text = fit_report(network_of(9), outcome_of(9));
   EXPECT_NE(text.find("9 responses, 2 samples from 1 GHz to 2 GHz"), std::string::npos) << text;
   EXPECT_NE(text.find("3 poles (1 conjugate pair, 1 real)"), std::string::npos) << text;
   EXPECT_NE(text.find("4, poles settled"), std::string::npos) << text;
@@ -82,21 +83,59 @@ TEST(FitReport, tells_order_path_and_errors_of_the_worst_responses_first) {
   EXPECT_NE(text.find("all                0.02   0.1             0.3"), std::string::npos) << text;
 }
 
-TEST(FitReport, a_fit_has_converged_when_poles_or_residual_settled_and_a_search_when_the_target_is_met) {
+TEST(FitReport, a_fit_has_converged_when_poles_or_residual_settled_and_a_search_when_it_succeeded) {
   FitOutcome outcome = outcome_of(1);
   EXPECT_TRUE(converged(outcome));
   outcome.fit.report.reason = polefit::StopReason::iteration_limit;
   EXPECT_FALSE(converged(outcome));
-  outcome.search_end = polefit::SearchEnd::target_met;
+  outcome.search_succeeded = true;
   EXPECT_TRUE(converged(outcome));
-  for (const auto end : {polefit::SearchEnd::no_gain, polefit::SearchEnd::noise,
-                         polefit::SearchEnd::most_poles, polefit::SearchEnd::cancelled}) {
-    outcome.search_end = end;
-    EXPECT_FALSE(converged(outcome));
-    EXPECT_NE(fit_report(network_of(1), outcome, 1e-3)
-                  .find(end == polefit::SearchEnd::cancelled ? "cancelled" : "not met"),
-              std::string::npos);
-  }
+  outcome.search_succeeded = false;
+  EXPECT_FALSE(converged(outcome));
+}
+
+TEST(FitReport, says_what_a_search_found_and_the_noise_of_responses_where_it_was_told) {
+  FitOutcome outcome = outcome_of(2);
+  outcome.search_succeeded = true;
+  outcome.orders_tried = 3;
+  outcome.fit.report.finding = "target of 0.001 met";
+  outcome.noise = {0.0, 0.0};
+  EXPECT_NE(fit_report(network_of(2), outcome).find("3 orders tried; target of 0.001 met"),
+            std::string::npos);
+  EXPECT_EQ(fit_report(network_of(2), outcome).find("noise of the data"), std::string::npos);
+  outcome.noise = {0.0, 0.04};
+  const std::string text = fit_report(network_of(2), outcome);
+  EXPECT_NE(text.find("noise of the data\n"), std::string::npos) << text;
+  EXPECT_NE(text.find("0.028\n"), std::string::npos) << text;  // 0.04 over the root of two
+  EXPECT_LT(text.find("0.04\n"), text.find("-\n")) << text;    // R1, which is worse, then R0
+}
+
+TEST(FitReport, a_model_of_s_parameters_is_harmful_when_it_neither_fits_nor_stays_below_twice_the_data) {
+  polefit::Network network = network_of(1);
+  FitOutcome outcome = outcome_of(1);
+  outcome.fit.report.relative_error = 0.02;
+  outcome.fit.report.gain = 2.1;
+  EXPECT_FALSE(harmful(network, outcome));  // of unknown kind
+  network.matrix = polefit::NetworkMatrix{.parameter = 'S', .references = {50.0}, .elements = {{1, 1}}};
+  EXPECT_TRUE(harmful(network, outcome));
+  EXPECT_NE(fit_report(network, outcome).find("up to 2.1 times the largest value of the data"),
+            std::string::npos);
+  outcome.fit.report.gain = 1.9;
+  EXPECT_FALSE(harmful(network, outcome));
+  outcome.fit.report.gain = std::numeric_limits<double>::quiet_NaN();
+  EXPECT_TRUE(harmful(network, outcome));
+  outcome.fit.report.gain = 2.1;
+  outcome.fit.report.relative_error = 0.009;
+  EXPECT_FALSE(harmful(network, outcome));
+  network.matrix->parameter = 'Z';
+  outcome.fit.report.relative_error = 0.02;
+  EXPECT_FALSE(harmful(network, outcome));
+}
+
+TEST(FitReport, the_line_of_a_search_tells_order_error_and_what_is_tried) {
+  EXPECT_EQ(search_text({.order = 24, .error = 1.2e-5}), "searching   order 24   error 1.2e-05   relocating");
+  EXPECT_EQ(search_text({.order = 24, .polishing = true, .error = 1.2e-5}),
+            "searching   order 24   error 1.2e-05   polishing");
 }
 
 }  // namespace

@@ -409,12 +409,16 @@ class Ladder {
     Candidate candidate = refinement_->candidate_of(poles);
     const double order = static_cast<double>(poles.size());
     const bool cheap = 20.0 * static_cast<double>(reduced_->problem().samples) * order * order < cheap_step;
-    if (end_ != SearchEnd::cancelled && candidate.error() > enough() &&
-        (cheap || end_ == SearchEnd::target_met)) {
-      refinement_->polish(candidate, last_steps, enough());
-    }
-    if (end_ == SearchEnd::target_met) {
-      settle(candidate);
+    try {
+      if (end_ != SearchEnd::cancelled && candidate.error() > enough() &&
+          (cheap || end_ == SearchEnd::target_met)) {
+        refinement_->polish(candidate, last_steps, enough());
+      }
+      if (end_ == SearchEnd::target_met) {
+        settle(candidate);
+      }
+    } catch (const Cancelled&) {
+      end_ = SearchEnd::cancelled;
     }
     relocations_ += refinement_->relocations();
     orthogonal_ += refinement_->orthogonal_relocations();

@@ -116,7 +116,9 @@ class Searcher {
                                 .order = trial.order,
                                 .residual = trial.residual,
                                 .pole_change = 0.0,
-                                .path = trial.orthogonal ? Path::orthogonal : Path::gram})) {
+                                .path = trial.orthogonal ? Path::orthogonal : Path::gram,
+                                .polishing = trial.residual == 0.0,
+                                .error = trial.error})) {
           throw Cancelled();
         }
       };
@@ -229,6 +231,7 @@ Search fit_to_error(const NetworkData& data, const Target& target, const Options
                 "the target of the error is " + std::to_string(target.error) + "; it has to be above 0");
   }
   check_options(options);
+  check(data);
   check_sizes(data.frequencies.size(), data.responses.responses, 0, options);
   if (is_zero(data)) {
     Search search;

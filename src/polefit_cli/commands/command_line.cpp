@@ -76,6 +76,8 @@ OptionValues values_of(FitCommand& fit) {
           {"--responses", names(fit.responses)},
           {"--exact-dc", flag(fit.exact_dc)},
           {"--iterations", whole_number(fit.options.iterations, {0})},
+          {"--polish", flag(fit.options.polish)},
+          {"--write-anyway", flag(fit.write_anyway)},
           {"--threads", whole_number(fit.options.threads, {1})},
           {"--orthogonal", flag(fit.options.orthogonal)},
           {"--parameter", parameter(fit.declaration)},

@@ -1,7 +1,9 @@
+#include <signal.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <initializer_list>
 #include <optional>
@@ -15,11 +17,29 @@
 #include "polefit_cli/commands/fit_report.hpp"
 #include "polefit_cli/commands/progress_bar.hpp"
 #include "polefit_cli/commands/streams.hpp"
+#include "polefit_cli/commands/tables.hpp"
 #include "polefit_cli/commands/weights.hpp"
 #include "text/io_error.hpp"
 
 namespace polefit_cli {
 namespace {
+
+volatile std::sig_atomic_t interrupted = 0;
+
+/// Lets the first Ctrl-C end a fit with the model so far; a second one ends the program, as does the first
+/// where no model is to be written.
+class Interruption {
+ public:
+  explicit Interruption(bool heeded) {
+    if (heeded) {
+      struct sigaction action {};
+      action.sa_handler = [](int) { interrupted = 1; };
+      action.sa_flags = static_cast<int>(SA_RESETHAND);
+      ::sigaction(SIGINT, &action, nullptr);
+    }
+  }
+  bool wanted() const { return interrupted != 0; }
+};
 
 /// The model, and the table on standard output.
 void refuse_outputs_that_are_inputs(const FitCommand& command) {
@@ -66,8 +86,9 @@ FitOutcome fitted(const FitCommand& command, const polefit::Network& network, po
     return outcome;
   }
   polefit::Search search = polefit::fit_to_error(network, command.target, options, weights);
+  outcome.search_succeeded = polefit::succeeded(search);
   outcome.fit = std::move(search.fit);
-  outcome.search_end = search.end;
+  outcome.noise = std::move(search.findings.noise);
   outcome.orders_tried = search.steps.size();
   return outcome;
 }
@@ -82,20 +103,22 @@ ExitStatus run(const FitCommand& command) {
   if (command.exact_dc) {
     options.exact_sample = sample_at_zero(network);
   }
+  const Interruption interruption(!command.output.empty());
   ProgressBar bar(!command.quiet && ::isatty(STDERR_FILENO) == 1);
   options.progress = [&](const polefit::Progress& step) {
-    bar.show(step, command.options.iterations);
-    return true;
+    bar.show(step, command.poles ? command.options.iterations : 0);
+    return !interruption.wanted();
   };
   FitOutcome outcome = fitted(command, network, options);
   bar.clear();
-  if (!command.output.empty()) {
+  const bool kept_back = !command.output.empty() && !command.write_anyway && harmful(network, outcome);
+  if (!command.output.empty() && !kept_back) {
     write_output(command.output, about(network.file, [&] { return polefit::to_json(outcome.fit.model); }));
   }
   outcome.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 
   if (!command.quiet) {
-    std::string report = fit_report(network, outcome, command.target.error);
+    std::string report = fit_report(network, outcome);
     if (command.output.empty()) {
       report += "\nNo model file was asked for: -o MODEL.json writes one.\n";
     }
@@ -104,6 +127,12 @@ ExitStatus run(const FitCommand& command) {
     } else {
       write_output("-", report);
     }
+  }
+  if (kept_back) {
+    throw text::IoError({.file = command.output,
+                         .found = "a model that does not fit and amplifies up to " +
+                                  short_number(outcome.fit.report.gain, 2) + " times what the data ever are",
+                         .expected = "--write-anyway, to write it all the same"});
   }
   return converged(outcome) ? succeeded : not_converged;
 }

@@ -13,6 +13,9 @@ namespace polefit_cli {
 namespace {
 
 constexpr std::size_t worst_shown = 5;
+/// 6 dB above the data.
+constexpr double largest_gain = 2.0;
+constexpr double poor_error = 1e-2;
 
 std::string order_text(const polefit::Model& model) {
   const auto real = static_cast<std::size_t>(std::count_if(
@@ -32,28 +35,6 @@ std::string stop_text(polefit::StopReason reason) {
       return "as the search wanted";
     case polefit::StopReason::iteration_limit:
       return "limit on iterations reached";
-    default:
-      return "cancelled";
-  }
-}
-
-std::string search_text(polefit::SearchEnd end, double target) {
-  const std::string missed = "target of " + short_number(target) + " not met: ";
-  switch (end) {
-    case polefit::SearchEnd::target_met:
-      return "target of " + short_number(target) + " met";
-    case polefit::SearchEnd::no_gain:
-      return missed + "more poles no longer pay";
-    case polefit::SearchEnd::met_to_noise:
-      return "target of " + short_number(target) + " met as far as the noise allows";
-    case polefit::SearchEnd::noise:
-      return missed + "more poles would model noise";
-    case polefit::SearchEnd::not_causal:
-      return missed + "the data are not causal";
-    case polefit::SearchEnd::too_coarse:
-      return missed + "the phase turns too far from sample to sample";
-    case polefit::SearchEnd::most_poles:
-      return missed + "limit on the order, or what the samples allow, reached";
     default:
       return "cancelled";
   }
@@ -79,6 +60,14 @@ double overall_rms(const std::vector<polefit::ResponseError>& errors) {
   return std::sqrt(squares / static_cast<double>(errors.size()));
 }
 
+double root_mean_square(const std::vector<double>& values) {
+  double squares = 0.0;
+  for (const double value : values) {
+    squares += value * value;
+  }
+  return std::sqrt(squares / static_cast<double>(values.size()));
+}
+
 std::vector<std::size_t> worst_first(const std::vector<polefit::ResponseError>& errors) {
   std::vector<std::size_t> order(errors.size());
   std::iota(order.begin(), order.end(), std::size_t{0});
@@ -91,14 +80,20 @@ std::vector<std::size_t> worst_first(const std::vector<polefit::ResponseError>& 
 }  // namespace
 
 bool converged(const FitOutcome& outcome) {
-  if (outcome.search_end) {
-    return *outcome.search_end == polefit::SearchEnd::target_met;
+  if (outcome.search_succeeded) {
+    return *outcome.search_succeeded;
   }
   const polefit::StopReason reason = outcome.fit.report.reason;
   return reason == polefit::StopReason::poles_settled || reason == polefit::StopReason::residual_settled;
 }
 
-std::string fit_report(const polefit::Network& network, const FitOutcome& outcome, double target) {
+bool harmful(const polefit::Network& network, const FitOutcome& outcome) {
+  const polefit::Report& report = outcome.fit.report;
+  return network.matrix && network.matrix->parameter == 'S' && !(report.relative_error <= poor_error) &&
+         !(report.gain <= largest_gain);
+}
+
+std::string fit_report(const polefit::Network& network, const FitOutcome& outcome) {
   const polefit::Report& report = outcome.fit.report;
   const auto [lowest, highest] = std::minmax_element(network.frequencies.begin(), network.frequencies.end());
   std::string text = text::printable(network.file) + "\n";
@@ -109,14 +104,18 @@ std::string fit_report(const polefit::Network& network, const FitOutcome& outcom
                   text::counted(network.frequencies.size(), "sample") + " from " + frequency_text(*lowest) +
                   " to " + frequency_text(*highest));
   add("order", order_text(outcome.fit.model));
-  if (outcome.search_end) {
-    add("search",
-        text::counted(outcome.orders_tried, "order") + " tried; " + search_text(*outcome.search_end, target));
+  if (outcome.search_succeeded) {
+    add("search", text::counted(outcome.orders_tried, "order") + " tried; " + report.finding);
+  }
+  if (network.matrix && network.matrix->parameter == 'S' && report.gain > largest_gain) {
+    add("gain", "up to " + short_number(report.gain, 2) + " times the largest value of the data");
   }
   add("relocations", std::to_string(report.iterations) + ", " + stop_text(report.reason));
   add("path", path_text(report));
   add("time", short_number(outcome.seconds, 2) + " s");
 
+  const bool noisy =
+      std::any_of(outcome.noise.begin(), outcome.noise.end(), [](double noise) { return noise > 0.0; });
   std::vector<std::vector<std::string>> rows{{"  response", "relative rms", "rms", "largest error"}};
   if (report.errors.size() > 1) {
     rows.push_back({"  all", short_number(report.relative_error, 2),
@@ -127,6 +126,15 @@ std::string fit_report(const polefit::Network& network, const FitOutcome& outcom
     rows.push_back({std::string("  ").append(text::printable(network.names[r])),
                     short_number(error.relative, 2), short_number(error.rms, 2),
                     short_number(error.largest, 2)});
+    if (noisy) {
+      rows.back().push_back(outcome.noise[r] > 0.0 ? short_number(outcome.noise[r], 2) : "-");
+    }
+  }
+  if (noisy) {
+    rows.front().emplace_back("noise of the data");
+    if (report.errors.size() > 1) {
+      rows[1].push_back(short_number(root_mean_square(outcome.noise), 2));
+    }
   }
   text += "\n" + table_text(rows);
   if (report.errors.size() > worst_shown) {

@@ -3,6 +3,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "polefit/network.hpp"
 #include "polefit/order_search.hpp"
@@ -12,15 +13,21 @@ namespace polefit_cli {
 /// What a fit did: of given order, or after a search.
 struct FitOutcome {
   polefit::Fit fit;
-  std::optional<polefit::SearchEnd> search_end;
+  std::optional<bool> search_succeeded;  ///< none for a given order
   std::size_t orders_tried = 0;
+  std::vector<double> noise;  ///< of each response, where a search could tell it from the data
   double seconds = 0.0;
 };
 
 /// Whether a user may take the model without another thought.
 bool converged(const FitOutcome& outcome);
 
-/// Order, relocations and why they ended, errors over all and of the worst responses, path, time.
-std::string fit_report(const polefit::Network& network, const FitOutcome& outcome, double target);
+/// Whether the model of a network of S parameters amplifies what it does not fit: its error is above 1e-2,
+/// and somewhere, in the band or out of it, it is more than twice as large as the data ever are.
+bool harmful(const polefit::Network& network, const FitOutcome& outcome);
+
+/// Order, what a search found, relocations and why they ended, errors over all and of the worst responses,
+/// path, time.
+std::string fit_report(const polefit::Network& network, const FitOutcome& outcome);
 
 }  // namespace polefit_cli

@@ -26,6 +26,7 @@ constexpr std::string_view its_reference =
 constexpr std::string_view model_file = "Model file (JSON), or -";
 constexpr std::string_view output_file = "File to write (default: standard output)";
 
+constexpr Condition own_way{"--poles", "a search chooses its own"};
 constexpr std::array<Condition, 1> no_search{{{"--poles", "an order that is given is not searched for"}}};
 constexpr std::array<Condition, 1> weights_told{{{"--weights-file", "the file tells them"}}};
 constexpr std::array<Condition, 1> no_data{{{"--poles", "a picture of the poles shows no data"}}};
@@ -54,7 +55,7 @@ constexpr auto fit_options = std::to_array<OptionEntry>(
       .kind = any,
       .type = "N",
       .description = "So many of the poles start as real ones, the others in pairs",
-      .wanted_by = {"--poles", "a search chooses its own"}},
+      .wanted_by = own_way},
      {.names = "--measure",
       .kind = choice,
       .type = "rms|worst|largest",
@@ -71,7 +72,8 @@ constexpr auto fit_options = std::to_array<OptionEntry>(
       .kind = choice,
       .type = "linear|log|peaks",
       .description =
-          "Where poles start: evenly (default), evenly over the decades, or on the peaks of the data"},
+          "Where poles start: evenly (default), evenly over the decades, or on the peaks of the data",
+      .wanted_by = own_way},
      {.names = "--constant,--no-constant", .description = "Constant term (default)"},
      {.names = "--proportional,--no-proportional", .description = "Term proportional to s (default: none)"},
      {.names = "--stable,--no-stable", .description = "Keep all poles in the left half-plane (default)"},
@@ -94,7 +96,14 @@ constexpr auto fit_options = std::to_array<OptionEntry>(
      {.names = "--iterations",
       .kind = any,
       .type = "N",
-      .description = "Relocations of the poles at most (default: 30)"},
+      .description = "Relocations of the poles at most (default: 30)",
+      .wanted_by = own_way},
+     {.names = "--polish,--no-polish",
+      .description = "Move the poles downhill when relocations have ended (default)",
+      .wanted_by = own_way},
+     {.names = "--write-anyway",
+      .description = "Write a model of S parameters too that does not fit and amplifies",
+      .wanted_by = {"--output", "no model is written without"}},
      {.names = "--threads",
       .kind = any,
       .type = "N",

@@ -15,6 +15,13 @@ void print(const std::string& text) {
 
 }  // namespace
 
+std::string search_text(const polefit::Progress& step) {
+  std::array<char, 160> text;
+  const int length = std::snprintf(text.data(), text.size(), "searching   order %zu   error %.1e   %s",
+                                   step.order, step.error, step.polishing ? "polishing" : "relocating");
+  return {text.data(), static_cast<std::size_t>(std::max(0, length))};
+}
+
 std::string progress_text(const polefit::Progress& step, int iterations) {
   constexpr int width = 20;
   const int done = iterations > 0 ? std::clamp(width * step.iteration / iterations, 0, width) : width;
@@ -34,7 +41,7 @@ void ProgressBar::show(const polefit::Progress& step, int iterations) {
   last_ = now;
   visible_ = true;
   // To the beginning of the line, the text, and no rest of a longer one behind it.
-  print("\r" + progress_text(step, iterations) + "\033[K");
+  print("\r" + (iterations > 0 ? progress_text(step, iterations) : search_text(step)) + "\033[K");
 }
 
 void ProgressBar::clear() {
