@@ -121,6 +121,27 @@ TEST_F(Program, a_fit_that_does_not_converge_has_a_status_of_its_own_and_writes_
   EXPECT_NE(output().find("not met"), std::string::npos);
 }
 
+TEST_F(Program, a_model_that_neither_fits_nor_stays_below_the_data_is_written_only_when_asked) {
+  // A delay of 20 ns every 45 MHz: nothing can be made of it.
+  std::ofstream file("delay.s1p");
+  file << "# HZ S RI R 50\n";
+  for (int k = 1; k <= 201; ++k) {
+    const double frequency = 45e6 * k;
+    const Complex value = std::polar(0.9, -numerics::two_pi * frequency * 20e-9);
+    file << frequency << ' ' << value.real() << ' ' << value.imag() << '\n';
+  }
+  file.close();
+  const std::vector<std::string> fit{"fit", "delay.s1p", "--poles", "20", "-o", "m.json"};
+  EXPECT_EQ(run(fit), 2);
+  EXPECT_NE(errors().find("m.json: found a model that does not fit and amplifies up to"), std::string::npos);
+  EXPECT_NE(output().find("times the largest value of the data"), std::string::npos);
+  EXPECT_FALSE(std::filesystem::exists("m.json"));
+  std::vector<std::string> anyway = fit;
+  anyway.emplace_back("--write-anyway");
+  EXPECT_NE(run(anyway), 2);
+  EXPECT_TRUE(std::filesystem::exists("m.json"));
+}
+
 TEST_F(Program, every_example_gets_a_good_model_without_an_option) {
   if (!address_space_is_ours) {
     GTEST_SKIP() << "takes minutes under the sanitizers";

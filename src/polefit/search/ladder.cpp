@@ -12,6 +12,7 @@
 #include "polefit/data/reduced_problem.hpp"
 #include "polefit/fitting/refinement.hpp"
 #include "polefit/projection/elimination.hpp"
+#include "polefit/search/advance.hpp"
 #include "polefit/search/starts.hpp"
 
 namespace polefit {
@@ -401,7 +402,8 @@ class Ladder {
 
   void finish(LadderResult& result) {
     // On all samples, with all that is not noise of the responses.
-    result.residual = best_->residual;
+    // A model without poles was not relocated.
+    result.residual = std::min(best_->residual, best_->error());
     const Poles poles = best_->projection.poles();
     tail_ = std::min(tail_, tail_of_goal * goal_.error);
     selection_ = all_;
@@ -431,6 +433,14 @@ class Ladder {
     result.end = end_;
     if (end_ == SearchEnd::no_gain || end_ == SearchEnd::most_poles) {
       result.end = reason(result.residual, candidate.error());
+    }
+    if (result.end == SearchEnd::not_causal) {
+      try {
+        result.advance = advance_of(whole_, data_, select_samples(whole_, data_, facts_.by_frequency, {}, 0),
+                                    tail_, poles.size(), candidate.error(), goal_);
+      } catch (const Cancelled&) {
+        result.advance = 0.0;
+      }
     }
   }
 

@@ -27,6 +27,7 @@ struct LadderResult {
   SearchEnd end = SearchEnd::target_met;
   double error = 0.0;     ///< of all samples, relative to the weighted data
   double residual = 0.0;  ///< what as many poles on either side of the axis could do
+  double advance = 0.0;   ///< seconds, where the data are not causal and a single delay mends that
   std::vector<Step> steps;
   int relocations = 0;
   int orthogonal_relocations = 0;

@@ -159,6 +159,7 @@ class Searcher {
     findings.turns = facts_.turns.most;
     findings.degrees_a_sample = facts_.turns.degrees_a_sample;
     findings.either_side = found.residual;
+    findings.advance = found.advance;
     return findings;
   }
 
