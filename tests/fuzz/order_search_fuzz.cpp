@@ -68,8 +68,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* bytes_of, std::size_t size) {
     return true;
   };
   try {
-    const polefit::Search search =
-        polefit::fit_to_error(request.data, request.target, request.options);
+    const polefit::Search search = polefit::fit_to_error(request.data, request.target, request.options);
     const polefit::Model& model = search.fit.model;
     polefit::check(model);
     check(2 * model.poles.size() <= request.frequencies.size(), "half as many poles as samples at most");

@@ -54,6 +54,7 @@ double median(std::vector<double>& values) {
 }  // namespace
 
 double noise_floor(const Problem& problem, std::size_t r, const std::vector<std::size_t>& order) {
+  const double unit = unit_of_response(problem, r);
   std::array<double, most_degree + 1> size{};
   double least = std::numeric_limits<double>::infinity();
   std::vector<double> squares;
@@ -72,7 +73,7 @@ double noise_floor(const Problem& problem, std::size_t r, const std::vector<std:
       }
       Complex difference;
       for (std::size_t i = 0; i <= d; ++i) {
-        difference += factors[i] * problem.value(r, order[first + i]);
+        difference += factors[i] * (problem.value(r, order[first + i]) / unit);
       }
       squares.push_back(std::norm(difference));
     }
@@ -82,7 +83,7 @@ double noise_floor(const Problem& problem, std::size_t r, const std::vector<std:
     size[d] = std::sqrt(median(squares) / std::numbers::ln2);
     least = std::min(least, size[d]);
   }
-  return size[7] > plateau * size[5] ? least : 0.0;
+  return size[7] > plateau * size[5] ? least * unit : 0.0;
 }
 
 }  // namespace polefit

@@ -19,9 +19,12 @@ Turns turns_of(const Problem& problem, const std::vector<std::size_t>& order,
     if (noise[r] > mostly_noise) {
       continue;
     }
+    const double unit = unit_of_response(problem, r);
     double phase = 0.0;
     for (std::size_t k = 1; k < order.size(); ++k) {
-      const Complex step = problem.value(r, order[k]) * std::conj(problem.value(r, order[k - 1]));
+      const Complex here = problem.value(r, order[k]) / unit;
+      const Complex before = problem.value(r, order[k - 1]) / unit;
+      const Complex step = here * std::conj(before);
       phase += step == Complex() ? 0.0 : std::arg(step);
     }
     const double turns = std::abs(phase) / numerics::two_pi;

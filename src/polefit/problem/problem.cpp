@@ -240,6 +240,8 @@ void check(const NetworkData& data) {
   check_norm(scaled_residuals(data, ResponseScale::inverse_root_of_norm));
 }
 
+double unit_of_response(const Problem& problem, std::size_t r) { return unit_near(largest_part(problem, r)); }
+
 Problem make_problem(const NetworkData& data, const Options& options, ResponseScale scale) {
   check_shapes(data);
   check_values(data);

@@ -45,6 +45,10 @@ struct Problem {
   std::size_t terms() const { return (constant ? 1U : 0U) + (proportional ? 1U : 0U); }
 };
 
+/// A power of two near the largest part of response r, in units of which squares of its values neither
+/// overflow nor vanish altogether.
+double unit_of_response(const Problem& problem, std::size_t r);
+
 /// What a response without weights counts by.
 enum class ResponseScale {
   inverse_root_of_norm,  ///< between equal weight for each response and equal weight for each volt

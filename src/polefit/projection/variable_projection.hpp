@@ -20,7 +20,7 @@ namespace polefit {
 
 /// What the error does where poles move: one entry for each unknown, t of a real pole, t then u of a pair.
 struct Slope {
-  Matrix hessian;                ///< J^T J, the Gauss-Newton approximation of half of it
+  Matrix hessian;                ///< lower triangle of J^T J, the Gauss-Newton approximation of half of it
   std::vector<double> gradient;  ///< J^T of the residual: half the derivative of minus the error's square
 };
 

@@ -495,14 +495,15 @@ DataFacts facts_of(const Problem& problem) {
   double squares = 0.0;
   for (std::size_t r = 0; r < problem.responses; ++r) {
     const double noise = noise_floor(problem, r, facts.by_frequency);
+    const double unit = unit_of_response(problem, r);
     double size = 0.0;
     for (std::size_t k = 0; k < problem.samples; ++k) {
-      size += std::norm(problem.value(r, k));
+      size += std::norm(problem.value(r, k) / unit);
       const double part = noise * problem.factor(r, k);
       squares += part * part;
     }
     size = std::sqrt(size / static_cast<double>(problem.samples));
-    facts.noise.push_back(size > 0.0 ? noise / size : 0.0);
+    facts.noise.push_back(size > 0.0 ? noise / unit / size : 0.0);
   }
   facts.floor = std::sqrt(squares) / problem.norm;
   facts.turns = turns_of(problem, facts.by_frequency, facts.noise);
