@@ -207,6 +207,7 @@ Search fit_to_error(const NetworkData& data, const Target& target, const Options
                 "the target of the error is " + std::to_string(target.error) + "; it has to be above 0");
   }
   check_options(options);
+  check(data);
   check_sizes(data.frequencies.size(), data.responses.responses, 0, options);
   return Searcher(data, target, options).run();
 }
