@@ -14,6 +14,8 @@ using numerics::PivotedCholesky;
 
 /// Products of responses lose what is smaller than the root of rounding.
 constexpr double least_tail = 1e-7;
+/// Whatever is wanted, some of the data is kept.
+constexpr double largest_tail = 0.5;
 
 Complex scaled(const Problem& problem, std::size_t r, std::size_t k) {
   return problem.response_scale[r] * problem.value(r, k);
@@ -145,9 +147,11 @@ Combinations combine_responses(const Problem& problem, double tail) {
   if (problem.has_own_weights() || problem.responses == 1 || !(tail > least_tail)) {
     return responses_themselves(problem);
   }
-  const double tolerance = tail * tail * problem.norm * problem.norm;
-  return problem.responses > 2 * problem.samples ? from_products_of_samples(problem, tolerance)
-                                                 : from_products_of_responses(problem, tolerance);
+  const double part = std::min(tail, largest_tail);
+  const double tolerance = part * part * problem.norm * problem.norm;
+  Combinations few = problem.responses > 2 * problem.samples ? from_products_of_samples(problem, tolerance)
+                                                             : from_products_of_responses(problem, tolerance);
+  return few.count > 0 ? few : responses_themselves(problem);
 }
 
 }  // namespace polefit

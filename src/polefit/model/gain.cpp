@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
 #include <vector>
@@ -11,7 +12,7 @@ namespace {
 
 /// About a resonance, in units of its damping: between two of these places the modulus of a single one does
 /// not change by more than 6 per cent.
-constexpr double places[] = {-3.0, -2.0, -1.25, -0.75, -0.35, 0.0, 0.35, 0.75, 1.25, 2.0, 3.0};
+constexpr std::array places{-3.0, -2.0, -1.25, -0.75, -0.35, 0.0, 0.35, 0.75, 1.25, 2.0, 3.0};
 constexpr int steps_a_decade = 20;
 constexpr double decades_beyond = 3.0;
 

@@ -1,6 +1,7 @@
 #include "polefit/projection/variable_projection.hpp"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <optional>
 #include <utility>
@@ -94,10 +95,10 @@ Matrix gram_below(const Matrix& a, std::size_t first) {
 /// How an unknown moves the model: part of the derivative column `i` of the poles it has, times the rows of
 /// the coefficients.
 struct Direction {
-  std::size_t column[2];       // of the derivatives
-  std::size_t coefficient[2];  // row of the coefficients that each goes with
-  double factor[2];
-  int parts;
+  std::array<std::size_t, 2> column;       // of the derivatives
+  std::array<std::size_t, 2> coefficient;  // row of the coefficients that each goes with
+  std::array<double, 2> factor;
+  std::size_t parts;
 };
 
 std::vector<Direction> directions(const Poles& poles) {
@@ -143,7 +144,7 @@ void add_slope(const Projection& projection, const ProjectedGroup& group,
   }
   for (std::size_t q = 0; q < unknowns.size(); ++q) {
     const Direction& second = unknowns[q];
-    for (int b = 0; b < second.parts; ++b) {
+    for (std::size_t b = 0; b < second.parts; ++b) {
       double sum = 0.0;
       for (std::size_t r = 0; r < group.count; ++r) {
         sum += x(second.coefficient[b], r) * right(second.column[b], r);
@@ -153,8 +154,8 @@ void add_slope(const Projection& projection, const ProjectedGroup& group,
     for (std::size_t p = q; p < unknowns.size(); ++p) {
       const Direction& first = unknowns[p];
       double sum = 0.0;
-      for (int a = 0; a < first.parts; ++a) {
-        for (int b = 0; b < second.parts; ++b) {
+      for (std::size_t a = 0; a < first.parts; ++a) {
+        for (std::size_t b = 0; b < second.parts; ++b) {
           const auto [low, high] = std::minmax(first.column[a], second.column[b]);
           sum += first.factor[a] * second.factor[b] * gram(high, low) *
                  xx(first.coefficient[a], second.coefficient[b]);

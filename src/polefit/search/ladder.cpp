@@ -409,7 +409,7 @@ class Ladder {
     selection_ = all_;
     reduce_problem();
     Candidate candidate = refinement_->candidate_of(poles);
-    const double order = static_cast<double>(poles.size());
+    const auto order = static_cast<double>(poles.size());
     const bool cheap = 20.0 * static_cast<double>(reduced_->problem().samples) * order * order < cheap_step;
     try {
       if (end_ != SearchEnd::cancelled && candidate.error() > enough() &&

@@ -27,7 +27,8 @@ constexpr double above_noise = 1.1;
 /// Coefficients are bounded by the error over this part of the goal, or over the rounding of a factorisation.
 constexpr double delta_of_goal = 1e-6;
 constexpr double least_delta = 1e-14;
-/// Searches for a measure other than the one that is minimised, each with a smaller goal.
+/// Searches where the error that is minimised, of weighted and combined responses, met its goal and that of
+/// the target's measure did not: each has a smaller goal.
 constexpr int most_searches = 4;
 constexpr double margin = 0.9;
 
@@ -94,7 +95,7 @@ class Searcher {
       if (better) {
         best = std::move(search);
       }
-      if (!better || best->end != SearchEnd::no_gain || !met_otherwise_) {
+      if (!better || !missed_by_measure_ || wanted <= above_noise * facts_.floor) {
         break;
       }
       wanted *= std::min(margin, margin * target_.error / best->error);
@@ -164,7 +165,7 @@ class Searcher {
   }
 
   SearchEnd end_of(SearchEnd end, const Report& report, const Search& search) {
-    met_otherwise_ = false;
+    missed_by_measure_ = false;
     if (end == SearchEnd::cancelled) {
       return end;
     }
@@ -176,7 +177,7 @@ class Searcher {
       return SearchEnd::met_to_noise;
     }
     if (end == SearchEnd::target_met) {
-      met_otherwise_ = target_.measure != Measure::relative_rms || !data_.weights.empty();
+      missed_by_measure_ = true;
       return SearchEnd::no_gain;
     }
     return end;
@@ -204,7 +205,7 @@ class Searcher {
   DataFacts facts_;
   std::size_t limit_;
   int told_ = 0;
-  bool met_otherwise_ = false;
+  bool missed_by_measure_ = false;  // where the goal of the weighted, combined data was met
 };
 
 /// An error at which a model that cannot be better is still a good one: -40 dB.
