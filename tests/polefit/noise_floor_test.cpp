@@ -15,7 +15,7 @@ using namespace test_networks;
 
 double floor_of(const Network& network) {
   const Problem problem = make_problem(network.data(), {});
-  return noise_floor(problem, 0, by_frequency(problem));
+  return NoiseEstimate(problem, by_frequency(problem)).of(0);
 }
 
 /// Three resonances of quality 20 to 50 in 1..3 Hz.
@@ -231,7 +231,8 @@ TEST(NoiseFloor, does_not_hang_on_the_order_in_which_samples_stand) {
     mixed.values[k] = network.values[places[k]];
   }
   const Problem other = make_problem(mixed.data(), {});
-  EXPECT_EQ(noise_floor(other, 0, by_frequency(other)), noise_floor(problem, 0, by_frequency(problem)));
+  EXPECT_EQ(NoiseEstimate(other, by_frequency(other)).of(0),
+            NoiseEstimate(problem, by_frequency(problem)).of(0));
 }
 
 TEST(NoiseFloor, goes_with_the_size_of_the_response) {

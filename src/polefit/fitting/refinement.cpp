@@ -26,6 +26,8 @@ constexpr double near_goal = 5.0;
 constexpr double farthest = 1e3;
 /// Sums that lose so much, against the square of the residual, are not trusted where small errors are wanted.
 constexpr double small_goal = 1e-6;
+/// Of relocations where errors are wanted that are larger.
+constexpr double ridge = 1e-14;
 constexpr double trusted_loss = 1e-4;
 
 bool trusted(const Sigma& sigma, double goal) {
@@ -59,7 +61,8 @@ Candidate Refinement::candidate_of(Poles poles) const {
 /// The zeros of sigma, no farther out than they can be told apart; nothing when the numbers end.
 std::optional<Refinement::Relocated> Refinement::relocated(const Poles& poles) {
   try {
-    std::optional<Sigma> sigma = goal_.orthogonal ? std::nullopt : by_sums_.solve(poles);
+    std::optional<Sigma> sigma =
+        goal_.orthogonal ? std::nullopt : by_sums_.solve(poles, goal_.error > small_goal ? ridge : 0.0);
     const bool orthogonal = !sigma || !trusted(*sigma, goal_.error);
     ++(orthogonal ? orthogonal_ : gram_);
     if (orthogonal) {

@@ -43,6 +43,9 @@ using numerics::Matrix;
 /// relocation was not safe ends with an orthogonal one.
 constexpr double least_condition_basis = 1e-9;
 constexpr double least_condition_sigma = 1e-12;
+/// Of a relocation with a ridge.
+constexpr double largest_ridge = 1e-8;
+constexpr double ridge_step = 100.0;
 
 /// What one thread works in.
 struct Scratch {
@@ -61,11 +64,31 @@ struct BasisInverse {
   double condition = 0.0;  ///< reciprocal
 };
 
+/// The inverse of a + diag(ridge a); nothing when it is not positive definite with the largest ridge either,
+/// or, without one, when its condition is below `least`.
+std::optional<InverseFactor> inverse_of(const Matrix& a, double ridge, double least) {
+  if (ridge == 0.0) {
+    std::optional<InverseFactor> factor = numerics::invert_positive(a);
+    return factor && factor->condition >= least ? std::move(factor) : std::nullopt;
+  }
+  for (double part = ridge; part <= largest_ridge; part *= ridge_step) {
+    Matrix raised = a;
+    for (std::size_t i = 0; i < a.rows; ++i) {
+      raised(i, i) *= 1.0 + part;
+    }
+    std::optional<InverseFactor> factor = numerics::invert_positive(std::move(raised));
+    if (factor) {
+      return factor;
+    }
+  }
+  return std::nullopt;
+}
+
 /// Nothing when the matrix is too ill-conditioned.
-std::optional<BasisInverse> invert_basis(const Matrix& g11) {
+std::optional<BasisInverse> invert_basis(const Matrix& g11, double ridge) {
   const std::size_t n = g11.rows;
-  const std::optional<InverseFactor> factor = numerics::invert_positive(g11);
-  if (!factor || !(factor->condition >= least_condition_basis)) {
+  const std::optional<InverseFactor> factor = inverse_of(g11, ridge, least_condition_basis);
+  if (!factor) {
     return std::nullopt;
   }
   BasisInverse inverse{Matrix(rounded_up(n, numerics::left_inverse_rows), n), factor->condition};
@@ -154,7 +177,8 @@ double seminorm(const Matrix& s, const std::vector<double>& y) {
 
 /// Solves (s + row row^T) y = goal row for the positive semidefinite s, whose lower triangle is used. Nothing
 /// when that is too ill-conditioned.
-std::optional<RelaxedSolution> solve_relaxed(const Matrix& s, const std::vector<double>& row, double goal) {
+std::optional<RelaxedSolution> solve_relaxed(const Matrix& s, const std::vector<double>& row, double goal,
+                                             double ridge) {
   const std::size_t n = s.rows;
   Matrix t(n, n);
   for (std::size_t j = 0; j < n; ++j) {
@@ -162,8 +186,8 @@ std::optional<RelaxedSolution> solve_relaxed(const Matrix& s, const std::vector<
       t(i, j) = s(i, j) + row[i] * row[j];
     }
   }
-  const std::optional<InverseFactor> factor = numerics::invert_positive(std::move(t));
-  if (!factor || !(factor->condition >= least_condition_sigma)) {
+  const std::optional<InverseFactor> factor = inverse_of(t, ridge, least_condition_sigma);
+  if (!factor) {
     return std::nullopt;
   }
   const InverseFactor& inverse = *factor;
@@ -276,7 +300,8 @@ void gather(const std::vector<std::vector<double>>& products, std::size_t first,
 /// Eliminates the unknowns of one chunk's responses, each of which has weights of its own; returns the least
 /// condition, 0 when there is an equation system without one.
 double eliminate_with_own_weights(const Tables& tables, const std::vector<std::vector<double>>& products,
-                                  std::size_t chunk, Scratch& scratch, std::vector<double>& gram) {
+                                  std::size_t chunk, double ridge, Scratch& scratch,
+                                  std::vector<double>& gram) {
   const Problem& problem = tables.problem;
   const std::size_t first = chunk * lanes;
   const std::size_t count = std::min(lanes, problem.responses - first);
@@ -295,7 +320,7 @@ double eliminate_with_own_weights(const Tables& tables, const std::vector<std::v
       const double weight = problem.sample_weight(first + l, k);
       return weight * weight;
     });
-    const std::optional<BasisInverse> inverse = invert_basis(g11);
+    const std::optional<BasisInverse> inverse = invert_basis(g11, ridge);
     if (!inverse) {
       return 0.0;
     }
@@ -314,17 +339,18 @@ class CauchyRelocation::Equations {
     scratch_.resize(std::min(static_cast<std::size_t>(threads), all_chunks(problem)));
   }
 
-  std::optional<Sigma> solve(const Poles& poles) {
+  std::optional<Sigma> solve(const Poles& poles, double ridge) {
+    ridge_ = ridge;
     sum_samples(poles);
     const Tables tables(problem_, poles);
     fill_shared_table(tables);
     const double loss = largest_loss(tables, shared_sums_, shared_, ones);
     const double condition_basis = eliminate_responses(tables);
-    if (!(condition_basis >= least_condition_basis * loss)) {
+    if (!(condition_basis > 0.0) || (ridge == 0.0 && !(condition_basis >= least_condition_basis * loss))) {
       return std::nullopt;
     }
     std::optional<RelaxedSolution> solution =
-        solve_relaxed(remaining_equations(tables), constraint(tables), problem_.norm);
+        solve_relaxed(remaining_equations(tables), constraint(tables), problem_.norm, ridge);
     if (!solution) {
       return std::nullopt;
     }
@@ -362,8 +388,10 @@ class CauchyRelocation::Equations {
   double eliminate_responses(const Tables& tables) {
     std::optional<BasisInverse> common;
     if (!problem_.has_own_weights()) {
-      common = invert_basis(tables.basis_gram(
-          shared_, squared_weights, [&](std::size_t k) { return problem_.weight[k] * problem_.weight[k]; }));
+      common = invert_basis(
+          tables.basis_gram(shared_, squared_weights,
+                            [&](std::size_t k) { return problem_.weight[k] * problem_.weight[k]; }),
+          ridge_);
       if (!common) {
         return 0.0;
       }
@@ -385,7 +413,7 @@ class CauchyRelocation::Equations {
     gram.assign(padded * padded, 0.0);
     fill_table(tables, products_[chunk], chunk, scratch);
     if (!common) {
-      return eliminate_with_own_weights(tables, products_, chunk, scratch, gram);
+      return eliminate_with_own_weights(tables, products_, chunk, ridge_, scratch, gram);
     }
     eliminate(common->w, tables.wanted, scratch, gram);
     return common->condition;
@@ -424,6 +452,7 @@ class CauchyRelocation::Equations {
 
   const Problem& problem_;
   int threads_;
+  double ridge_ = 0.0;
   std::vector<Scratch> scratch_;                 // of each thread
   std::vector<std::vector<double>> products_;    // of each chunk of lanes
   std::vector<std::vector<double>> eliminated_;  // of each chunk with responses
@@ -437,9 +466,9 @@ CauchyRelocation::CauchyRelocation(const Problem& problem, int threads)
 
 CauchyRelocation::~CauchyRelocation() = default;
 
-std::optional<Sigma> CauchyRelocation::solve(const Poles& poles) {
+std::optional<Sigma> CauchyRelocation::solve(const Poles& poles, double ridge) {
   const bool stable = std::all_of(poles.begin(), poles.end(), [](Complex pole) { return pole.real() < 0.0; });
-  return stable ? equations_->solve(poles) : std::nullopt;
+  return stable ? equations_->solve(poles, ridge) : std::nullopt;
 }
 
 }  // namespace polefit

@@ -493,8 +493,9 @@ DataFacts facts_of(const Problem& problem) {
   std::stable_sort(facts.by_frequency.begin(), facts.by_frequency.end(),
                    [&](std::size_t i, std::size_t k) { return problem.omega[i] < problem.omega[k]; });
   double squares = 0.0;
+  const NoiseEstimate estimate(problem, facts.by_frequency);
   for (std::size_t r = 0; r < problem.responses; ++r) {
-    const double noise = noise_floor(problem, r, facts.by_frequency);
+    const double noise = estimate.of(r);
     const double unit = unit_of_response(problem, r);
     double size = 0.0;
     for (std::size_t k = 0; k < problem.samples; ++k) {
