@@ -71,7 +71,8 @@ std::optional<InverseFactor> inverse_of(const Matrix& a, double ridge, double le
     std::optional<InverseFactor> factor = numerics::invert_positive(a);
     return factor && factor->condition >= least ? std::move(factor) : std::nullopt;
   }
-  for (double part = ridge; part <= largest_ridge; part *= ridge_step) {
+  double part = ridge;
+  while (part <= largest_ridge) {
     Matrix raised = a;
     for (std::size_t i = 0; i < a.rows; ++i) {
       raised(i, i) *= 1.0 + part;
@@ -80,6 +81,7 @@ std::optional<InverseFactor> inverse_of(const Matrix& a, double ridge, double le
     if (factor) {
       return factor;
     }
+    part *= ridge_step;
   }
   return std::nullopt;
 }
