@@ -49,7 +49,7 @@ struct Report {
   Path last_path = Path::gram;                      ///< of the last relocation
   int gram_relocations = 0;                         ///< by normal equations
   int orthogonal_relocations = 0;                   ///< by orthogonal factorisation
-  int polishing_steps = 0;                          ///< of variable projection that made the model better
+  int polishing_steps = 0;                          ///< of variable projection behind them
   double residual = 0.0;                            ///< of the last relocation, relative to the weighted data
   /// Reciprocal condition of the scaled basis' normal matrix, of the last relocation by normal equations.
   double condition_basis = 0.0;

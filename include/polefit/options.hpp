@@ -22,7 +22,7 @@ enum class Path {
   orthogonal,  ///< orthogonal factorisation
 };
 
-/// What is told after a relocation, and in a search for the order after a step of polishing too.
+/// What is told after a relocation and after a step of polishing.
 struct Progress {
   int iteration = 0;         ///< from 1
   std::size_t order = 0;     ///< number of poles
@@ -30,7 +30,7 @@ struct Progress {
   double pole_change = 0.0;  ///< largest relative move of a pole, as in Options::pole_tolerance
   Path path = Path::gram;    ///< how it was solved
   bool polishing = false;    ///< whether the poles were not relocated but moved downhill
-  double error = 0.0;        ///< in a search: of the model with these poles, relative to the weighted data
+  double error = 0.0;  ///< of a model with these poles, relative to the weighted data; 0 where not known
 };
 
 /// The choices of a fit.

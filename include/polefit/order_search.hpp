@@ -30,11 +30,13 @@ struct Target {
 enum class SearchEnd {
   target_met,  ///< e <= Target::error
   /// e as small as the noise allows: with e_r the relative error and n_r the noise of response r, the mean of
-  /// e_r^2 is at most that of Target::error^2 + (1.1 n_r)^2.
+  /// e_r^2 / (Target::error^2 + (1.1 n_r)^2) is at most 1.
   met_to_noise,
   noise,       ///< what is left is white: more poles would model noise
-  not_causal,  ///< stable poles cannot follow; as many on either side of the axis have Findings::either_side
+  not_causal,  ///< stable poles cannot follow, as many on either side of the axis could
   no_gain,     ///< two doublings of the order took less than 10 per cent each off the error
+  /// The error that is minimised, of the weighted data, met its goal, that of Target::measure did not.
+  missed_measure,
   too_coarse,  ///< the phase turns too far from sample to sample for any order
   most_poles,  ///< the limit on the order
   cancelled,   ///< the callback asked for it
@@ -48,15 +50,15 @@ struct Step {
 
 /// What a search found out about the data.
 struct Findings {
-  std::vector<double>
-      noise;                 ///< of each response, relative to its root mean square; 0 where none can be told
+  /// Of each response, relative to its root mean square; 0 where none can be told.
+  std::vector<double> noise;
   double noise_floor = 0.0;  ///< root mean square of these
   double turns = 0.0;        ///< around the origin, of the response that turns most; a pole pair follows one
   /// Mean phase of that response from sample to sample; below 0 where it runs forward, as it does in data
   /// that are advanced or sampled too coarsely for their delay.
   double degrees_a_sample = 0.0;
-  /// The relative error that the linearised equations of the best relocation had, in which poles may be on
-  /// either side of the axis.
+  /// The residual of the linearised equations of the best relocation, in which poles may be on either side of
+  /// the axis, relative to the weighted data; as small as rounding where they could follow exactly.
   double either_side = 0.0;
   /// Seconds by which the data are advanced, where delaying them by so much lets stable poles follow; else 0.
   double advance = 0.0;
@@ -71,14 +73,16 @@ struct Search {
   std::vector<Step> steps;                ///< orders in the order in which they were tried
 };
 
-/// Whether a search did what was asked: the target is met, or as far as the noise allows, or an end that is
-/// the data's (noise, not_causal, no_gain) left a relative error of at most 1e-2, which is common practice.
+/// Whether a search did what was asked: the target is met; or as far as the noise allows, of data that are
+/// not mostly noise in all responses; or an end that is the data's (noise, not_causal, no_gain) left a
+/// relative error of at most 1e-2, which is common practice.
 POLEFIT_EXPORT bool succeeded(const Search& search);
 
 /// Tries orders 4, 8, 16, ... until the target is met or an end is recognised, then takes as few poles as
-/// keep the error. Always ends. `options` says everything but the starting poles and their numbers; the limit
-/// on relocations and the tolerance of poles are those of a fit of given order, a search has its own. Throws
-/// Error as fit does, and bad_option for a target that is not above 0.
+/// keep the error. Always ends. `options` says everything but the starting poles, their numbers and
+/// places; the limit on relocations, the tolerance of poles and the choice to polish are those of a fit of
+/// given order, a search has its own. Throws Error as fit does, and bad_option for a target that is not above
+/// 0.
 POLEFIT_EXPORT Search fit_to_error(const NetworkData& data, const Target& target,
                                    const Options& options = {});
 

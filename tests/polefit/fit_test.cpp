@@ -456,6 +456,36 @@ TEST(Fit, says_why_it_ended) {
   EXPECT_EQ(fit(noise.data(), options).report.reason, StopReason::residual_settled);
 }
 
+TEST(Fit, is_cancelled_while_it_polishes_too) {
+  const Network noise = random_network({.pairs = 5, .noise = 0.05}, 12);
+  Options options = options_for({.pairs = 3});  // too few, so that steps downhill pay
+  bool polished = false;
+  options.progress = [&](const Progress& step) {
+    EXPECT_FALSE(polished);
+    polished = step.polishing;
+    return !polished;
+  };
+  const Fit found = fit(noise.data(), options);
+  EXPECT_TRUE(polished);
+  EXPECT_EQ(found.report.reason, StopReason::cancelled);
+}
+
+TEST(Fit, polishing_makes_a_model_of_too_few_poles_better_and_none_worse) {
+  for (const unsigned seed : {12U, 13U, 14U, 15U}) {
+    SCOPED_TRACE(seed);
+    const Network noise = random_network({.pairs = 5, .noise = 0.01}, seed);
+    for (const std::size_t pairs : {2U, 3U, 5U, 7U}) {
+      Options options = options_for({.pairs = pairs});
+      const Fit with = fit(noise.data(), options);
+      options.polish = false;
+      const Fit without = fit(noise.data(), options);
+      EXPECT_EQ(without.report.polishing_steps, 0);
+      // What is compared weighs responses by the root of their norms, not by these.
+      EXPECT_LE(with.report.relative_error, 1.05 * without.report.relative_error);
+    }
+  }
+}
+
 TEST(Fit, ends_with_the_fourth_residual_in_a_row_that_moved_by_a_thousandth_at_most) {
   Options options =
       options_for({.pairs = 9});  // more than the data need, so that the residual falls for long
@@ -463,7 +493,9 @@ TEST(Fit, ends_with_the_fourth_residual_in_a_row_that_moved_by_a_thousandth_at_m
   options.pole_tolerance = 0.0;
   std::vector<double> residuals;
   options.progress = [&](const Progress& step) {
-    residuals.push_back(step.residual);
+    if (!step.polishing) {
+      residuals.push_back(step.residual);
+    }
     return true;
   };
   int ended_so = 0;

@@ -194,7 +194,7 @@ TEST(OrderSearch, ends_when_the_callback_says_so_with_the_model_so_far) {
   }
 }
 
-TEST(OrderSearch, is_cancelled_in_its_last_fit_too) {
+TEST(OrderSearch, a_cancelled_search_has_met_its_target_when_the_model_so_far_does) {
   const Samples samples = network(10, 3, 301);
   int calls = 0;
   Options options;
@@ -207,7 +207,7 @@ TEST(OrderSearch, is_cancelled_in_its_last_fit_too) {
   calls = 0;
   options.progress = [&](const Progress&) { return ++calls < last; };
   const Search search = fit_to_error(samples.view(), {.error = 1e-8}, options);
-  EXPECT_EQ(search.end, SearchEnd::cancelled);
+  EXPECT_EQ(search.end, SearchEnd::target_met);  // which it was before
   EXPECT_EQ(calls, last);
 }
 
@@ -414,6 +414,39 @@ TEST(OrderSearch, fits_data_of_zeros_by_zero_without_poles) {
   EXPECT_NO_THROW(check(samples.view()));
 }
 
+TEST(OrderSearch, a_response_of_noise_does_not_make_the_others_coarse) {
+  Samples samples = network(10, 3, 401);
+  Samples noise{grid(401), std::vector<Complex>(401), 1, {}};
+  add_noise(noise, 1.0, 3);
+  std::copy(noise.values.begin(), noise.values.end(), samples.values.begin() + 401);
+  const Search search = fit_to_error(samples.view(), {.error = 1e-3});
+  EXPECT_EQ(search.end, SearchEnd::met_to_noise);
+  EXPECT_TRUE(succeeded(search));
+  EXPECT_LE(search.fit.report.errors[0].relative, 2e-3);
+  EXPECT_LE(search.fit.report.errors[2].relative, 2e-3);
+}
+
+TEST(OrderSearch, a_delay_that_is_sampled_coarsely_is_no_noise) {
+  for (const double degrees : {80.0, 120.0, 170.0}) {
+    SCOPED_TRACE(degrees);
+    Samples samples{grid(201), {}, 1, {}};
+    for (std::size_t k = 0; k < 201; ++k) {
+      samples.values.push_back(std::polar(0.9, -degrees / 360.0 * numerics::two_pi * static_cast<double>(k)));
+    }
+    const Search search = fit_to_error(samples.view(), {.error = 1e-3});
+    EXPECT_TRUE(search.end == SearchEnd::target_met || search.end == SearchEnd::too_coarse)
+        << search.fit.report.finding;
+    EXPECT_EQ(search.findings.noise_floor, 0.0);
+    EXPECT_NEAR(search.findings.degrees_a_sample, degrees, 1e-9);
+  }
+}
+
+TEST(OrderSearch, pure_noise_is_no_success) {
+  Samples samples{grid(301), std::vector<Complex>(301), 1, {}};
+  add_noise(samples, 1.0, 5);
+  EXPECT_FALSE(succeeded(fit_to_error(samples.view(), {.error = 1e-2})));
+}
+
 TEST(OrderSearch, tells_the_noise_of_each_response) {
   Samples samples = network(10, 3, 401);
   Samples noise{grid(401), std::vector<Complex>(401), 1, {}};
@@ -440,6 +473,7 @@ TEST(OrderSearch, succeeds_with_a_small_error_at_an_end_that_is_that_of_the_data
         std::tuple(SearchEnd::no_gain, true, false), std::tuple(SearchEnd::too_coarse, false, false),
         std::tuple(SearchEnd::most_poles, false, false), std::tuple(SearchEnd::cancelled, false, false)}) {
     search.end = end;
+    search.findings.noise = {0.01, 0.9};
     search.fit.report.relative_error = 1e-2;
     EXPECT_EQ(succeeded(search), small);
     search.fit.report.relative_error = 1.1e-2;

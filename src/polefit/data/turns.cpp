@@ -12,6 +12,18 @@ constexpr double mostly_noise = 0.3;
 
 }  // namespace
 
+double turns_of_response(const Problem& problem, std::size_t r, const std::vector<std::size_t>& order) {
+  const double unit = unit_of_response(problem, r);
+  double phase = 0.0;
+  for (std::size_t k = 1; k < order.size(); ++k) {
+    const Complex here = problem.value(r, order[k]) / unit;
+    const Complex before = problem.value(r, order[k - 1]) / unit;
+    const Complex step = here * std::conj(before);
+    phase += step == Complex() ? 0.0 : std::arg(step);
+  }
+  return -phase / numerics::two_pi;
+}
+
 Turns turns_of(const Problem& problem, const std::vector<std::size_t>& order,
                const std::vector<double>& noise) {
   Turns result;
@@ -19,17 +31,9 @@ Turns turns_of(const Problem& problem, const std::vector<std::size_t>& order,
     if (noise[r] > mostly_noise) {
       continue;
     }
-    const double unit = unit_of_response(problem, r);
-    double phase = 0.0;
-    for (std::size_t k = 1; k < order.size(); ++k) {
-      const Complex here = problem.value(r, order[k]) / unit;
-      const Complex before = problem.value(r, order[k - 1]) / unit;
-      const Complex step = here * std::conj(before);
-      phase += step == Complex() ? 0.0 : std::arg(step);
-    }
-    const double turns = std::abs(phase) / numerics::two_pi;
-    if (turns > result.most) {
-      result = {turns, std::copysign(360.0 * turns / static_cast<double>(order.size() - 1), -phase)};
+    const double turns = turns_of_response(problem, r, order);
+    if (std::abs(turns) > result.most) {
+      result = {std::abs(turns), 360.0 * turns / static_cast<double>(order.size() - 1)};
     }
   }
   return result;

@@ -16,6 +16,9 @@ struct Turns {
   double degrees_a_sample = 0.0;
 };
 
+/// Turns of response r over the band, above 0 where its phase falls.
+double turns_of_response(const Problem& problem, std::size_t r, const std::vector<std::size_t>& order);
+
 /// Of the response that turns most. Steps of noise cancel; responses that are mostly noise are left out.
 ///
 /// order   the samples by frequency

@@ -210,12 +210,23 @@ std::optional<Candidate> from_more_poles(Refinement& refinement, const Options& 
   return std::nullopt;
 }
 
+/// Polishes a candidate, and takes one from more poles where that is better.
+void improve(Refinement& refinement, const Options& options, bool from_more, Candidate& best) {
+  const std::size_t order = best.order();
+  refinement.polish(best, most_polishing_steps, 0.0);
+  std::optional<Candidate> other = from_more ? from_more_poles(refinement, options, order) : std::nullopt;
+  if (other) {
+    refinement.polish(*other, most_polishing_steps, 0.0);
+    if (other->error() < best.error()) {
+      best = *std::move(other);
+    }
+  }
+}
+
 /// The poles of a model, in units of the problem, moved by variable projection on a problem reduced to what
 /// counts; nothing when that does not make the error smaller by a part that shows.
-///
-/// residual   of the last relocation
 std::optional<Poles> polished(const Problem& problem, const Options& options, const Poles& poles,
-                              double error, double residual, int& steps) {
+                              double error, Report& report) {
   std::vector<std::size_t> by_frequency(problem.samples);
   std::iota(by_frequency.begin(), by_frequency.end(), std::size_t{0});
   std::stable_sort(by_frequency.begin(), by_frequency.end(),
@@ -228,20 +239,27 @@ std::optional<Poles> polished(const Problem& problem, const Options& options, co
   goal.delta = std::clamp(delta_of_error * error, least_delta, delta_of_error);
   goal.orthogonal = options.orthogonal;
   goal.threads = options.threads;
+  if (options.progress) {
+    goal.watch = [&](const Trial& trial) {
+      if (!options.progress({.iteration = report.iterations,
+                             .order = trial.order,
+                             .residual = report.residual,
+                             .path = report.last_path,
+                             .polishing = true,
+                             .error = trial.error})) {
+        throw Cancelled();
+      }
+    };
+  }
   Refinement refinement(reduced.problem(), goal);
   Candidate best = refinement.candidate_of(poles);
   const double start = best.error();
-  refinement.polish(best, most_polishing_steps, 0.0);
-  if (residual < mirrored * error) {
-    std::optional<Candidate> other = from_more_poles(refinement, options, poles.size());
-    if (other) {
-      refinement.polish(*other, most_polishing_steps, 0.0);
-      if (other->error() < best.error()) {
-        best = *std::move(other);
-      }
-    }
+  try {
+    improve(refinement, options, report.residual < mirrored * error, best);
+  } catch (const Cancelled&) {
+    report.reason = StopReason::cancelled;
   }
-  steps = refinement.steps();
+  report.polishing_steps = refinement.steps();
   return best.error() < (1.0 - least_polish) * start ? std::optional(best.projection.poles()) : std::nullopt;
 }
 
@@ -259,15 +277,13 @@ void polish(const Problem& problem, const NetworkData& data, const Options& opti
   if (!(error > visible_to_polish)) {
     return;
   }
-  int steps = 0;
-  const std::optional<Poles> better = polished(problem, options, poles, error, fit.report.residual, steps);
+  const std::optional<Poles> better = polished(problem, options, poles, error, fit.report);
   if (!better) {
     return;
   }
   Model model = identify_residues(problem, *better, options.exact_sample, options.threads);
   if (weighted_error(problem, data, model) < error) {
     fit.model = std::move(model);
-    fit.report.polishing_steps = steps;
   }
 }
 

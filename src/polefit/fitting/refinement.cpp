@@ -45,8 +45,8 @@ void Refinement::watch(const Projection& projection, const Relocated& relocation
   if (!goal_.watch) {
     return;
   }
-  if (!best_seen_ || projection.error() < best_seen_->error()) {
-    best_seen_.emplace(Candidate{projection});
+  if (projection.error() < best_seen_.error) {
+    best_seen_ = {projection.poles(), projection.error()};
   }
   goal_.watch({.order = projection.poles().size(),
                .error = projection.error(),

@@ -46,7 +46,11 @@ class Refinement {
   Candidate candidate_of(Poles poles) const;
 
   /// The best of all that were told of.
-  const std::optional<Candidate>& best_seen() const { return best_seen_; }
+  struct Seen {
+    Poles poles;
+    double error = std::numeric_limits<double>::infinity();
+  };
+  const Seen& best_seen() const { return best_seen_; }
 
  private:
   /// A relocation's zeros, and what it left over.
@@ -61,7 +65,7 @@ class Refinement {
   const Problem& problem_;
   const Goal& goal_;
   CauchyRelocation by_sums_;
-  std::optional<Candidate> best_seen_;
+  Seen best_seen_;
   int gram_ = 0;
   int orthogonal_ = 0;
   int steps_ = 0;

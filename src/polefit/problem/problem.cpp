@@ -172,13 +172,7 @@ void scale_residuals(const NetworkData& data, ResponseScale scale, Problem& prob
   }
 }
 
-/// The data as residuals: responses, their scales and what they amount to, without an axis.
-Problem scaled_residuals(const NetworkData& data, ResponseScale scale) {
-  Problem problem;
-  problem.samples = data.frequencies.size();
-  problem.given = data.responses;
-  merge_equal_responses(data, problem);
-  scale_residuals(data, scale, problem);
+void sum_powers(Problem& problem) {
   problem.power.assign(problem.samples, 0.0);
   for (std::size_t r = 0; r < problem.responses; ++r) {
     for (std::size_t k = 0; k < problem.samples; ++k) {
@@ -190,6 +184,16 @@ Problem scaled_residuals(const NetworkData& data, ResponseScale scale) {
     sum += power;
   }
   problem.norm = std::sqrt(sum);
+}
+
+/// The data as residuals: responses, their scales and what they amount to, without an axis.
+Problem scaled_residuals(const NetworkData& data, ResponseScale scale) {
+  Problem problem;
+  problem.samples = data.frequencies.size();
+  problem.given = data.responses;
+  merge_equal_responses(data, problem);
+  scale_residuals(data, scale, problem);
+  sum_powers(problem);
   return problem;
 }
 
@@ -238,6 +242,14 @@ void check(const NetworkData& data) {
     return;
   }
   check_norm(scaled_residuals(data, ResponseScale::inverse_root_of_norm));
+}
+
+Problem scaled_by(Problem problem, const std::vector<double>& factors) {
+  for (std::size_t r = 0; r < problem.responses; ++r) {
+    problem.response_scale[r] *= factors[r];
+  }
+  sum_powers(problem);
+  return problem;
 }
 
 double unit_of_response(const Problem& problem, std::size_t r) { return unit_near(largest_part(problem, r)); }

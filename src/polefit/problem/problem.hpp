@@ -45,6 +45,9 @@ struct Problem {
   std::size_t terms() const { return (constant ? 1U : 0U) + (proportional ? 1U : 0U); }
 };
 
+/// The problem with the responses' scales multiplied by factors, one a response.
+Problem scaled_by(Problem problem, const std::vector<double>& factors);
+
 /// A power of two near the largest part of response r, in units of which squares of its values neither
 /// overflow nor vanish altogether.
 double unit_of_response(const Problem& problem, std::size_t r);

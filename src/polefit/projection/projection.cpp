@@ -80,6 +80,15 @@ Projection::Projection(const Problem& problem, Poles poles, double delta)
   error_ = std::sqrt(squares) / problem.norm;
 }
 
+void Projection::release() {
+  for (ProjectedGroup& group : groups_) {
+    group.factorisation.v = Matrix();
+    group.factorisation.t = Matrix();
+    group.rest = Matrix();
+  }
+  released_ = true;
+}
+
 std::vector<Complex> Projection::residual() const { return residual_on(*problem_, *this); }
 
 std::vector<Complex> residual_on(const Problem& problem, const Projection& projection) {

@@ -44,6 +44,10 @@ class Projection {
   const std::vector<ProjectedGroup>& groups() const { return groups_; }
   /// |E| over the norm of the data.
   double error() const { return error_; }
+  /// Gives back the memory of Q and E, which only a step downhill needs; a projection without them is made
+  /// anew for that.
+  void release();
+  bool is_released() const { return released_; }
   /// F - Phi X: weighted, one response after the other.
   std::vector<Complex> residual() const;
 
@@ -52,6 +56,7 @@ class Projection {
   Poles poles_;
   std::vector<ProjectedGroup> groups_;
   double error_ = 0.0;
+  bool released_ = false;
 };
 
 /// The weighted residuals of the coefficients of one projection on another problem with as many responses and

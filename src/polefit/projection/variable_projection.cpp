@@ -228,6 +228,9 @@ bool VariableProjection::step(Projection& projection) {
   if (projection.poles().empty()) {
     return false;
   }
+  if (projection.is_released()) {
+    projection = Projection(projection.problem(), projection.poles(), delta_);
+  }
   const Slope slope = slope_of(projection);
   for (int i = 0; i < most_tries; ++i) {
     const std::optional<std::vector<double>> y = damped_step(slope, lambda_);

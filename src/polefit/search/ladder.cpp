@@ -39,6 +39,10 @@ constexpr std::size_t fewest_for_noise = 1500;
 constexpr double as_good = 1.05;
 /// Poles that turn slowly enough for a limit on the order to reach them, in turns for each pole.
 constexpr double reachable_turns = 0.42;
+/// Data that are fitted to this are causal, whatever the rounding of residuals says.
+constexpr double exact = 1e-9;
+/// With fewer samples anything may look white.
+constexpr std::size_t fewest_samples_for_noise = 16;
 /// Mean phase between samples, in degrees, above which nothing says which way it turns ...
 constexpr double coarse = 60.0;
 /// ... and turns from which on a phase that runs forward is no matter of a few resonances.
@@ -173,6 +177,7 @@ class Ladder {
     for (Rung& rung : rungs_) {
       rung.candidate = data_.moved(rung.candidate);
       rung.adjusted = data_.adjusted(rung.candidate);
+      rung.candidate.projection.release();
     }
   }
 
@@ -188,7 +193,8 @@ class Ladder {
     if (data_.take_combinations_for(rungs_.back().candidate.error())) {
       move_rungs();
     }
-    const Candidate& candidate = rungs_.back().candidate;
+    Candidate& candidate = rungs_.back().candidate;
+    candidate.projection.release();
     steps_.push_back({.order = candidate.order(), .error = candidate.error()});
   }
 
@@ -217,12 +223,13 @@ class Ladder {
         break;
       }
       const std::size_t last = rungs_.size() - 1;
-      if (gained_nothing(last) && is_white()) {
+      const bool turns_followed = static_cast<double>(order) >= 2.0 * facts_.turns.most;
+      if (gained_nothing(last) && turns_followed && whole_.samples >= fewest_samples_for_noise &&
+          is_white()) {
         end_ = SearchEnd::noise;
         return;
       }
-      if (last >= 3 && gained_nothing(last) && gained_nothing(last - 1) &&
-          static_cast<double>(order) >= 2.0 * facts_.turns.most) {
+      if (last >= 3 && gained_nothing(last) && gained_nothing(last - 1) && turns_followed) {
         end_ = SearchEnd::no_gain;
         return;
       }
@@ -279,9 +286,9 @@ class Ladder {
     if (!best_) {
       best_.emplace(rungs_[chosen()].candidate);
     }
-    const std::optional<Candidate>& seen = data_.refinement().best_seen();
-    if (seen && seen->error() < best_->error()) {
-      best_.emplace(*seen);
+    const Refinement::Seen& seen = data_.refinement().best_seen();
+    if (seen.error < best_->error()) {
+      best_.emplace(data_.refinement().candidate_of(seen.poles));
     }
   }
 
@@ -296,7 +303,7 @@ class Ladder {
       improve_on_all_samples(candidate);
       const double dropped = data_.dropped();
       result.error = std::sqrt(candidate.error() * candidate.error() + dropped * dropped);
-      if (end_ == SearchEnd::no_gain || end_ == SearchEnd::most_poles) {
+      if (end_ == SearchEnd::no_gain || end_ == SearchEnd::most_poles || end_ == SearchEnd::noise) {
         end_ = reason(result.residual, candidate.error());
       }
       if (end_ == SearchEnd::not_causal) {
@@ -341,13 +348,16 @@ class Ladder {
     }
   }
 
-  /// Why the goal was not met, other than for noise.
+  /// Why the goal was not met.
   SearchEnd reason(double residual, double error) const {
     if (std::abs(facts_.turns.degrees_a_sample) > coarse) {
       return SearchEnd::too_coarse;
     }
+    if (end_ == SearchEnd::noise) {
+      return end_;
+    }
     const bool runs_forward = facts_.turns.degrees_a_sample < 0.0 && facts_.turns.most > forward;
-    return runs_forward || residual < not_causal * error ? SearchEnd::not_causal : end_;
+    return runs_forward || (error > exact && residual < not_causal * error) ? SearchEnd::not_causal : end_;
   }
 
   const Problem& whole_;
@@ -373,7 +383,11 @@ DataFacts facts_of(const Problem& problem) {
   double squares = 0.0;
   const NoiseEstimate estimate(problem, facts.by_frequency);
   for (std::size_t r = 0; r < problem.responses; ++r) {
-    const double noise = estimate.of(r);
+    // Where the phase turns far from sample to sample, differences of neighbours grow with their degree as
+    // those of noise do; steps of noise, though, cancel.
+    const double steps = static_cast<double>(std::max<std::size_t>(1, problem.samples - 1));
+    const double step = 360.0 * turns_of_response(problem, r, facts.by_frequency) / steps;
+    const double noise = std::abs(step) > coarse ? 0.0 : estimate.of(r);
     const double unit = unit_of_response(problem, r);
     double size = 0.0;
     for (std::size_t k = 0; k < problem.samples; ++k) {

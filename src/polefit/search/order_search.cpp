@@ -91,22 +91,28 @@ class Searcher {
     std::optional<Search> best;
     for (int i = 0; i < most_searches; ++i) {
       Search search = search_once(wanted);
-      const bool better = !best || search.error < best->error;
-      if (better) {
+      const double factor = margin * std::min(1.0, target_.error / search.error);
+      const bool again = search.end == SearchEnd::missed_measure && !limited_by_noise_;
+      if (!best || search.error < best->error) {
         best = std::move(search);
+      } else if (search.end == SearchEnd::cancelled) {
+        best->end = SearchEnd::cancelled;
+        tell(*best);
       }
-      if (!better || !missed_by_measure_ || wanted <= above_noise * facts_.floor) {
+      if (!again) {
         break;
       }
-      wanted *= std::min(margin, margin * target_.error / best->error);
+      wanted *= factor;
     }
     return *std::move(best);
   }
 
  private:
   Search search_once(double wanted) {
+    const double share = weigh_by_noise(wanted);
     Goal goal;
-    goal.error = std::max(wanted, above_noise * facts_.floor);
+    goal.error = data_.weights.empty() ? wanted * share : std::max(wanted, above_noise * facts_.floor);
+    limited_by_noise_ = goal.error > wanted * (1.0 + 1e-12);
     goal.delta = std::clamp(delta_of_goal * goal.error, least_delta, delta_of_goal);
     goal.stable = options_.stable;
     goal.orthogonal = options_.orthogonal;
@@ -142,11 +148,38 @@ class Searcher {
     search.error = measured(fit.report, target_.measure);
     search.findings = findings(found);
     search.end = end_of(found.end, fit.report, search);
-    fit.report.finding = sentence(search, target_, limit_);
+    tell(search);
+    return search;
+  }
+
+  void tell(Search& search) const {
+    Fit& fit = search.fit;
+    fit.report.finding = sentence(search, target_, limit_, problem_.samples);
     if (fit.model.origin) {
       fit.model.origin->finding = fit.report.finding;
     }
-    return search;
+  }
+
+  /// Makes a response count by the inverse of the error it is allowed, that which is wanted or 1.1 times its
+  /// noise: one that is half noise must not make the others coarse. Returns how much larger than `wanted` the
+  /// error of all, relative to the weighted data, may be then.
+  double weigh_by_noise(double wanted) {
+    if (!data_.weights.empty()) {
+      return 1.0;
+    }
+    std::vector<double> factor(problem_.responses);
+    for (std::size_t r = 0; r < problem_.responses; ++r) {
+      factor[r] = wanted / std::max(wanted, above_noise * facts_.noise[r]);
+    }
+    double squares = 0.0;
+    double present = 0.0;
+    for (const std::size_t r : problem_.place) {
+      const bool counts = problem_.response_scale[r] > 0.0;
+      squares += counts ? factor[r] * factor[r] : 0.0;
+      present += counts ? 1.0 : 0.0;
+    }
+    problem_ = scaled_by(make_problem(data_, options_, ResponseScale::inverse_norm), factor);
+    return std::sqrt(present / squares);
   }
 
   Findings findings(const LadderResult& found) const {
@@ -165,26 +198,23 @@ class Searcher {
   }
 
   SearchEnd end_of(SearchEnd end, const Report& report, const Search& search) {
-    missed_by_measure_ = false;
-    if (end == SearchEnd::cancelled) {
-      return end;
-    }
     if (search.error <= target_.error) {
       return SearchEnd::target_met;
+    }
+    if (end == SearchEnd::cancelled) {
+      return end;
     }
     if (target_.measure != Measure::largest_error && search.findings.noise_floor > 0.0 &&
         within_noise(report, search.findings)) {
       return SearchEnd::met_to_noise;
     }
     if (end == SearchEnd::target_met) {
-      missed_by_measure_ = true;
-      return SearchEnd::no_gain;
+      return limited_by_noise_ ? SearchEnd::noise : SearchEnd::missed_measure;
     }
     return end;
   }
   bool within_noise(const Report& report, const Findings& findings) const {
-    double squares = 0.0;
-    double allowed = 0.0;
+    double sum = 0.0;
     for (std::size_t r = 0; r < findings.noise.size(); ++r) {
       const double noise = above_noise * findings.noise[r];
       const double square = report.errors[r].relative * report.errors[r].relative;
@@ -192,10 +222,9 @@ class Searcher {
       if (target_.measure == Measure::worst_response && square > most) {
         return false;
       }
-      squares += square;
-      allowed += most;
+      sum += square / most;
     }
-    return squares <= allowed;
+    return sum <= static_cast<double>(findings.noise.size());
   }
 
   const NetworkData& data_;
@@ -205,19 +234,23 @@ class Searcher {
   DataFacts facts_;
   std::size_t limit_;
   int told_ = 0;
-  bool missed_by_measure_ = false;  // where the goal of the weighted, combined data was met
+  bool limited_by_noise_ = false;  // the goal, above what is wanted
 };
 
 /// An error at which a model that cannot be better is still a good one: -40 dB.
 constexpr double common_practice = 1e-2;
+/// Data of which all responses have more of it are no data.
+constexpr double mostly_noise = 0.3;
 
 }  // namespace
 
 bool succeeded(const Search& search) {
   switch (search.end) {
     case SearchEnd::target_met:
-    case SearchEnd::met_to_noise:
       return true;
+    case SearchEnd::met_to_noise:
+      return std::any_of(search.findings.noise.begin(), search.findings.noise.end(),
+                         [](double noise) { return noise < mostly_noise; });
     case SearchEnd::noise:
     case SearchEnd::not_causal:
     case SearchEnd::no_gain:
@@ -239,7 +272,7 @@ Search fit_to_error(const NetworkData& data, const Target& target, const Options
     Search search;
     search.fit = fit_of_zeros(data);
     search.findings.noise.resize(data.responses.responses);
-    search.fit.report.finding = sentence(search, target, 0);
+    search.fit.report.finding = sentence(search, target, 0, data.frequencies.size());
     search.fit.model.origin->finding = search.fit.report.finding;
     return search;
   }

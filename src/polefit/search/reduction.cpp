@@ -65,8 +65,8 @@ void spare_poles(Refinement& refinement, const Reduction& reduction, Candidate& 
       refinement.relocate_once(trial);
       refinement.polish(trial, polishing_steps / 2, reduction.keep);
     }
+    steps.push_back({.order = trial.order(), .error = trial.error()});
     if (reduction.error_of(trial) <= reduction.keep) {
-      steps.push_back({.order = trial.order(), .error = trial.error()});
       candidate = std::move(trial);
       path = eliminate_poles(candidate.projection);
     } else {

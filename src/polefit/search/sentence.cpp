@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "text/counted.hpp"
 #include "text/decimal.hpp"
 
 namespace polefit {
@@ -18,8 +19,7 @@ std::string not_causal(const Search& search) {
     text = "the phase runs forward by " + whole(-findings.degrees_a_sample) +
            " degrees from sample to sample: the data are advanced, or sampled too coarsely for their delay";
   } else {
-    text = "the data are not causal: poles on either side of the axis would reach " +
-           number(findings.either_side);
+    text = "the data are not causal: stable poles cannot follow, those on either side of the axis could";
   }
   if (findings.advance > 0.0) {
     text += ", stable ones if the data came " + number(findings.advance * 1e12) + " ps later";
@@ -27,9 +27,10 @@ std::string not_causal(const Search& search) {
   return text;
 }
 
-std::string limit_reached(const Search& search, std::size_t limit) {
+std::string limit_reached(const Search& search, std::size_t limit, std::size_t samples) {
   const double turns = search.findings.turns;
-  std::string text = "the limit of " + std::to_string(limit) + " poles is reached";
+  std::string text = "the limit of " + text::counted(limit, "pole") +
+                     (limit == samples / 2 ? ", half the number of samples," : "") + " is reached";
   // Two poles follow a turn at best, five with its reflections.
   if (2.0 * turns > static_cast<double>(limit)) {
     text += "; the data turn " + whole(turns) + " times, which takes " + whole(2.0 * turns) +
@@ -40,7 +41,7 @@ std::string limit_reached(const Search& search, std::size_t limit) {
 
 }  // namespace
 
-std::string sentence(const Search& search, const Target& target, std::size_t limit) {
+std::string sentence(const Search& search, const Target& target, std::size_t limit, std::size_t samples) {
   const std::string aim = "target of " + text::significant(target.error, 3);
   const std::string missed = aim + " not met: ";
   switch (search.end) {
@@ -55,11 +56,13 @@ std::string sentence(const Search& search, const Target& target, std::size_t lim
       return missed + not_causal(search);
     case SearchEnd::no_gain:
       return missed + "more poles no longer pay";
+    case SearchEnd::missed_measure:
+      return missed + "the relative error of the weighted data met its goal, that of the measure did not";
     case SearchEnd::too_coarse:
       return missed + "the phase turns " + whole(std::abs(search.findings.degrees_a_sample)) +
              " degrees from sample to sample, too far to say which way";
     case SearchEnd::most_poles:
-      return missed + limit_reached(search, limit);
+      return missed + limit_reached(search, limit, samples);
     default:
       return "cancelled";
   }

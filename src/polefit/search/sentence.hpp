@@ -10,7 +10,8 @@ namespace polefit {
 
 /// One line: whether the target was met, and if not, what is in the way.
 ///
-/// limit   on the order
-std::string sentence(const Search& search, const Target& target, std::size_t limit);
+/// limit     on the order
+/// samples   of each response
+std::string sentence(const Search& search, const Target& target, std::size_t limit, std::size_t samples);
 
 }  // namespace polefit

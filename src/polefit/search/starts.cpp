@@ -21,8 +21,13 @@ Poles even_start(const Problem& problem, std::size_t order, double highest) {
   options.real_poles = order % 2;
   options.complex_pairs = order / 2;
   Poles poles = starting_poles(problem, options);
+  const double low = *std::min_element(problem.omega.begin(), problem.omega.end());
   for (Complex& pole : poles) {
-    pole *= highest;
+    // The band shrinks towards its lower end.
+    const double size = std::abs(pole);
+    if (size > low) {
+      pole *= (low + highest * (size - low)) / size;
+    }
   }
   return poles;
 }
