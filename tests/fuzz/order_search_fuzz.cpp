@@ -23,8 +23,8 @@ struct Request {
   explicit Request(Bytes& bytes) {
     const int kind = bytes.take<std::uint8_t>();
     const bool any = (kind & 1) != 0;
-    const auto responses = static_cast<std::size_t>(1 + bytes.take_up_to(2));
-    const auto samples = static_cast<std::size_t>(1 + bytes.take_up_to(23));
+    const auto responses = static_cast<std::size_t>(1 + bytes.take_up_to(1));
+    const auto samples = static_cast<std::size_t>(1 + bytes.take_up_to(15));
     for (std::size_t k = 0; k < samples; ++k) {
       frequencies.push_back((kind & 2) != 0 ? std::abs(number(bytes, any)) : static_cast<double>(k));
     }
@@ -36,7 +36,7 @@ struct Request {
     options.proportional = (kind & 32) != 0;
     options.orthogonal = (kind & 64) != 0;
     if ((kind & 128) != 0) {
-      options.exact_sample = bytes.take_up_to(23);
+      options.exact_sample = bytes.take_up_to(15);
     }
     target.error = std::pow(10.0, -bytes.take_up_to(14));
     target.measure = static_cast<polefit::Measure>(bytes.take_up_to(2));
@@ -64,7 +64,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   Request request(bytes);
   int steps = 0;
   request.options.progress = [&](const polefit::Progress&) {
-    check(++steps < 5000, "a search of up to 12 poles takes no more than some hundred steps");
+    check(++steps < 5000, "a search of up to 8 poles takes no more than some hundred steps");
     return true;
   };
   try {
