@@ -27,6 +27,11 @@ class RandomNumbers {
     return std::ldexp(static_cast<double>(static_cast<std::int64_t>(generator_())), -63);
   }
   double between(double low, double high) { return low + (high - low) * (0.5 + 0.5 * (*this)()); }
+  /// Both parts over -1..1.
+  Complex complex() {
+    const double imaginary = (*this)();
+    return {(*this)(), imaginary};
+  }
   int below(int bound) { return static_cast<int>(generator_() % static_cast<std::uint64_t>(bound)); }
   std::vector<double> values(int count) {
     std::vector<double> result(static_cast<std::size_t>(count));

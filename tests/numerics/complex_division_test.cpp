@@ -42,8 +42,8 @@ TEST(SmithQuotient, a_few_roundings_separate_it_from_the_quotient) {
   RandomNumbers numbers(1);
   double worst = 0.0;
   for (int i = 0; i < 20000; ++i) {
-    const std::complex<long double> numerator(numbers(), numbers());
-    const std::complex<long double> denominator(numbers(), numbers());
+    const std::complex<long double> numerator{numbers(), numbers()};
+    const std::complex<long double> denominator{numbers(), numbers()};
     const Complex quotient = smith_quotient(Complex(numerator), Complex(denominator));
     // Both times the denominator, which spares a long division as the reference.
     const auto back = std::complex<long double>(quotient) * denominator;
@@ -64,8 +64,8 @@ TEST(SmithQuotient, nothing_overflows_or_vanishes_on_the_way) {
 TEST(SmithQuotient, scaling_by_powers_of_two_changes_no_bit) {
   RandomNumbers numbers(2);
   for (int i = 0; i < 1000; ++i) {
-    const Complex numerator(numbers(), numbers());
-    const Complex denominator(numbers(), numbers());
+    const Complex numerator = numbers.complex();
+    const Complex denominator = numbers.complex();
     EXPECT_EQ(smith_quotient(numerator * 0x1p300, denominator * 0x1p-300),
               smith_quotient(numerator, denominator) * 0x1p600);
   }

@@ -54,7 +54,7 @@ Complex difference(Complex s, Complex a) { return {s.real() - a.real(), s.imag()
 
 TEST(PartialFractions, the_column_of_a_real_pole_is_its_quotient_to_the_bit_with_every_vector_unit) {
   with_every_length_and_unit([](int count, RandomNumbers& numbers, VectorUnit unit) {
-    const Complex a(numbers(), numbers());
+    const Complex a = numbers.complex();
     const Parts s(count, numbers);
     Parts expected(count);
     for (int k = 0; k < count; ++k) {
@@ -68,8 +68,8 @@ TEST(PartialFractions, the_column_of_a_real_pole_is_its_quotient_to_the_bit_with
 
 TEST(PartialFractions, the_columns_of_a_pair_are_sum_and_difference_to_the_bit_with_every_vector_unit) {
   with_every_length_and_unit([](int count, RandomNumbers& numbers, VectorUnit unit) {
-    const Complex a(numbers(), numbers());
-    const Complex b(numbers(), numbers());
+    const Complex a = numbers.complex();
+    const Complex b = numbers.complex();
     const Parts s(count, numbers);
     Parts expected_leader(count);
     Parts expected_follower(count);
@@ -106,8 +106,8 @@ TEST(PartialFractions, a_weighted_column_is_minus_the_product_to_the_bit_with_ev
 
 TEST(PartialFractions, a_term_is_added_to_the_bit_with_every_vector_unit) {
   with_every_length_and_unit([](int count, RandomNumbers& numbers, VectorUnit unit) {
-    const Complex a(numbers(), numbers());
-    const Complex c(numbers(), numbers());
+    const Complex a = numbers.complex();
+    const Complex c = numbers.complex();
     const Parts s(count, numbers);
     Parts fit(count, numbers);
     Parts expected = fit;

@@ -72,7 +72,7 @@ struct Samples {
       // Two parts, each evenly over -1 .. 1 with variance 1/3.
       const double factor = level * std::sqrt(squares / static_cast<double>(count) * 1.5);
       for (std::size_t k = 0; k < count; ++k) {
-        values[r * count + k] += factor * Complex(numbers(), numbers());
+        values[r * count + k] += factor * numbers.complex();
       }
     }
   }
@@ -89,7 +89,7 @@ Samples rational(std::vector<double> frequencies, const std::vector<Complex>& up
     for (const Complex pole : upper_poles) {
       const double size = -pole.real() * (numbers() > 0.0 ? 1.0 : -1.0);
       residues.push_back(pole.imag() == 0.0 ? Complex(size * numbers.between(0.5, 1.5))
-                                            : size * Complex(numbers.between(0.5, 1.5), 0.5 * numbers()));
+                                            : size * Complex{numbers.between(0.5, 1.5), 0.5 * numbers()});
     }
     samples.add([&](Complex s) {
       Complex sum = constant;
@@ -168,8 +168,8 @@ Samples far_below_the_band(double place) {
   Samples samples{linear_grid(1.0, 2.0, 201), {}, 0};
   RandomNumbers numbers(8);
   for (int r = 0; r < 3; ++r) {
-    const Complex first = numerics::two_pi * Complex(numbers(), numbers());
-    const Complex second = 0.1 * numerics::two_pi * Complex(numbers(), numbers());
+    const Complex first = numerics::two_pi * numbers.complex();
+    const Complex second = 0.1 * numerics::two_pi * numbers.complex();
     samples.add([&](Complex s) {
       return 0.1 + first / (s - poles[0]) + std::conj(first) / (s - std::conj(poles[0])) +
              second / (s - poles[1]) + std::conj(second) / (s - std::conj(poles[1]));

@@ -33,7 +33,7 @@ void add_response(Model& model, double d, double h, RandomNumbers& numbers) {
       model.residues.emplace_back(numbers());
       i += 1;
     } else {
-      const Complex c(numbers(), numbers());
+      const Complex c = numbers.complex();
       model.residues.insert(model.residues.end(), {c, std::conj(c)});
       i += 2;
     }
@@ -47,7 +47,8 @@ Model random_model(RandomNumbers& numbers, int blocks, int responses) {
     add_pole(model, {numbers() - 1.0, numbers() < 0.0 ? 0.0 : numbers.between(0.1, 10.0)});
   }
   for (int r = 0; r < responses; ++r) {
-    add_response(model, numbers(), numbers(), numbers);
+    const Complex terms = numbers.complex();
+    add_response(model, terms.real(), terms.imag(), numbers);
   }
   return model;
 }
@@ -249,7 +250,7 @@ TEST(Errors, over_many_samples_they_are_those_of_the_values_of_the_model) {
     auto data = evaluate(model, frequencies);
     const auto exact = data;
     for (Complex& value : data) {
-      value += Complex(numbers(), numbers());
+      value += numbers.complex();
     }
     const auto result = errors(model, {frequencies, Responses::by_response(data, 3), {}, {}});
     for (std::size_t r = 0; r < 3; ++r) {
@@ -283,7 +284,7 @@ TEST(Errors, the_layout_of_the_data_does_not_matter) {
   const auto frequencies = random_frequencies(numbers, static_cast<int>(samples));
   std::vector<Complex> values;
   for (std::size_t j = 0; j < 3 * samples; ++j) {
-    values.emplace_back(numbers(), numbers());
+    values.push_back(numbers.complex());
   }
   const auto expected = errors(model, {frequencies, Responses::by_response(values, 3), {}, {}});
 
@@ -352,7 +353,7 @@ TEST(Errors, model_and_data_times_a_power_of_two_make_errors_times_that_power_bi
   const std::vector<double> frequencies(600, 1.0);
   std::vector<Complex> values;
   for (std::size_t k = 0; k < frequencies.size(); ++k) {
-    values.emplace_back(numbers(), numbers());
+    values.push_back(numbers.complex());
   }
   const auto expected = errors(constant_model(1.0), {frequencies, Responses::by_response(values, 1), {}, {}});
   // Squares of these overflow or vanish.

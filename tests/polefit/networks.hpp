@@ -59,7 +59,7 @@ inline Network random_network(const NetworkKind& kind, std::uint64_t seed) {
   }
   for (std::size_t r = 0; r < kind.responses; ++r) {
     for (std::size_t i = 0; i < 2 * kind.pairs; i += 2) {
-      const Complex residue = distance * Complex(numbers.between(0.2, 1.0), numbers());
+      const Complex residue = distance * Complex{numbers.between(0.2, 1.0), numbers()};
       model.residues.insert(model.residues.end(), {residue, std::conj(residue)});
     }
     for (std::size_t i = 2 * kind.pairs; i < model.poles.size(); ++i) {
@@ -74,7 +74,7 @@ inline Network random_network(const NetworkKind& kind, std::uint64_t seed) {
   }
   network.values = evaluate(model, network.frequencies);
   for (Complex& value : network.values) {
-    value += kind.noise * Complex(numbers(), numbers());
+    value += kind.noise * numbers.complex();
   }
   return network;
 }

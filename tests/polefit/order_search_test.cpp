@@ -72,7 +72,7 @@ double root_mean_square(const std::vector<Complex>& values) {
 void add_noise(Samples& samples, double size, std::uint64_t seed) {
   RandomNumbers numbers(seed);
   for (Complex& value : samples.values) {
-    value += size * std::sqrt(1.5) * Complex(numbers(), numbers());
+    value += size * std::sqrt(1.5) * numbers.complex();
   }
 }
 

@@ -19,7 +19,7 @@ Poles random_poles(std::size_t pairs, std::size_t real_poles, RandomNumbers& num
     poles.emplace_back(-numbers.between(0.1, 3.0), 0.0);
   }
   for (std::size_t i = 0; i < pairs; ++i) {
-    const Complex pole(-numbers.between(0.02, 0.3), numbers.between(0.2, 2.0));
+    const Complex pole{-numbers.between(0.02, 0.3), numbers.between(0.2, 2.0)};
     poles.insert(poles.end(), {pole, std::conj(pole)});
   }
   return poles;

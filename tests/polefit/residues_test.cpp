@@ -38,7 +38,7 @@ TEST(Residues, the_exact_sample_is_exact_however_few_samples_there_are) {
     std::vector<Complex> values;
     for (std::size_t k = 0; k < samples; ++k) {
       frequencies.push_back(1e9 * (1.0 + static_cast<double>(k) + 0.3 * numbers()));
-      values.emplace_back(numbers(), numbers());
+      values.push_back(numbers.complex());
     }
     const NetworkData data{frequencies, Responses::by_response(values, 1), {}, {}};
     for (std::size_t choice = 0; choice < 48; ++choice) {

@@ -68,7 +68,7 @@ inline std::vector<Complex> disturbed_poles(const Network& network, const Proble
     if (poles[i].imag() == 0.0) {
       poles[i] += by * numbers();
     } else {
-      poles[i] += by * Complex(numbers(), numbers());
+      poles[i] += by * numbers.complex();
       poles[i + 1] = std::conj(poles[i]);
       ++i;
     }

@@ -49,7 +49,7 @@ Poles random_poles(RandomNumbers& numbers, std::size_t pairs, std::size_t real_p
     poles.emplace_back(-1.0 - 2.0 * static_cast<double>(i) - numbers.between(0.0, 1.0), 0.0);
   }
   for (std::size_t i = 0; i < pairs; ++i) {
-    const Complex pole(-numbers.between(0.1, 0.5), static_cast<double>(i) + 1.0 + 0.3 * numbers());
+    const Complex pole{-numbers.between(0.1, 0.5), static_cast<double>(i) + 1.0 + 0.3 * numbers()};
     poles.insert(poles.end(), {pole, std::conj(pole)});
   }
   return poles;

@@ -66,7 +66,7 @@ void add_matrix(Model& model, char parameter, std::size_t ports, double highest,
       if (pole.imag() == 0.0) {
         model.residues.emplace_back(unit * (pole.real() == 0.0 ? 1e9 : std::abs(pole)) * numbers());
       } else {
-        const Complex residue = unit * std::abs(pole.real()) * Complex(numbers(), numbers());
+        const Complex residue = unit * std::abs(pole.real()) * numbers.complex();
         model.residues.insert(model.residues.end(), {residue, std::conj(residue)});
         ++i;
       }
@@ -257,7 +257,7 @@ TEST_F(SpiceTest, poles_on_the_axis_and_in_the_right_half_plane_come_out_as_they
     add_matrix(model, parameter, 2, 0.0, numbers);
     const std::size_t order = model.poles.size();
     for (std::size_t r = 0; r < 4; ++r) {  // an undamped pair is given no damping to take its residue from
-      model.residues[r * order + 1] = unit_of(parameter) * 1e9 * Complex(numbers(), numbers());
+      model.residues[r * order + 1] = unit_of(parameter) * 1e9 * numbers.complex();
       model.residues[r * order + 2] = std::conj(model.residues[r * order + 1]);
     }
     // At 0 Hz the pole at 0 is a short or an open circuit, which ideal and matched sources cannot drive.

@@ -80,7 +80,7 @@ Model random_model(std::size_t responses) {
   Model model;
   model.poles = {{-3.0, 0.0}, {-0.5, 4.0}, {-0.5, -4.0}, {-7.0, 0.0}};
   for (std::size_t r = 0; r < responses; ++r) {
-    const Complex pair(numbers(), numbers());
+    const Complex pair = numbers.complex();
     model.residues.insert(model.residues.end(), {numbers(), pair, std::conj(pair), numbers()});
     model.constants.push_back(numbers());
     model.proportionals.push_back(numbers());

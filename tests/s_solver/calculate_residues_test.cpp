@@ -60,12 +60,12 @@ TEST(CalculateResidues, recovers_the_model_behind_exact_samples) {
     RationalFunction model;
     for (int i = 0; i < static_cast<int>(seed % 4); ++i) {
       const double omega = 2.0 + 3.0 * i;
-      const Complex c(numbers(), numbers());
+      const Complex c = numbers.complex();
       if (numbers.below(3) == 0) {
         model.a.emplace_back(-omega, 0.0);
         model.c.emplace_back(c.real(), 0.0);
       } else {
-        const Complex a(-numbers.between(0.2, 1.0), numbers.below(2) == 0 ? omega : -omega);
+        const Complex a{-numbers.between(0.2, 1.0), numbers.below(2) == 0 ? omega : -omega};
         model.a.insert(model.a.end(), {a, std::conj(a)});
         model.c.insert(model.c.end(), {c, std::conj(c)});
       }
@@ -172,7 +172,7 @@ TEST(CalculateResidues, the_solution_satisfies_the_normal_equations_for_data_no_
       system(k, q) = columns[q].real();
       system(12 + k, q) = columns[q].imag();
     }
-    f.emplace_back(numbers(), numbers());
+    f.push_back(numbers.complex());
     b[static_cast<std::size_t>(k)] = f.back().real();
     b[static_cast<std::size_t>(12 + k)] = f.back().imag();
   }

@@ -61,8 +61,8 @@ TEST(CalculateFitFunction, a_few_roundings_per_pole_separate_it_from_the_model) 
     const int order = static_cast<int>(seed % 7);
     RationalFunction model{{}, {}, numbers(), numbers()};
     for (int i = 0; i < order; ++i) {
-      model.a.emplace_back(numbers() - 1.0, 10 * numbers());
-      model.c.emplace_back(numbers(), numbers());
+      model.a.push_back({numbers() - 1.0, 10 * numbers()});
+      model.c.push_back(numbers.complex());
     }
     const auto s = imaginary_points(20, -10.0, 10.0);
     const auto f_fit = values_of(model, s);

@@ -79,8 +79,8 @@ Problem random_problem(int order, const Options& options, RandomNumbers& numbers
   const int pairs = order / 2;
   const double distance = 9.0 / pairs;
   for (int k = 0; k < pairs; ++k) {
-    const Complex a(-distance * numbers.between(0.1, 0.4), 1.0 + distance * (k + 0.5 + 0.3 * numbers()));
-    const Complex c(distance * Complex(numbers.between(0.3, 1.0), numbers()));
+    const Complex a{-distance * numbers.between(0.1, 0.4), 1.0 + distance * (k + 0.5 + 0.3 * numbers())};
+    const Complex c = distance * Complex{numbers.between(0.3, 1.0), numbers()};
     model.a.insert(model.a.end(), {a, std::conj(a)});
     model.c.insert(model.c.end(), {c, std::conj(c)});
   }
@@ -96,7 +96,7 @@ Problem random_problem(int order, const Options& options, RandomNumbers& numbers
   problem.s = imaginary_points(2 * order + 10, 0.9, 10.1);
   problem.f = model.at(problem.s);
   for (Complex& f : problem.f) {
-    f += noise * Complex(numbers(), numbers());
+    f += noise * numbers.complex();
   }
   return problem;
 }
@@ -355,7 +355,7 @@ TEST(FitProperties, pairs_are_exactly_conjugate_whatever_the_samples) {
   };
   for_many_problems(0.0, 4, [&](Problem problem, const Options& options, RandomNumbers& numbers) {
     for (Complex& f : problem.f) {
-      f = Complex(numbers(), numbers());
+      f = numbers.complex();
     }
     for (int iteration = 0; iteration < 3; ++iteration) {
       const Fit fit = iterate(problem, options);

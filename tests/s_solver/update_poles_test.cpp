@@ -79,12 +79,12 @@ RationalFunction random_model(RandomNumbers& numbers, int terms) {
   RationalFunction model;
   for (int i = 0; i < terms; ++i) {
     const double omega = 1.0 + 2.0 * i;
-    const Complex c(numbers.between(0.5, 1.0), numbers());
+    const Complex c{numbers.between(0.5, 1.0), numbers()};
     if (numbers.below(3) == 0) {
       model.a.emplace_back(-omega, 0.0);
       model.c.emplace_back(c.real(), 0.0);
     } else {
-      const Complex a(-numbers.between(0.2, 0.6), numbers.below(2) == 0 ? omega : -omega);
+      const Complex a{-numbers.between(0.2, 0.6), numbers.below(2) == 0 ? omega : -omega};
       model.a.insert(model.a.end(), {a, std::conj(a)});
       model.c.insert(model.c.end(), {c, std::conj(c)});
     }
@@ -176,7 +176,7 @@ TEST(UpdatePoles, new_poles_are_the_mirrored_eigenvalues_of_the_state_matrix_in_
     const auto s = imaginary_points(20, 0.1, 12.0);
     std::vector<Complex> f;
     for (std::size_t k = 0; k < s.size(); ++k) {
-      f.emplace_back(numbers(), numbers());
+      f.push_back(numbers.complex());
     }
     const auto relocation = relocation_of(a, s, f, {1, 1, seed % 2 == 1});
     std::vector<Complex> expected(a.size());
