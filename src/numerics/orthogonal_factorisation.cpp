@@ -144,23 +144,34 @@ class Panels {
 
 }  // namespace
 
-OrthogonalFactorisation factorise(const MatrixView<const double>& a, VectorUnit unit) {
-  const auto rows = static_cast<std::size_t>(a.rows());
-  const auto columns = static_cast<std::size_t>(a.columns());
+OrthogonalFactorisation room_for_factorisation(std::size_t rows, std::size_t columns) {
   OrthogonalFactorisation result;
   result.rows = rows;
   result.r = Matrix(columns, columns);
   result.v = Matrix(padded_rows(std::max(rows, columns)), columns);
   result.t = Matrix(panel_columns, columns);
-  for (std::size_t j = 0; rows > 0 && j < columns; ++j) {
-    std::copy_n(a.column(static_cast<std::int64_t>(j)), rows, result.v.column(j));
-  }
-  Panels panels(result, unit);
+  return result;
+}
+
+void factorise_in_place(OrthogonalFactorisation& factorisation, VectorUnit unit) {
+  const std::size_t columns = factorisation.v.columns;
+  std::fill(factorisation.t.elements.begin(), factorisation.t.elements.end(), 0.0);
+  Panels panels(factorisation, unit);
   for (std::size_t j = 0; j < columns; j += panel_columns) {
     const std::size_t count = std::min(panel_columns, columns - j);
     panels.factorise(j, count);
     panels.update(j, count, j + count, columns - j - count);
   }
+}
+
+OrthogonalFactorisation factorise(const MatrixView<const double>& a, VectorUnit unit) {
+  const auto rows = static_cast<std::size_t>(a.rows());
+  const auto columns = static_cast<std::size_t>(a.columns());
+  OrthogonalFactorisation result = room_for_factorisation(rows, columns);
+  for (std::size_t j = 0; rows > 0 && j < columns; ++j) {
+    std::copy_n(a.column(static_cast<std::int64_t>(j)), rows, result.v.column(j));
+  }
+  factorise_in_place(result, unit);
   return result;
 }
 

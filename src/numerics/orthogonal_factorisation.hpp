@@ -27,6 +27,12 @@ struct OrthogonalFactorisation {
 OrthogonalFactorisation factorise(const MatrixView<const double>& a, VectorUnit unit = widest_vector_unit());
 OrthogonalFactorisation factorise(const Matrix& a, VectorUnit unit = widest_vector_unit());
 
+/// Room for the factorisation of a matrix whose elements are still to be written to the first rows of v.
+OrthogonalFactorisation room_for_factorisation(std::size_t rows, std::size_t columns);
+
+/// Factorises the matrix that v holds. What T had before does not matter.
+void factorise_in_place(OrthogonalFactorisation& factorisation, VectorUnit unit = widest_vector_unit());
+
 /// b = Q^T b for all columns of b, which has as many rows as A, and A no more columns than that.
 void apply_transposed(const OrthogonalFactorisation& factorisation, Matrix& b,
                       VectorUnit unit = widest_vector_unit());

@@ -58,7 +58,7 @@ TEST(Compression, least_error_of_any_poles_is_that_of_all_responses) {
         for (const std::size_t count : {1U, 3U, 5U}) {
           Poles poles;
           for (std::size_t i = 0; i < count; ++i) {
-            poles.push_back({-numbers.between(0.1, 0.5), numbers.between(0.3, 2.0)});
+            poles.push_back(Complex{-numbers.between(0.1, 0.5), numbers.between(0.3, 2.0)});
             poles.push_back(std::conj(poles.back()));
           }
           const Problem& part = reduced.problem();

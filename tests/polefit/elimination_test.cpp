@@ -17,7 +17,7 @@ using namespace test_networks;
 double rounding(const Projection& projection) {
   double most = 0.0;
   for (const ProjectedGroup& group : projection.groups()) {
-    const double condition = 1.0 / numerics::triangle_condition(group.factorisation.r);
+    const double condition = 1.0 / numerics::triangle_condition(group.triangle);
     most = std::max(most, static_cast<double>(group.scale.size()) * eps * condition * condition);
   }
   return most;

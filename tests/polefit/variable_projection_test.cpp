@@ -151,7 +151,7 @@ struct Rounding {
   explicit Rounding(const Projection& projection) {
     double squares = 0.0;
     for (const ProjectedGroup& group : projection.groups()) {
-      const double condition = 1.0 / numerics::triangle_condition(group.factorisation.r);
+      const double condition = 1.0 / numerics::triangle_condition(group.triangle);
       unit = std::max(unit, static_cast<double>(group.scale.size()) * eps * condition * condition);
       squares += std::pow(testing_support::norm(group.coefficients.elements), 2);
     }
@@ -264,7 +264,7 @@ TEST(VariableProjection, steps_make_the_error_smaller_and_keep_poles_stable_and_
         of.poles[1] = std::conj(of.poles[0]);
       }
       Projection projection(of.problem, of.poles, 1e-9);
-      VariableProjection descent(1e-9);
+      VariableProjection descent;
       for (int i = 0; i < 15; ++i) {
         const Poles before = projection.poles();
         const double error = projection.error();
@@ -291,7 +291,7 @@ TEST(VariableProjection, a_step_changes_a_damping_by_a_factor_of_four_and_a_half
       pole.real(50.0 * pole.real());
     }
     Projection projection(of.problem, of.poles, 1e-9);
-    VariableProjection descent(1e-9);
+    VariableProjection descent;
     if (!descent.step(projection)) {
       continue;
     }
@@ -308,7 +308,7 @@ TEST(VariableProjection, steps_converge_to_the_poles_of_the_data) {
       const Case of(setting, seed, 0.0, 1e-2);
       // With so small a ridge the least error is rounding.
       Projection projection(of.problem, of.poles, 1e-15);
-      VariableProjection descent(1e-15);
+      VariableProjection descent;
       const double rounding = Rounding(projection).unit;
       std::vector<double> errors{projection.error()};
       while (errors.size() < 8 && descent.step(projection)) {
@@ -332,7 +332,7 @@ TEST(VariableProjection, ends_where_the_slope_is_flat) {
   for (const Setting& setting : settings) {
     const Case of(setting, 6, 1e-2, 0.2);
     Projection projection(of.problem, of.poles, 1e-9);
-    VariableProjection descent(1e-9);
+    VariableProjection descent;
     int steps = 0;
     while (steps < 200 && descent.step(projection)) {
       ++steps;
@@ -351,7 +351,7 @@ TEST(VariableProjection, without_poles_there_is_no_step) {
   const Network network = random_network({.pairs = 2}, 7);
   const Problem problem = make_problem(network.data(), {});
   Projection projection(problem, {}, 1e-9);
-  EXPECT_FALSE(VariableProjection(1e-9).step(projection));
+  EXPECT_FALSE(VariableProjection().step(projection));
 }
 
 }  // namespace

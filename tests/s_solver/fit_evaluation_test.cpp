@@ -61,7 +61,7 @@ TEST(CalculateFitFunction, a_few_roundings_per_pole_separate_it_from_the_model) 
     const int order = static_cast<int>(seed % 7);
     RationalFunction model{{}, {}, numbers(), numbers()};
     for (int i = 0; i < order; ++i) {
-      model.a.push_back({numbers() - 1.0, 10 * numbers()});
+      model.a.push_back(Complex{numbers() - 1.0, 10 * numbers()});
       model.c.push_back(numbers.complex());
     }
     const auto s = imaginary_points(20, -10.0, 10.0);

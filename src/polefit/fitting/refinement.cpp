@@ -118,7 +118,7 @@ void Refinement::polish(Candidate& candidate, int most, double enough) {
   if (std::any_of(poles.begin(), poles.end(), [](Complex pole) { return !(pole.real() < 0.0); })) {
     return;
   }
-  VariableProjection projection(goal_.delta);
+  VariableProjection projection;
   for (int i = 0; i < most && candidate.error() > enough; ++i) {
     const double before = candidate.error();
     if (!projection.step(candidate.projection)) {

@@ -8,7 +8,7 @@
 #include "numerics/ordered_triangle.hpp"
 #include "numerics/orthogonal_factorisation.hpp"
 #include "numerics/parallel.hpp"
-#include "polefit/problem/weighted_basis.hpp"
+#include "polefit/projection/folded_basis.hpp"
 
 namespace polefit {
 namespace {
@@ -18,20 +18,21 @@ using numerics::OrthogonalFactorisation;
 
 /// Responses that are solved together, few enough that their right-hand sides are small beside the data.
 constexpr std::size_t together = 32;
+/// Below this the sizes of basis functions are nothing.
+constexpr double least_size = 1e-300;
 
 /// The unknowns that a constraint C x = f leaves: x = Q [z1; z2], where T^T z1 = f fixes z1.
 class Constraint {
  public:
-  /// Rows of the scaled basis at sample k; the imaginary one is left out where it is 0 or follows from the
-  /// real one.
-  Constraint(const Matrix& basis, const std::vector<double>& scale, std::size_t k) {
-    const std::size_t m = basis.rows / 2;
-    const std::size_t n = basis.columns;
+  /// Two rows: those of the scaled basis at a sample; the imaginary one is left out where it is 0 or follows
+  /// from the real one.
+  explicit Constraint(const Matrix& at_sample) {
+    const std::size_t n = at_sample.columns;
     std::array<std::vector<double>, 2> rows;
     for (std::size_t part = 0; part < 2; ++part) {
       double largest = 0.0;
       for (std::size_t j = 0; j < n; ++j) {
-        rows[part].push_back(basis(part * m + k, j) * scale[j]);
+        rows[part].push_back(at_sample(part, j));
         largest = std::max(largest, std::abs(rows[part].back()));
       }
       if (largest > 0.0 && parts_.size() < n) {
@@ -110,78 +111,67 @@ Matrix product(const Matrix& a, const Matrix& b) {
   return c;
 }
 
-/// a over ridge times the unit matrix; a itself without a ridge.
-Matrix with_ridge(Matrix a, double ridge) {
-  if (ridge == 0.0) {
-    return a;
-  }
-  Matrix both(a.rows + a.columns, a.columns);
-  for (std::size_t j = 0; j < a.columns; ++j) {
-    std::copy_n(a.column(j), a.rows, both.column(j));
-    both(a.rows + j, j) = ridge;
-  }
-  return both;
-}
-
-/// The factorised system of responses that share their weights.
+/// The least squares of responses that share their weights, reduced to as many rows as there are unknowns.
 class ResidueSystem {
  public:
-  ResidueSystem(const Problem& problem, const Matrix& basis, std::size_t response,
+  ResidueSystem(const Problem& problem, const Poles& poles, const FoldedBasis& basis,
                 std::optional<std::size_t> exact_sample, double ridge)
-      : problem_(problem), exact_sample_(exact_sample) {
-    WeightedBasis weighted = weighted_basis(problem, basis, response);
-    scale_ = weighted.scale;
-    unknowns_ = basis.columns;
+      : problem_(problem), exact_sample_(exact_sample), scale_(basis.scale()) {
     if (!exact_sample_) {
-      factorisation_ = numerics::factorise(with_ridge(std::move(weighted.columns), ridge));
-      triangle_ = numerics::ordered_triangle(factorisation_.r);
+      factorise(basis.scaled_triangle(), ridge);
       return;
     }
-    const Constraint constraint(basis, scale_, *exact_sample_);
+    Matrix at_sample(2, basis.columns());
+    fill_terms(problem, poles, {*exact_sample_, 1}, at_sample.elements.data(), 2);
+    for (std::size_t j = 0; j < at_sample.columns; ++j) {
+      if (scale_[j] == 0.0) {
+        // No sample counts, but this one is to be met.
+        scale_[j] = 1.0 / std::max(std::hypot(at_sample(0, j), at_sample(1, j)), least_size);
+      }
+      at_sample(0, j) *= scale_[j];
+      at_sample(1, j) *= scale_[j];
+    }
+    const Constraint constraint(at_sample);
     fixed_.emplace(constraint);
     orthogonal_ = constraint.orthogonal();
-    const Matrix turned = product(weighted.columns, orthogonal_);
+    const Matrix turned = product(basis.scaled_triangle(), orthogonal_);
     const std::size_t fixed = constraint.count();
     fixed_columns_ = Matrix(turned.rows, fixed);
     std::copy_n(turned.elements.begin(), fixed_columns_.elements.size(), fixed_columns_.elements.begin());
     Matrix free(turned.rows, turned.columns - fixed);
     std::copy(turned.column(fixed), turned.column(fixed) + free.elements.size(), free.elements.begin());
-    factorisation_ = numerics::factorise(with_ridge(std::move(free), ridge));
-    triangle_ = numerics::ordered_triangle(factorisation_.r);
+    factorise(free, ridge);
   }
 
-  /// The unscaled unknowns of responses begin .. end - 1, one column each.
-  Matrix solve(std::size_t begin, std::size_t end) const {
-    const std::size_t m = problem_.samples;
-    Matrix b(factorisation_.rows, end - begin);
-    Matrix z(unknowns_, end - begin);
-    for (std::size_t r = begin; r < end; ++r) {
-      double* const column = b.column(r - begin);
-      for (std::size_t k = 0; k < m; ++k) {
-        const double weight = problem_.sample_weight(r, k);
-        const Complex f = problem_.value(r, k);
-        column[k] = weight * f.real();
-        column[m + k] = weight * f.imag();
-      }
+  /// The unscaled unknowns of responses from `first` on, one column each.
+  ///
+  /// right   what the basis' factorisation made of the weighted responses; its first rows count
+  Matrix solve(std::size_t first, const Matrix& right) const {
+    const std::size_t unknowns = scale_.size();
+    Matrix b(factorisation_.rows, right.columns);
+    Matrix z(unknowns, right.columns);
+    for (std::size_t r = 0; r < right.columns; ++r) {
+      double* const column = b.column(r);
+      std::copy_n(right.column(r), unknowns, column);
       if (exact_sample_) {
-        const std::vector<double> fixed = fixed_->fixed(problem_.value(r, *exact_sample_));
+        const std::vector<double> fixed = fixed_->fixed(problem_.value(first + r, *exact_sample_));
         for (std::size_t j = 0; j < fixed.size(); ++j) {
-          z(j, r - begin) = fixed[j];
-          for (std::size_t k = 0; k < 2 * m; ++k) {
-            column[k] -= fixed_columns_(k, j) * fixed[j];
+          z(j, r) = fixed[j];
+          for (std::size_t i = 0; i < unknowns; ++i) {
+            column[i] -= fixed_columns_(i, j) * fixed[j];
           }
         }
       }
     }
     apply_transposed(factorisation_, b);
     solve_triangular(triangle_, b);
-    const std::size_t fixed = unknowns_ - factorisation_.r.columns;
+    const std::size_t fixed = unknowns - factorisation_.r.columns;
     for (std::size_t r = 0; r < b.columns; ++r) {
       std::copy_n(b.column(r), factorisation_.r.columns, z.column(r) + fixed);
     }
     Matrix x = exact_sample_ ? product(orthogonal_, z) : std::move(z);
     for (std::size_t r = 0; r < x.columns; ++r) {
-      for (std::size_t j = 0; j < unknowns_; ++j) {
+      for (std::size_t j = 0; j < unknowns; ++j) {
         x(j, r) *= scale_[j];
       }
     }
@@ -189,9 +179,13 @@ class ResidueSystem {
   }
 
  private:
+  void factorise(const Matrix& columns, double ridge) {
+    factorisation_ = numerics::factorise(with_ridge(columns, ridge));
+    triangle_ = numerics::ordered_triangle(factorisation_.r);
+  }
+
   const Problem& problem_;
   std::optional<std::size_t> exact_sample_;
-  std::size_t unknowns_ = 0;
   std::vector<double> scale_;
   std::optional<Constraint> fixed_;
   Matrix orthogonal_;
@@ -199,6 +193,17 @@ class ResidueSystem {
   OrthogonalFactorisation factorisation_;
   OrderedTriangle triangle_;
 };
+
+/// Weighted responses, which do not have the responses' own scales here: those scale the residues too.
+void set_weighted(const Problem& problem, const SampleBlock& block, std::size_t first, std::size_t top,
+                  Matrix& right) {
+  for (std::size_t r = 0; r < right.columns; ++r) {
+    set_block(
+        block,
+        [&](std::size_t k) { return problem.sample_weight(first + r, k) * problem.value(first + r, k); }, top,
+        r, right);
+  }
+}
 
 }  // namespace
 
@@ -215,41 +220,52 @@ Model identify_residues(const Problem& problem, const Poles& poles, std::optiona
   if (n + problem.terms() == 0) {
     return model;
   }
-
-  const Matrix basis = unweighted_basis(problem, poles);
-  const bool shared = !problem.has_own_weights();
-  std::optional<ResidueSystem> system;
-  if (shared) {
-    system.emplace(problem, basis, 0, exact_sample, ridge);
-  }
-  const auto store = [&](std::size_t begin, std::size_t end, const ResidueSystem& solved) {
-    const Matrix x = solved.solve(begin, end);
-    for (std::size_t r = begin; r < end; ++r) {
+  const auto store = [&](std::size_t first, const Matrix& x) {
+    for (std::size_t i = 0; i < x.columns; ++i) {
+      const std::size_t r = first + i;
       Complex* const residues = model.residues.data() + r * n;
-      residues_from_unknowns(poles, x.column(r - begin), residues);
+      residues_from_unknowns(poles, x.column(i), residues);
       std::transform(residues, residues + n, residues, [&](Complex c) { return c * problem.scale; });
       std::size_t j = n;
       if (problem.constant) {
-        model.constants[r] = x(j++, r - begin);
+        model.constants[r] = x(j++, i);
       }
       if (problem.proportional) {
-        model.proportionals[r] = x(j, r - begin) / problem.scale;
+        model.proportionals[r] = x(j, i) / problem.scale;
       }
     }
   };
-  const std::size_t step = shared ? together : 1;
-  const std::size_t groups = (problem.responses + step - 1) / step;
-  numerics::in_parallel(threads, groups, [&](std::size_t, std::size_t begin, std::size_t end) {
-    for (std::size_t group = begin; group < end; ++group) {
-      const std::size_t first = group * step;
-      const std::size_t past = std::min(first + step, problem.responses);
-      if (shared) {
-        store(first, past, *system);
-      } else {
-        store(first, past, ResidueSystem(problem, basis, first, exact_sample, ridge));
+  if (problem.has_own_weights()) {
+    numerics::in_parallel(threads, problem.responses, [&](std::size_t, std::size_t begin, std::size_t end) {
+      for (std::size_t r = begin; r < end; ++r) {
+        FoldedBasis basis(problem, poles, r);
+        Matrix right(basis.rows(), 1);
+        while (basis.fold()) {
+          set_weighted(problem, basis.block(), r, basis.columns(), right);
+          basis.apply(right);
+        }
+        store(r, ResidueSystem(problem, poles, basis, exact_sample, ridge).solve(r, right));
       }
-    }
-  });
+    });
+    return model;
+  }
+  FoldedBasis basis(problem, poles, 0);
+  std::vector<Matrix> groups;
+  for (std::size_t first = 0; first < problem.responses; first += together) {
+    groups.emplace_back(basis.rows(), std::min(together, problem.responses - first));
+  }
+  while (basis.fold()) {
+    numerics::in_parallel(threads, groups.size(), [&](std::size_t, std::size_t begin, std::size_t end) {
+      for (std::size_t group = begin; group < end; ++group) {
+        set_weighted(problem, basis.block(), group * together, basis.columns(), groups[group]);
+        basis.apply(groups[group]);
+      }
+    });
+  }
+  const ResidueSystem system(problem, poles, basis, exact_sample, ridge);
+  for (std::size_t group = 0; group < groups.size(); ++group) {
+    store(group * together, system.solve(group * together, groups[group]));
+  }
   return model;
 }
 

@@ -105,7 +105,7 @@ void leave_out(Sweep& sweep, std::size_t i, std::size_t count) {
 std::vector<FewerPoles> eliminate_poles(const Projection& projection) {
   std::vector<Sweep> sweeps;
   for (const ProjectedGroup& group : projection.groups()) {
-    sweeps.push_back({inverse_product(group.factorisation.r), group.coefficients});
+    sweeps.push_back({inverse_product(group.triangle), group.coefficients});
   }
   struct Group {
     std::size_t first;

@@ -4,19 +4,20 @@
 #include <cmath>
 #include <utility>
 
-#include "polefit/problem/weighted_basis.hpp"
+#include "numerics/tile_products.hpp"
+#include "polefit/projection/folded_basis.hpp"
 
 namespace polefit {
 namespace {
 
-/// b(0 .. n - 1, :) = U^-1 b(0 .. n - 1, :) for the upper triangle of u.
-Matrix solved(const Matrix& u, const Matrix& b) {
-  const std::size_t n = u.columns;
-  Matrix x(n, b.columns);
-  for (std::size_t c = 0; c < b.columns; ++c) {
+/// Samples whose residuals are computed together.
+constexpr std::size_t samples_together = 512;
+
+/// u^-1 x for an upper triangle.
+Matrix solved(const Matrix& u, Matrix x) {
+  for (std::size_t c = 0; c < x.columns; ++c) {
     double* const column = x.column(c);
-    std::copy_n(b.column(c), n, column);
-    for (std::size_t j = n; j-- > 0;) {
+    for (std::size_t j = u.columns; j-- > 0;) {
       column[j] = u(j, j) == 0.0 ? 0.0 : column[j] / u(j, j);
       for (std::size_t i = 0; i < j; ++i) {
         column[i] -= u(i, j) * column[j];
@@ -26,92 +27,72 @@ Matrix solved(const Matrix& u, const Matrix& b) {
   return x;
 }
 
-/// The weighted responses over rows of zeros.
-Matrix right_sides(const Problem& problem, std::size_t first, std::size_t count, std::size_t rows) {
-  Matrix b(rows, count);
-  for (std::size_t r = 0; r < count; ++r) {
-    double* const column = b.column(r);
-    for (std::size_t k = 0; k < problem.samples; ++k) {
-      const Complex value = problem.factor(first + r, k) * problem.value(first + r, k);
-      column[k] = value.real();
-      column[problem.samples + k] = value.imag();
-    }
-  }
-  return b;
-}
-
-ProjectedGroup project(const Problem& problem, const Matrix& basis, std::size_t first, std::size_t count,
-                       double delta) {
-  WeightedBasis weighted = weighted_basis(problem, basis, first);
-  const std::size_t rows = 2 * problem.samples;
-  const std::size_t terms = basis.columns;
-  Matrix augmented(rows + terms, terms);
-  for (std::size_t j = 0; j < terms; ++j) {
-    std::copy_n(weighted.columns.column(j), rows, augmented.column(j));
-    augmented(rows + j, j) = delta;
-  }
-  ProjectedGroup group;
-  group.first = first;
-  group.count = count;
-  group.scale = std::move(weighted.scale);
-  group.factorisation = numerics::factorise(augmented);
-  group.rest = right_sides(problem, first, count, rows + terms);
-  apply_transposed(group.factorisation, group.rest);
-  group.coefficients = solved(group.factorisation.r, group.rest);
-  return group;
+ProjectedGroup project(const Problem& problem, const Poles& poles, std::size_t first, std::size_t count,
+                       double delta, double& squares) {
+  FoldedBasis basis(problem, poles, first);
+  RidgedTriangle folded = fold_with_ridge(
+      basis, delta, count,
+      [&](const SampleBlock& block, std::size_t top, Matrix& right) {
+        set_responses(problem, block, first, count, top, 0, right);
+      },
+      [&](std::size_t top, const Matrix& right) {
+        for (std::size_t r = 0; r < count; ++r) {
+          for (std::size_t i = top; i < right.rows; ++i) {
+            squares += right(i, r) * right(i, r);
+          }
+        }
+      });
+  Matrix coefficients = solved(folded.u, std::move(folded.c));
+  return {first, count, std::move(folded.scale), std::move(folded.u), std::move(coefficients)};
 }
 
 }  // namespace
 
 Projection::Projection(const Problem& problem, Poles poles, double delta)
-    : problem_(&problem), poles_(std::move(poles)) {
-  const Matrix basis = unweighted_basis(problem, poles_);
+    : problem_(&problem), poles_(std::move(poles)), delta_(delta) {
   const std::size_t step = problem.has_own_weights() ? 1 : problem.responses;
   double squares = 0.0;
   for (std::size_t first = 0; first < problem.responses; first += step) {
-    groups_.push_back(project(problem, basis, first, step, delta));
-    const ProjectedGroup& group = groups_.back();
-    for (std::size_t r = 0; r < step; ++r) {
-      for (std::size_t i = basis.columns; i < group.rest.rows; ++i) {
-        squares += group.rest(i, r) * group.rest(i, r);
-      }
-    }
+    groups_.push_back(project(problem, poles_, first, step, delta, squares));
   }
   error_ = std::sqrt(squares) / problem.norm;
-}
-
-void Projection::release() {
-  for (ProjectedGroup& group : groups_) {
-    group.factorisation.v = Matrix();
-    group.factorisation.t = Matrix();
-    group.rest = Matrix();
-  }
-  released_ = true;
 }
 
 std::vector<Complex> Projection::residual() const { return residual_on(*problem_, *this); }
 
 std::vector<Complex> residual_on(const Problem& problem, const Projection& projection) {
-  const Matrix basis = unweighted_basis(problem, projection.poles());
   const std::size_t m = problem.samples;
-  std::vector<Complex> residual;
-  residual.reserve(problem.responses * m);
-  std::vector<double> fitted(2 * m);
-  for (const ProjectedGroup& group : projection.groups()) {
-    for (std::size_t r = 0; r < group.count; ++r) {
-      std::fill(fitted.begin(), fitted.end(), 0.0);
-      for (std::size_t j = 0; j < basis.columns; ++j) {
-        const double factor = group.coefficients(j, r) * group.scale[j];
-        const double* const column = basis.column(j);
-        for (std::size_t i = 0; i < 2 * m; ++i) {
-          fitted[i] += factor * column[i];
+  const std::size_t terms = projection.poles().size() + problem.terms();
+  std::vector<Complex> residual(problem.responses * m);
+  const std::size_t most = std::min(m, samples_together);
+  Matrix basis(numerics::padded_rows(2 * most), terms);
+  for (SampleBlock block{0, most}; block.count > 0;
+       block = {block.first + block.count, std::min(most, m - block.first - block.count)}) {
+    fill_terms(problem, projection.poles(), block, basis.elements.data(), basis.rows);
+    for (const ProjectedGroup& group : projection.groups()) {
+      Matrix unscaled = group.coefficients;
+      Matrix left(basis.rows, group.count);
+      for (std::size_t r = 0; r < group.count; ++r) {
+        for (std::size_t j = 0; j < terms; ++j) {
+          unscaled(j, r) *= group.scale[j];
         }
+        // The coefficients are of the scaled values: those of the problem times the response's own scale.
+        const std::size_t response = group.first + r;
+        const double scale = problem.response_scale[response];
+        set_block(
+            block, [&](std::size_t k) { return scale * problem.value(response, k); }, 0, r, left);
       }
-      // The coefficients are of the scaled values: those of the problem times the response's own scale.
-      const std::size_t response = group.first + r;
-      for (std::size_t k = 0; k < m; ++k) {
-        const Complex value = problem.response_scale[response] * problem.value(response, k);
-        residual.push_back(problem.sample_weight(response, k) * (value - Complex(fitted[k], fitted[m + k])));
+      numerics::subtract_product(numerics::part_of(std::as_const(basis), 0, 0, basis.rows, terms),
+                                 numerics::part_of(std::as_const(unscaled), 0, 0, terms, group.count),
+                                 numerics::part_of(left, 0, 0, left.rows, group.count),
+                                 numerics::widest_vector_unit());
+      for (std::size_t r = 0; r < group.count; ++r) {
+        const std::size_t response = group.first + r;
+        for (std::size_t i = 0; i < block.count; ++i) {
+          const std::size_t k = block.first + i;
+          residual[response * m + k] =
+              problem.sample_weight(response, k) * Complex(left(i, r), left(block.count + i, r));
+        }
       }
     }
   }

@@ -9,14 +9,13 @@
 ///
 /// with E the 2 M rows below. |E|^2 is the least value of |F - Phi X|^2 + delta^2 |X|^2, so that no element
 /// of X is larger than |E| / delta: poles far out of the band cannot act as a polynomial whose terms cancel.
-/// Responses that have weights of their own have a factorisation each.
+/// Responses that have weights of their own have a factorisation each. Q and E are not kept.
 #pragma once
 
 #include <cstddef>
 #include <vector>
 
 #include "numerics/matrix.hpp"
-#include "numerics/orthogonal_factorisation.hpp"
 #include "polefit/problem/pole_basis.hpp"
 #include "polefit/problem/problem.hpp"
 
@@ -26,12 +25,11 @@ using numerics::Matrix;
 
 /// Responses that share their weights.
 struct ProjectedGroup {
-  std::size_t first = 0;                            ///< response
-  std::size_t count = 0;                            ///< of responses
-  std::vector<double> scale;                        ///< T: what the columns of the basis are multiplied with
-  numerics::OrthogonalFactorisation factorisation;  ///< of [Phi; delta I]
-  Matrix rest;                                      ///< (2 M + T) x R: C over E
-  Matrix coefficients;                              ///< T x R: X
+  std::size_t first = 0;      ///< response
+  std::size_t count = 0;      ///< of responses
+  std::vector<double> scale;  ///< T: what the columns of the basis are multiplied with
+  Matrix triangle;            ///< T x T: U
+  Matrix coefficients;        ///< T x R: X
 };
 
 class Projection {
@@ -41,22 +39,19 @@ class Projection {
 
   const Problem& problem() const { return *problem_; }
   const Poles& poles() const { return poles_; }
+  double delta() const { return delta_; }
   const std::vector<ProjectedGroup>& groups() const { return groups_; }
   /// |E| over the norm of the data.
   double error() const { return error_; }
-  /// Gives back the memory of Q and E, which only a step downhill needs; a projection without them is made
-  /// anew for that.
-  void release();
-  bool is_released() const { return released_; }
   /// F - Phi X: weighted, one response after the other.
   std::vector<Complex> residual() const;
 
  private:
   const Problem* problem_;
   Poles poles_;
+  double delta_;
   std::vector<ProjectedGroup> groups_;
   double error_ = 0.0;
-  bool released_ = false;
 };
 
 /// The weighted residuals of the coefficients of one projection on another problem with as many responses and

@@ -6,9 +6,9 @@
 #include <optional>
 #include <utility>
 
-#include "numerics/gram_matrix.hpp"
 #include "numerics/inverse_factor.hpp"
 #include "numerics/tile_products.hpp"
+#include "polefit/projection/folded_basis.hpp"
 
 namespace polefit {
 namespace {
@@ -24,15 +24,11 @@ constexpr double longest_step = 1.5;
 /// An imaginary part of a pair, relative to its size.
 constexpr double least_imaginary = 1e-9;
 
-/// The derivatives of the basis functions by the poles, weighted: with u = 1 / (s - a), v = 1 / (s - a*) the
-/// columns u^2 + v^2 and j u^2 - j v^2 for a pair, u^2 for a real pole.
-Matrix derivatives(const Problem& problem, const Poles& poles, std::size_t response, std::size_t rows) {
-  const std::size_t m = problem.samples;
-  Matrix psi(rows, poles.size());
-  const auto at = [&](std::size_t column, std::size_t k, Complex value) {
-    psi(k, column) = value.real();
-    psi(m + k, column) = value.imag();
-  };
+/// The derivatives of the basis functions by the poles at the samples of a block, weighted, as columns of
+/// right-hand sides from `column` on: with u = 1 / (s - a), v = 1 / (s - a*) the columns u^2 + v^2 and
+/// j u^2 - j v^2 for a pair, u^2 for a real pole.
+void set_derivatives(const Problem& problem, const Poles& poles, std::size_t response,
+                     const SampleBlock& block, std::size_t top, std::size_t column, Matrix& right) {
   const auto squared = [&](Complex pole, std::size_t k) {
     const double re = -pole.real();
     const double im = problem.omega[k] - pole.imag();
@@ -41,55 +37,28 @@ Matrix derivatives(const Problem& problem, const Poles& poles, std::size_t respo
     return Complex(u.real() * u.real() - u.imag() * u.imag(), 2.0 * u.real() * u.imag()) *
            problem.sample_weight(response, k);
   };
+  const auto set = [&](std::size_t i, std::size_t at, Complex value) {
+    right(top + at, column + i) = value.real();
+    right(top + block.count + at, column + i) = value.imag();
+  };
   for_each_group(
       poles,
       [&](std::size_t i) {
-        for (std::size_t k = 0; k < m; ++k) {
-          at(i, k, squared(poles[i], k));
+        for (std::size_t at = 0; at < block.count; ++at) {
+          set(i, at, squared(poles[i], block.first + at));
         }
       },
       [&](std::size_t i) {
-        for (std::size_t k = 0; k < m; ++k) {
-          const Complex u = squared(poles[i], k);
-          const Complex v = squared(poles[i + 1], k);
-          at(i, k, u + v);
-          at(i + 1, k, Complex(v.imag() - u.imag(), u.real() - v.real()));
+        for (std::size_t at = 0; at < block.count; ++at) {
+          const Complex u = squared(poles[i], block.first + at);
+          const Complex v = squared(poles[i + 1], block.first + at);
+          set(i, at, u + v);
+          set(i + 1, at, Complex(v.imag() - u.imag(), u.real() - v.real()));
         }
       });
-  return psi;
-}
-
-/// a^T b of the rows from `first` on.
-Matrix product_below(const Matrix& a, const Matrix& b, std::size_t first) {
-  const std::size_t rows = a.rows - first;
-  const std::size_t padded = numerics::padded_rows(rows);
-  const auto below = [&](const Matrix& matrix) {
-    Matrix part(padded, matrix.columns);
-    for (std::size_t j = 0; j < matrix.columns; ++j) {
-      std::copy_n(matrix.column(j) + first, rows, part.column(j));
-    }
-    return part;
-  };
-  const Matrix left = below(a);
-  const Matrix right = below(b);
-  Matrix product(a.columns, b.columns);
-  if (a.columns > 0 && b.columns > 0) {
-    numerics::add_transposed_product(numerics::part_of(left, 0, 0, padded, left.columns),
-                                     numerics::part_of(right, 0, 0, padded, right.columns),
-                                     numerics::part_of(product, 0, 0, product.rows, product.columns),
-                                     numerics::widest_vector_unit());
+  for (std::size_t i = 0; i < poles.size(); ++i) {
+    std::fill(right.column(column + i) + top + 2 * block.count, right.column(column + i) + right.rows, 0.0);
   }
-  return product;
-}
-
-/// a^T a of the rows from `first` on, its lower triangle.
-Matrix gram_below(const Matrix& a, std::size_t first) {
-  return numerics::gram_matrix(a.rows - first, a.columns,
-                               [&](std::size_t row, std::size_t count, Matrix& block) {
-                                 for (std::size_t j = 0; j < a.columns; ++j) {
-                                   std::copy_n(a.column(j) + first + row, count, block.column(j));
-                                 }
-                               });
 }
 
 /// How an unknown moves the model: part of the derivative column `i` of the poles it has, times the rows of
@@ -121,11 +90,23 @@ void add_slope(const Projection& projection, const ProjectedGroup& group,
                const std::vector<Direction>& unknowns, Slope& slope) {
   const Problem& problem = projection.problem();
   const std::size_t n = projection.poles().size();
-  const std::size_t terms = group.factorisation.r.columns;
-  Matrix psi = derivatives(problem, projection.poles(), group.first, group.rest.rows);
-  apply_transposed(group.factorisation, psi);
-  const Matrix gram = gram_below(psi, terms);
-  const Matrix right = product_below(psi, group.rest, terms);
+  // The derivatives and behind them the responses, with each their part outside the span of the basis: the
+  // products of those of the derivatives with all.
+  const std::size_t right_sides = n + group.count;
+  Matrix products(n, right_sides);
+  FoldedBasis basis(problem, projection.poles(), group.first);
+  fold_with_ridge(
+      basis, projection.delta(), right_sides,
+      [&](const SampleBlock& block, std::size_t top, Matrix& right) {
+        set_derivatives(problem, projection.poles(), group.first, block, top, 0, right);
+        set_responses(problem, block, group.first, group.count, top, n, right);
+      },
+      [&](std::size_t top, const Matrix& right) {
+        const std::size_t rows = right.rows - top;
+        add_transposed_product(
+            numerics::part_of(right, top, 0, rows, n), numerics::part_of(right, top, 0, rows, right_sides),
+            numerics::part_of(products, 0, 0, n, right_sides), numerics::widest_vector_unit());
+      });
   // Coefficients of the columns as they are, and their products with each other.
   Matrix x(n, group.count);
   for (std::size_t r = 0; r < group.count; ++r) {
@@ -147,7 +128,7 @@ void add_slope(const Projection& projection, const ProjectedGroup& group,
     for (std::size_t b = 0; b < second.parts; ++b) {
       double sum = 0.0;
       for (std::size_t r = 0; r < group.count; ++r) {
-        sum += x(second.coefficient[b], r) * right(second.column[b], r);
+        sum += x(second.coefficient[b], r) * products(second.column[b], n + r);
       }
       slope.gradient[q] += second.factor[b] * sum;
     }
@@ -156,8 +137,7 @@ void add_slope(const Projection& projection, const ProjectedGroup& group,
       double sum = 0.0;
       for (std::size_t a = 0; a < first.parts; ++a) {
         for (std::size_t b = 0; b < second.parts; ++b) {
-          const auto [low, high] = std::minmax(first.column[a], second.column[b]);
-          sum += first.factor[a] * second.factor[b] * gram(high, low) *
+          sum += first.factor[a] * second.factor[b] * products(first.column[a], second.column[b]) *
                  xx(first.coefficient[a], second.coefficient[b]);
         }
       }
@@ -228,14 +208,11 @@ bool VariableProjection::step(Projection& projection) {
   if (projection.poles().empty()) {
     return false;
   }
-  if (projection.is_released()) {
-    projection = Projection(projection.problem(), projection.poles(), delta_);
-  }
   const Slope slope = slope_of(projection);
   for (int i = 0; i < most_tries; ++i) {
     const std::optional<std::vector<double>> y = damped_step(slope, lambda_);
     if (y) {
-      Projection next(projection.problem(), moved(projection.poles(), *y), delta_);
+      Projection next(projection.problem(), moved(projection.poles(), *y), projection.delta());
       if (next.error() < projection.error()) {
         projection = std::move(next);
         lambda_ = std::max(least_lambda, after_success * lambda_);

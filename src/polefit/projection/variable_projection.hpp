@@ -29,13 +29,10 @@ Slope slope_of(const Projection& projection);
 
 class VariableProjection {
  public:
-  explicit VariableProjection(double delta) : delta_(delta) {}
-
   /// Replaces the projection by a better one with its poles moved; false when no step makes it better.
   bool step(Projection& projection);
 
  private:
-  double delta_;
   double lambda_ = 1e-3;
 };
 

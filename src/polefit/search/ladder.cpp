@@ -177,7 +177,6 @@ class Ladder {
     for (Rung& rung : rungs_) {
       rung.candidate = data_.moved(rung.candidate);
       rung.adjusted = data_.adjusted(rung.candidate);
-      rung.candidate.projection.release();
     }
   }
 
@@ -193,8 +192,7 @@ class Ladder {
     if (data_.take_combinations_for(rungs_.back().candidate.error())) {
       move_rungs();
     }
-    Candidate& candidate = rungs_.back().candidate;
-    candidate.projection.release();
+    const Candidate& candidate = rungs_.back().candidate;
     steps_.push_back({.order = candidate.order(), .error = candidate.error()});
   }
 
