@@ -75,7 +75,7 @@ INSTANTIATE_TEST_SUITE_P(
     Search, HardNetwork,
     ::testing::Values(Expected{"weak", 16, 4.4e-3, {met_to_noise}},
                       Expected{"noise4", 40, 1.1e-3, {target_met, met_to_noise}},
-                      Expected{"coloured", 22, 3.3e-3, {no_gain, noise, met_to_noise}},
+                      Expected{"coloured", 20, 3.3e-3, {no_gain, noise, met_to_noise}},
                       Expected{"advance", 28, 1e-3, {target_met}},
                       Expected{"dispersion", 39, 1e-3, {target_met}},
                       Expected{"line8", 42, 1e-3, {target_met}},

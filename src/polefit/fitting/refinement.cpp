@@ -17,6 +17,8 @@ constexpr int most_relocations = 5;
 constexpr double relocation_gain = 0.15;
 constexpr int most_polishing_steps = 6;
 constexpr double polishing_gain = 0.03;
+/// Steps gain more and more, but hardly more than this power of what the one before gained.
+constexpr double accelerating = 4.0;
 /// Polishing promises something where the model is not hopeless, and relocation does not minimise its error
 /// or the goal is near.
 constexpr double hopeless = 0.3;
@@ -29,6 +31,8 @@ constexpr double small_goal = 1e-6;
 /// Of relocations where errors are wanted that are larger.
 constexpr double ridge = 1e-14;
 constexpr double trusted_loss = 1e-4;
+/// Squares of errors below this, in what sums lose, are told from a projection.
+constexpr double least_square = 1e-11;
 
 bool trusted(const Sigma& sigma, double goal) {
   const double lost = std::numeric_limits<double>::epsilon() * sigma.loss /
@@ -41,15 +45,15 @@ bool trusted(const Sigma& sigma, double goal) {
 Refinement::Refinement(const Problem& problem, const Goal& goal)
     : problem_(problem), goal_(goal), by_sums_(problem, goal.threads) {}
 
-void Refinement::watch(const Projection& projection, const Relocated& relocation) {
+void Refinement::watch(const Poles& poles, double error, const Relocated& relocation) {
   if (!goal_.watch) {
     return;
   }
-  if (projection.error() < best_seen_.error) {
-    best_seen_ = {projection.poles(), projection.error()};
+  if (error < best_seen_.error) {
+    best_seen_ = {poles, error};
   }
-  goal_.watch({.order = projection.poles().size(),
-               .error = projection.error(),
+  goal_.watch({.order = poles.size(),
+               .error = error,
                .residual = relocation.residual,
                .orthogonal = relocation.orthogonal});
 }
@@ -58,11 +62,32 @@ Candidate Refinement::candidate_of(Poles poles) const {
   return {Projection(problem_, std::move(poles), goal_.delta)};
 }
 
+Refinement::Stage Refinement::stage_of(Poles poles) {
+  Stage stage;
+  if (!goal_.orthogonal && goal_.error > small_goal) {
+    stage.sigma = by_sums_.solve(poles, ridge);
+  }
+  if (stage.sigma && stage.sigma->error * stage.sigma->error > least_square * stage.sigma->loss) {
+    stage.error = stage.sigma->error;
+  } else {
+    stage.projection.emplace(problem_, poles, goal_.delta);
+    stage.error = stage.projection->error();
+  }
+  stage.poles = std::move(poles);
+  return stage;
+}
+
+Projection Refinement::projection_of(Stage stage) const {
+  return stage.projection ? *std::move(stage.projection)
+                          : Projection(problem_, std::move(stage.poles), goal_.delta);
+}
+
 /// The zeros of sigma, no farther out than they can be told apart; nothing when the numbers end.
-std::optional<Refinement::Relocated> Refinement::relocated(const Poles& poles) {
+std::optional<Refinement::Relocated> Refinement::relocated(const Poles& poles, std::optional<Sigma> sigma) {
   try {
-    std::optional<Sigma> sigma =
-        goal_.orthogonal ? std::nullopt : by_sums_.solve(poles, goal_.error > small_goal ? ridge : 0.0);
+    if (!sigma && !goal_.orthogonal) {
+      sigma = by_sums_.solve(poles, goal_.error > small_goal ? ridge : 0.0);
+    }
     const bool orthogonal = !sigma || !trusted(*sigma, goal_.error);
     ++(orthogonal ? orthogonal_ : gram_);
     if (orthogonal) {
@@ -85,35 +110,37 @@ std::optional<Refinement::Relocated> Refinement::relocated(const Poles& poles) {
 }
 
 Candidate Refinement::from_start(Poles start, double enough) {
-  Candidate best = candidate_of(start);
-  Poles poles = std::move(start);
-  double last = std::numeric_limits<double>::infinity();
-  for (int i = 1; i <= most_relocations && !poles.empty() && !(best.error() <= enough); ++i) {
-    const std::optional<Relocated> next = relocated(poles);
+  Stage now = stage_of(std::move(start));
+  Stage least{.poles = now.poles, .error = now.error, .sigma = {}, .projection = now.projection};
+  double residual = std::numeric_limits<double>::infinity();
+  double last_residual = residual;
+  double last = residual;
+  for (int i = 1; i <= most_relocations && !now.poles.empty() && !(least.error <= enough); ++i) {
+    const std::optional<Relocated> next = relocated(now.poles, std::move(now.sigma));
     if (!next) {
       break;
     }
-    poles = next->poles;
-    Projection now(problem_, poles, goal_.delta);
-    watch(now, *next);
-    const double error = now.error();
-    best.residual = std::min(best.residual, next->residual);
-    if (error < best.error() || !std::isfinite(best.error())) {
-      best.projection = std::move(now);
+    now = stage_of(next->poles);
+    watch(now.poles, now.error, *next);
+    last_residual = next->residual;
+    residual = std::min(residual, next->residual);
+    if (now.error < least.error || !std::isfinite(least.error)) {
+      least = {.poles = now.poles, .error = now.error, .sigma = {}, .projection = now.projection};
     }
-    if (i >= fewest_relocations && !(error < (1.0 - relocation_gain) * last)) {
+    if (i >= fewest_relocations && !(now.error < (1.0 - relocation_gain) * last)) {
       break;
     }
-    last = error;
+    last = now.error;
   }
+  Candidate best{projection_of(std::move(least)), residual};
   if (best.error() < hopeless && best.error() > enough &&
-      (best.residual < mirrored * best.error() || best.error() < near_goal * enough)) {
+      (last_residual < mirrored * best.error() || best.error() < near_goal * enough)) {
     polish(best, most_polishing_steps, enough);
   }
   return best;
 }
 
-void Refinement::polish(Candidate& candidate, int most, double enough) {
+void Refinement::polish(Candidate& candidate, int most, double enough, Polish kind) {
   const Poles& poles = candidate.projection.poles();
   if (std::any_of(poles.begin(), poles.end(), [](Complex pole) { return !(pole.real() < 0.0); })) {
     return;
@@ -125,8 +152,10 @@ void Refinement::polish(Candidate& candidate, int most, double enough) {
       return;
     }
     ++steps_;
-    watch(candidate.projection, {});
-    if (candidate.error() > (1.0 - polishing_gain) * before) {
+    watch(candidate.projection.poles(), candidate.error(), {});
+    const double gain = candidate.error() / before;
+    const double reachable = candidate.error() * std::pow(gain, accelerating * (most - 1 - i));
+    if (gain > 1.0 - polishing_gain || (kind == Polish::to_reach && reachable > enough)) {
       return;
     }
   }
@@ -136,15 +165,15 @@ void Refinement::relocate_once(Candidate& candidate) {
   if (candidate.order() == 0) {
     return;
   }
-  const std::optional<Relocated> next = relocated(candidate.projection.poles());
+  const std::optional<Relocated> next = relocated(candidate.projection.poles(), std::nullopt);
   if (!next) {
     return;
   }
-  Projection now(problem_, next->poles, goal_.delta);
-  watch(now, *next);
+  Stage now = stage_of(next->poles);
+  watch(now.poles, now.error, *next);
   candidate.residual = std::min(candidate.residual, next->residual);
-  if (now.error() < candidate.error()) {
-    candidate.projection = std::move(now);
+  if (now.error < candidate.error()) {
+    candidate.projection = projection_of(std::move(now));
   }
 }
 

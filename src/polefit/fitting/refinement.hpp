@@ -2,7 +2,6 @@
 #pragma once
 
 #include <limits>
-#include <memory>
 #include <optional>
 
 #include "polefit/fitting/goal.hpp"
@@ -37,8 +36,12 @@ class Refinement {
   /// something. Ends where `enough` is reached.
   Candidate from_start(Poles start, double enough);
 
+  enum class Polish {
+    as_far_as_it_goes,
+    to_reach,  ///< given up where what is left of the steps will not do
+  };
   /// Up to `most` steps of variable projection, as long as each gains 3 per cent and `enough` is not reached.
-  void polish(Candidate& candidate, int most, double enough);
+  void polish(Candidate& candidate, int most, double enough, Polish kind = Polish::as_far_as_it_goes);
 
   /// One relocation, if it makes the candidate better.
   void relocate_once(Candidate& candidate);
@@ -59,8 +62,17 @@ class Refinement {
     double residual = 0.0;
     bool orthogonal = false;
   };
-  std::optional<Relocated> relocated(const Poles& poles);
-  void watch(const Projection& projection, const Relocated& relocation);
+  std::optional<Relocated> relocated(const Poles& poles, std::optional<Sigma> sigma);
+  /// Poles with their error, and what it was told from: the equations of the next relocation or a projection.
+  struct Stage {
+    Poles poles;
+    double error = 0.0;
+    std::optional<Sigma> sigma;
+    std::optional<Projection> projection;
+  };
+  Stage stage_of(Poles poles);
+  Projection projection_of(Stage stage) const;
+  void watch(const Poles& poles, double error, const Relocated& relocation);
 
   const Problem& problem_;
   const Goal& goal_;

@@ -351,13 +351,14 @@ class CauchyRelocation::Equations {
     if (!(condition_basis > 0.0) || (ridge == 0.0 && !(condition_basis >= least_condition_basis * loss))) {
       return std::nullopt;
     }
-    std::optional<RelaxedSolution> solution =
-        solve_relaxed(remaining_equations(tables), constraint(tables), problem_.norm, ridge);
+    const Matrix s = remaining_equations(tables);
+    std::optional<RelaxedSolution> solution = solve_relaxed(s, constraint(tables), problem_.norm, ridge);
     if (!solution) {
       return std::nullopt;
     }
     return Sigma{.unknowns = std::move(solution->unknowns),
                  .residual = solution->residual / problem_.norm,
+                 .error = std::sqrt(std::max(0.0, s(poles.size(), poles.size()))) / problem_.norm,
                  .condition_basis = condition_basis,
                  .condition_sigma = solution->condition,
                  .loss = loss};

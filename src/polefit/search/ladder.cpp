@@ -16,7 +16,9 @@
 namespace polefit {
 namespace {
 
-constexpr std::size_t first_order = 4;
+constexpr std::size_t least_first_order = 4;
+/// Fewer poles cannot follow a turn of the data.
+constexpr double poles_a_turn = 2.0;
 /// A rung that takes less than this part off the error gained nothing.
 constexpr double gain = 0.1;
 /// The poles of the rung before are worth a trial with more beside them when a start of its own left so much
@@ -49,6 +51,8 @@ constexpr double coarse = 60.0;
 constexpr double forward = 1.0;
 constexpr int most_settling = 4;
 constexpr double settling_gain = 0.5;
+/// Of the ridge's delta: what a projection leaves of exact data.
+constexpr double settled = 2.0;
 constexpr int last_steps = 4;
 constexpr double cheap_step = 3e8;
 
@@ -209,9 +213,14 @@ class Ladder {
            neumann_ratio(residual_on(data_.at_all_samples(), candidate.projection), whole_.samples) > white;
   }
 
+  std::size_t first_order() const {
+    const auto pairs = static_cast<std::size_t>(0.5 * poles_a_turn * facts_.turns.most);
+    return std::min(std::max(least_first_order, 2 * pairs), limit_);
+  }
+
   void climb() {
     add_rung(0);
-    for (std::size_t order = std::min(first_order, limit_); !met(); order = std::min(2 * order, limit_)) {
+    for (std::size_t order = first_order(); !met(); order = std::min(2 * order, limit_)) {
       if (order == 0) {
         end_ = SearchEnd::most_poles;
         return;
@@ -221,7 +230,7 @@ class Ladder {
         break;
       }
       const std::size_t last = rungs_.size() - 1;
-      const bool turns_followed = static_cast<double>(order) >= 2.0 * facts_.turns.most;
+      const bool turns_followed = static_cast<double>(order) >= poles_a_turn * facts_.turns.most;
       if (gained_nothing(last) && turns_followed && whole_.samples >= fewest_samples_for_noise &&
           is_white()) {
         end_ = SearchEnd::noise;
@@ -340,7 +349,7 @@ class Ladder {
     for (int i = 0; i < most_settling; ++i) {
       const double before = candidate.error();
       data_.refinement().relocate_once(candidate);
-      if (!(candidate.error() < settling_gain * before)) {
+      if (!(candidate.error() < settling_gain * before) || candidate.error() < settled * goal_.delta) {
         return;
       }
     }

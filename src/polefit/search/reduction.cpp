@@ -13,17 +13,19 @@ constexpr double worth_sparing = 0.03;
 constexpr int polishing_steps = 4;
 /// A trial that ends within so many times the error to be kept is relocated once.
 constexpr double worth_relocating = 3.0;
-/// Eliminated poles whose error, before they move, is above so many times that are hopeless.
-constexpr double hopeless = 10.0;
+/// Moving poles took at most a factor of 20 off their error before: beyond this no trial is made.
+constexpr double hopeless = 40.0;
+/// The first trial is of the fewest poles within so many times the error to be kept.
+constexpr double within_reach = 10.0;
 /// The first trial is not nearer to the failed order than this part of the interval.
 constexpr double nearest_to_failed = 0.25;
 
-/// Orders of a path that are between two others; they fall.
-std::vector<const FewerPoles*> between(const std::vector<FewerPoles>& path, std::size_t low,
-                                       std::size_t high) {
+/// Orders of a path that are between two others and promise something; they fall.
+std::vector<const FewerPoles*> between(const std::vector<FewerPoles>& path, std::size_t low, std::size_t high,
+                                       double keep) {
   std::vector<const FewerPoles*> result;
   for (const FewerPoles& fewer : path) {
-    if (fewer.poles.size() > low && fewer.poles.size() < high) {
+    if (fewer.poles.size() > low && fewer.poles.size() < high && fewer.error <= hopeless * keep) {
       result.push_back(&fewer);
     }
   }
@@ -34,7 +36,7 @@ const FewerPoles* first_trial(const std::vector<const FewerPoles*>& orders, doub
                               double keep) {
   const FewerPoles* first = orders.front();
   for (const FewerPoles* const fewer : orders) {
-    if (fewer->error <= hopeless * keep &&
+    if (fewer->error <= within_reach * keep &&
         static_cast<double>(fewer->poles.size()) >= low + nearest_to_failed * (high - low)) {
       first = fewer;
     }
@@ -50,7 +52,7 @@ void spare_poles(Refinement& refinement, const Reduction& reduction, Candidate& 
   std::vector<FewerPoles> path = eliminate_poles(candidate.projection);
   for (int i = 0; i < most_trials; ++i) {
     const std::size_t high = candidate.order();
-    const std::vector<const FewerPoles*> orders = between(path, low, high);
+    const std::vector<const FewerPoles*> orders = between(path, low, high, reduction.keep);
     if (orders.empty() || static_cast<double>(high - low) <= worth_sparing * static_cast<double>(high)) {
       return;
     }
@@ -59,11 +61,11 @@ void spare_poles(Refinement& refinement, const Reduction& reduction, Candidate& 
                : orders[orders.size() / 2];
     Candidate trial = refinement.candidate_of(fewer->poles);
     trial.residual = candidate.residual;
-    refinement.polish(trial, polishing_steps, reduction.keep);
+    refinement.polish(trial, polishing_steps, reduction.keep, Refinement::Polish::to_reach);
     const double error = reduction.error_of(trial);
     if (error > reduction.keep && error < worth_relocating * reduction.keep) {
       refinement.relocate_once(trial);
-      refinement.polish(trial, polishing_steps / 2, reduction.keep);
+      refinement.polish(trial, polishing_steps / 2, reduction.keep, Refinement::Polish::to_reach);
     }
     steps.push_back({.order = trial.order(), .error = trial.error()});
     if (reduction.error_of(trial) <= reduction.keep) {
