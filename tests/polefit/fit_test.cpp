@@ -397,6 +397,18 @@ TEST(Fit, mirrors_starting_poles_of_the_right_half_plane) {
   EXPECT_EQ(fit(network.data(), options).model.poles[0], Complex(-1e8, 1e10));
 }
 
+TEST(Fit, equations_of_too_many_poles_need_no_orthogonal_factorisation_where_noise_is_visible) {
+  const NetworkKind kind{.pairs = 6, .responses = 2, .samples = 1501, .noise = 1e-3};
+  const Network network = random_network(kind, 5);
+  Options options;
+  options.complex_pairs = 60;
+  options.polish = false;
+  const Fit found = fit(network.data(), options);
+  EXPECT_EQ(found.report.orthogonal_relocations, 0);
+  options.orthogonal = true;
+  EXPECT_LE(found.report.relative_error, 1.1 * fit(network.data(), options).report.relative_error);
+}
+
 TEST(Fit, the_residual_is_the_same_by_either_path) {
   const NetworkKind kind{.pairs = 3, .responses = 4, .noise = 0.3};
   const Network network = random_network(kind, 9);

@@ -151,7 +151,10 @@ Combinations combine_responses(const Problem& problem, double tail) {
   const double tolerance = part * part * problem.norm * problem.norm;
   Combinations few = problem.responses > 2 * problem.samples ? from_products_of_samples(problem, tolerance)
                                                              : from_products_of_responses(problem, tolerance);
-  return few.count > 0 ? few : responses_themselves(problem);
+  if (few.count == 0) {
+    return responses_themselves(problem);
+  }
+  return few;
 }
 
 }  // namespace polefit

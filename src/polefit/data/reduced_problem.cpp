@@ -20,6 +20,7 @@ ReducedProblem::ReducedProblem(const Problem& whole, const Combinations& data, c
   }
   dropped_ = std::sqrt(left) / whole.norm;
 
+  values_.reserve(count * samples);
   for (std::size_t c = 0; c < count; ++c) {
     for (const std::size_t k : selection.samples) {
       values_.push_back(data.values[c * whole.samples + k]);

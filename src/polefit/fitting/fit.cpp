@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <numeric>
 #include <optional>
 #include <utility>
 
+#include "polefit/data/facts.hpp"
 #include "polefit/data/reduced_problem.hpp"
 #include "polefit/fitting/finish.hpp"
 #include "polefit/fitting/option_checks.hpp"
@@ -40,6 +40,9 @@ constexpr double hidden_residual = 1e-6;
 constexpr double safe_loss = 1e3;
 /// ... or when rounding, magnified by all of these, is more than this and more than a tenth of the residual.
 constexpr double visible_error = 1e-9;
+/// None of this matters where noise is above this: relocations with a ridge then lead to the same errors.
+constexpr double visible_noise = 1e-6;
+constexpr double ridge = 1e-14;
 /// So many in a row: the first ones often lead to poles with which the equations are well-conditioned.
 constexpr int most_hidden = 2;
 
@@ -107,6 +110,33 @@ bool take_down(const Sigma& sigma, Path path, const Poles& before, const Poles& 
   return true;
 }
 
+/// Whether the data have noise beside which what normal equations hide does not matter.
+class NoiseOfData {
+ public:
+  explicit NoiseOfData(const Problem& problem) : problem_(problem) {}
+
+  /// Told from the data when it is first asked for.
+  bool is_visible() {
+    if (!known_) {
+      visible_ = facts_of(problem_).floor > visible_noise;
+      known_ = true;
+    }
+    return visible_;
+  }
+
+ private:
+  const Problem& problem_;
+  bool known_ = false;
+  bool visible_ = false;
+};
+
+/// By normal equations, with a ridge where they are not to be trusted without one and noise allows it;
+/// nothing where only the orthogonal way is left.
+std::optional<Sigma> by_normal_equations(CauchyRelocation& by_sums, const Poles& poles, NoiseOfData& noise) {
+  std::optional<Sigma> sigma = by_sums.solve(poles);
+  return sigma || !noise.is_visible() ? std::move(sigma) : by_sums.solve(poles, ridge);
+}
+
 /// Relocates the poles until something says that it is enough; returns whether the last relocation hides
 /// digits.
 bool relocate(const Problem& problem, const Options& options, Poles& poles, Report& report) {
@@ -115,12 +145,15 @@ bool relocate(const Problem& problem, const Options& options, Poles& poles, Repo
   CauchyRelocation by_cauchy_sums(problem, options.threads);
   bool orthogonally = options.orthogonal;
   int hidden = 0;
+  NoiseOfData noise(problem);
   while (report.iterations < options.iterations && !poles.empty()) {
-    std::optional<Sigma> by_sums = orthogonally ? std::nullopt : by_cauchy_sums.solve(poles);
+    std::optional<Sigma> by_sums =
+        orthogonally ? std::nullopt : by_normal_equations(by_cauchy_sums, poles, noise);
     const bool gram = by_sums.has_value();
     const Sigma sigma =
         gram ? *std::move(by_sums) : solve_sigma_orthogonally(problem, poles, options.threads);
-    hidden = gram && hides_digits(sigma) ? hidden + 1 : 0;
+    const bool hides = gram && hides_digits(sigma) && !noise.is_visible();
+    hidden = hides ? hidden + 1 : 0;
     orthogonally = orthogonally || hidden == most_hidden;
     const Poles before = poles;
     poles = zeros_of(sigma.unknowns, poles, options.stable);
@@ -227,13 +260,10 @@ void improve(Refinement& refinement, const Options& options, bool from_more, Can
 /// counts; nothing when that does not make the error smaller by a part that shows.
 std::optional<Poles> polished(const Problem& problem, const Options& options, const Poles& poles,
                               double error, Report& report) {
-  std::vector<std::size_t> by_frequency(problem.samples);
-  std::iota(by_frequency.begin(), by_frequency.end(), std::size_t{0});
-  std::stable_sort(by_frequency.begin(), by_frequency.end(),
-                   [&](std::size_t i, std::size_t k) { return problem.omega[i] < problem.omega[k]; });
   const double tail = dropped_of_error * error;
   const Combinations data = combine_responses(problem, tail);
-  const ReducedProblem reduced(problem, data, select_samples(problem, data, by_frequency, {}, 0), tail);
+  const ReducedProblem reduced(problem, data,
+                               select_samples(problem, data, samples_by_frequency(problem), {}, 0), tail);
   Goal goal;
   goal.error = error;
   goal.delta = std::clamp(delta_of_error * error, least_delta, delta_of_error);

@@ -58,12 +58,13 @@ Projection::Projection(const Problem& problem, Poles poles, double delta)
   error_ = std::sqrt(squares) / problem.norm;
 }
 
-std::vector<Complex> Projection::residual() const { return residual_on(*problem_, *this); }
+namespace {
 
-std::vector<Complex> residual_on(const Problem& problem, const Projection& projection) {
+/// Calls visit(response, sample, residual), samples in their order for each response.
+template <class Visit>
+void for_each_residual(const Problem& problem, const Projection& projection, const Visit& visit) {
   const std::size_t m = problem.samples;
   const std::size_t terms = projection.poles().size() + problem.terms();
-  std::vector<Complex> residual(problem.responses * m);
   const std::size_t most = std::min(m, samples_together);
   Matrix basis(numerics::padded_rows(2 * most), terms);
   for (SampleBlock block{0, most}; block.count > 0;
@@ -90,13 +91,31 @@ std::vector<Complex> residual_on(const Problem& problem, const Projection& proje
         const std::size_t response = group.first + r;
         for (std::size_t i = 0; i < block.count; ++i) {
           const std::size_t k = block.first + i;
-          residual[response * m + k] =
-              problem.sample_weight(response, k) * Complex(left(i, r), left(block.count + i, r));
+          visit(response, k,
+                problem.sample_weight(response, k) * Complex(left(i, r), left(block.count + i, r)));
         }
       }
     }
   }
+}
+
+}  // namespace
+
+std::vector<Complex> Projection::residual() const { return residual_on(*problem_, *this); }
+
+std::vector<Complex> residual_on(const Problem& problem, const Projection& projection) {
+  std::vector<Complex> residual(problem.responses * problem.samples);
+  for_each_residual(problem, projection, [&](std::size_t r, std::size_t k, Complex value) {
+    residual[r * problem.samples + k] = value;
+  });
   return residual;
+}
+
+std::vector<double> squared_residuals_on(const Problem& problem, const Projection& projection) {
+  std::vector<double> squares(problem.samples);
+  for_each_residual(problem, projection,
+                    [&](std::size_t, std::size_t k, Complex value) { squares[k] += std::norm(value); });
+  return squares;
 }
 
 }  // namespace polefit

@@ -57,5 +57,7 @@ class Projection {
 /// The weighted residuals of the coefficients of one projection on another problem with as many responses and
 /// the same terms.
 std::vector<Complex> residual_on(const Problem& problem, const Projection& projection);
+/// Their squares, summed over the responses: one for each sample.
+std::vector<double> squared_residuals_on(const Problem& problem, const Projection& projection);
 
 }  // namespace polefit

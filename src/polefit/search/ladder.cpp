@@ -7,7 +7,6 @@
 #include <optional>
 #include <utility>
 
-#include "polefit/data/noise_floor.hpp"
 #include "polefit/search/advance.hpp"
 #include "polefit/search/reduction.hpp"
 #include "polefit/search/starts.hpp"
@@ -68,14 +67,6 @@ double neumann_ratio(const std::vector<Complex>& residual, std::size_t samples) 
     }
   }
   return squares > 0.0 ? differences / (2.0 * squares) : 0.0;
-}
-
-double norm_of(const std::vector<Complex>& residual) {
-  double squares = 0.0;
-  for (const Complex value : residual) {
-    squares += std::norm(value);
-  }
-  return std::sqrt(squares);
 }
 
 /// A candidate with what is to be known of it.
@@ -160,14 +151,11 @@ class Ladder {
     Candidate& candidate = rung.candidate;
     const bool worth_it = candidate.error() <= data_.enough() || candidate.order() >= order_to_check;
     for (int i = 0; i < most_selections && !data_.has_all_samples() && worth_it; ++i) {
-      const std::vector<Complex> residual = residual_on(data_.at_all_samples(), candidate.projection);
-      const double error = norm_of(residual) / data_.at_all_samples().norm;
+      const std::vector<double> squares = squared_residuals_on(data_.at_all_samples(), candidate.projection);
+      const double error =
+          std::sqrt(std::accumulate(squares.begin(), squares.end(), 0.0)) / data_.at_all_samples().norm;
       if (!(error > much_worse * candidate.error()) || error <= goal_.error) {
         return;
-      }
-      std::vector<double> squares(whole_.samples);
-      for (std::size_t k = 0; k < residual.size(); ++k) {
-        squares[k % squares.size()] += std::norm(residual[k]);
       }
       data_.select(squares, static_cast<std::size_t>(more_samples * static_cast<double>(data_.samples())));
       move_rungs();
@@ -380,35 +368,6 @@ class Ladder {
 };
 
 }  // namespace
-
-DataFacts facts_of(const Problem& problem) {
-  DataFacts facts;
-  facts.by_frequency.resize(problem.samples);
-  std::iota(facts.by_frequency.begin(), facts.by_frequency.end(), std::size_t{0});
-  std::stable_sort(facts.by_frequency.begin(), facts.by_frequency.end(),
-                   [&](std::size_t i, std::size_t k) { return problem.omega[i] < problem.omega[k]; });
-  double squares = 0.0;
-  const NoiseEstimate estimate(problem, facts.by_frequency);
-  for (std::size_t r = 0; r < problem.responses; ++r) {
-    // Where the phase turns far from sample to sample, differences of neighbours grow with their degree as
-    // those of noise do; steps of noise, though, cancel.
-    const double steps = static_cast<double>(std::max<std::size_t>(1, problem.samples - 1));
-    const double step = 360.0 * turns_of_response(problem, r, facts.by_frequency) / steps;
-    const double noise = std::abs(step) > coarse ? 0.0 : estimate.of(r);
-    const double unit = unit_of_response(problem, r);
-    double size = 0.0;
-    for (std::size_t k = 0; k < problem.samples; ++k) {
-      size += std::norm(problem.value(r, k) / unit);
-      const double part = noise * problem.factor(r, k);
-      squares += part * part;
-    }
-    size = std::sqrt(size / static_cast<double>(problem.samples));
-    facts.noise.push_back(size > 0.0 ? noise / unit / size : 0.0);
-  }
-  facts.floor = std::sqrt(squares) / problem.norm;
-  facts.turns = turns_of(problem, facts.by_frequency, facts.noise);
-  return facts;
-}
 
 LadderResult climb(const Problem& problem, const DataFacts& facts, const Goal& goal, double wanted,
                    std::size_t most_poles) {

@@ -4,23 +4,13 @@
 #include <cstddef>
 #include <vector>
 
-#include "polefit/data/turns.hpp"
+#include "polefit/data/facts.hpp"
 #include "polefit/fitting/goal.hpp"
 #include "polefit/order_search.hpp"
 #include "polefit/problem/pole_basis.hpp"
 #include "polefit/problem/problem.hpp"
 
 namespace polefit {
-
-/// What is known of the data before any pole is placed.
-struct DataFacts {
-  std::vector<std::size_t> by_frequency;
-  std::vector<double> noise;  ///< of each response, relative to its root mean square
-  double floor = 0.0;         ///< of all, relative to the weighted data
-  Turns turns;
-};
-
-DataFacts facts_of(const Problem& problem);
 
 struct LadderResult {
   Poles poles;

@@ -38,10 +38,12 @@ void WorkingData::reduce() {
     relocations_ += refinement_->relocations();
     orthogonal_ += refinement_->orthogonal_relocations();
   }
+  // Each is as large as the data may be.
   refinement_.reset();
+  at_all_.reset();
+  reduced_.reset();
   reduced_ = std::make_unique<ReducedProblem>(whole_, data_, selection_, tail_);
   refinement_ = std::make_unique<Refinement>(reduced_->problem(), goal_);
-  at_all_.reset();
 }
 
 const Problem& WorkingData::at_all_samples() {
