@@ -103,6 +103,8 @@ TEST(FitReport, says_what_a_search_found_and_the_noise_of_responses_where_it_was
   EXPECT_NE(fit_report(network_of(2), outcome).find("3 orders tried; target of 0.001 met"),
             std::string::npos);
   EXPECT_EQ(fit_report(network_of(2), outcome).find("noise of the data"), std::string::npos);
+  outcome.noise = {1e-9, 1e-9};  // rounding of the file
+  EXPECT_EQ(fit_report(network_of(2), outcome).find("noise of the data"), std::string::npos);
   outcome.noise = {0.0, 0.04};
   const std::string text = fit_report(network_of(2), outcome);
   EXPECT_NE(text.find("noise of the data\n"), std::string::npos) << text;

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <utility>
 
+#include "polefit/model/largest_modulus.hpp"
 #include "polefit/model/model_faults.hpp"
 #include "polefit/model/overall_error.hpp"
 
@@ -53,12 +54,7 @@ void add_errors(const NetworkData& data, Fit& fit) {
   report.worst_relative_error = overall.worst;
   report.largest_error = overall.largest;
   const auto [lowest, highest] = std::minmax_element(data.frequencies.begin(), data.frequencies.end());
-  double largest = 0.0;
-  for (std::size_t r = 0; r < data.responses.responses; ++r) {
-    for (std::size_t k = 0; k < data.responses.samples; ++k) {
-      largest = std::max(largest, std::abs(data.responses(r, k)));
-    }
-  }
+  const double largest = largest_modulus(data.responses);
   report.gain = largest > 0.0 ? largest_gain(fit.model).largest / largest : 0.0;
   fit.model.origin = {*lowest, *highest, data.frequencies.size(), report.errors, report.finding};
   if (origin_fault(*fit.model.origin)) {  // an error overflowed; the model can be saved all the same

@@ -51,6 +51,8 @@ constexpr int most_polishing_steps = 10;
 constexpr double least_polish = 0.01;
 /// Errors below this are not polished: relocation reaches what is exact.
 constexpr double visible_to_polish = 1e-10;
+/// Nor where this much of them is noise: no poles can do better than that.
+constexpr double nearly_noise = 1.02;
 /// A residual of the last relocation below this part of the model's error says that zeros of sigma were
 /// mirrored: another way to as many poles is then worth a trial.
 constexpr double mirrored = 0.6;
@@ -110,24 +112,25 @@ bool take_down(const Sigma& sigma, Path path, const Poles& before, const Poles& 
   return true;
 }
 
-/// Whether the data have noise beside which what normal equations hide does not matter.
+/// The noise of the data, relative to them as they are weighted; told when it is first asked for.
 class NoiseOfData {
  public:
   explicit NoiseOfData(const Problem& problem) : problem_(problem) {}
 
-  /// Told from the data when it is first asked for.
-  bool is_visible() {
-    if (!known_) {
-      visible_ = facts_of(problem_).floor > visible_noise;
-      known_ = true;
+  double floor() {
+    if (!floor_known_) {
+      floor_ = facts_of(problem_).floor;
+      floor_known_ = true;
     }
-    return visible_;
+    return floor_;
   }
+  /// Whether what normal equations hide does not matter beside it.
+  bool is_visible() { return floor() > visible_noise; }
 
  private:
   const Problem& problem_;
-  bool known_ = false;
-  bool visible_ = false;
+  bool floor_known_ = false;
+  double floor_ = 0.0;
 };
 
 /// By normal equations, with a ridge where they are not to be trusted without one and noise allows it;
@@ -139,13 +142,13 @@ std::optional<Sigma> by_normal_equations(CauchyRelocation& by_sums, const Poles&
 
 /// Relocates the poles until something says that it is enough; returns whether the last relocation hides
 /// digits.
-bool relocate(const Problem& problem, const Options& options, Poles& poles, Report& report) {
+bool relocate(const Problem& problem, const Options& options, NoiseOfData& noise, Poles& poles,
+              Report& report) {
   double last_residual = 0.0;
   StopRule rule(patience);
   CauchyRelocation by_cauchy_sums(problem, options.threads);
   bool orthogonally = options.orthogonal;
   int hidden = 0;
-  NoiseOfData noise(problem);
   while (report.iterations < options.iterations && !poles.empty()) {
     std::optional<Sigma> by_sums =
         orthogonally ? std::nullopt : by_normal_equations(by_cauchy_sums, poles, noise);
@@ -294,7 +297,8 @@ std::optional<Poles> polished(const Problem& problem, const Options& options, co
 }
 
 /// Replaces the model by one whose poles have moved downhill, if it is better.
-void polish(const Problem& problem, const NetworkData& data, const Options& options, Fit& fit) {
+void polish(const Problem& problem, const NetworkData& data, const Options& options, NoiseOfData& noise,
+            Fit& fit) {
   Poles poles = fit.model.poles;
   for (Complex& pole : poles) {
     pole /= problem.scale;
@@ -304,7 +308,7 @@ void polish(const Problem& problem, const NetworkData& data, const Options& opti
     return;
   }
   const double error = weighted_error(problem, data, fit.model);
-  if (!(error > visible_to_polish)) {
+  if (!(error > visible_to_polish) || error <= nearly_noise * noise.floor()) {
     return;
   }
   const std::optional<Poles> better = polished(problem, options, poles, error, fit.report);
@@ -334,10 +338,11 @@ Fit fit(const NetworkData& data, const Options& options) {
   check_sizes(problem.samples, problem.responses, order, options);
   Poles poles = starting_poles(problem, options);
   Fit result;
-  const bool hidden = relocate(problem, options, poles, result.report);
+  NoiseOfData noise(problem);
+  const bool hidden = relocate(problem, options, noise, poles, result.report);
   result.model = identify_residues(problem, poles, options.exact_sample, options.threads);
   relocate_orthogonally(problem, data, options, poles, hidden, result);
-  polish(problem, data, options, result);
+  polish(problem, data, options, noise, result);
   check_finite(result.model);
   result.model = expanded(problem, std::move(result.model));
   result.model.names.assign(data.names.begin(), data.names.end());

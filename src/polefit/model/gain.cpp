@@ -13,6 +13,8 @@ namespace {
 /// About a resonance, in units of its damping: between two of these places the modulus of a single one does
 /// not change by more than 6 per cent.
 constexpr std::array places{-3.0, -2.0, -1.25, -0.75, -0.35, 0.0, 0.35, 0.75, 1.25, 2.0, 3.0};
+/// Squares of two moduli that rounding does not make change places.
+constexpr double far_below = 0.999;
 constexpr int steps_a_decade = 20;
 constexpr double decades_beyond = 3.0;
 
@@ -76,8 +78,11 @@ Gain largest_gain(const Model& model) {
     std::fill(without.proportionals.begin(), without.proportionals.end(), 0.0);
   }
   const std::vector<std::complex<double>> values = evaluate(proportional ? without : model, frequencies);
+  // Nearly all are far from the largest, which the squares tell sooner.
   for (std::size_t i = 0; i < values.size(); ++i) {
-    take(std::abs(values[i]), frequencies[i % frequencies.size()], i / frequencies.size());
+    if (!(std::norm(values[i]) < far_below * gain.largest * gain.largest)) {
+      take(std::abs(values[i]), frequencies[i % frequencies.size()], i / frequencies.size());
+    }
   }
   return gain;
 }

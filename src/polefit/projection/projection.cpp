@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "numerics/tile_products.hpp"
+#include "numerics/upper_triangle.hpp"
 #include "polefit/projection/folded_basis.hpp"
 
 namespace polefit {
@@ -12,20 +13,6 @@ namespace {
 
 /// Samples whose residuals are computed together.
 constexpr std::size_t samples_together = 512;
-
-/// u^-1 x for an upper triangle.
-Matrix solved(const Matrix& u, Matrix x) {
-  for (std::size_t c = 0; c < x.columns; ++c) {
-    double* const column = x.column(c);
-    for (std::size_t j = u.columns; j-- > 0;) {
-      column[j] = u(j, j) == 0.0 ? 0.0 : column[j] / u(j, j);
-      for (std::size_t i = 0; i < j; ++i) {
-        column[i] -= u(i, j) * column[j];
-      }
-    }
-  }
-  return x;
-}
 
 ProjectedGroup project(const Problem& problem, const Poles& poles, std::size_t first, std::size_t count,
                        double delta, double& squares) {
@@ -42,7 +29,7 @@ ProjectedGroup project(const Problem& problem, const Poles& poles, std::size_t f
           }
         }
       });
-  Matrix coefficients = solved(folded.u, std::move(folded.c));
+  Matrix coefficients = numerics::solve_upper(folded.u, std::move(folded.c));
   return {first, count, std::move(folded.scale), std::move(folded.u), std::move(coefficients)};
 }
 

@@ -10,6 +10,7 @@
 #include "polefit/fitting/finish.hpp"
 #include "polefit/fitting/option_checks.hpp"
 #include "polefit/fitting/residues.hpp"
+#include "polefit/model/largest_modulus.hpp"
 #include "polefit/model/overall_error.hpp"
 #include "polefit/problem/problem.hpp"
 #include "polefit/search/ladder.hpp"
@@ -60,12 +61,7 @@ double first_goal(const NetworkData& data, const Target& target) {
     return target.error;
   }
   double squares = 0.0;
-  double largest = 0.0;
-  for (std::size_t r = 0; r < data.responses.responses; ++r) {
-    for (std::size_t k = 0; k < data.responses.samples; ++k) {
-      largest = std::max(largest, std::abs(data.responses(r, k)));
-    }
-  }
+  const double largest = largest_modulus(data.responses);
   for (std::size_t r = 0; r < data.responses.responses && largest > 0.0; ++r) {
     for (std::size_t k = 0; k < data.responses.samples; ++k) {
       squares += std::norm(data.responses(r, k) / largest);

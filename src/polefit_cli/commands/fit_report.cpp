@@ -13,6 +13,8 @@ namespace polefit_cli {
 namespace {
 
 constexpr std::size_t worst_shown = 5;
+/// Of a response's error.
+constexpr double noise_that_counts = 0.1;
 /// 6 dB above the data.
 constexpr double largest_gain = 2.0;
 constexpr double poor_error = 1e-2;
@@ -114,8 +116,12 @@ std::string fit_report(const polefit::Network& network, const FitOutcome& outcom
   add("path", path_text(report));
   add("time", short_number(outcome.seconds, 2) + " s");
 
-  const bool noisy =
-      std::any_of(outcome.noise.begin(), outcome.noise.end(), [](double noise) { return noise > 0.0; });
+  // Noise that is nothing beside the error, as the rounding of a simulator's file, says nothing.
+  std::vector<double> noise = outcome.noise;
+  for (std::size_t r = 0; r < noise.size(); ++r) {
+    noise[r] = noise[r] > noise_that_counts * report.errors[r].relative ? noise[r] : 0.0;
+  }
+  const bool noisy = std::any_of(noise.begin(), noise.end(), [](double value) { return value > 0.0; });
   std::vector<std::vector<std::string>> rows{{"  response", "relative rms", "rms", "largest error"}};
   if (report.errors.size() > 1) {
     rows.push_back({"  all", short_number(report.relative_error, 2),
@@ -127,7 +133,7 @@ std::string fit_report(const polefit::Network& network, const FitOutcome& outcom
                     short_number(error.relative, 2), short_number(error.rms, 2),
                     short_number(error.largest, 2)});
     if (noisy) {
-      rows.back().push_back(outcome.noise[r] > 0.0 ? short_number(outcome.noise[r], 2) : "-");
+      rows.back().push_back(noise[r] > 0.0 ? short_number(noise[r], 2) : "-");
     }
   }
   if (noisy) {
