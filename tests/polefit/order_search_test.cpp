@@ -441,6 +441,26 @@ TEST(OrderSearch, a_delay_that_is_sampled_coarsely_is_no_noise) {
   }
 }
 
+TEST(OrderSearch, data_that_are_advanced_by_one_time_are_told_by_how_much) {
+  for (const std::uint64_t seed : {1U, 2U, 3U, 4U}) {
+    for (const double phase : {1.0, 2.0}) {  // at the highest frequency
+      SCOPED_TRACE(testing::Message() << "seed " << seed << ", " << phase << " radians");
+      Samples samples = network(10, 2, 401, seed);
+      const double time = phase / (numerics::two_pi * samples.frequencies.back());
+      for (std::size_t i = 0; i < samples.values.size(); ++i) {
+        samples.values[i] *= std::polar(1.0, numerics::two_pi * samples.frequencies[i % 401] * time);
+      }
+      const Search search = fit_to_error(samples.view(), {.error = 1e-5, .most_poles = 12});
+      EXPECT_EQ(search.end, SearchEnd::not_causal);
+      // The two poles more take up a part of it.
+      EXPECT_GE(search.findings.advance, 0.75 * time);
+      EXPECT_LE(search.findings.advance, 1.05 * time);
+      EXPECT_NE(search.fit.report.finding.find("if the data came"), std::string::npos)
+          << search.fit.report.finding;
+    }
+  }
+}
+
 TEST(OrderSearch, pure_noise_is_no_success) {
   Samples samples{grid(301), std::vector<Complex>(301), 1, {}};
   add_noise(samples, 1.0, 5);

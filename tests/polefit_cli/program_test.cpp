@@ -7,6 +7,7 @@
 #include <array>
 #include <cmath>
 #include <complex>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -217,6 +218,35 @@ TEST_F(Program, progress_is_shown_on_a_terminal_and_taken_away) {
   fit.emplace_back("--quiet");
   EXPECT_EQ(run(fit, to_terminal), 0);
   EXPECT_EQ(terminal.text(), "");
+}
+
+TEST_F(Program, the_first_interruption_ends_a_search_with_the_best_model_so_far) {
+  const Terminal terminal;
+  if (!terminal.is_open()) {
+    GTEST_SKIP() << "the system gives no pseudo-terminal";
+  }
+  // A delay of 150 turns, for which seconds of a search are not enough.
+  std::string text = "# Hz S RI R 50\n";
+  for (int k = 1; k <= 2000; ++k) {
+    const Complex value = std::polar(0.9, -numerics::two_pi * 150.0 * k / 2000.0);
+    text +=
+        std::to_string(k) + "e6 " + std::to_string(value.real()) + " " + std::to_string(value.imag()) + "\n";
+  }
+  write("delay.s1p", text);
+  const auto interrupted = [&] {
+    dup2(terminal.end(), STDERR_FILENO);
+    const pid_t search = getpid();
+    if (fork() == 0) {
+      while (terminal.text().empty()) {
+        usleep(1000);
+      }
+      kill(search, SIGINT);
+      _exit(0);
+    }
+  };
+  EXPECT_EQ(run({"fit", "delay.s1p", "--error", "1e-9", "--write-anyway", "-o", "m.json"}, interrupted), 1);
+  EXPECT_NE(output().find("cancelled"), std::string::npos) << output();
+  EXPECT_GT(polefit::load("m.json").poles.size(), 0U);
 }
 
 TEST_F(Program, the_standard_streams_carry_network_and_model) {

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <utility>
+#include <vector>
 
 #include "numerics/angular_frequency.hpp"
 #include "polefit/data/reduced_problem.hpp"
@@ -12,11 +12,19 @@
 namespace polefit {
 namespace {
 
-/// Phases at the highest frequency, in radians, that are tried: each twice the one before.
+/// Phases at the highest frequency, in radians, that are tried, each so many times the one before.
 constexpr double first_phase = 0.05;
 constexpr double last_phase = numerics::two_pi;
+constexpr double phase_ratio = 1.25;
 constexpr int halvings = 3;
+/// A delay explains the data where it takes the error to this part of it, or to the goal.
 constexpr double much_better = 0.2;
+/// Errors up to so many times the least one are as good: what is delayed more only needs more poles.
+constexpr double as_good = 2.0;
+/// No delay behind one whose error is so many times the least one is better.
+constexpr double rising = 10.0;
+/// Of the goal: an error that is good enough not to be looked at more closely.
+constexpr double exact = 1e-2;
 
 }  // namespace
 
@@ -26,8 +34,7 @@ double advance_of(const Problem& problem, const Combinations& data, const Select
   if (!(highest > 0.0) || order == 0) {
     return 0.0;
   }
-  const double wanted = std::max(goal.error, much_better * error);
-  const auto enough = [&](double phase) {
+  const auto error_with = [&](double phase) {
     Combinations delayed = data;
     for (std::size_t c = 0; c < data.count; ++c) {
       for (std::size_t k = 0; k < problem.samples; ++k) {
@@ -36,20 +43,32 @@ double advance_of(const Problem& problem, const Combinations& data, const Select
     }
     const ReducedProblem reduced(problem, delayed, selection, tail);
     Refinement refinement(reduced.problem(), goal);
-    return refinement.from_start(even_start(reduced.problem(), order, 1.0), wanted).error() <= wanted;
+    return refinement.from_start(even_start(reduced.problem(), order, 1.0), exact * goal.error).error();
   };
-  double low = 0.0;
-  double high = first_phase;
-  while (!enough(high)) {
-    low = high;
-    high *= 2.0;
-    if (high > last_phase) {
-      return 0.0;
-    }
+  const double wanted = std::max(goal.error, much_better * error);
+  std::vector<double> phases{0.0};
+  std::vector<double> errors{error};
+  double least = error;
+  const auto past_the_best = [&] { return least <= wanted && errors.back() > rising * least; };
+  for (double phase = first_phase; phase <= last_phase && !past_the_best(); phase *= phase_ratio) {
+    phases.push_back(phase);
+    errors.push_back(std::max(error_with(phase), exact * goal.error));
+    least = std::min(least, errors.back());
   }
+  if (least > wanted) {
+    return 0.0;
+  }
+  const auto found =
+      std::find_if(errors.begin(), errors.end(), [&](double value) { return value <= as_good * least; });
+  const auto place = static_cast<std::size_t>(found - errors.begin());
+  if (place == 0) {
+    return 0.0;
+  }
+  double low = phases[place - 1];
+  double high = phases[place];
   for (int i = 0; i < halvings; ++i) {
     const double middle = 0.5 * (low + high);
-    (enough(middle) ? high : low) = middle;
+    (error_with(middle) <= as_good * least ? high : low) = middle;
   }
   return high / (highest * problem.scale);
 }

@@ -10,8 +10,9 @@
 
 namespace polefit {
 
-/// The least time, to some ten per cent, in seconds, by which the data have to be delayed for as many stable
-/// poles to reach the goal's error, or a fifth of `error`; 0 where no time up to a turn over the band does.
+/// The time in seconds, to some per cent, by which the data have to be delayed for as many stable poles to
+/// have their least error, or the least of the times where they nearly have; 0 where no time up to a turn
+/// over the band brings them to the goal or to a fifth of `error`.
 ///
 /// data        of the problem, whose samples by frequency are in the selection
 /// tail        of combinations that may be left out, relative to the norm of the data
