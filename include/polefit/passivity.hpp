@@ -1,0 +1,52 @@
+/// Whether a model is passive: gives back no more energy than it was given.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "polefit/export.hpp"
+#include "polefit/model.hpp"
+
+namespace polefit {
+
+/// Frequencies between which a model is not passive.
+struct Violation {
+  double lowest = 0.0;   ///< in hertz, to a part in a million of itself
+  double highest = 0.0;  ///< likewise; infinite where it goes on for ever
+  double worst =
+      0.0;  ///< the largest singular value of S, the smallest eigenvalue of (H + H^H) / 2 of Y or Z
+  double frequency = 0.0;  ///< in hertz, where that is
+};
+
+/// What was found of a model.
+struct Passivity {
+  bool passive = false;
+  /// Whether it could be told. A model of which it could not counts as one that is not passive.
+  bool decided = true;
+  /// What no singular value exceeds, or (Y, Z) what no eigenvalue falls below, in units of the largest value
+  /// of the model: 1 + 1e-9, and -1e-9, so that lossless networks pass, which touch the limit.
+  double tolerance = 1e-9;
+  std::size_t pieces = 0;  ///< of the frequency axis that were looked at
+  /// The largest singular value of S, the smallest eigenvalue of (H + H^H) / 2 of Y or Z, of those looked at.
+  double extreme = 0.0;
+  double frequency = 0.0;             ///< in hertz, where that is; may be infinite
+  std::vector<Violation> violations;  ///< by rising frequency
+  /// What is wrong with the terms proportional to s, in a few words; empty where nothing is.
+  std::string proportional_fault;
+};
+
+/// Decides for every frequency from 0 to infinity whether a model of a whole S, Y or Z matrix with poles in
+/// the left half-plane is passive: no singular value of S above 1 and no term proportional to s; for Y and Z
+/// no negative eigenvalue of the Hermitian part, and a symmetric matrix of such terms without a negative
+/// eigenvalue.
+///
+/// The axis is cut into pieces until on each one a bound on a polynomial decides (docs/polefit.md). The bound
+/// covers the remainder of the series and rounding. Takes time in proportion to poles times ports^2 plus
+/// ports^3 for each of some hundred pieces.
+///
+/// Throws Error (bad_shape) as check, for a model that is no whole matrix, whose poles are not stable, or
+/// with numbers that are not finite.
+POLEFIT_EXPORT Passivity passivity(const Model& model);
+
+}  // namespace polefit

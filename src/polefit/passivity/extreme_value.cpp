@@ -1,0 +1,158 @@
+#include "polefit/passivity/extreme_value.hpp"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <iterator>
+#include <limits>
+
+#include "numerics/hermitian_eigenvalues.hpp"
+#include "polefit/passivity/certificate.hpp"
+
+namespace polefit {
+namespace {
+
+constexpr double golden = 0.6180339887498949;
+constexpr int sections = 40;
+constexpr int most_corrections = 20;
+constexpr double certified_margin = 1e-9;
+/// About a resonance, in units of its damping.
+constexpr std::array places{-11.0, -6.0, -3.0, -1.5, -0.7, 0.0, 0.7, 1.5, 3.0, 6.0, 11.0};
+constexpr int steps_a_decade = 10;
+constexpr double decades_beyond = 3.0;
+
+/// The matrix whose largest eigenvalue is looked for: H^H H, or minus the Hermitian part.
+ComplexMatrix judged_matrix(const ScaledModel& model, const ComplexMatrix& h) {
+  const std::size_t n = model.ports;
+  ComplexMatrix judged(n, n);
+  for (std::size_t j = 0; j < n; ++j) {
+    for (std::size_t i = j; i < n; ++i) {
+      if (!model.scattering) {
+        judged.set(i, j, -0.5 * (h(i, j) + std::conj(h(j, i))) / model.scale);
+        continue;
+      }
+      double re = 0.0;
+      double im = 0.0;
+      for (std::size_t k = 0; k < n; ++k) {
+        re += h.re(k, i) * h.re(k, j) + h.im(k, i) * h.im(k, j);
+        im += h.re(k, i) * h.im(k, j) - h.im(k, i) * h.re(k, j);
+      }
+      judged.set(i, j, {re, im});
+    }
+  }
+  return judged;
+}
+
+bool smaller(const Extreme& a, const Extreme& b) { return a.measure < b.measure; }
+
+}  // namespace
+
+double measure_at(const ScaledModel& model, double omega) {
+  const std::optional<numerics::HermitianEigenvalues> found =
+      numerics::hermitian_eigenvalues(judged_matrix(model, value_at(model, omega)), false);
+  if (!found) {
+    return std::numeric_limits<double>::quiet_NaN();
+  }
+  const double largest = found->values.back();
+  return model.scattering ? std::sqrt(std::max(0.0, largest)) : largest;
+}
+
+Scan::Scan(const ScaledModel& model) : model_(model) {
+  std::vector<double> omegas{0.0, std::numeric_limits<double>::infinity()};
+  double smallest = 1.0;
+  double largest = 1.0;
+  for (const std::complex<double> pole : model.poles) {
+    smallest = std::min(smallest, std::abs(pole));
+    largest = std::max(largest, std::abs(pole));
+    for (const double place : places) {
+      const double omega = pole.imag() + place * std::abs(pole.real());
+      if (pole.imag() >= 0.0 && omega > 0.0) {
+        omegas.push_back(omega);
+      }
+    }
+  }
+  const double first = std::log10(smallest) - decades_beyond;
+  const double last = std::log10(largest) + decades_beyond;
+  const int steps = static_cast<int>(std::ceil((last - first) * steps_a_decade));
+  for (int i = 0; i <= steps; ++i) {
+    omegas.push_back(std::pow(10.0, first + (last - first) * i / steps));
+  }
+  std::sort(omegas.begin(), omegas.end());
+  for (const double omega : omegas) {
+    places_.push_back(at(omega));
+  }
+}
+
+Extreme Scan::largest() const { return largest_within(0.0, std::numeric_limits<double>::infinity()); }
+
+Extreme Scan::largest_within(double lowest, double highest) const {
+  std::vector<Extreme> within{at(lowest)};
+  std::copy_if(places_.begin(), places_.end(), std::back_inserter(within),
+               [&](const Extreme& place) { return place.omega > lowest && place.omega < highest; });
+  within.push_back(at(highest));
+  const auto best = std::max_element(within.begin(), within.end(), smaller);
+  const double low = best == within.begin() ? best->omega : std::prev(best)->omega;
+  const double high = best + 1 == within.end() ? best->omega : std::next(best)->omega;
+  return std::max(*best, refined(low, high), smaller);
+}
+
+Extreme Scan::certified_largest(std::size_t most) const {
+  Extreme best = largest();
+  for (int i = 0; i < most_corrections && std::isfinite(best.measure); ++i) {
+    const double margin = certified_margin * (model_.scattering ? best.measure : 1.0);
+    const Certificate certificate = certify(model_, best.measure + margin, Thoroughness::yes_or_no, most);
+    if (!certificate.witness) {
+      break;
+    }
+    const Extreme better = refined_about(*certificate.witness);
+    if (!(better.measure > best.measure)) {
+      break;
+    }
+    best = better;
+  }
+  return best;
+}
+
+/// Between the places on either side.
+Extreme Scan::refined_about(double omega) const {
+  const auto behind = std::upper_bound(places_.begin(), places_.end(), Extreme{omega, 0.0},
+                                       [](const Extreme& a, const Extreme& b) { return a.omega < b.omega; });
+  const double low = behind == places_.begin() ? omega : std::prev(behind)->omega;
+  const double high = behind == places_.end() ? omega : behind->omega;
+  return std::max({at(omega), refined(low, omega), refined(omega, high)}, smaller);
+}
+
+/// By golden sections of omega, or of its reciprocal where the interval goes on for ever.
+Extreme Scan::refined(double low, double high) const {
+  const bool reciprocal = std::isinf(high);
+  double left = reciprocal ? 0.0 : low;
+  double right = reciprocal ? (low > 0.0 ? 1.0 / low : 0.0) : high;
+  const auto of = [&](double place) {
+    const double beyond = place > 0.0 ? 1.0 / place : std::numeric_limits<double>::infinity();
+    return at(reciprocal ? beyond : place);
+  };
+  double first = right - golden * (right - left);
+  double second = left + golden * (right - left);
+  Extreme of_first = of(first);
+  Extreme of_second = of(second);
+  Extreme best = std::max(of_first, of_second, smaller);
+  for (int i = 0; i < sections && right > left; ++i) {
+    if (of_first.measure > of_second.measure) {
+      right = second;
+      second = first;
+      of_second = of_first;
+      first = right - golden * (right - left);
+      of_first = of(first);
+    } else {
+      left = first;
+      first = second;
+      of_first = of_second;
+      second = left + golden * (right - left);
+      of_second = of(second);
+    }
+    best = std::max({best, of_first, of_second}, smaller);
+  }
+  return best;
+}
+
+}  // namespace polefit

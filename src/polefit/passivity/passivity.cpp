@@ -1,0 +1,108 @@
+#include "polefit/passivity.hpp"
+
+#include <cmath>
+#include <limits>
+#include <optional>
+
+#include "numerics/angular_frequency.hpp"
+#include "numerics/hermitian_eigenvalues.hpp"
+#include "polefit/passivity/certificate.hpp"
+#include "polefit/passivity/extreme_value.hpp"
+#include "polefit/passivity/scaled_model.hpp"
+
+namespace polefit {
+namespace {
+
+/// Parts of the largest element by which a matrix of proportional terms may miss symmetry, or its least
+/// eigenvalue 0.
+constexpr double rounding = 1e-12;
+
+/// The largest value is not only looked for, but certified to be the largest, where that takes no long time.
+constexpr std::size_t ports_to_be_certain = 32;
+constexpr std::size_t pieces_to_be_certain = 2000;
+
+/// What is wrong with E, which only matters where s is large.
+std::string proportional_fault(const ScaledModel& model) {
+  const Matrix& e = model.e;
+  double largest = 0.0;
+  double asymmetry = 0.0;
+  ComplexMatrix symmetric(e.rows, e.columns);
+  for (std::size_t j = 0; j < e.columns; ++j) {
+    for (std::size_t i = 0; i < e.rows; ++i) {
+      largest = std::max(largest, std::abs(e(i, j)));
+      asymmetry = std::max(asymmetry, std::abs(e(i, j) - e(j, i)));
+      symmetric.re(i, j) = 0.5 * (e(i, j) + e(j, i));
+    }
+  }
+  if (largest == 0.0) {
+    return "";
+  }
+  if (model.scattering) {
+    return "S grows with the frequency";
+  }
+  if (asymmetry > rounding * largest) {
+    return "the terms proportional to s are not symmetric";
+  }
+  const auto found = numerics::hermitian_eigenvalues(symmetric, false);
+  return found && found->values.front() >= -rounding * largest
+             ? ""
+             : "the terms proportional to s have a negative eigenvalue";
+}
+
+/// The pieces that follow each other without a gap, as intervals of omega.
+struct Interval {
+  double lowest;
+  double highest;
+};
+
+std::vector<Interval> joined(const std::vector<Piece>& pieces) {
+  constexpr double gap =
+      2e-6;  // of the frequency: pieces at crossings are left out where nothing can be told
+  std::vector<Interval> intervals;
+  for (const Piece& piece : pieces) {
+    const double lowest = piece.frequency(piece.reciprocal ? piece.high : piece.low);
+    const double highest = piece.frequency(piece.reciprocal ? piece.low : piece.high);
+    if (!intervals.empty() && lowest <= intervals.back().highest * (1.0 + gap)) {
+      intervals.back().highest = highest;
+    } else {
+      intervals.push_back({lowest, highest});
+    }
+  }
+  return intervals;
+}
+
+}  // namespace
+
+Passivity passivity(const Model& model) {
+  const ScaledModel scaled = scaled_model(model);
+  Passivity result;
+  const double touching = scaled.scattering ? 1.0 + result.tolerance : result.tolerance;
+  const auto in_hertz = [&](double omega) { return omega * scaled.unit / numerics::two_pi; };
+  const auto value = [&](double measure) { return scaled.scattering ? measure : -measure * scaled.scale; };
+
+  const Certificate certificate = certify(scaled, touching, Thoroughness::yes_or_no);
+  result.pieces = certificate.pieces;
+  result.decided = certificate.decided || certificate.witness;
+  result.proportional_fault = proportional_fault(scaled);
+  result.passive = certificate.holds && result.proportional_fault.empty();
+  const Scan scan(scaled);
+  Extreme extreme =
+      scaled.ports <= ports_to_be_certain ? scan.certified_largest(pieces_to_be_certain) : scan.largest();
+  if (!certificate.holds) {
+    const Certificate all = certify(scaled, touching, Thoroughness::intervals);
+    result.pieces += all.pieces;
+    for (const Interval& interval : joined(all.violating)) {
+      const Extreme worst = scan.largest_within(interval.lowest, interval.highest);
+      result.violations.push_back({in_hertz(interval.lowest), in_hertz(interval.highest),
+                                   value(worst.measure), in_hertz(worst.omega)});
+      if (worst.measure > extreme.measure) {
+        extreme = worst;
+      }
+    }
+  }
+  result.extreme = value(extreme.measure);
+  result.frequency = in_hertz(extreme.omega);
+  return result;
+}
+
+}  // namespace polefit

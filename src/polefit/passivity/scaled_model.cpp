@@ -1,0 +1,144 @@
+#include "polefit/passivity/scaled_model.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <string>
+
+#include "numerics/angular_frequency.hpp"
+#include "polefit/error.hpp"
+#include "polefit/model/model_faults.hpp"
+
+namespace polefit {
+namespace {
+
+void refuse_what_cannot_be_passive(const Model& model) {
+  const auto refuse = [](const std::string& what) {
+    throw Error(ErrorKind::bad_shape, "the model has " + what);
+  };
+  const auto finite = [](double value) { return std::isfinite(value); };
+  const auto both_finite = [](std::complex<double> z) {
+    return std::isfinite(z.real()) && std::isfinite(z.imag());
+  };
+  if (!std::all_of(model.poles.begin(), model.poles.end(), both_finite) ||
+      !std::all_of(model.residues.begin(), model.residues.end(), both_finite) ||
+      !std::all_of(model.constants.begin(), model.constants.end(), finite) ||
+      !std::all_of(model.proportionals.begin(), model.proportionals.end(), finite)) {
+    refuse("numbers that are not finite");
+  }
+  if (!std::all_of(model.poles.begin(), model.poles.end(),
+                   [](std::complex<double> a) { return a.real() < 0.0; })) {
+    refuse("poles that are not in the left half-plane: it is not stable, let alone passive");
+  }
+}
+
+/// The upper end of the band that the model was fitted to, or what its poles say of it.
+double unit_of(const Model& model) {
+  if (model.origin && model.origin->highest > 0.0) {
+    return numerics::two_pi * model.origin->highest;
+  }
+  double largest = 0.0;
+  for (const std::complex<double> pole : model.poles) {
+    largest = std::max(largest, std::abs(pole));
+  }
+  return largest > 0.0 ? largest : 1.0;
+}
+
+double norm_of_row(const Matrix& x, std::size_t k) {
+  double squares = 0.0;
+  for (std::size_t j = 0; j < x.columns; ++j) {
+    squares += x(k, j) * x(k, j);
+  }
+  return std::sqrt(squares);
+}
+
+/// The largest of what D and the resonances are.
+double size_of(const ScaledModel& model) {
+  double size = norm_of_row(model.x, model.poles.size());
+  for_each_group(
+      model.poles,
+      [&](std::size_t i) { size = std::max(size, norm_of_row(model.x, i) / std::abs(model.poles[i])); },
+      [&](std::size_t i) {
+        const double residue = std::hypot(norm_of_row(model.x, i), norm_of_row(model.x, i + 1));
+        size = std::max(size, residue / std::abs(model.poles[i].real()));
+      });
+  return size > 0.0 ? size : 1.0;
+}
+
+}  // namespace
+
+ScaledModel scaled_model(const Model& model) {
+  check(model);
+  refuse_what_cannot_be_passive(model);
+  const WholeMatrix matrix = matrix_of(model);
+  ScaledModel scaled;
+  scaled.scattering = model.network->parameter == 'S';
+  scaled.ports = matrix.ports();
+  scaled.unit = unit_of(model);
+  const std::size_t elements = scaled.ports * scaled.ports;
+  std::vector<std::size_t> kept;
+  for (std::size_t i = 0; i < model.poles.size(); ++i) {
+    bool counts = false;
+    for (std::size_t r = 0; r < model.responses(); ++r) {
+      counts = counts || model.residues_of(r)[i] != 0.0;
+    }
+    if (counts) {
+      kept.push_back(i);
+      scaled.poles.push_back(model.poles[i] / scaled.unit);
+    }
+  }
+  scaled.x = Matrix(kept.size() + 1, elements);
+  scaled.e = Matrix(scaled.ports, scaled.ports);
+  for (std::size_t column = 0; column < scaled.ports; ++column) {
+    for (std::size_t row = 0; row < scaled.ports; ++row) {
+      const std::size_t r = matrix.response(row, column);
+      const std::size_t place = row + column * scaled.ports;
+      for (std::size_t k = 0; k < kept.size(); ++k) {
+        const std::complex<double> residue = model.residues_of(r)[kept[k]] / scaled.unit;
+        const bool second = k > 0 && !is_real(scaled.poles[k]) && scaled.poles[k].imag() < 0.0;
+        scaled.x(k, place) = second ? -residue.imag() : residue.real();
+      }
+      scaled.x(kept.size(), place) = model.constants[r];
+      scaled.e(row, column) = model.proportionals[r] * scaled.unit;
+    }
+  }
+  if (!scaled.scattering) {
+    scaled.scale = size_of(scaled);
+  }
+  return scaled;
+}
+
+std::vector<std::complex<double>> basis_at(const ScaledModel& model, double omega) {
+  std::vector<std::complex<double>> phi(model.functions());
+  phi.back() = 1.0;
+  if (std::isinf(omega)) {
+    return phi;
+  }
+  const std::complex<double> s(0.0, omega);
+  for_each_group(
+      model.poles, [&](std::size_t i) { phi[i] = 1.0 / (s - model.poles[i]); },
+      [&](std::size_t i) {
+        const std::complex<double> u = 1.0 / (s - model.poles[i]);
+        const std::complex<double> v = 1.0 / (s - model.poles[i + 1]);
+        phi[i] = u + v;
+        phi[i + 1] = std::complex<double>(v.imag() - u.imag(), u.real() - v.real());
+      });
+  return phi;
+}
+
+ComplexMatrix value_at(const ScaledModel& model, double omega) {
+  const std::vector<std::complex<double>> phi = basis_at(model, omega);
+  ComplexMatrix value(model.ports, model.ports);
+  for (std::size_t j = 0; j < model.x.columns; ++j) {
+    double re = 0.0;
+    double im = 0.0;
+    for (std::size_t k = 0; k < phi.size(); ++k) {
+      re += phi[k].real() * model.x(k, j);
+      im += phi[k].imag() * model.x(k, j);
+    }
+    value.re.elements[j] = re;
+    value.im.elements[j] = im;
+  }
+  return value;
+}
+
+}  // namespace polefit

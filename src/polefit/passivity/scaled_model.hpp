@@ -1,0 +1,47 @@
+/// A model of a whole matrix, as its passivity is looked at: real matrices for real functions of s.
+///
+///   H(s) = sum_k phi_k(s) X_k + s E
+///
+/// with phi the real basis of the poles (pole_basis.hpp) and the constant 1. For S, H is passive where its
+/// largest singular value is at most 1 at every frequency and E is 0; for Y and Z, where the Hermitian part
+/// of H has no negative eigenvalue and E is symmetric without a negative eigenvalue.
+#pragma once
+
+#include <complex>
+#include <cstddef>
+
+#include "numerics/complex_matrix.hpp"
+#include "numerics/matrix.hpp"
+#include "polefit/model.hpp"
+#include "polefit/problem/pole_basis.hpp"
+
+namespace polefit {
+
+using numerics::ComplexMatrix;
+using numerics::Matrix;
+
+/// Poles and frequencies are in units of `unit`; poles whose residues are all 0 are left out.
+struct ScaledModel {
+  bool scattering = true;  ///< S, else Y or Z
+  std::size_t ports = 0;
+  double unit = 1.0;  ///< rad/s
+  Poles poles;
+  Matrix x;  ///< (poles + 1) x ports^2: X_k by columns in row k, the constant's last
+  Matrix e;  ///< ports x ports: E times the unit
+  /// A size of the values: 1 for S, else the largest norm of the constants or of what a resonance makes.
+  double scale = 1.0;
+
+  std::size_t functions() const { return poles.size() + 1; }
+};
+
+/// Throws Error (bad_shape) for a model that is no whole matrix or not that of a real system, whose poles are
+/// not all in the left half-plane, or with numbers that are not finite.
+ScaledModel scaled_model(const Model& model);
+
+/// phi at s = j omega, one value a function.
+std::vector<std::complex<double>> basis_at(const ScaledModel& model, double omega);
+
+/// H(j omega) without s E; omega may be infinite.
+ComplexMatrix value_at(const ScaledModel& model, double omega);
+
+}  // namespace polefit

@@ -1,0 +1,257 @@
+#include "polefit/passivity.hpp"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "networks.hpp"
+#include "polefit/passivity/certificate.hpp"
+#include "polefit/passivity/extreme_value.hpp"
+#include "polefit/passivity/hamiltonian.hpp"
+
+namespace polefit {
+namespace {
+
+using testing_support::Complex;
+using testing_support::infinity;
+using testing_support::quiet_nan;
+using testing_support::RandomNumbers;
+
+Model matrix_model(char parameter, std::size_t ports, std::vector<Complex> poles,
+                   std::vector<Complex> residues, std::vector<double> constants,
+                   std::vector<double> proportionals = {}) {
+  Model model;
+  model.poles = std::move(poles);
+  model.residues = std::move(residues);
+  model.constants = std::move(constants);
+  model.proportionals = std::move(proportionals);
+  model.proportionals.resize(ports * ports);
+  model.network = NetworkMatrix{parameter, std::vector<double>(ports, 50.0), all_elements(ports)};
+  return model;
+}
+
+/// Resonances of any damping and real poles over four decades, whose largest measure is `top`: the largest
+/// singular value of S, minus the least eigenvalue of the Hermitian part of Y in units of its scale.
+Model random_model(std::uint64_t seed, bool scattering, double top) {
+  RandomNumbers numbers(seed);
+  const auto ports = static_cast<std::size_t>(1 + numbers.below(4));
+  const int pairs = 1 + numbers.below(6);
+  const int reals = numbers.below(3);
+  std::vector<Complex> poles;
+  for (int i = 0; i < pairs; ++i) {
+    const double omega = numbers.between(0.1, 3.0);
+    const Complex pole{-omega * std::pow(10.0, numbers.between(-4.0, 0.0)), omega};
+    poles.insert(poles.end(), {pole, std::conj(pole)});
+  }
+  for (int i = 0; i < reals; ++i) {
+    poles.emplace_back(-std::pow(10.0, numbers.between(-2.0, 2.0)), 0.0);
+  }
+  std::vector<Complex> residues;
+  std::vector<double> constants;
+  for (std::size_t r = 0; r < ports * ports; ++r) {
+    for (const Complex pole : poles) {
+      if (pole.imag() < 0.0) {
+        residues.push_back(std::conj(residues.back()));
+        continue;
+      }
+      const Complex residue = 0.5 * std::abs(pole.real()) * numbers.complex();
+      residues.push_back(pole.imag() == 0.0 ? residue.real() : residue);
+    }
+    const bool diagonal = r % (ports + 1) == 0;
+    constants.push_back(scattering ? 0.4 * numbers() : numbers() + (diagonal ? 1.5 : 0.0));
+  }
+  Model model = matrix_model(scattering ? 'S' : 'Y', ports, poles, residues, constants);
+  const ScaledModel scaled = scaled_model(model);
+  const double found = Scan(scaled).certified_largest(100000).measure;
+  if (scattering) {
+    for (Complex& residue : model.residues) {
+      residue *= top / found;
+    }
+    for (double& constant : model.constants) {
+      constant *= top / found;
+    }
+  } else {
+    for (std::size_t port = 0; port < ports; ++port) {
+      model.constants[port * (ports + 1)] += (found - top) * scaled.scale;
+    }
+  }
+  return model;
+}
+
+/// Whether the measure is above the limit anywhere between crossings, before and behind them.
+bool exceeds_between(const ScaledModel& model, const std::vector<double>& crossings, double limit) {
+  std::vector<double> places{0.0};
+  for (std::size_t i = 0; i < crossings.size(); ++i) {
+    places.push_back(0.5 * (crossings[i] + (i == 0 ? 0.0 : crossings[i - 1])));
+  }
+  places.push_back(crossings.empty() ? 1.0 : 2.0 * crossings.back());
+  return std::any_of(places.begin(), places.end(),
+                     [&](double place) { return measure_at(model, place) > limit; });
+}
+
+TEST(Certificate, agrees_with_the_hamiltonian_on_random_models) {
+  int passive = 0;
+  for (std::uint64_t seed = 0; seed < 1000; ++seed) {
+    const bool scattering = seed % 3 != 0;
+    RandomNumbers numbers(seed + 7777);
+    const double away = 0.1 * numbers();
+    const ScaledModel model = scaled_model(random_model(seed, scattering, (scattering ? 1.0 : 0.0) + away));
+    const double limit = scattering ? 1.0 : 0.0;
+    const std::optional<std::vector<double>> crossings = hamiltonian_crossings(model, limit);
+    ASSERT_TRUE(crossings) << seed;
+    const bool exceeds = exceeds_between(model, *crossings, limit);
+    const Certificate certificate = certify(model, limit, Thoroughness::yes_or_no);
+    EXPECT_TRUE(certificate.decided) << seed;
+    EXPECT_EQ(certificate.holds, !exceeds) << seed << " " << away;
+    EXPECT_EQ(certify(model, limit, Thoroughness::intervals).holds, !exceeds) << seed;
+    if (certificate.witness) {
+      EXPECT_GT(measure_at(model, *certificate.witness), limit) << seed;
+    }
+    passive += certificate.holds ? 1 : 0;
+  }
+  // Both happen often enough for the agreement to mean something.
+  EXPECT_GT(passive, 300);
+  EXPECT_LT(passive, 700);
+}
+
+TEST(Certificate, no_sample_of_a_model_for_which_it_holds_is_above_the_limit) {
+  for (std::uint64_t seed = 0; seed < 60; ++seed) {
+    const bool scattering = seed % 3 != 0;
+    // So near to the limit that a resonance missed by the bound would show.
+    const ScaledModel model = scaled_model(random_model(seed, scattering, (scattering ? 1.0 : 0.0) - 1e-4));
+    const double limit = scattering ? 1.0 : 0.0;
+    ASSERT_TRUE(certify(model, limit, Thoroughness::yes_or_no).holds) << seed;
+    for (int i = -300; i <= 600; ++i) {
+      EXPECT_LE(measure_at(model, std::pow(10.0, 0.01 * i)), limit) << seed;
+    }
+  }
+}
+
+TEST(Passivity, intervals_of_violation_end_at_the_crossings_of_the_hamiltonian) {
+  std::size_t compared = 0;
+  for (std::uint64_t seed = 0; seed < 100; ++seed) {
+    const Model model = random_model(seed, true, 1.05);
+    const Passivity found = passivity(model);
+    const ScaledModel scaled = scaled_model(model);
+    const std::optional<std::vector<double>> crossings = hamiltonian_crossings(scaled, 1.0 + found.tolerance);
+    ASSERT_TRUE(crossings) << seed;
+    EXPECT_FALSE(found.passive) << seed;
+    EXPECT_NEAR(found.extreme, 1.05, 1e-9) << seed;
+    std::vector<double> ends;
+    for (const Violation& violation : found.violations) {
+      EXPECT_LE(violation.lowest, violation.frequency) << seed;
+      EXPECT_GE(violation.highest, violation.frequency) << seed;
+      EXPECT_GT(violation.worst, 1.0) << seed;
+      ends.push_back(violation.lowest);
+      ends.push_back(violation.highest);
+    }
+    for (const double end : ends) {
+      if (end > 0.0 && end < infinity) {
+        const double omega = end * numerics::two_pi / scaled.unit;
+        const auto nearest = std::min_element(crossings->begin(), crossings->end(), [&](double a, double b) {
+          return std::abs(a - omega) < std::abs(b - omega);
+        });
+        ASSERT_NE(nearest, crossings->end()) << seed;
+        EXPECT_NEAR(omega, *nearest, 3e-6 * omega)
+            << seed;  // the resolution of the pieces, and of their gaps
+        ++compared;
+      }
+    }
+  }
+  EXPECT_GT(compared, 100U);
+}
+
+TEST(Passivity, lossless_networks_pass_and_those_above_by_more_than_the_tolerance_do_not) {
+  for (const double excess : {0.0, 1e-12, 1e-10}) {
+    EXPECT_TRUE(passivity(matrix_model('S', 2, {}, {}, {0.0, 1.0 + excess, 1.0 + excess, 0.0})).passive)
+        << excess;
+  }
+  EXPECT_FALSE(passivity(matrix_model('S', 2, {}, {}, {0.0, 1.0 + 1e-8, 1.0 + 1e-8, 0.0})).passive);
+  // An ideal transformer of 1 to 3.
+  EXPECT_TRUE(passivity(matrix_model('S', 2, {}, {}, {-0.8, 0.6, 0.6, 0.8})).passive);
+  // All-pass functions: the product of (s + a*) / (s - a).
+  std::vector<Complex> poles;
+  for (int i = 1; i <= 10; ++i) {
+    const Complex pole(-0.02 * i, 0.3 * i);
+    poles.insert(poles.end(), {pole, std::conj(pole)});
+  }
+  std::vector<Complex> residues;
+  for (const Complex pole : poles) {
+    Complex residue = 1.0;
+    for (const Complex other : poles) {
+      residue *= pole + std::conj(other);
+      residue /= pole == other ? 1.0 : pole - other;
+    }
+    residues.push_back(pole.imag() < 0.0 ? std::conj(residues.back()) : residue);
+  }
+  const Passivity all_pass = passivity(matrix_model('S', 1, poles, residues, {1.0}));
+  EXPECT_TRUE(all_pass.passive);
+  EXPECT_NEAR(all_pass.extreme, 1.0, 1e-12);
+  EXPECT_LT(all_pass.pieces, 500U);  // it has no curvature
+}
+
+TEST(Passivity, models_that_touch_the_limit_within_the_tolerance_pass) {
+  for (std::uint64_t seed = 0; seed < 50; ++seed) {
+    EXPECT_TRUE(passivity(random_model(seed, true, 1.0 + 1e-12)).passive) << seed;
+    EXPECT_FALSE(passivity(random_model(seed, true, 1.0 + 1e-8)).passive) << seed;
+  }
+}
+
+TEST(Passivity, a_constant_with_a_singular_value_of_1_is_no_obstacle) {
+  const std::vector<double> constants{1.0, 0.0, 0.0, -0.5};
+  // |1 - 0.1 / (1 + s)| is below 1 up to infinity, |1 + 0.1 / (1 + s)| above.
+  EXPECT_TRUE(passivity(matrix_model('S', 2, {-1.0}, {-0.1, 0.0, 0.0, 0.1}, constants)).passive);
+  const Passivity above = passivity(matrix_model('S', 2, {-1.0}, {0.1, 0.0, 0.0, 0.1}, constants));
+  EXPECT_FALSE(above.passive);
+  ASSERT_EQ(above.violations.size(), 1U);
+  EXPECT_NEAR(above.violations[0].worst, 1.1, 1e-12);
+  EXPECT_EQ(above.violations[0].frequency, 0.0);
+}
+
+TEST(Passivity, resonances_between_samples_and_poles_far_away_are_seen) {
+  // A resonance of a width of 1e-5 beside a smooth term.
+  const Complex narrow(-1e-5, 0.6);
+  const Passivity spike =
+      passivity(matrix_model('S', 1, {narrow, std::conj(narrow), -1.0}, {1.02e-5, 1.02e-5, 0.1}, {0.0}));
+  EXPECT_FALSE(spike.passive);
+  EXPECT_NEAR(spike.frequency * numerics::two_pi, 0.6, 1e-5);
+  // A pole far away whose value cancels that of the constant over the band.
+  EXPECT_TRUE(passivity(matrix_model('S', 1, {-6e7, -1.0}, {5.4e7, 0.1}, {-0.3})).passive);
+  EXPECT_FALSE(passivity(matrix_model('S', 1, {-6e7, -1.0}, {5.4e7, 0.6}, {-0.3})).passive);
+  EXPECT_TRUE(passivity(matrix_model('S', 1, {-1e9, -1.0}, {0.0, 0.5}, {0.4})).passive);
+}
+
+TEST(Passivity, terms_proportional_to_s_have_to_be_those_of_a_capacitance_or_inductance) {
+  const Complex pole(-0.1, 1.0);
+  const auto circuit = [&](double capacitance) {
+    return matrix_model('Y', 1, {pole, std::conj(pole)}, {0.5, 0.5}, {0.0}, {capacitance});
+  };
+  EXPECT_TRUE(passivity(circuit(1e-3)).passive);
+  EXPECT_FALSE(passivity(circuit(-1e-3)).passive);
+  EXPECT_EQ(passivity(circuit(-1e-3)).proportional_fault,
+            "the terms proportional to s have a negative eigenvalue");
+  const std::vector<double> unit{1.0, 0.0, 0.0, 1.0};
+  EXPECT_TRUE(passivity(matrix_model('Z', 2, {}, {}, unit, {1.0, 0.1, 0.1, 1.0})).passive);
+  EXPECT_EQ(passivity(matrix_model('Z', 2, {}, {}, unit, {1.0, 0.1, 0.0, 1.0})).proportional_fault,
+            "the terms proportional to s are not symmetric");
+  EXPECT_EQ(passivity(matrix_model('S', 1, {}, {}, {0.0}, {1e-12})).proportional_fault,
+            "S grows with the frequency");
+}
+
+TEST(Passivity, of_what_is_no_stable_matrix_is_refused) {
+  Model model = matrix_model('S', 1, {-1.0}, {0.5}, {0.0});
+  EXPECT_NO_THROW(static_cast<void>(passivity(model)));
+  model.poles = {1.0};
+  EXPECT_THROW(static_cast<void>(passivity(model)), Error);
+  model.poles = {-1.0};
+  model.residues = {quiet_nan};
+  EXPECT_THROW(static_cast<void>(passivity(model)), Error);
+  model.residues = {0.5};
+  model.network.reset();
+  EXPECT_THROW(static_cast<void>(passivity(model)), Error);
+}
+
+}  // namespace
+}  // namespace polefit
