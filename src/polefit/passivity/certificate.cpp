@@ -296,8 +296,7 @@ class Judge {
              rounding_each * eps * size * size * static_cast<double>(model_.ports);
     }
     const double needed = beyond + blur;
-    if (numerics::is_positive_definite(end(1.0), needed) &&
-        numerics::is_positive_definite(end(-1.0), needed)) {
+    if (is_at_least(end(1.0), needed) && is_at_least(end(-1.0), needed)) {
       return Verdict::below;
     }
     if (numerics::is_positive_definite(middle(), 0.0)) {
@@ -315,6 +314,17 @@ class Judge {
       highest += std::abs(quadratic_form(found->vectors, k));
     }
     return highest + blur < 0.0 ? Verdict::above : Verdict::open;
+  }
+
+  /// Whether no eigenvalue of a is below a value, for certain: what a positive definite answer leaves open is
+  /// added.
+  static bool is_at_least(const ComplexMatrix& a, double value) {
+    const auto n = static_cast<double>(a.rows());
+    double trace = 0.0;
+    for (std::size_t i = 0; i < a.rows(); ++i) {
+      trace += std::abs(a.re(i, i) - value);
+    }
+    return numerics::is_positive_definite(a, value + 2.0 * (n + 1.0) * eps * trace);
   }
 
   /// u^H G_k u for the first column u of the vectors.
