@@ -112,6 +112,15 @@ TEST(FitReport, says_what_a_search_found_and_the_noise_of_responses_where_it_was
   EXPECT_LT(text.find("0.04\n"), text.find("-\n")) << text;    // R1, which is worse, then R0
 }
 
+TEST(FitReport, says_whether_the_model_of_a_matrix_is_passive) {
+  FitOutcome outcome = outcome_of(1);
+  EXPECT_EQ(fit_report(network_of(1), outcome).find("passive"), std::string::npos);
+  outcome.passivity.emplace();
+  outcome.passivity->passive = true;
+  const std::string text = fit_report(network_of(1), outcome);
+  EXPECT_NE(text.find("  passive     certified at all frequencies"), std::string::npos) << text;
+}
+
 TEST(FitReport, a_model_of_s_parameters_is_harmful_when_it_neither_fits_nor_stays_below_twice_the_data) {
   polefit::Network network = network_of(1);
   FitOutcome outcome = outcome_of(1);

@@ -14,6 +14,7 @@
 #include "polefit_cli/commands/commands.hpp"
 #include "polefit_cli/commands/declaration.hpp"
 #include "polefit_cli/commands/fit_report.hpp"
+#include "polefit_cli/commands/passivity_text.hpp"
 #include "polefit_cli/commands/progress_bar.hpp"
 #include "polefit_cli/commands/streams.hpp"
 #include "polefit_cli/commands/tables.hpp"
@@ -109,6 +110,7 @@ ExitStatus run(const FitCommand& command) {
     return !interruption.wanted();
   };
   FitOutcome outcome = fitted(command, network, options);
+  outcome.passivity = passivity_of(outcome.fit.model);
   bar.clear();
   const bool kept_back = !command.output.empty() && !command.write_anyway && harmful(network, outcome);
   if (!command.output.empty() && !kept_back) {

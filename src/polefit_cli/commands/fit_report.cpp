@@ -5,6 +5,7 @@
 #include <numeric>
 #include <vector>
 
+#include "polefit_cli/commands/passivity_text.hpp"
 #include "polefit_cli/commands/tables.hpp"
 #include "text/counted.hpp"
 #include "text/plain_text.hpp"
@@ -111,6 +112,9 @@ std::string fit_report(const polefit::Network& network, const FitOutcome& outcom
   }
   if (network.matrix && network.matrix->parameter == 'S' && report.gain > largest_gain) {
     add("gain", "up to " + short_number(report.gain, 2) + " times the largest value of the data");
+  }
+  if (outcome.passivity) {
+    add("passive", passivity_text(*outcome.passivity, network.matrix ? network.matrix->parameter : 'S'));
   }
   add("relocations", std::to_string(report.iterations) + ", " + stop_text(report.reason));
   add("path", path_text(report));

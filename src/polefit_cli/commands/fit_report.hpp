@@ -7,6 +7,7 @@
 
 #include "polefit/network.hpp"
 #include "polefit/order_search.hpp"
+#include "polefit/passivity.hpp"
 
 namespace polefit_cli {
 
@@ -16,6 +17,7 @@ struct FitOutcome {
   std::optional<bool> search_succeeded;  ///< none for a given order
   std::size_t orders_tried = 0;
   std::vector<double> noise;  ///< of each response, where a search could tell it from the data
+  std::optional<polefit::Passivity> passivity;  ///< of a stable model of a whole matrix
   double seconds = 0.0;
 };
 
@@ -26,8 +28,8 @@ bool converged(const FitOutcome& outcome);
 /// and somewhere, in the band or out of it, it is more than twice as large as the data ever are.
 bool harmful(const polefit::Network& network, const FitOutcome& outcome);
 
-/// Order, what a search found, relocations and why they ended, errors over all and of the worst responses,
-/// path, time.
+/// Order, what a search found, whether the model is passive, relocations and why they ended, errors over all
+/// and of the worst responses, path, time.
 std::string fit_report(const polefit::Network& network, const FitOutcome& outcome);
 
 }  // namespace polefit_cli

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "polefit_cli/commands/models.hpp"
+#include "polefit_cli/commands/passivity_text.hpp"
 #include "polefit_cli/commands/tables.hpp"
 #include "text/counted.hpp"
 #include "text/plain_text.hpp"
@@ -89,6 +90,9 @@ std::string info_text(const polefit::Model& model, const std::string& file) {
   if (model.origin) {
     text += "  fitted to " + text::counted(model.origin->samples, "sample") + " from " +
             band_text(model.origin->lowest, model.origin->highest) + "\n";
+  }
+  if (const std::optional<polefit::Passivity> passivity = passivity_of(model)) {
+    text += "  passive: " + passivity_text(*passivity, model.network->parameter) + "\n";
   }
   text += "\n";
   Rows rows{{"  response", "constant", "proportional in s"}};

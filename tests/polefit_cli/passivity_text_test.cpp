@@ -1,0 +1,73 @@
+#include "polefit_cli/commands/passivity_text.hpp"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+
+#include "polefit/network_matrix.hpp"
+
+namespace polefit_cli {
+namespace {
+
+constexpr double infinity = std::numeric_limits<double>::infinity();
+
+TEST(PassivityText, says_where_a_passive_model_is_nearest_to_its_limit) {
+  polefit::Passivity passivity;
+  passivity.passive = true;
+  passivity.extreme = 0.99998;
+  passivity.frequency = 1.42e10;
+  EXPECT_EQ(passivity_text(passivity, 'S'),
+            "certified at all frequencies (largest singular value 0.99998 at 14.2 GHz)");
+  passivity.frequency = infinity;
+  EXPECT_EQ(passivity_text(passivity, 'Y'),
+            "certified at all frequencies (least eigenvalue of the real part 0.99998 at infinite frequency)");
+}
+
+TEST(PassivityText, says_from_where_to_where_a_model_is_not_passive) {
+  polefit::Passivity passivity;
+  passivity.extreme = 2.0;
+  passivity.frequency = 3e9;
+  passivity.violations = {{1e9, 4e9, 2.0, 3e9}};
+  EXPECT_EQ(passivity_text(passivity, 'S'),
+            "no: largest singular value 2 at 3 GHz, above 1 from 1 GHz to 4 GHz");
+  passivity.violations.push_back({5e9, infinity, 1.5, 6e9});
+  EXPECT_EQ(passivity_text(passivity, 'S'),
+            "no: largest singular value 2 at 3 GHz, above 1 in 2 intervals from 1 GHz on");
+  passivity.violations = {{0.0, infinity, 2.0, 3e9}};
+  EXPECT_EQ(passivity_text(passivity, 'S'),
+            "no: largest singular value 2 at 3 GHz, above 1 at all frequencies");
+  passivity.extreme = -0.5;
+  passivity.violations = {{0.0, 1e3, -0.5, 0.0}};
+  EXPECT_EQ(passivity_text(passivity, 'Z'),
+            "no: least eigenvalue of the real part -0.5 at 3 GHz, below 0 from 0 Hz to 1 kHz");
+}
+
+TEST(PassivityText, names_what_is_wrong_with_proportional_terms_and_what_could_not_be_told) {
+  polefit::Passivity passivity;
+  passivity.proportional_fault = "S grows with the frequency";
+  EXPECT_EQ(passivity_text(passivity, 'S'), "no: S grows with the frequency");
+  passivity.proportional_fault.clear();
+  passivity.decided = false;
+  passivity.extreme = 1.0;
+  EXPECT_EQ(passivity_text(passivity, 'S'), "could not be told: largest singular value 1 at 0 Hz");
+}
+
+TEST(PassivityText, of_what_is_no_stable_whole_matrix_is_none) {
+  polefit::Model model;
+  model.poles = {-1.0};
+  model.residues = {0.5};
+  model.constants = {0.0};
+  model.proportionals = {0.0};
+  EXPECT_FALSE(passivity_of(model));
+  model.network = polefit::NetworkMatrix{'S', {50.0}, polefit::all_elements(1)};
+  ASSERT_TRUE(passivity_of(model));
+  EXPECT_TRUE(passivity_of(model)->passive);
+  model.poles = {1.0};
+  EXPECT_FALSE(passivity_of(model));
+  model.poles = {-1.0};
+  model.residues = {std::numeric_limits<double>::quiet_NaN()};
+  EXPECT_FALSE(passivity_of(model));
+}
+
+}  // namespace
+}  // namespace polefit_cli
