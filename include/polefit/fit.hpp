@@ -33,6 +33,9 @@ enum class StopReason {
 ///   r < 1e-6 and (b < 1e-3 or g < 1e-4 or l > 1e3), or eps l / (b g) > max(1e-9, r / 10):
 ///                                      it hides digits; after two of these in a row all further ones are
 ///                                      orthogonal.
+/// Where the data have noise n > 1e-6, told from neighbouring samples and relative to the weighted data, and
+/// r >= n / 2, none of this holds but for poles that are not in the left half-plane: there equations get a
+/// ridge of 1e-14, and up to 1e-8 where that is not enough, before a relocation is orthogonal.
 /// When relocations have ended, further ones by orthogonal factorisation follow, each with the residues of
 /// its poles, and the best model is kept. With e the relative weighted error of the best model so far, they
 /// follow after a last one by normal equations that hides digits, and after any orthogonal one while
@@ -40,9 +43,10 @@ enum class StopReason {
 /// error below (1 - 1e-3) e. The reason stays that for which relocations ended before these, but for
 /// `cancelled`.
 ///
-/// Then, with Options::polish, stable poles and e > 1e-10, up to ten steps of variable projection follow, as
-/// long as each takes 3 per cent off the error; with r < 0.6 e also from half as many poles more, thinned out
-/// to the number that was asked for. Their model counts if it is better.
+/// Then, with Options::polish, stable poles and e > 1e-10, but not where n / 2 <= e <= 1.02 n, up to ten
+/// steps of variable projection follow, as long as each takes 3 per cent off the error; with r < 0.6 e also
+/// from half as many poles more, thinned out to the number that was asked for. Their model counts if it is
+/// better.
 struct Report {
   int iterations = 0;                               ///< relocations
   StopReason reason = StopReason::iteration_limit;  ///< why they ended

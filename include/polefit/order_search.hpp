@@ -78,11 +78,11 @@ struct Search {
 /// relative error of at most 1e-2, which is common practice.
 POLEFIT_EXPORT bool succeeded(const Search& search);
 
-/// Tries orders 4, 8, 16, ... until the target is met or an end is recognised, then takes as few poles as
-/// keep the error. Always ends. `options` says everything but the starting poles, their numbers and
-/// places; the limit on relocations, the tolerance of poles and the choice to polish are those of a fit of
-/// given order, a search has its own. Throws Error as fit does, and bad_option for a target that is not above
-/// 0.
+/// Tries orders, first two poles a turn of the data but at least 4, then each twice the one before, until the
+/// target is met or an end is recognised, then takes as few poles as keep the error. Always ends. `options`
+/// says everything but the starting poles, their numbers and places; the limit on relocations, the tolerance
+/// of poles and the choice to polish are those of a fit of given order, a search has its own. Throws Error as
+/// fit does, and bad_option for a target that is not above 0.
 POLEFIT_EXPORT Search fit_to_error(const NetworkData& data, const Target& target,
                                    const Options& options = {});
 

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "polefit/search/ladder.hpp"
+#include "polefit/data/facts.hpp"
 #include "samples.hpp"
 
 namespace polefit {

@@ -105,6 +105,8 @@ TEST(FitReport, says_what_a_search_found_and_the_noise_of_responses_where_it_was
   EXPECT_EQ(fit_report(network_of(2), outcome).find("noise of the data"), std::string::npos);
   outcome.noise = {1e-9, 1e-9};  // rounding of the file
   EXPECT_EQ(fit_report(network_of(2), outcome).find("noise of the data"), std::string::npos);
+  outcome.noise = {1e3, 1e3};  // resonances sampled coarsely
+  EXPECT_EQ(fit_report(network_of(2), outcome).find("noise of the data"), std::string::npos);
   outcome.noise = {0.0, 0.04};
   const std::string text = fit_report(network_of(2), outcome);
   EXPECT_NE(text.find("noise of the data\n"), std::string::npos) << text;

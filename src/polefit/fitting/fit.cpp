@@ -40,9 +40,13 @@ constexpr double hidden_residual = 1e-6;
 constexpr double safe_loss = 1e3;
 /// ... or when rounding, magnified by all of these, is more than this and more than a tenth of the residual.
 constexpr double visible_error = 1e-9;
-/// None of this matters where noise is above this: relocations with a ridge then lead to the same errors.
+/// None of this matters where noise is above this and what is left is of its size: relocations with a ridge
+/// then lead to the same errors.
 constexpr double visible_noise = 1e-6;
 constexpr double ridge = 1e-14;
+/// What is left of noise, in its size. Where it is less, resonances that were sampled coarsely looked like
+/// noise, or there are so many poles that they follow it.
+constexpr double of_its_size = 0.5;
 /// So many in a row: the first ones often lead to poles with which the equations are well-conditioned.
 constexpr int most_hidden = 2;
 
@@ -51,7 +55,7 @@ constexpr int most_polishing_steps = 10;
 constexpr double least_polish = 0.01;
 /// Errors below this are not polished: relocation reaches what is exact.
 constexpr double visible_to_polish = 1e-10;
-/// Nor where this much of them is noise: no poles can do better than that.
+/// Nor where this much of them is noise at most: no poles can do better than that.
 constexpr double nearly_noise = 1.02;
 /// A residual of the last relocation below this part of the model's error says that zeros of sigma were
 /// mirrored: another way to as many poles is then worth a trial.
@@ -124,8 +128,10 @@ class NoiseOfData {
     }
     return floor_;
   }
-  /// Whether what normal equations hide does not matter beside it.
-  bool is_visible() { return floor() > visible_noise; }
+  /// Whether an error may be that of the noise.
+  bool explains(double error) { return error >= of_its_size * floor(); }
+  /// Whether what normal equations hide does not matter beside it, where they leave such a residual.
+  bool is_visible(double residual) { return floor() > visible_noise && explains(residual); }
 
  private:
   const Problem& problem_;
@@ -137,7 +143,13 @@ class NoiseOfData {
 /// nothing where only the orthogonal way is left.
 std::optional<Sigma> by_normal_equations(CauchyRelocation& by_sums, const Poles& poles, NoiseOfData& noise) {
   std::optional<Sigma> sigma = by_sums.solve(poles);
-  return sigma || !noise.is_visible() ? std::move(sigma) : by_sums.solve(poles, ridge);
+  if (!sigma && noise.floor() > visible_noise) {
+    sigma = by_sums.solve(poles, ridge);
+    if (sigma && !noise.is_visible(sigma->residual)) {
+      sigma.reset();
+    }
+  }
+  return sigma;
 }
 
 /// Relocates the poles until something says that it is enough; returns whether the last relocation hides
@@ -155,7 +167,7 @@ bool relocate(const Problem& problem, const Options& options, NoiseOfData& noise
     const bool gram = by_sums.has_value();
     const Sigma sigma =
         gram ? *std::move(by_sums) : solve_sigma_orthogonally(problem, poles, options.threads);
-    const bool hides = gram && hides_digits(sigma) && !noise.is_visible();
+    const bool hides = gram && hides_digits(sigma) && !noise.is_visible(sigma.residual);
     hidden = hides ? hidden + 1 : 0;
     orthogonally = orthogonally || hidden == most_hidden;
     const Poles before = poles;
@@ -308,7 +320,7 @@ void polish(const Problem& problem, const NetworkData& data, const Options& opti
     return;
   }
   const double error = weighted_error(problem, data, fit.model);
-  if (!(error > visible_to_polish) || error <= nearly_noise * noise.floor()) {
+  if (!(error > visible_to_polish) || (error <= nearly_noise * noise.floor() && noise.explains(error))) {
     return;
   }
   const std::optional<Poles> better = polished(problem, options, poles, error, fit.report);

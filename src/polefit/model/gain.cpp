@@ -15,6 +15,8 @@ namespace {
 constexpr std::array places{-3.0, -2.0, -1.25, -0.75, -0.35, 0.0, 0.35, 0.75, 1.25, 2.0, 3.0};
 /// Squares of two moduli that rounding does not make change places.
 constexpr double far_below = 0.999;
+/// Below this squares lose digits.
+constexpr double smallest_square = 1e-140;
 constexpr int steps_a_decade = 20;
 constexpr double decades_beyond = 3.0;
 
@@ -80,7 +82,7 @@ Gain largest_gain(const Model& model) {
   const std::vector<std::complex<double>> values = evaluate(proportional ? without : model, frequencies);
   // Nearly all are far from the largest, which the squares tell sooner.
   for (std::size_t i = 0; i < values.size(); ++i) {
-    if (!(std::norm(values[i]) < far_below * gain.largest * gain.largest)) {
+    if (!(std::norm(values[i]) < far_below * gain.largest * gain.largest) || gain.largest < smallest_square) {
       take(std::abs(values[i]), frequencies[i % frequencies.size()], i / frequencies.size());
     }
   }

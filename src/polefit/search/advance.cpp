@@ -15,8 +15,10 @@ namespace {
 /// Phases at the highest frequency, in radians, that are tried, each so many times the one before.
 constexpr double first_phase = 0.05;
 constexpr double last_phase = numerics::two_pi;
-constexpr double phase_ratio = 1.25;
-constexpr int halvings = 3;
+constexpr double phase_ratio = 1.6;
+constexpr int halvings = 4;
+/// Data that one delay explains need no more poles with it.
+constexpr std::size_t most_poles = 60;
 /// A delay explains the data where it takes the error to this part of it, or to the goal.
 constexpr double much_better = 0.2;
 /// Errors up to so many times the least one are as good: what is delayed more only needs more poles.
@@ -43,7 +45,9 @@ double advance_of(const Problem& problem, const Combinations& data, const Select
     }
     const ReducedProblem reduced(problem, delayed, selection, tail);
     Refinement refinement(reduced.problem(), goal);
-    return refinement.from_start(even_start(reduced.problem(), order, 1.0), exact * goal.error).error();
+    return refinement
+        .from_start(even_start(reduced.problem(), std::min(order, most_poles), 1.0), exact * goal.error)
+        .error();
   };
   const double wanted = std::max(goal.error, much_better * error);
   std::vector<double> phases{0.0};

@@ -14,7 +14,7 @@ namespace polefit_cli {
 namespace {
 
 constexpr std::size_t worst_shown = 5;
-/// Of a response's error.
+/// Of a response's error, and its inverse.
 constexpr double noise_that_counts = 0.1;
 /// 6 dB above the data.
 constexpr double largest_gain = 2.0;
@@ -120,10 +120,12 @@ std::string fit_report(const polefit::Network& network, const FitOutcome& outcom
   add("path", path_text(report));
   add("time", short_number(outcome.seconds, 2) + " s");
 
-  // Noise that is nothing beside the error, as the rounding of a simulator's file, says nothing.
+  // Noise that is nothing beside the error, as the rounding of a simulator's file, says nothing; what is far
+  // above it was no noise, since the model follows it.
   std::vector<double> noise = outcome.noise;
   for (std::size_t r = 0; r < noise.size(); ++r) {
-    noise[r] = noise[r] > noise_that_counts * report.errors[r].relative ? noise[r] : 0.0;
+    const double part = noise[r] / report.errors[r].relative;
+    noise[r] = part > noise_that_counts && part < 1.0 / noise_that_counts ? noise[r] : 0.0;
   }
   const bool noisy = std::any_of(noise.begin(), noise.end(), [](double value) { return value > 0.0; });
   std::vector<std::vector<std::string>> rows{{"  response", "relative rms", "rms", "largest error"}};
