@@ -6,6 +6,7 @@
 #include <Eigen/Dense>
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <complex>
 #include <cstddef>
 #include <cstdio>
@@ -17,9 +18,12 @@
 #include <vector>
 
 #include "numerics/eigenvalues.hpp"
+#include "numerics/hermitian_eigenvalues.hpp"
 #include "numerics/inverse_factor.hpp"
 #include "numerics/ordered_triangle.hpp"
 #include "numerics/orthogonal_factorisation.hpp"
+#include "numerics/positive_definite.hpp"
+#include "numerics/singular_values.hpp"
 #include "numerics/triangle_condition.hpp"
 
 // The trailing lengths belong to the character arguments.
@@ -40,6 +44,13 @@ void dtrcon_(const char* norm, const char* uplo, const char* diag, const int* n,
 void dgeev_(const char* jobvl, const char* jobvr, const int* n, double* a, const int* lda, double* wr,
             double* wi, double* vl, const int* ldvl, double* vr, const int* ldvr, double* work,
             const int* lwork, int* info, std::size_t, std::size_t);
+void zheev_(const char* jobz, const char* uplo, const int* n, std::complex<double>* a, const int* lda,
+            double* w, std::complex<double>* work, const int* lwork, double* rwork, int* info, std::size_t,
+            std::size_t);
+void zgesdd_(const char* jobz, const int* m, const int* n, std::complex<double>* a, const int* lda, double* s,
+             std::complex<double>* u, const int* ldu, std::complex<double>* vt, const int* ldvt,
+             std::complex<double>* work, const int* lwork, double* rwork, int* iwork, int* info, std::size_t);
+void zpotrf_(const char* uplo, const int* n, std::complex<double>* a, const int* lda, int* info, std::size_t);
 }
 
 namespace {
@@ -92,9 +103,9 @@ void compare(const std::string& what, const std::vector<Candidate>& candidates) 
       best[i] = std::min(best[i], milliseconds(candidates[i].work, repeats[i]));
     }
   }
-  std::printf("%-38s %9.4f ms", what.c_str(), best[0]);
+  std::printf("%-38s %9.5f ms", what.c_str(), best[0]);
   for (std::size_t i = 1; i < candidates.size(); ++i) {
-    std::printf("   %5.2f of %s (%.4f ms)", best[0] / best[i], candidates[i].name.c_str(), best[i]);
+    std::printf("   %5.2f of %s (%.5f ms)", best[0] / best[i], candidates[i].name.c_str(), best[i]);
   }
   std::printf("\n");
 }
@@ -235,6 +246,72 @@ void measure_eigenvalues(const char* kind, const Matrix& a) {
            {"Eigen, not balanced", [&] { solver.compute(eigen_a, false); }}});
 }
 
+/// A complex matrix in both forms, hermitian, and not far from so many times the identity.
+struct Hermitian {
+  Hermitian(std::size_t order, double shift) : parts(order, order), whole(order * order) {
+    parts.re = random_matrix(order, order);
+    const Matrix im = random_matrix(order, order + 1);
+    for (std::size_t j = 0; j < order; ++j) {
+      for (std::size_t i = j; i < order; ++i) {
+        const std::complex<double> element(parts.re(i, j) + (i == j ? shift : 0.0),
+                                           i == j ? 0.0 : im(i, j + 1));
+        parts.set(i, j, element);
+        parts.set(j, i, std::conj(element));
+        whole[i + j * order] = element;
+        whole[j + i * order] = std::conj(element);
+      }
+    }
+  }
+  numerics::ComplexMatrix parts;
+  std::vector<std::complex<double>> whole;
+};
+
+void measure_hermitian(std::size_t order) {
+  // More than the norm of a random matrix, so that the shifted one is positive definite.
+  const double shift = 3.0 * std::sqrt(static_cast<double>(order));
+  const Hermitian a(order, 0.0);
+  const Hermitian shifted(order, shift);
+  const auto n = static_cast<int>(order);
+  std::vector<std::complex<double>> q;
+  std::vector<std::complex<double>> u(order * order);
+  std::vector<std::complex<double>> v(order * order);
+  std::vector<std::complex<double>> work(std::size_t{1} << 20);
+  const auto lwork = static_cast<int>(work.size());
+  std::vector<double> values(order);
+  std::vector<double> real_work(16 * order * (order + 2));
+  std::vector<int> integer_work(8 * order);
+  int info = 0;
+  const std::string size = std::to_string(order);
+  for (const bool with_vectors : {false, true}) {
+    const char* const what = with_vectors ? "V" : "N";
+    compare(std::string("hermitian eigenvalues ") + size + (with_vectors ? " and vectors" : ""),
+            {{"", [&] { kept = numerics::hermitian_eigenvalues(a.parts, with_vectors)->values[0]; }},
+             {"zheev", [&] {
+                q = a.whole;
+                zheev_(what, "L", &n, q.data(), &n, values.data(), work.data(), &lwork, real_work.data(),
+                       &info, 1, 1);
+              }}});
+  }
+  for (const bool with_vectors : {false, true}) {
+    const char* const what = with_vectors ? "S" : "N";
+    compare(std::string("singular values ") + size + (with_vectors ? " and vectors" : ""),
+            {{"", [&] { kept = numerics::singular_values(a.parts, with_vectors)->values[0]; }},
+             {"zgesdd", [&] {
+                q = a.whole;
+                zgesdd_(what, &n, &n, q.data(), &n, values.data(), u.data(), &n, v.data(), &n, work.data(),
+                        &lwork, real_work.data(), integer_work.data(), &info, 1);
+              }}});
+  }
+  // Ours also shifts and scales.
+  compare("positive definite " + size,
+          {{"", [&] { kept = numerics::is_positive_definite(a.parts, -shift) ? 1.0 : 0.0; }},
+           {"zpotrf", [&] {
+              q = shifted.whole;
+              zpotrf_("L", &n, q.data(), &n, &info, 1);
+              kept = info;
+            }}});
+}
+
 void measure_all() {
   measure_orthogonal(8002, 162);
   measure_orthogonal(1002, 82);
@@ -245,6 +322,9 @@ void measure_all() {
   for (const std::size_t order : {20U, 40U, 80U, 160U}) {
     measure_eigenvalues("random", random_matrix(order, order));
     measure_eigenvalues("relocation", state_matrix(order));
+  }
+  for (const std::size_t order : {2U, 4U, 8U, 20U, 83U, 245U}) {
+    measure_hermitian(order);
   }
 }
 

@@ -32,8 +32,8 @@ class Refinement {
   int orthogonal_relocations() const { return orthogonal_; }
   int steps() const { return steps_; }
 
-  /// Three to five relocations, the best of which counts, then steps of variable projection where they promise
-  /// something. Ends where `enough` is reached.
+  /// Three to five relocations, the best of which counts, then steps of variable projection where they
+  /// promise something. Ends where `enough` is reached.
   Candidate from_start(Poles start, double enough);
 
   enum class Polish {
