@@ -21,7 +21,7 @@ struct Violation {
 
 /// What was found of a model.
 struct Passivity {
-  bool passive = false;
+  bool passive = false;  ///< at every frequency, with the tolerance
   /// Whether it could be told. A model of which it could not counts as one that is not passive.
   bool decided = true;
   /// What no singular value exceeds, or (Y, Z) what no eigenvalue falls below, in units of the largest value

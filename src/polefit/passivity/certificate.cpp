@@ -379,6 +379,7 @@ std::vector<Piece> whole_axis(const ScaledModel& model) {
   }
   const double middle = far * farthest;
   std::vector<Piece> pieces;
+  pieces.reserve(std::size_t{2} * first_pieces);
   for (int i = 0; i < first_pieces; ++i) {
     pieces.push_back({true, i / (first_pieces * middle), (i + 1) / (first_pieces * middle)});
   }

@@ -54,10 +54,12 @@ double advance_of(const Problem& problem, const Combinations& data, const Select
   std::vector<double> errors{error};
   double least = error;
   const auto past_the_best = [&] { return least <= wanted && errors.back() > rising * least; };
-  for (double phase = first_phase; phase <= last_phase && !past_the_best(); phase *= phase_ratio) {
+  double phase = first_phase;
+  while (phase <= last_phase && !past_the_best()) {
     phases.push_back(phase);
     errors.push_back(std::max(error_with(phase), exact * goal.error));
     least = std::min(least, errors.back());
+    phase *= phase_ratio;
   }
   if (least > wanted) {
     return 0.0;
