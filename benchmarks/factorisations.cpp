@@ -23,7 +23,6 @@
 #include "numerics/ordered_triangle.hpp"
 #include "numerics/orthogonal_factorisation.hpp"
 #include "numerics/positive_definite.hpp"
-#include "numerics/singular_values.hpp"
 #include "numerics/triangle_condition.hpp"
 
 // The trailing lengths belong to the character arguments.
@@ -47,9 +46,6 @@ void dgeev_(const char* jobvl, const char* jobvr, const int* n, double* a, const
 void zheev_(const char* jobz, const char* uplo, const int* n, std::complex<double>* a, const int* lda,
             double* w, std::complex<double>* work, const int* lwork, double* rwork, int* info, std::size_t,
             std::size_t);
-void zgesdd_(const char* jobz, const int* m, const int* n, std::complex<double>* a, const int* lda, double* s,
-             std::complex<double>* u, const int* ldu, std::complex<double>* vt, const int* ldvt,
-             std::complex<double>* work, const int* lwork, double* rwork, int* iwork, int* info, std::size_t);
 void zpotrf_(const char* uplo, const int* n, std::complex<double>* a, const int* lda, int* info, std::size_t);
 }
 
@@ -273,13 +269,10 @@ void measure_hermitian(std::size_t order) {
   const Hermitian shifted(order, shift);
   const auto n = static_cast<int>(order);
   std::vector<std::complex<double>> q;
-  std::vector<std::complex<double>> u(order * order);
-  std::vector<std::complex<double>> v(order * order);
   std::vector<std::complex<double>> work(std::size_t{1} << 20);
   const auto lwork = static_cast<int>(work.size());
   std::vector<double> values(order);
-  std::vector<double> real_work(16 * order * (order + 2));
-  std::vector<int> integer_work(8 * order);
+  std::vector<double> real_work(3 * order);
   int info = 0;
   const std::string size = std::to_string(order);
   for (const bool with_vectors : {false, true}) {
@@ -290,16 +283,6 @@ void measure_hermitian(std::size_t order) {
                 q = a.whole;
                 zheev_(what, "L", &n, q.data(), &n, values.data(), work.data(), &lwork, real_work.data(),
                        &info, 1, 1);
-              }}});
-  }
-  for (const bool with_vectors : {false, true}) {
-    const char* const what = with_vectors ? "S" : "N";
-    compare(std::string("singular values ") + size + (with_vectors ? " and vectors" : ""),
-            {{"", [&] { kept = numerics::singular_values(a.parts, with_vectors)->values[0]; }},
-             {"zgesdd", [&] {
-                q = a.whole;
-                zgesdd_(what, &n, &n, q.data(), &n, values.data(), u.data(), &n, v.data(), &n, work.data(),
-                        &lwork, real_work.data(), integer_work.data(), &info, 1);
               }}});
   }
   // Ours also shifts and scales.

@@ -7,12 +7,6 @@
 #include "polefit/data/noise_floor.hpp"
 
 namespace polefit {
-namespace {
-
-/// Mean phase between samples, in degrees, above which noise cannot be told from delay.
-constexpr double coarse_for_noise = 60.0;
-
-}  // namespace
 
 std::vector<std::size_t> samples_by_frequency(const Problem& problem) {
   std::vector<std::size_t> order(problem.samples);
@@ -32,7 +26,7 @@ DataFacts facts_of(const Problem& problem) {
     // those of noise do; steps of noise, though, cancel.
     const double steps = static_cast<double>(std::max<std::size_t>(1, problem.samples - 1));
     const double step = 360.0 * turns_of_response(problem, r, facts.by_frequency) / steps;
-    const double noise = std::abs(step) > coarse_for_noise ? 0.0 : estimate.of(r);
+    const double noise = std::abs(step) > coarse_step ? 0.0 : estimate.of(r);
     const double unit = unit_of_response(problem, r);
     double size = 0.0;
     for (std::size_t k = 0; k < problem.samples; ++k) {

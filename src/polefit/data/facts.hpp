@@ -16,6 +16,8 @@ struct DataFacts {
   Turns turns;
 };
 
+/// Takes some ten operations a value. Noise is 0 where none can be told, also where the phase steps are
+/// coarse.
 DataFacts facts_of(const Problem& problem);
 
 /// The samples in the order of their frequencies, equal ones in the order they are given in.

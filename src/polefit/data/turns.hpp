@@ -8,6 +8,9 @@
 
 namespace polefit {
 
+/// Degrees from sample to sample above which nothing says which way the phase turns, nor what is noise.
+inline constexpr double coarse_step = 60.0;
+
 struct Turns {
   double most = 0.0;  ///< of a response over the band, without their sign
   /// The phase, in degrees, that this response turns from sample to sample in the mean: above 0 where it

@@ -8,6 +8,8 @@
 #include "numerics/ordered_triangle.hpp"
 #include "numerics/orthogonal_factorisation.hpp"
 #include "numerics/parallel.hpp"
+#include "numerics/plain_products.hpp"
+#include "polefit/problem/weighted_basis.hpp"
 #include "polefit/projection/folded_basis.hpp"
 
 namespace polefit {
@@ -98,19 +100,6 @@ class Constraint {
   OrthogonalFactorisation factorisation_;
 };
 
-Matrix product(const Matrix& a, const Matrix& b) {
-  Matrix c(a.rows, b.columns);
-  for (std::size_t j = 0; j < b.columns; ++j) {
-    for (std::size_t k = 0; k < a.columns; ++k) {
-      const double factor = b(k, j);
-      for (std::size_t i = 0; i < a.rows; ++i) {
-        c(i, j) += factor * a(i, k);
-      }
-    }
-  }
-  return c;
-}
-
 /// The least squares of responses that share their weights, reduced to as many rows as there are unknowns.
 class ResidueSystem {
  public:
@@ -122,7 +111,7 @@ class ResidueSystem {
       return;
     }
     Matrix at_sample(2, basis.columns());
-    fill_terms(problem, poles, {*exact_sample_, 1}, at_sample.elements.data(), 2);
+    fill_terms(problem, poles, *exact_sample_, 1, at_sample.elements.data(), 2);
     for (std::size_t j = 0; j < at_sample.columns; ++j) {
       if (scale_[j] == 0.0) {
         // No sample counts, but this one is to be met.

@@ -8,6 +8,7 @@
 
 #include "numerics/eigenvalues.hpp"
 #include "numerics/orthogonal_factorisation.hpp"
+#include "numerics/plain_products.hpp"
 #include "numerics/upper_triangle.hpp"
 
 namespace polefit {
@@ -15,28 +16,6 @@ namespace {
 
 /// An eigenvalue whose real part is this part of it may be one on the axis.
 constexpr double near_axis = 1e-6;
-
-Matrix transposed(const Matrix& a) {
-  Matrix result(a.columns, a.rows);
-  for (std::size_t j = 0; j < a.columns; ++j) {
-    for (std::size_t i = 0; i < a.rows; ++i) {
-      result(j, i) = a(i, j);
-    }
-  }
-  return result;
-}
-
-Matrix product(const Matrix& a, const Matrix& b) {
-  Matrix result(a.rows, b.columns);
-  for (std::size_t j = 0; j < b.columns; ++j) {
-    for (std::size_t k = 0; k < a.columns; ++k) {
-      for (std::size_t i = 0; i < a.rows; ++i) {
-        result(i, j) += a(i, k) * b(k, j);
-      }
-    }
-  }
-  return result;
-}
 
 /// a + factor I.
 Matrix shifted(Matrix a, double factor) {

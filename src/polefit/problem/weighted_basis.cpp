@@ -5,17 +5,25 @@
 
 namespace polefit {
 
-Matrix unweighted_basis(const Problem& problem, const Poles& poles) {
-  const std::size_t m = problem.samples;
-  Matrix basis(2 * m, poles.size() + problem.terms());
-  fill_basis(poles, m, problem.omega.data(), problem.zeros.data(), basis.elements.data(), 2 * m);
-  std::size_t j = poles.size();
+void fill_terms(const Problem& problem, const Poles& poles, std::size_t first, std::size_t count,
+                double* columns, std::size_t ld) {
+  const double* const omega = problem.omega.data() + first;
+  fill_basis(poles, count, omega, problem.zeros.data() + first, columns, ld);
+  double* column = columns + poles.size() * ld;
   if (problem.constant) {
-    std::fill_n(basis.column(j++), m, 1.0);
+    std::fill_n(column, count, 1.0);
+    std::fill_n(column + count, count, 0.0);
+    column += ld;
   }
   if (problem.proportional) {
-    std::copy_n(problem.omega.data(), m, basis.column(j) + m);
+    std::fill_n(column, count, 0.0);
+    std::copy_n(omega, count, column + count);
   }
+}
+
+Matrix unweighted_basis(const Problem& problem, const Poles& poles) {
+  Matrix basis(2 * problem.samples, poles.size() + problem.terms());
+  fill_terms(problem, poles, 0, problem.samples, basis.elements.data(), basis.rows);
   return basis;
 }
 

@@ -1,6 +1,7 @@
 /// The basis functions, the constant and the proportional term as columns over all samples.
 #pragma once
 
+#include <cstddef>
 #include <vector>
 
 #include "numerics/matrix.hpp"
@@ -10,6 +11,11 @@
 namespace polefit {
 
 using numerics::Matrix;
+
+/// Writes the basis functions and the terms that the problem has, at `count` samples from `first` on, to
+/// columns `ld` values apart: real parts over imaginary parts.
+void fill_terms(const Problem& problem, const Poles& poles, std::size_t first, std::size_t count,
+                double* columns, std::size_t ld);
 
 /// Columns of the basis functions and of the terms that the problem has; real parts over imaginary parts.
 Matrix unweighted_basis(const Problem& problem, const Poles& poles);

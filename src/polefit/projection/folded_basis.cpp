@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "numerics/tile_products.hpp"
+#include "polefit/problem/weighted_basis.hpp"
 
 namespace polefit {
 namespace {
@@ -37,7 +38,7 @@ bool FoldedBasis::fold() {
   }
   const numerics::MatrixView<double> rows = triangle_.block();
   const auto ld = static_cast<std::size_t>(rows.leading_dimension());
-  fill_terms(problem_, poles_, block_, rows.data(), ld);
+  fill_terms(problem_, poles_, block_.first, block_.count, rows.data(), ld);
   for (std::size_t j = 0; j < columns(); ++j) {
     double* const column = rows.data() + j * ld;
     for (std::size_t i = 0; i < block_.count; ++i) {
@@ -81,22 +82,6 @@ void set_responses(const Problem& problem, const SampleBlock& block, std::size_t
     set_block(
         block, [&](std::size_t k) { return problem.factor(r, k) * problem.value(r, k); }, top,
         column + r - first, right);
-  }
-}
-
-void fill_terms(const Problem& problem, const Poles& poles, const SampleBlock& block, double* columns,
-                std::size_t ld) {
-  fill_basis(poles, block.count, problem.omega.data() + block.first, problem.zeros.data() + block.first,
-             columns, ld);
-  double* column = columns + poles.size() * ld;
-  if (problem.constant) {
-    std::fill_n(column, block.count, 1.0);
-    std::fill_n(column + block.count, block.count, 0.0);
-    column += ld;
-  }
-  if (problem.proportional) {
-    std::fill_n(column, block.count, 0.0);
-    std::copy_n(problem.omega.data() + block.first, block.count, column + block.count);
   }
 }
 

@@ -66,10 +66,6 @@ void set_block(const SampleBlock& block, const Value& value, std::size_t top, st
 void set_responses(const Problem& problem, const SampleBlock& block, std::size_t first, std::size_t count,
                    std::size_t top, std::size_t column, Matrix& right);
 
-/// The unweighted basis functions and terms at the samples of a block, as columns `ld` values apart.
-void fill_terms(const Problem& problem, const Poles& poles, const SampleBlock& block, double* columns,
-                std::size_t ld);
-
 /// a over ridge times the unit matrix and rows of zeros up to whole row groups; a itself without a ridge.
 Matrix with_ridge(const Matrix& a, double ridge);
 

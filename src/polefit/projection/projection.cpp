@@ -6,6 +6,7 @@
 
 #include "numerics/tile_products.hpp"
 #include "numerics/upper_triangle.hpp"
+#include "polefit/problem/weighted_basis.hpp"
 #include "polefit/projection/folded_basis.hpp"
 
 namespace polefit {
@@ -56,7 +57,7 @@ void for_each_residual(const Problem& problem, const Projection& projection, con
   Matrix basis(numerics::padded_rows(2 * most), terms);
   for (SampleBlock block{0, most}; block.count > 0;
        block = {block.first + block.count, std::min(most, m - block.first - block.count)}) {
-    fill_terms(problem, projection.poles(), block, basis.elements.data(), basis.rows);
+    fill_terms(problem, projection.poles(), block.first, block.count, basis.elements.data(), basis.rows);
     for (const ProjectedGroup& group : projection.groups()) {
       Matrix unscaled = group.coefficients;
       Matrix left(basis.rows, group.count);

@@ -44,9 +44,7 @@ constexpr double reachable_turns = 0.42;
 constexpr double exact = 1e-9;
 /// With fewer samples anything may look white.
 constexpr std::size_t fewest_samples_for_noise = 16;
-/// Mean phase between samples, in degrees, above which nothing says which way it turns ...
-constexpr double coarse = 60.0;
-/// ... and turns from which on a phase that runs forward is no matter of a few resonances.
+/// Turns from which on a phase that runs forward is no matter of a few resonances.
 constexpr double forward = 1.0;
 constexpr int most_settling = 4;
 constexpr double settling_gain = 0.5;
@@ -345,7 +343,7 @@ class Ladder {
 
   /// Why the goal was not met.
   SearchEnd reason(double residual, double error) const {
-    if (std::abs(facts_.turns.degrees_a_sample) > coarse) {
+    if (std::abs(facts_.turns.degrees_a_sample) > coarse_step) {
       return SearchEnd::too_coarse;
     }
     if (end_ == SearchEnd::noise) {
