@@ -96,9 +96,23 @@ TEST(WorstMeasure, of_matrices_is_that_of_their_largest_direction) {
   const Worst high = worst_measure(made('S', 2, {-1.0}, {0.0, -0.5, 0.0, 0.0}, {0.0, 1.1, 0.1, 0.0}), 1.0);
   EXPECT_NEAR(high.measure, 1.1, 4.0 * eps);
   EXPECT_TRUE(std::isinf(high.omega));
+  // The direction counts where no element does: 0.6 [[1, 1], [1, 1]] s / (1 + s).
+  const Worst rising =
+      worst_measure(made('S', 2, {-1.0}, {-0.6, -0.6, -0.6, -0.6}, {0.6, 0.6, 0.6, 0.6}), 1.0);
+  EXPECT_NEAR(rising.measure, 1.2, 4.0 * eps);
   // (H + H^H) / 2 of [[1, 3], [1, 1]] has the eigenvalues 3 and -1, whatever is antisymmetric in it.
   const Worst y = worst_measure(made('Y', 2, {}, {}, {1.0, 3.0, 1.0, 1.0}), 1.0);
   EXPECT_NEAR(y.measure, 1.0, 4.0 * eps);
+}
+
+TEST(WorstMeasure, of_a_wide_resonance_is_found_between_the_frequencies_that_are_tried) {
+  // k s / ((s - a) (s - a*)) is largest at |a|: k / (2 |Re a|).
+  const std::complex<double> a(-0.3, 0.7);
+  const std::complex<double> residue = 0.66 * a / (a - std::conj(a));
+  const Worst worst =
+      worst_measure(made('S', 1, {a, std::conj(a)}, {residue, std::conj(residue)}, {0.0}), 1.0);
+  EXPECT_NEAR(worst.measure, 1.1, 10.0 * eps);  // of the residues
+  EXPECT_NEAR(worst.omega, std::abs(a), 1e-6);
 }
 
 TEST(WorstMeasure, elements_count_by_their_place_and_not_by_their_order) {
