@@ -449,8 +449,10 @@ Certificate certify(const ScaledModel& model, double limit, Thoroughness thoroug
       certificate.violating.push_back(piece);
       continue;
     }
-    if (width < smallest) {
-      certificate.decided = false;
+    // Once it is known not to hold, what is left open at the ends of intervals is not worth any more pieces.
+    const bool known = certificate.witness && thoroughness == Thoroughness::intervals;
+    if (width < (known ? resolution : smallest)) {
+      certificate.decided = certificate.decided && known;
       continue;
     }
     const Piece lower{piece.reciprocal, piece.low, piece.middle()};

@@ -37,8 +37,9 @@ struct Piece {
 };
 
 struct Certificate {
-  bool holds = false;             ///< nowhere above the limit
-  bool decided = true;            ///< else some pieces were too small, or too many, to be told
+  bool holds = false;  ///< nowhere above the limit
+  /// Else some pieces were too small, or too many, to be told; beside a witness only too many.
+  bool decided = true;
   std::vector<Piece> violating;   ///< throughout, or at a resolution of 1e-6 at their ends
   std::size_t pieces = 0;         ///< that were looked at
   std::optional<double> witness;  ///< a frequency where the limit is exceeded for certain

@@ -50,7 +50,10 @@ std::string passivity_text(const polefit::Passivity& passivity, char parameter) 
       std::string(parameter == 'S' ? "largest singular value " : "least eigenvalue of the real part ") +
       short_number(passivity.extreme, digits) + " at " + place_text(passivity.frequency);
   if (passivity.passive) {
-    return "certified at all frequencies (" + extreme + ")";
+    return (passivity.method == polefit::PassivityMethod::certificate
+                ? "certified at all frequencies ("
+                : "at all frequencies, by a Hamiltonian matrix (") +
+           extreme + ")";
   }
   if (!passivity.proportional_fault.empty()) {
     return "no: " + passivity.proportional_fault;
