@@ -31,16 +31,18 @@ void refuse_what_cannot_be_passive(const Model& model) {
   }
 }
 
-/// The upper end of the band that the model was fitted to, or what its poles say of it.
+/// The power of two, so that scaling is exact, at the upper end of the band that the model was fitted to, or
+/// at what its poles say of it.
 double unit_of(const Model& model) {
-  if (model.origin && model.origin->highest > 0.0) {
-    return numerics::two_pi * model.origin->highest;
-  }
   double largest = 0.0;
-  for (const std::complex<double> pole : model.poles) {
-    largest = std::max(largest, std::abs(pole));
+  if (model.origin && model.origin->highest > 0.0) {
+    largest = numerics::two_pi * model.origin->highest;
+  } else {
+    for (const std::complex<double> pole : model.poles) {
+      largest = std::max(largest, std::abs(pole));
+    }
   }
-  return largest > 0.0 ? largest : 1.0;
+  return largest > 0.0 && std::isfinite(largest) ? std::exp2(std::ilogb(largest)) : 1.0;
 }
 
 double norm_of_row(const Matrix& x, std::size_t k) {

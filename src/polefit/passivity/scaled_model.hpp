@@ -24,7 +24,7 @@ using numerics::Matrix;
 struct ScaledModel {
   bool scattering = true;  ///< S, else Y or Z
   std::size_t ports = 0;
-  double unit = 1.0;  ///< rad/s
+  double unit = 1.0;  ///< rad/s, a power of two
   Poles poles;
   Matrix x;  ///< (poles + 1) x ports^2: X_k by columns in row k, the constant's last
   Matrix e;  ///< ports x ports: E times the unit
