@@ -56,7 +56,8 @@ struct Passivity {
 /// time in proportion to poles times ports^2 plus ports^3 for each of some hundred pieces.
 ///
 /// Throws Error (bad_shape) as check, for a model that is no whole matrix, whose poles are not stable, or
-/// with numbers that are not finite.
+/// with numbers that are not finite, or whose products overflow or vanish: above 1e100, or dampings below
+/// 1e-100, in units of the band.
 POLEFIT_EXPORT Passivity passivity(const Model& model);
 
 }  // namespace polefit

@@ -299,6 +299,14 @@ TEST(Passivity, of_what_is_no_stable_matrix_is_refused) {
   model.poles = {-1.0};
   model.residues = {quiet_nan};
   EXPECT_THROW(static_cast<void>(passivity(model)), Error);
+  for (const double extreme : {1e-300, 1e150}) {
+    model.poles = {-1.0, -extreme};
+    model.residues = {0.5, 0.5 * extreme};
+    EXPECT_THROW(static_cast<void>(passivity(model)), Error) << extreme;
+  }
+  model.poles = {-1.0};
+  model.residues = {1e200};
+  EXPECT_THROW(static_cast<void>(passivity(model)), Error);
   model.residues = {0.5};
   model.network.reset();
   EXPECT_THROW(static_cast<void>(passivity(model)), Error);

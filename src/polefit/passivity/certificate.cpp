@@ -410,6 +410,20 @@ struct SmallestPieces {
   double of_reciprocal;
 };
 
+/// As many pieces as some minutes of one core allow, and never fewer than lossless networks need.
+std::size_t affordable_pieces(const ScaledModel& model) {
+  constexpr double operations = 5e11;
+  constexpr double fewest = 2000.0;
+  constexpr double most = 1e5;
+  const auto ports = static_cast<double>(model.ports);
+  // The products of matrices at the nodes; the series of each element, and its way to the nodes and back.
+  const double of_products = 4.0 * nodes * ports;
+  const double of_series =
+      4.0 * terms * (static_cast<double>(model.functions()) + nodes) + 4.0 * nodes * nodes;
+  return static_cast<std::size_t>(
+      std::clamp(operations / (ports * ports * (of_products + of_series)), fewest, most));
+}
+
 }  // namespace
 
 double Piece::frequency(double place) const {
@@ -421,6 +435,7 @@ double Piece::frequency(double place) const {
 
 Certificate certify(const ScaledModel& model, double limit, Thoroughness thoroughness, std::size_t most) {
   Certificate certificate;
+  most = std::min(most, affordable_pieces(model));
   Judge judge(model, limit);
   const SmallestPieces sizes(model);
   std::vector<Piece> open = whole_axis(model);

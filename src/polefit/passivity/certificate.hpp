@@ -53,7 +53,7 @@ enum class Thoroughness {
 /// limit   for S, what no singular value may exceed; for Y and Z, minus what no eigenvalue of the Hermitian
 /// part may
 ///         fall below, in units of the model's scale
-/// most    pieces that are looked at before it gives up
+/// most    pieces that are looked at before it gives up; fewer of many ports, so that it ends within minutes
 Certificate certify(const ScaledModel& model, double limit, Thoroughness thoroughness,
                     std::size_t most = 100000);
 

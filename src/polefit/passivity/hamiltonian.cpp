@@ -179,16 +179,25 @@ std::optional<HamiltonianDecision> decide_by_hamiltonian(const ScaledModel& mode
   for (std::size_t i = 0; i <= crossings->size(); ++i) {
     const double low = i == 0 ? 0.0 : (*crossings)[i - 1];
     const double high = i == crossings->size() ? infinity : (*crossings)[i];
-    const double place = std::isinf(high) ? 2.0 * std::max(low, 0.5) : 0.5 * (low + high);
-    const double excess = measure_at(model, place) - limit;
-    const double rounding = rounding_at(model, place);
-    below = below || excess < -rounding;
-    if (excess > rounding) {
-      if (!decision.violating.empty() && decision.violating.back().highest == low) {
-        decision.violating.back().highest = high;
-      } else {
-        decision.violating.push_back({low, high});
-      }
+    bool above = false;
+    const auto look = [&](double place) {
+      const double excess = measure_at(model, place) - limit;
+      const double rounding = rounding_at(model, place);
+      above = above || excess > rounding;
+      below = below || excess < -rounding;
+    };
+    look(std::isinf(high) ? 2.0 * std::max(low, 0.5) : 0.5 * (low + high));
+    // The ends of the axis lie between crossings, too, and are far from resonances.
+    if (i == 0) {
+      look(0.0);
+    }
+    if (std::isinf(high)) {
+      look(infinity);
+    }
+    if (above && !decision.violating.empty() && decision.violating.back().highest == low) {
+      decision.violating.back().highest = high;
+    } else if (above) {
+      decision.violating.push_back({low, high});
     }
   }
   decision.holds = decision.violating.empty();

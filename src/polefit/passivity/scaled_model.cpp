@@ -66,6 +66,17 @@ double size_of(const ScaledModel& model) {
   return size > 0.0 ? size : 1.0;
 }
 
+/// Whether products of a few of its numbers are in the range of a double.
+bool is_in_range(const ScaledModel& model) {
+  constexpr double largest = 1e100;
+  const auto small = [](double value) { return std::abs(value) <= largest; };
+  return std::all_of(
+             model.poles.begin(), model.poles.end(),
+             [](std::complex<double> a) { return std::abs(a) <= largest && a.real() <= -1.0 / largest; }) &&
+         std::all_of(model.x.elements.begin(), model.x.elements.end(), small) &&
+         std::all_of(model.e.elements.begin(), model.e.elements.end(), small);
+}
+
 }  // namespace
 
 ScaledModel scaled_model(const Model& model) {
@@ -102,6 +113,10 @@ ScaledModel scaled_model(const Model& model) {
       scaled.x(kept.size(), place) = model.constants[r];
       scaled.e(row, column) = model.proportionals[r] * scaled.unit;
     }
+  }
+  if (!is_in_range(scaled)) {
+    throw Error(ErrorKind::bad_shape,
+                "the model has numbers that are too large or too small to tell whether it is passive");
   }
   if (!scaled.scattering) {
     scaled.scale = size_of(scaled);

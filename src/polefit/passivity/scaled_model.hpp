@@ -35,7 +35,8 @@ struct ScaledModel {
 };
 
 /// Throws Error (bad_shape) for a model that is no whole matrix or not that of a real system, whose poles are
-/// not all in the left half-plane, or with numbers that are not finite.
+/// not all in the left half-plane, or with numbers that are not finite or, in these units, above 1e100, or
+/// dampings below 1e-100.
 ScaledModel scaled_model(const Model& model);
 
 /// phi at s = j omega, one value a function.
