@@ -15,7 +15,6 @@ namespace {
 using passivity_models::matrix_model;
 using passivity_models::random_model;
 using testing_support::Complex;
-using testing_support::RandomNumbers;
 
 /// The measure of the tests' own code, in units of the scaled model.
 double measure(const Model& model, const ScaledModel& scaled, double omega) {

@@ -34,7 +34,7 @@ TEST(LargestEigenvalue, of_a_matrix_with_known_eigenvalues) {
     RandomNumbers numbers(seed);
     const auto n = static_cast<std::size_t>(1 + numbers.below(12));
     Square a(n * n);
-    long double largest = -infinity;
+    long double largest = -std::numeric_limits<long double>::infinity();
     long double size = 0.0L;
     for (std::size_t i = 0; i < n; ++i) {
       // Some of them the same, and some of them tiny.

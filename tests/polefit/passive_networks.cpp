@@ -477,7 +477,7 @@ Network sampled(const Circuit& circuit, std::vector<double> frequencies, char pa
 }
 
 Network passive_network(std::uint64_t seed, std::size_t ports, std::size_t samples, char parameter) {
-  return passive_network(kinds[seed % std::size(kinds)], seed, ports, samples, parameter);
+  return passive_network(kinds[seed % kinds.size()], seed, ports, samples, parameter);
 }
 
 Network passive_network(Kind kind, std::uint64_t seed, std::size_t ports, std::size_t samples,

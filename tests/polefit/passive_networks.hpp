@@ -5,6 +5,7 @@
 /// of the highest frequency, elements have losses.
 #pragma once
 
+#include <array>
 #include <complex>
 #include <cstddef>
 #include <cstdint>
@@ -21,7 +22,7 @@ enum class Kind {
   resonators,    ///< coils coupled by mutual inductance, with capacitors; quality factors of 20 to 2000
 };
 
-inline constexpr Kind kinds[] = {Kind::ladder, Kind::interconnect, Kind::resonators};
+inline constexpr std::array kinds{Kind::ladder, Kind::interconnect, Kind::resonators};
 
 /// A circuit with its first nodes as ports.
 class Circuit {

@@ -73,6 +73,23 @@ TEST(Certificate, no_sample_of_a_model_for_which_it_holds_is_above_the_limit) {
   }
 }
 
+TEST(Certificate, takes_no_more_pieces_than_some_minutes_allow) {
+  ScaledModel model;
+  model.poles.resize(40);
+  for (const auto& [ports, pieces] :
+       {std::pair{1U, 100000U}, std::pair{20U, 100000U}, std::pair{245U, 2000U}}) {
+    model.ports = ports;
+    EXPECT_EQ(affordable_pieces(model), pieces) << ports;
+  }
+  model.ports = 83;  // a piece is some 13 ms: in between
+  EXPECT_GT(affordable_pieces(model), 2000U);
+  EXPECT_LT(affordable_pieces(model), 10000U);
+  // And those are looked at that are allowed.
+  const ScaledModel flat = scaled_model(matrix_model('S', 1, {-1.0}, {1e-17}, {1.0}));
+  EXPECT_EQ(certify(flat, 1.0, Thoroughness::yes_or_no).pieces, 100000U);
+  EXPECT_EQ(certify(flat, 1.0, Thoroughness::yes_or_no, 100).pieces, 100U);
+}
+
 TEST(Passivity, intervals_of_violation_end_at_the_crossings_of_the_hamiltonian) {
   std::size_t compared = 0;
   for (std::uint64_t seed = 0; seed < 100; ++seed) {

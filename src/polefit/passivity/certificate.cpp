@@ -410,7 +410,15 @@ struct SmallestPieces {
   double of_reciprocal;
 };
 
-/// As many pieces as some minutes of one core allow, and never fewer than lossless networks need.
+}  // namespace
+
+double Piece::frequency(double place) const {
+  if (!reciprocal) {
+    return place;
+  }
+  return place > 0.0 ? 1.0 / place : std::numeric_limits<double>::infinity();
+}
+
 std::size_t affordable_pieces(const ScaledModel& model) {
   constexpr double operations = 5e11;
   constexpr double fewest = 2000.0;
@@ -422,15 +430,6 @@ std::size_t affordable_pieces(const ScaledModel& model) {
       4.0 * terms * (static_cast<double>(model.functions()) + nodes) + 4.0 * nodes * nodes;
   return static_cast<std::size_t>(
       std::clamp(operations / (ports * ports * (of_products + of_series)), fewest, most));
-}
-
-}  // namespace
-
-double Piece::frequency(double place) const {
-  if (!reciprocal) {
-    return place;
-  }
-  return place > 0.0 ? 1.0 / place : std::numeric_limits<double>::infinity();
 }
 
 Certificate certify(const ScaledModel& model, double limit, Thoroughness thoroughness, std::size_t most) {

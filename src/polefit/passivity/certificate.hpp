@@ -18,6 +18,7 @@
 #pragma once
 
 #include <cstddef>
+#include <limits>
 #include <optional>
 #include <vector>
 
@@ -50,11 +51,15 @@ enum class Thoroughness {
   intervals,  ///< finds all that violate
 };
 
+/// As many pieces as some minutes of one core allow: 100000 of few ports, and of many not below 2000, more
+/// than any network needed whose limit is not within rounding.
+std::size_t affordable_pieces(const ScaledModel& model);
+
 /// limit   for S, what no singular value may exceed; for Y and Z, minus what no eigenvalue of the Hermitian
 /// part may
 ///         fall below, in units of the model's scale
-/// most    pieces that are looked at before it gives up; fewer of many ports, so that it ends within minutes
+/// most    pieces that are looked at before it gives up; no more than are affordable
 Certificate certify(const ScaledModel& model, double limit, Thoroughness thoroughness,
-                    std::size_t most = 100000);
+                    std::size_t most = std::numeric_limits<std::size_t>::max());
 
 }  // namespace polefit

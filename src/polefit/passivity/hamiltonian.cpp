@@ -173,12 +173,11 @@ std::optional<HamiltonianDecision> decide_by_hamiltonian(const ScaledModel& mode
   if (!crossings) {
     return std::nullopt;
   }
-  constexpr double infinity = std::numeric_limits<double>::infinity();
   HamiltonianDecision decision;
   bool below = false;
   for (std::size_t i = 0; i <= crossings->size(); ++i) {
     const double low = i == 0 ? 0.0 : (*crossings)[i - 1];
-    const double high = i == crossings->size() ? infinity : (*crossings)[i];
+    const double high = i < crossings->size() ? (*crossings)[i] : std::numeric_limits<double>::infinity();
     bool above = false;
     const auto look = [&](double place) {
       const double excess = measure_at(model, place) - limit;
@@ -187,12 +186,9 @@ std::optional<HamiltonianDecision> decide_by_hamiltonian(const ScaledModel& mode
       below = below || excess < -rounding;
     };
     look(std::isinf(high) ? 2.0 * std::max(low, 0.5) : 0.5 * (low + high));
-    // The ends of the axis lie between crossings, too, and are far from resonances.
-    if (i == 0) {
-      look(0.0);
-    }
+    // The value there has no part in resonances whose terms cancel.
     if (std::isinf(high)) {
-      look(infinity);
+      look(high);
     }
     if (above && !decision.violating.empty() && decision.violating.back().highest == low) {
       decision.violating.back().highest = high;
