@@ -467,6 +467,7 @@ Certificate certify(const ScaledModel& model, double limit, Thoroughness thoroug
     const bool known = certificate.witness && thoroughness == Thoroughness::intervals;
     if (width < (known ? resolution : smallest)) {
       certificate.decided = certificate.decided && known;
+      certificate.untold.push_back(piece);
       continue;
     }
     const Piece lower{piece.reciprocal, piece.low, piece.middle()};

@@ -42,6 +42,7 @@ struct Certificate {
   /// Else some pieces were too small, or too many, to be told; beside a witness only too many.
   bool decided = true;
   std::vector<Piece> violating;   ///< throughout, or at a resolution of 1e-6 at their ends
+  std::vector<Piece> untold;      ///< too small to be halved, and neither below nor above for certain
   std::size_t pieces = 0;         ///< that were looked at
   std::optional<double> witness;  ///< a frequency where the limit is exceeded for certain
 };

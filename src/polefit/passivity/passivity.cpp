@@ -53,19 +53,31 @@ std::string proportional_fault(const ScaledModel& model) {
              : "the terms proportional to s have a negative eigenvalue";
 }
 
-/// The pieces that follow each other without a gap, as intervals of omega.
-std::vector<CrossedInterval> joined(const std::vector<Piece>& pieces) {
-  constexpr double gap =
-      2e-6;  // of the frequency: pieces at crossings are left out where nothing can be told
+CrossedInterval interval_of(const Piece& piece) {
+  return {piece.frequency(piece.reciprocal ? piece.high : piece.low),
+          piece.frequency(piece.reciprocal ? piece.low : piece.high)};
+}
+
+/// The violating pieces that follow each other without a gap, as intervals of omega. Where nothing can be
+/// told between two of them there is none.
+std::vector<CrossedInterval> joined(const Certificate& certificate) {
+  constexpr double rounded = 1.0 + 1e-12;  // ends of the same frequency, of omega and of its reciprocal
   std::vector<CrossedInterval> intervals;
-  for (const Piece& piece : pieces) {
-    const double lowest = piece.frequency(piece.reciprocal ? piece.high : piece.low);
-    const double highest = piece.frequency(piece.reciprocal ? piece.low : piece.high);
-    if (!intervals.empty() && lowest <= intervals.back().highest * (1.0 + gap)) {
-      intervals.back().highest = highest;
-    } else {
-      intervals.push_back({lowest, highest});
+  auto untold = certificate.untold.begin();
+  double reached = -1.0;
+  for (const Piece& piece : certificate.violating) {
+    const CrossedInterval next = interval_of(piece);
+    for (; untold != certificate.untold.end() && interval_of(*untold).lowest < next.lowest; ++untold) {
+      if (interval_of(*untold).lowest <= reached * rounded) {
+        reached = interval_of(*untold).highest;
+      }
     }
+    if (!intervals.empty() && next.lowest <= reached * rounded) {
+      intervals.back().highest = next.highest;
+    } else {
+      intervals.push_back(next);
+    }
+    reached = next.highest;
   }
   return intervals;
 }
@@ -104,7 +116,7 @@ Passivity passivity(const Model& model) {
     } else if (certificate.witness) {  // without one the same pieces would be left open again
       const Certificate all = certify(scaled, touching, Thoroughness::intervals);
       result.pieces += all.pieces;
-      intervals = joined(all.violating);
+      intervals = joined(all);
     }
     for (const CrossedInterval& interval : intervals) {
       const Extreme worst = scan.largest_within(interval.lowest, interval.highest);
