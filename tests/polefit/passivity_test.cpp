@@ -90,6 +90,54 @@ TEST(Certificate, takes_no_more_pieces_than_some_minutes_allow) {
   EXPECT_EQ(certify(flat, 1.0, Thoroughness::yes_or_no, 100).pieces, 100U);
 }
 
+/// Two ports with a series element: what both have in common passes without losses, and the difference is
+/// reflected by resonances whose largest value is 1 - `loss`, or conducted by resonances and a conductance of
+/// that size, all there is at infinity.
+Model series_element(std::uint64_t seed, bool scattering, double loss) {
+  RandomNumbers numbers(seed);
+  std::vector<Complex> poles;
+  std::vector<Complex> of_difference;
+  const int pairs = 1 + numbers.below(4);
+  for (int i = 0; i < pairs; ++i) {
+    const double omega = i + numbers.between(0.7, 1.3);
+    const Complex pole{-omega * std::pow(10.0, numbers.between(-5.0, -1.0)), omega};
+    poles.insert(poles.end(), {pole, std::conj(pole)});
+    const double size = scattering ? numbers() : numbers.between(0.1, 1.0);
+    of_difference.insert(of_difference.end(), 2, std::abs(pole.real()) * size);
+  }
+  if (scattering) {
+    const ScaledModel alone = scaled_model(matrix_model('S', 1, poles, of_difference, {0.0}));
+    const double largest = Scan(alone).certified_largest(100000).measure;
+    for (Complex& residue : of_difference) {
+      residue *= (1.0 - loss) / largest;
+    }
+  }
+  std::vector<Complex> residues;
+  std::vector<double> constants;
+  for (const double sign : {1.0, -1.0, -1.0, 1.0}) {
+    for (const Complex residue : of_difference) {
+      residues.push_back(0.5 * sign * residue);
+    }
+    constants.push_back(0.5 * (scattering ? 1.0 : sign * loss));
+  }
+  return matrix_model(scattering ? 'S' : 'Y', 2, poles, residues, constants);
+}
+
+TEST(Certificate, a_direction_without_losses_takes_few_pieces_whatever_others_do) {
+  for (std::uint64_t seed = 0; seed < 400; ++seed) {
+    const bool scattering = seed % 2 == 0;
+    RandomNumbers numbers(seed + 99);
+    // Larger than the tolerance by more than what the largest value is certified to.
+    const double size = std::pow(10.0, numbers.between(-7.5, -1.0));
+    const double loss = seed % 4 < 2 ? size : -size;
+    const ScaledModel model = scaled_model(series_element(seed, scattering, loss));
+    const Certificate found = certify(model, scattering ? 1.0 + 1e-9 : 1e-9, Thoroughness::yes_or_no);
+    EXPECT_TRUE(found.decided) << seed;
+    EXPECT_EQ(found.holds, loss > 0.0) << seed << " " << loss;
+    EXPECT_LT(found.pieces, 5000U) << seed;  // 100000 where norms alone count
+  }
+}
+
 TEST(Passivity, intervals_of_violation_end_at_the_crossings_of_the_hamiltonian) {
   std::size_t compared = 0;
   for (std::uint64_t seed = 0; seed < 100; ++seed) {

@@ -23,6 +23,9 @@ constexpr std::size_t nodes = 32;
 constexpr int first_pieces = 8;
 /// Times the farthest pole: omega up to there, 1 / omega beyond.
 constexpr double far = 2.0;
+/// Where the sum of |G_k| from k = 2 on is less than this part of all, it takes more than a curve in one
+/// direction to keep a piece from being told.
+constexpr double flat = 1e-3;
 /// Ends of violating intervals are found to this part of the frequency ...
 constexpr double resolution = 1e-6;
 /// ... and pieces smaller than this are not halved any more.
@@ -299,6 +302,9 @@ class Judge {
     if (is_at_least(end(1.0), needed) && is_at_least(end(-1.0), needed)) {
       return Verdict::below;
     }
+    if (beyond < flat * sum && is_positive_by_direction(norms, beyond, blur)) {
+      return Verdict::below;
+    }
     if (numerics::is_positive_definite(middle(), 0.0)) {
       return Verdict::open;
     }
@@ -314,6 +320,67 @@ class Judge {
       highest += std::abs(quadratic_form(found->vectors, k));
     }
     return highest + blur < 0.0 ? Verdict::above : Verdict::open;
+  }
+
+  /// Whether G_0 +- G_1 - sum |G_k| has no eigenvalue below what the remainder can do, |G_k| being the
+  /// modulus of a matrix: as T_k is from -1 to 1, T_k G_k + |G_k| is positive semidefinite. What loses
+  /// nothing in one direction at any frequency, as a series element does, has no curvature in this one,
+  /// whatever it has in others.
+  bool is_positive_by_direction(const std::array<double, nodes>& norms, double beyond, double blur) {
+    const std::size_t n = model_.ports;
+    ComplexMatrix moduli(n, n);
+    double rest = beyond;
+    double rounding = 0.0;
+    const auto left_of = [&](double sign) {
+      ComplexMatrix left = end(sign);
+      for (std::size_t j = 0; j < n; ++j) {
+        for (std::size_t i = j; i < n; ++i) {
+          left.set(i, j, left(i, j) - moduli(i, j));
+        }
+      }
+      return left;
+    };
+    const auto is_positive = [&](double needed) {
+      return is_at_least(left_of(1.0), needed) && is_at_least(left_of(-1.0), needed);
+    };
+    for (std::size_t k = 2; rest > blur; ++k) {
+      if (k == nodes || !is_positive(blur + rounding)) {
+        return false;
+      }
+      const auto found = numerics::hermitian_eigenvalues(coefficient(k), true);
+      if (!found) {
+        return false;
+      }
+      add_modulus(*found, moduli);
+      rest -= norms[k];
+      rounding += 10.0 * static_cast<double>(n) * eps * norms[k];
+    }
+    return is_positive(blur + rounding + std::max(rest, 0.0));
+  }
+
+  /// moduli += V |values| V^H, the lower triangle.
+  static void add_modulus(const numerics::HermitianEigenvalues& found, ComplexMatrix& moduli) {
+    const std::size_t n = moduli.rows();
+    for (std::size_t j = 0; j < n; ++j) {
+      for (std::size_t i = j; i < n; ++i) {
+        Complex sum = moduli(i, j);
+        for (std::size_t k = 0; k < n; ++k) {
+          sum += std::abs(found.values[k]) * found.vectors(i, k) * std::conj(found.vectors(j, k));
+        }
+        moduli.set(i, j, sum);
+      }
+    }
+  }
+
+  /// G_k, the lower triangle.
+  const ComplexMatrix& coefficient(std::size_t k) {
+    const std::size_t n = model_.ports;
+    for (std::size_t j = 0; j < n; ++j) {
+      for (std::size_t i = j; i < n; ++i) {
+        part_.set(i, j, {c_re_(k, i + j * n), c_im_(k, i + j * n)});
+      }
+    }
+    return part_;
   }
 
   /// Whether no eigenvalue of a is below a value, for certain: what a positive definite answer leaves open is
