@@ -29,7 +29,7 @@ struct EnforcementOptions {
   /// An error, measured as EnforcementReport::error_after, that is small enough whatever it was before.
   double error_wanted = 0.0;
   bool keep_value_at_zero = false;  ///< keeps the values at 0 Hz exactly
-  std::size_t most_rounds = 60;     ///< of cutting planes, for each number of room poles
+  std::size_t most_rounds = 20;     ///< of cutting planes, for each trial
 };
 
 /// What it took.

@@ -34,8 +34,12 @@ constexpr double worth_room = 1.05;
 /// Weight of what is outside the band: of the error; smaller ones gain nothing, larger ones harm.
 constexpr double outside_of_error = 0.1;
 constexpr double least_outside = 1e-8;
-/// Measures stay below their limit by this part of the error.
-constexpr double margin_of_error = 0.05;
+/// Where planes do not get there, it is multiplied so often: what is large outside the band of models that
+/// fit to many digits is brought down the faster the more it counts.
+constexpr int heavier_outside = 2;
+constexpr double times_outside = 300.0;
+/// Measures stay below their limit by this part of that weight.
+constexpr double margin_of_outside = 0.5;
 constexpr double least_margin = 1e-9;
 constexpr double largest_margin = 1e-6;
 constexpr int most_pulls = 12;
@@ -127,7 +131,6 @@ class Enforcer {
     highest_ = samples_.highest();
     enough_ = std::max(harmless * before_, before_ + no_error);
     wanted_ = std::max(enough_, options.error_wanted);
-    margin_ = std::clamp(margin_of_error * before_, least_margin, largest_margin);
     if (options.keep_value_at_zero) {
       leave_room_at_zero();
     }
@@ -154,9 +157,16 @@ class Enforcer {
     if (best_.error <= enough_) {
       return best_;
     }
-    try_nearest(0);
+    double outside = std::max(least_outside, outside_of_error * before_);
+    bool certified = try_nearest(0, outside);
+    for (int i = 0; i < heavier_outside && !certified && best_.error > worth_room_error(); ++i) {
+      outside *= times_outside;
+      certified = try_nearest(0, outside);
+    }
+    // With room poles there is more to be had outside, which is found the faster the more it counts.
+    outside = std::max(least_outside, wanted_);
     for (int stage = 1; stage <= last_stage() && best_.error > worth_room_error(); ++stage) {
-      try_nearest(stage);
+      try_nearest(stage, outside);
     }
     if (best_.remedy == Remedy::none) {
       offer({constant_model(), Remedy::near, std::numeric_limits<double>::max(), 0});
@@ -180,9 +190,9 @@ class Enforcer {
     }
     if (left < 4.0 * least_margin) {
       tolerance_ = 0.75 * touching;
-      margin_ = std::min(margin_, -0.5 * touching);
+      most_margin_ = -0.5 * touching;
     } else {
-      margin_ = std::min(margin_, 0.25 * left);
+      most_margin_ = 0.25 * left;
     }
   }
 
@@ -204,26 +214,27 @@ class Enforcer {
     return stage;
   }
 
-  void try_nearest(int stage) {
+  /// Whether a passive model was found without being drawn inwards.
+  bool try_nearest(int stage, double outside) {
     const std::size_t pairs = polefit::room_pairs(stage, lowest_, highest_);
     const ScaledModel model = with_room_poles(base_, stage, lowest_, highest_);
+    const Harm weighed = harm(model, outside);
     const double hopeless =
         stage < last_stage() ? worth_room_error() : std::numeric_limits<double>::infinity();
-    // With room poles there is more to be had outside, which is found the faster the more it counts.
-    const Harm weighed =
-        harm(model, std::max(least_outside, stage > 0 ? wanted_ : outside_of_error * before_));
-    NearestPassive found = nearest_passive(model, weighed,
-                                           {.symmetric = symmetric_,
-                                            .margin = margin_,
-                                            .tolerance = tolerance_,
-                                            .error_enough = enough_,
-                                            .error_hopeless = hopeless,
-                                            .error_wanted = wanted_,
-                                            .most_rounds = options_.most_rounds});
+    NearestPassive found = nearest_passive(
+        model, weighed,
+        {.symmetric = symmetric_,
+         .margin =
+             std::min(most_margin_, std::clamp(margin_of_outside * outside, least_margin, largest_margin)),
+         .tolerance = tolerance_,
+         .error_enough = enough_,
+         .error_hopeless = hopeless,
+         .error_wanted = wanted_,
+         .most_rounds = options_.most_rounds});
     rounds_ += found.rounds;
     if (found.certified) {
       offer({std::move(found.model), Remedy::nearest, found.error, pairs});
-      return;
+      return true;
     }
     std::optional<ScaledModel> drawn =
         options_.keep_value_at_zero ? drawn_to_constant(found.model) : shrunk_model(found.model);
@@ -231,6 +242,7 @@ class Enforcer {
       const double error = weighed.in_band(weighed.reduced(drawn->x));
       offer({*std::move(drawn), Remedy::near, error, pairs});
     }
+    return false;
   }
 
   bool is_passive(const ScaledModel& model) const {
@@ -305,7 +317,7 @@ class Enforcer {
   double before_ = 0.0;
   double enough_ = 0.0;  // what is as good as before
   double wanted_ = 0.0;  // what is good enough in any case
-  double margin_ = least_margin;
+  double most_margin_ = largest_margin;
   double tolerance_ = 0.0;
   double lowest_ = 0.0;
   double highest_ = 0.0;

@@ -28,10 +28,11 @@ constexpr double most_inwards = 0.3;
 /// reason to give up what the band needs, which near its ends is dear.
 constexpr std::ptrdiff_t reach = 2;
 /// A passive model whose error exceeds that of the nearest one behind the planes by less is as good. Twice as
-/// much is as good after every five rounds more: what is slow to find is not worth its time.
+/// much is as good after every two rounds more: what is slow to find is not worth its time.
 constexpr double as_good = 0.01;
-constexpr double patient_rounds = 10.0;
-constexpr double rounds_to_double = 5.0;
+constexpr double patient_rounds = 8.0;
+constexpr double rounds_to_double = 2.0;
+constexpr double most_more = 0.3;
 
 std::vector<double> grid_of(const ScaledModel& model, double highest) {
   std::vector<double> omegas{0.0};
@@ -101,8 +102,8 @@ class Search {
 
   double good_error(double bound, std::size_t round) const {
     const double late = std::max(0.0, static_cast<double>(round) - patient_rounds);
-    return std::max((1.0 + as_good * std::exp2(late / rounds_to_double)) * bound,
-                    late > 0.0 ? options_.error_wanted : options_.error_enough);
+    const double more = std::min(most_more, as_good * std::exp2(late / rounds_to_double));
+    return std::max((1.0 + more) * bound, late > 0.0 ? options_.error_wanted : options_.error_enough);
   }
 
   /// Whether a model with so small an error is passive, or is when it has been pulled in.
