@@ -339,6 +339,20 @@ TEST(Passivity, lossless_networks_of_several_ports_pass_at_all_their_frequencies
   }
 }
 
+TEST(Passivity, a_resonance_narrower_than_rounding_of_its_frequency_does_not_pass) {
+  for (const double damping : {1e-15, 1e-17, 1e-20, 1e-75}) {
+    const Complex pole(-damping, 1.0);
+    const double residue = 2.0 * damping;
+    const std::vector<Complex> poles{pole, std::conj(pole)};
+    EXPECT_FALSE(passivity(matrix_model('S', 1, poles, {residue, residue}, {0.0})).passive) << damping;
+    EXPECT_FALSE(passivity(matrix_model('Y', 1, poles, {-residue, -residue}, {1.0})).passive) << damping;
+    // Beside the end of one of the first pieces.
+    const Complex beside(-damping, 1.0 / 3.0 - 1e-17);
+    EXPECT_FALSE(passivity(matrix_model('Y', 1, {beside, std::conj(beside)}, {-1.0, -1.0}, {1.0})).passive)
+        << damping;
+  }
+}
+
 TEST(Passivity, terms_proportional_to_s_have_to_be_those_of_a_capacitance_or_inductance) {
   const Complex pole(-0.1, 1.0);
   const auto circuit = [&](double capacitance) {

@@ -140,7 +140,12 @@ class Judge {
         value *= k == 0 ? 2.0 * q : q;
       }
       const double size = std::abs(q);
-      series.left = std::abs(value) / std::max(1.0 - size, eps);
+      // Nothing bounds the rest where rounding of the piece's ends hides how far the pole is from it; where
+      // it is 16 times as far, r and 1 - |q| are right to a thirtieth each.
+      const double hidden = 64.0 * eps * ((std::abs(c) + std::abs(piece.reciprocal ? 1.0 / a : a)) / h);
+      const double distance = std::abs(p - std::clamp(p.real(), -1.0, 1.0));
+      series.left = distance > hidden ? 1.1 * std::abs(value) / std::max(1.0 - size, eps)
+                                      : std::numeric_limits<double>::infinity();
       if (piece.reciprocal) {
         series.values[0] -= 1.0 / a;
         series.sum += std::abs(1.0 / a);
