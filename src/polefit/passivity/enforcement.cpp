@@ -93,18 +93,19 @@ Matrix nearest_proportional(const ScaledModel& model) {
   if (!found || found->values.front() >= 0.0) {
     return result;
   }
+  // Eigenvalues of the size of rounding are left out: a sum that has them may have negative ones.
+  const double rounding = static_cast<double>(n) * std::numeric_limits<double>::epsilon() *
+                          std::max(std::abs(found->values.front()), found->values.back());
+  std::fill(result.elements.begin(), result.elements.end(), 0.0);
   for (std::size_t c = 0; c < n; ++c) {
-    // Also what rounding would leave below 0.
-    const double value = std::min(0.0, found->values[c]) - 1e-15 * std::abs(found->values.back());
-    for (std::size_t j = 0; j < n; ++j) {
-      for (std::size_t i = 0; i < n; ++i) {
-        result(i, j) -= value * (found->vectors(i, c) * std::conj(found->vectors(j, c))).real();
-      }
+    if (!(found->values[c] > rounding)) {
+      continue;
     }
-  }
-  for (std::size_t j = 0; j < n; ++j) {
-    for (std::size_t i = 0; i < j; ++i) {
-      result(i, j) = result(j, i) = 0.5 * (result(i, j) + result(j, i));
+    for (std::size_t j = 0; j < n; ++j) {
+      for (std::size_t i = 0; i <= j; ++i) {
+        result(i, j) += found->values[c] * (found->vectors(i, c) * std::conj(found->vectors(j, c))).real();
+        result(j, i) = result(i, j);
+      }
     }
   }
   return result;

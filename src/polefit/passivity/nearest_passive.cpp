@@ -26,7 +26,7 @@ constexpr double restoration = 1.5;
 constexpr double most_inwards = 0.3;
 /// Places of the grid about a plane's frequency whose violation moves it: what is violated elsewhere is no
 /// reason to give up what the band needs, which near its ends is dear.
-constexpr std::ptrdiff_t reach = 2;
+constexpr std::size_t reach = 2;
 /// A passive model whose error exceeds that of the nearest one behind the planes by less is as good. Twice as
 /// much is as good after every two rounds more: what is slow to find is not worth its time.
 constexpr double as_good = 0.01;
@@ -160,10 +160,10 @@ class Search {
 
   /// By how much planes at a frequency are moved inwards: by what was violated last about it.
   double inwards_at(double omega) const {
-    const auto place = std::lower_bound(grid_.begin(), grid_.end(), omega) - grid_.begin();
+    const auto place =
+        static_cast<std::size_t>(std::lower_bound(grid_.begin(), grid_.end(), omega) - grid_.begin());
     double violation = 0.0;
-    for (auto i = std::max<std::ptrdiff_t>(0, place - reach);
-         i <= place + reach && i < std::ssize(violations_); ++i) {
+    for (std::size_t i = place - std::min(place, reach); i <= place + reach && i < violations_.size(); ++i) {
       violation = std::max(violation, violations_[i]);
     }
     return std::min(most_inwards, restoration * violation);
