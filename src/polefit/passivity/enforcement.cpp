@@ -42,6 +42,8 @@ constexpr double times_outside = 300.0;
 constexpr double margin_of_outside = 0.5;
 constexpr double least_margin = 1e-9;
 constexpr double largest_margin = 1e-6;
+/// Times as many rounds are worth while with room poles, which are not added for nothing.
+constexpr std::size_t room_rounds = 3;
 constexpr int most_pulls = 12;
 constexpr int most_halvings = 60;
 constexpr std::size_t pieces_to_be_certain = 20000;
@@ -231,7 +233,7 @@ class Enforcer {
          .error_enough = enough_,
          .error_hopeless = hopeless,
          .error_wanted = wanted_,
-         .most_rounds = options_.most_rounds});
+         .most_rounds = (stage > 0 ? room_rounds : 1) * options_.most_rounds});
     rounds_ += found.rounds;
     if (found.certified) {
       offer({std::move(found.model), Remedy::nearest, found.error, pairs});
