@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -48,5 +49,12 @@ struct Passivity {
 /// Throws Error (bad_shape) as check, for a model that is no whole matrix, whose poles are not stable, or
 /// with numbers that are not finite.
 POLEFIT_EXPORT Passivity passivity(const Model& model);
+
+/// What is held against the limit, one value a frequency: the largest singular value of S, the smallest
+/// eigenvalue of (H + H^H) / 2 of Y (in siemens) or Z (in ohms), without the terms proportional to s. Between
+/// the frequencies it can be anything; they are in hertz, in any order, and may be infinite. Not a number
+/// where the model's values overflow. Takes time in proportion to poles times ports^2 plus ports^3 a
+/// frequency. Throws Error (bad_shape) as passivity.
+POLEFIT_EXPORT std::vector<double> passivity_curve(const Model& model, std::span<const double> frequencies);
 
 }  // namespace polefit
