@@ -96,6 +96,14 @@ OptionValues values_of(PlotCommand& plot) {
           {"--format", network_format(plot.network)}};
 }
 
+OptionValues values_of(PassivityCommand& passivity) {
+  return {{"MODEL", name(passivity.model)},
+          {"--output", name(passivity.output)},
+          {"--all", flag(passivity.all)},
+          {"--parameter", parameter(passivity.declaration)},
+          {"--reference", above_zero(passivity.declaration.reference)}};
+}
+
 OptionValues values_of(ExportCommand& chosen) {
   using Formats = std::vector<std::pair<std::string_view, polefit::ComplexFormat>>;
   using Versions = std::vector<std::pair<std::string_view, int>>;
@@ -158,6 +166,8 @@ std::string complaint_about(const PlotCommand& plot) {
 std::string complaint_about(const EvalCommand& eval) {
   return eval.like && eval.model == "-" && eval.like->file == "-" ? read_twice : "";
 }
+
+std::string complaint_about(const PassivityCommand&) { return {}; }
 
 std::string complaint_about(const ExportCommand&) { return {}; }
 
@@ -242,6 +252,9 @@ std::variant<Command, Answer> parse_command_line(std::span<const char* const> ar
   }
   if (name == "plot") {
     return finished(PlotCommand{}, options, app, arguments);
+  }
+  if (name == "passivity") {
+    return finished(PassivityCommand{}, options, app, arguments);
   }
   if (name == "export") {
     return finished(ExportCommand{}, options, app, arguments);

@@ -52,6 +52,13 @@ struct PlotCommand {
   bool poles = false;
 };
 
+struct PassivityCommand {
+  std::string model;
+  std::string output;  ///< none: no picture is drawn
+  bool all = false;    ///< lists every interval
+  Declaration declaration;
+};
+
 enum class ExportKind { spice, state_space, touchstone, csv, s_solver };
 
 struct ExportCommand {
@@ -77,7 +84,8 @@ struct InfoCommand {
   NetworkSource file;  ///< a network or a model
 };
 
-using Command = std::variant<FitCommand, PlotCommand, ExportCommand, EvalCommand, InfoCommand>;
+using Command =
+    std::variant<FitCommand, PlotCommand, PassivityCommand, ExportCommand, EvalCommand, InfoCommand>;
 
 /// What is to be printed in place of a command: help or version, or what is wrong with the command line.
 struct Answer {

@@ -10,8 +10,6 @@
 namespace polefit_cli {
 namespace {
 
-constexpr int digits = 6;
-
 std::string place_text(double hertz) {
   return std::isinf(hertz) ? "infinite frequency" : frequency_text(hertz);
 }
@@ -45,10 +43,25 @@ std::optional<polefit::Passivity> passivity_of(const polefit::Model& model) {
   }
 }
 
+std::string judged_number(double value, char parameter) {
+  constexpr int digits = 6;
+  constexpr int most_digits = 15;
+  constexpr int of_excess = 3;
+  const double excess = std::abs(value - 1.0);
+  if (parameter != 'S' || !(excess > 0.0 && excess < 1.0)) {
+    return short_number(value, digits);
+  }
+  const int lost = static_cast<int>(std::ceil(-std::log10(excess)));
+  return short_number(value, std::clamp(lost + of_excess, digits, most_digits));
+}
+
+std::string extreme_text(const polefit::Passivity& passivity, char parameter) {
+  return (parameter == 'S' ? "largest singular value " : "least eigenvalue of the real part ") +
+         judged_number(passivity.extreme, parameter) + " at " + place_text(passivity.frequency);
+}
+
 std::string passivity_text(const polefit::Passivity& passivity, char parameter) {
-  const std::string extreme =
-      std::string(parameter == 'S' ? "largest singular value " : "least eigenvalue of the real part ") +
-      short_number(passivity.extreme, digits) + " at " + place_text(passivity.frequency);
+  const std::string extreme = extreme_text(passivity, parameter);
   if (passivity.passive) {
     return "certified at all frequencies (" + extreme + ")";
   }
@@ -59,6 +72,32 @@ std::string passivity_text(const polefit::Passivity& passivity, char parameter) 
     return (passivity.decided ? "no: " : "could not be told: ") + extreme;
   }
   return "no: " + extreme + ", " + intervals_text(passivity.violations, parameter);
+}
+
+std::string part_text(const polefit::NetworkMatrix& matrix) {
+  const std::size_t count = matrix.elements.size();
+  const std::string part =
+      count == 1 ? polefit::element_name(matrix.parameter, matrix.elements.front(), matrix.ports())
+                 : text::counted(count, "element");
+  return "only " + part + " of a matrix of " + text::counted(matrix.ports(), "port");
+}
+
+std::optional<std::string> passivity_line(const polefit::Model& model) {
+  if (!model.network) {
+    return std::nullopt;
+  }
+  if (polefit::incompleteness(model.network)) {
+    return "not told: " + part_text(*model.network);
+  }
+  const auto unstable =
+      static_cast<std::size_t>(std::count_if(model.poles.begin(), model.poles.end(),
+                                             [](std::complex<double> pole) { return !(pole.real() < 0.0); }));
+  if (unstable > 0) {
+    return "no: " + text::counted(unstable, "pole") + " not in the left half-plane";
+  }
+  const std::optional<polefit::Passivity> passivity = passivity_of(model);
+  return passivity ? passivity_text(*passivity, model.network->parameter)
+                   : "not told: its numbers are not finite";
 }
 
 }  // namespace polefit_cli

@@ -12,6 +12,19 @@ namespace polefit_cli {
 /// not finite.
 std::optional<polefit::Passivity> passivity_of(const polefit::Model& model);
 
+/// With six digits, and as many more as tell a singular value from 1.
+std::string judged_number(double value, char parameter);
+
+/// "largest singular value 0.99998 at 14.2 GHz".
+std::string extreme_text(const polefit::Passivity& passivity, char parameter);
+
+/// "only S21 of a matrix of 4 ports". Wants a matrix that is not whole.
+std::string part_text(const polefit::NetworkMatrix& matrix);
+
+/// What a line about any model says: the text of its passivity, or why there is none. Nothing of a model that
+/// is of no network.
+std::optional<std::string> passivity_line(const polefit::Model& model);
+
 /// "certified at all frequencies (largest singular value 0.99998 at 14.2 GHz)", or where it is not.
 std::string passivity_text(const polefit::Passivity& passivity, char parameter);
 
