@@ -51,7 +51,8 @@ std::string judged_number(double value, char parameter) {
   if (parameter != 'S' || !(excess > 0.0 && excess < 1.0)) {
     return short_number(value, digits);
   }
-  const int lost = static_cast<int>(std::ceil(-std::log10(excess)));
+  // The nines below 1 begin one digit earlier.
+  const int lost = static_cast<int>(std::ceil(-std::log10(excess))) - (value < 1.0 ? 1 : 0);
   return short_number(value, std::clamp(lost + of_excess, digits, most_digits));
 }
 
