@@ -771,6 +771,8 @@ TEST(PassivityScript, values_within_and_beyond_the_limit_are_apart_and_at_their_
     }
     const std::string script = passivity_script(picture, PictureFormat::svg);
     EXPECT_EQ(blocks(script, "beyond").at(0), (Names{"2000 0.25", ""}));
+    picture.passive = true;
+    EXPECT_EQ(count_of(passivity_script(picture, PictureFormat::svg), "$beyond"), 0U);
     // The gap between them stays one.
     EXPECT_EQ(blocks(script, "within").at(0), (Names{"1000 0.5", "", "5000 0.125"}));
     EXPECT_EQ(blocks(script, "value").at(0).size(), 5U);
@@ -979,6 +981,11 @@ TEST_F(Gnuplot, distances_to_the_limit_of_all_kinds_are_drawn_without_complaint)
   pictures.push_back(pictures[0]);
   pictures.back().curve.assign(pictures.back().grid.size(), infinity);
   pictures.back().title.clear();
+  polefit::Model far_apart = narrow_resonance(0.5);
+  far_apart.poles = {-1e-300, -1e300};
+  far_apart.residues = {1e-301, 1e299};
+  far_apart.origin.reset();
+  pictures.push_back(passivity_picture_of(far_apart));
   for (const PassivityPicture& picture : pictures) {
     for (const PictureFormat format : {PictureFormat::svg, PictureFormat::png, PictureFormat::pdf}) {
       EXPECT_EQ(draw(passivity_script(picture, format), format).messages, "");

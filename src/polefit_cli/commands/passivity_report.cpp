@@ -50,6 +50,7 @@ std::vector<polefit::Violation> chosen(const std::vector<polefit::Violation>& vi
   order.resize(std::min(most, order.size()));
   std::sort(order.begin(), order.end());
   std::vector<polefit::Violation> found;
+  found.reserve(order.size());
   for (const std::size_t i : order) {
     found.push_back(violations[i]);
   }

@@ -23,14 +23,17 @@ constexpr double left_of_frame = 70.0;
 constexpr double right_of_frame = 18.0;
 constexpr double narrowest_shade = 1.5;
 
+// An axis with its margins overflows for values far above.
+constexpr double largest_drawn = 1e300;
+
 bool beyond(double value, const PassivityPicture& picture) {
-  return picture.parameter == 'S' ? value > picture.limit : value < picture.limit;
+  return !picture.passive && (picture.parameter == 'S' ? value > picture.limit : value < picture.limit);
 }
 
 Series values_of(const PassivityPicture& picture) {
   Series series;
   for (std::size_t i = 0; i < picture.grid.size(); ++i) {
-    series.push_back({picture.grid[i], std::isfinite(picture.curve[i]) ? picture.curve[i] : gap});
+    series.push_back({picture.grid[i], std::abs(picture.curve[i]) < largest_drawn ? picture.curve[i] : gap});
   }
   return series;
 }

@@ -79,12 +79,13 @@ Band frequencies_worth_showing(const polefit::Model& model, const polefit::Passi
                                const std::optional<Band>& band) {
   constexpr double beyond = 10.0;
   constexpr double farthest = 1e6;
+  constexpr double most_hertz = 1e290;  // and the least the inverse, so that nothing overflows
   double low = std::numeric_limits<double>::infinity();
   double high = 0.0;
   const auto include = [&](double frequency) {
     if (frequency > 0.0 && std::isfinite(frequency)) {
-      low = std::min(low, frequency);
-      high = std::max(high, frequency);
+      low = std::min(low, std::max(frequency, 1.0 / most_hertz));
+      high = std::max(high, std::min(frequency, most_hertz));
     }
   };
   for (const std::complex<double> pole : model.poles) {
@@ -267,6 +268,7 @@ PassivityPicture passivity_picture(const polefit::Model& model, const polefit::P
   picture.title = std::move(title);
   picture.verdict = std::move(verdict);
   picture.parameter = model.network->parameter;
+  picture.passive = passivity.passive;
   picture.limit = picture.parameter == 'S' ? 1.0 : 0.0;
   if (model.origin && model.origin->samples > 0) {
     picture.band = Band{model.origin->lowest, model.origin->highest};

@@ -84,6 +84,7 @@ struct PassivityPicture {
   std::string title;    ///< may be empty
   std::string verdict;  ///< likewise
   char parameter = 'S';
+  bool passive = false;          ///< values beyond the limit are then within the tolerance
   double limit = 1.0;            ///< of what the curve shows: 1 for S, which is not to be above, 0 else
   std::vector<double> grid;      ///< in hertz, above 0, ascending
   std::vector<double> curve;     ///< polefit::passivity_curve there
