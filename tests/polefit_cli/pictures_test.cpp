@@ -721,6 +721,29 @@ TEST(PassivityPictures, narrow_resonances_and_violations_are_on_the_curve) {
   EXPECT_NEAR(picture.finest_distance, 0.005, 1e-10);
 }
 
+TEST(PassivityPictures, the_worst_of_violations_and_the_nearest_to_the_limit_are_on_the_curve) {
+  polefit::Model model = narrow_resonance(1.5);
+  model.constants = {0.3};  // moves the peak away from the resonance
+  model.residues = {model.residues[0] * Complex(1.0, 0.5), model.residues[1] * Complex(1.0, -0.5)};
+  for (const std::size_t i : {0U, 1U}) {
+    model.poles.push_back(model.poles[i] + Complex(0.0, model.poles[i].imag()));
+    model.residues.push_back(0.9 * model.residues[i]);
+  }
+  const polefit::Passivity found = polefit::passivity(model);
+  const PassivityPicture picture = passivity_picture_of(model);
+  ASSERT_EQ(found.violations.size(), 2U);
+  for (const polefit::Violation& violation : found.violations) {
+    EXPECT_TRUE(std::binary_search(picture.grid.begin(), picture.grid.end(), violation.frequency));
+  }
+  for (Complex& residue : model.residues) {
+    residue *= 0.3;
+  }
+  const polefit::Passivity nearest = polefit::passivity(model);
+  ASSERT_TRUE(nearest.passive);
+  const PassivityPicture passive = passivity_picture_of(model);
+  EXPECT_TRUE(std::binary_search(passive.grid.begin(), passive.grid.end(), nearest.frequency));
+}
+
 TEST(PassivityPictures, begin_below_and_end_beyond_band_poles_and_violations) {
   const PassivityPicture by_band = passivity_picture_of(narrow_resonance(0.5));
   EXPECT_DOUBLE_EQ(by_band.grid.front(), 1e7);
