@@ -9,7 +9,6 @@
 #include <cstddef>
 #include <cstdio>
 #include <exception>
-#include <fstream>
 #include <optional>
 #include <string>
 #include <vector>
@@ -20,10 +19,12 @@
 #include "polefit/hard_networks.hpp"
 #include "polefit/relocation/relocation.hpp"
 #include "polefit/relocation/zeros.hpp"
+#include "process_memory.hpp"
 
 namespace {
 
 using namespace polefit;
+using benchmark_support::status_mebibytes;
 using hard_networks::Size;
 using hard_networks::sized_network;
 
@@ -86,24 +87,11 @@ Measured measure(const Network& network, const Size& size) {
   return measured;
 }
 
-/// A line of /proc/self/status, in MiB.
-double status_mebibytes(const std::string& name) {
-  std::ifstream status("/proc/self/status");
-  for (std::string word; status >> word;) {
-    if (word == name) {
-      double kibibytes = 0.0;
-      status >> kibibytes;
-      return kibibytes / 1024.0;
-    }
-  }
-  return 0.0;
-}
-
 void measure_all() {
   constexpr Size largest = hard_networks::five_sizes.back();
   {
     const Network network = sized_network(largest);
-    std::ofstream("/proc/self/clear_refs") << "5";  // the peak begins anew
+    benchmark_support::forget_peak();
     const double before = status_mebibytes("VmRSS:");
     const Fit found = fit(network.data(), options_for(largest));
     const double data = static_cast<double>(network.values.size() * sizeof(Complex)) / 1048576.0;

@@ -20,11 +20,21 @@ struct Violation {
   double frequency = 0.0;  ///< in hertz, where that is
 };
 
+/// What decided whether a model is passive.
+enum class PassivityMethod {
+  certificate,  ///< a bound on each piece of the frequency axis
+  /// The imaginary eigenvalues of a Hamiltonian matrix, where rounding keeps the bounds from telling. They
+  /// are asked only where twice poles times ports is at most 400.
+  hamiltonian,
+};
+
 /// What was found of a model.
 struct Passivity {
   bool passive = false;  ///< at every frequency, with the tolerance
   /// Whether it could be told. A model of which it could not counts as one that is not passive.
   bool decided = true;
+  /// What decided, or was asked first where nothing could.
+  PassivityMethod method = PassivityMethod::certificate;
   /// What no singular value exceeds, or (Y, Z) what no eigenvalue falls below, in units of the largest value
   /// of the model: 1 + 1e-9, and -1e-9, so that lossless networks pass, which touch the limit.
   double tolerance = 1e-9;
@@ -43,11 +53,12 @@ struct Passivity {
 /// eigenvalue.
 ///
 /// The axis is cut into pieces until on each one a bound on a polynomial decides (docs/polefit.md). The bound
-/// covers the remainder of the series and rounding. Takes time in proportion to poles times ports^2 plus
-/// ports^3 for each of some hundred pieces.
+/// covers the remainder of the series and rounding. Where it cannot tell, a Hamiltonian matrix may. Takes
+/// time in proportion to poles times ports^2 plus ports^3 for each of some hundred pieces.
 ///
 /// Throws Error (bad_shape) as check, for a model that is no whole matrix, whose poles are not stable, or
-/// with numbers that are not finite.
+/// with numbers that are not finite, or whose products overflow or vanish: above 1e100, or dampings below
+/// 1e-100, in units of the band.
 POLEFIT_EXPORT Passivity passivity(const Model& model);
 
 /// What is held against the limit, one value a frequency: the largest singular value of S, the smallest

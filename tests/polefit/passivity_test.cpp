@@ -6,7 +6,9 @@
 #include <cmath>
 #include <limits>
 
-#include "networks.hpp"
+#include "independent_passivity.hpp"
+#include "numerics/angular_frequency.hpp"
+#include "passivity_models.hpp"
 #include "polefit/passivity/certificate.hpp"
 #include "polefit/passivity/extreme_value.hpp"
 #include "polefit/passivity/hamiltonian.hpp"
@@ -14,71 +16,13 @@
 namespace polefit {
 namespace {
 
+using passivity_models::all_pass_residues;
+using passivity_models::matrix_model;
+using passivity_models::random_model;
 using testing_support::Complex;
 using testing_support::infinity;
 using testing_support::quiet_nan;
 using testing_support::RandomNumbers;
-
-Model matrix_model(char parameter, std::size_t ports, std::vector<Complex> poles,
-                   std::vector<Complex> residues, std::vector<double> constants,
-                   std::vector<double> proportionals = {}) {
-  Model model;
-  model.poles = std::move(poles);
-  model.residues = std::move(residues);
-  model.constants = std::move(constants);
-  model.proportionals = std::move(proportionals);
-  model.proportionals.resize(ports * ports);
-  model.network = NetworkMatrix{parameter, std::vector<double>(ports, 50.0), all_elements(ports)};
-  return model;
-}
-
-/// Resonances of any damping and real poles over four decades, whose largest measure is `top`: the largest
-/// singular value of S, minus the least eigenvalue of the Hermitian part of Y in units of its scale.
-Model random_model(std::uint64_t seed, bool scattering, double top) {
-  RandomNumbers numbers(seed);
-  const auto ports = static_cast<std::size_t>(1 + numbers.below(4));
-  const int pairs = 1 + numbers.below(6);
-  const int reals = numbers.below(3);
-  std::vector<Complex> poles;
-  for (int i = 0; i < pairs; ++i) {
-    const double omega = numbers.between(0.1, 3.0);
-    const Complex pole{-omega * std::pow(10.0, numbers.between(-4.0, 0.0)), omega};
-    poles.insert(poles.end(), {pole, std::conj(pole)});
-  }
-  for (int i = 0; i < reals; ++i) {
-    poles.emplace_back(-std::pow(10.0, numbers.between(-2.0, 2.0)), 0.0);
-  }
-  std::vector<Complex> residues;
-  std::vector<double> constants;
-  for (std::size_t r = 0; r < ports * ports; ++r) {
-    for (const Complex pole : poles) {
-      if (pole.imag() < 0.0) {
-        residues.push_back(std::conj(residues.back()));
-        continue;
-      }
-      const Complex residue = 0.5 * std::abs(pole.real()) * numbers.complex();
-      residues.push_back(pole.imag() == 0.0 ? residue.real() : residue);
-    }
-    const bool diagonal = r % (ports + 1) == 0;
-    constants.push_back(scattering ? 0.4 * numbers() : numbers() + (diagonal ? 1.5 : 0.0));
-  }
-  Model model = matrix_model(scattering ? 'S' : 'Y', ports, poles, residues, constants);
-  const ScaledModel scaled = scaled_model(model);
-  const double found = Scan(scaled).certified_largest(100000).measure;
-  if (scattering) {
-    for (Complex& residue : model.residues) {
-      residue *= top / found;
-    }
-    for (double& constant : model.constants) {
-      constant *= top / found;
-    }
-  } else {
-    for (std::size_t port = 0; port < ports; ++port) {
-      model.constants[port * (ports + 1)] += (found - top) * scaled.scale;
-    }
-  }
-  return model;
-}
 
 /// Whether the measure is above the limit anywhere between crossings, before and behind them.
 bool exceeds_between(const ScaledModel& model, const std::vector<double>& crossings, double limit) {
@@ -129,6 +73,23 @@ TEST(Certificate, no_sample_of_a_model_for_which_it_holds_is_above_the_limit) {
   }
 }
 
+TEST(Certificate, takes_no_more_pieces_than_some_minutes_allow) {
+  ScaledModel model;
+  model.poles.resize(40);
+  for (const auto& [ports, pieces] :
+       {std::pair{1U, 100000U}, std::pair{20U, 100000U}, std::pair{245U, 2000U}}) {
+    model.ports = ports;
+    EXPECT_EQ(affordable_pieces(model), pieces) << ports;
+  }
+  model.ports = 83;  // a piece is some 13 ms: in between
+  EXPECT_GT(affordable_pieces(model), 2000U);
+  EXPECT_LT(affordable_pieces(model), 10000U);
+  // And those are looked at that are allowed.
+  const ScaledModel flat = scaled_model(matrix_model('S', 1, {-1.0}, {1e-17}, {1.0}));
+  EXPECT_EQ(certify(flat, 1.0, Thoroughness::yes_or_no).pieces, 100000U);
+  EXPECT_EQ(certify(flat, 1.0, Thoroughness::yes_or_no, 100).pieces, 100U);
+}
+
 TEST(Passivity, intervals_of_violation_end_at_the_crossings_of_the_hamiltonian) {
   std::size_t compared = 0;
   for (std::uint64_t seed = 0; seed < 100; ++seed) {
@@ -177,16 +138,7 @@ TEST(Passivity, lossless_networks_pass_and_those_above_by_more_than_the_toleranc
     const Complex pole(-0.02 * i, 0.3 * i);
     poles.insert(poles.end(), {pole, std::conj(pole)});
   }
-  std::vector<Complex> residues;
-  for (const Complex pole : poles) {
-    Complex residue = 1.0;
-    for (const Complex other : poles) {
-      residue *= pole + std::conj(other);
-      residue /= pole == other ? 1.0 : pole - other;
-    }
-    residues.push_back(pole.imag() < 0.0 ? std::conj(residues.back()) : residue);
-  }
-  const Passivity all_pass = passivity(matrix_model('S', 1, poles, residues, {1.0}));
+  const Passivity all_pass = passivity(matrix_model('S', 1, poles, all_pass_residues(poles), {1.0}));
   EXPECT_TRUE(all_pass.passive);
   EXPECT_NEAR(all_pass.extreme, 1.0, 1e-12);
   EXPECT_LT(all_pass.pieces, 500U);  // it has no curvature
@@ -221,6 +173,122 @@ TEST(Passivity, resonances_between_samples_and_poles_far_away_are_seen) {
   EXPECT_TRUE(passivity(matrix_model('S', 1, {-6e7, -1.0}, {5.4e7, 0.1}, {-0.3})).passive);
   EXPECT_FALSE(passivity(matrix_model('S', 1, {-6e7, -1.0}, {5.4e7, 0.6}, {-0.3})).passive);
   EXPECT_TRUE(passivity(matrix_model('S', 1, {-1e9, -1.0}, {0.0, 0.5}, {0.4})).passive);
+}
+
+TEST(Passivity, an_interval_that_begins_gently_is_found_without_end_of_pieces) {
+  // |d - 0.5 / (1 + s)|^2 = d^2 - (d - 0.25) / (1 + omega^2), with a pole far beyond in place of d. So near
+  // to the limit it hides in rounding over a ten-thousandth of the frequency.
+  constexpr double above = 1e-11;
+  constexpr double far = 1e13;
+  const double d = 1.0 + 1e-9 + above;
+  const Passivity found = passivity(matrix_model('S', 1, {-1.0, -far}, {-0.5, far * d}, {0.0}));
+  EXPECT_FALSE(found.passive);
+  EXPECT_LT(found.pieces, 2000U);
+  ASSERT_EQ(found.violations.size(), 1U);
+  const double lowest = found.violations.front().lowest * numerics::two_pi;
+  const double highest = found.violations.back().highest * numerics::two_pi;
+  EXPECT_NEAR(lowest / std::sqrt(0.75 / (2.0 * above)), 1.0, 1e-2);  // where the squares are told by 1e-13
+  EXPECT_NEAR(highest / (far * std::sqrt(2.0 * above)), 1.0, 1e-2);
+}
+
+/// Two pairs of poles beside each other, whose residues nearly cancel: of this size where the largest value
+/// of all is `top`.
+Model cancelling_model(double distance, double top) {
+  const Complex p(-0.1, 1.0);
+  const Complex q = p * (1.0 + distance);
+  Model model = matrix_model('S', 1, {p, std::conj(p), q, std::conj(q)}, {1.0, 1.0, -1.0, -1.0}, {0.0});
+  const double found = independent::worst_measure(model, 1.0).measure;
+  for (Complex& residue : model.residues) {
+    residue *= top / found;
+  }
+  return model;
+}
+
+TEST(Passivity, the_hamiltonian_decides_where_bounds_on_rounding_do_not) {
+  // Residues of 2e9: what rounding could do, at worst, is as much as is left below 1.
+  const Model model = cancelling_model(5e-11, 1.0 - 1e-6);
+  const Passivity found = passivity(model);
+  EXPECT_TRUE(found.passive);
+  EXPECT_TRUE(found.decided);
+  EXPECT_EQ(found.method, PassivityMethod::hamiltonian);
+  EXPECT_EQ(found.violations.size(), 0U);
+  // With residues of 2e7 it is the certificate.
+  const Passivity sound = passivity(cancelling_model(5e-9, 1.0 - 1e-6));
+  EXPECT_TRUE(sound.passive);
+  EXPECT_EQ(sound.method, PassivityMethod::certificate);
+  // A resonance in less than any piece, above 1 by more than the tolerance.
+  const Complex pole(-1e-11, 1.0);
+  const double residue = 1e-11 * (1.0 + 1e-8);
+  const Passivity sharp = passivity(matrix_model('S', 1, {pole, std::conj(pole)}, {residue, residue}, {0.0}));
+  EXPECT_FALSE(sharp.passive);
+  EXPECT_TRUE(sharp.decided);
+  EXPECT_EQ(sharp.method, PassivityMethod::hamiltonian);
+  ASSERT_EQ(sharp.violations.size(), 1U);
+  EXPECT_NEAR(sharp.violations[0].worst, 1.0 + 1e-8, 1e-12);
+  EXPECT_LT(sharp.violations[0].lowest, sharp.violations[0].frequency);
+  EXPECT_GT(sharp.violations[0].highest, sharp.violations[0].frequency);
+}
+
+TEST(Passivity, what_rounding_hides_from_both_is_left_undecided) {
+  const Passivity flat = passivity(matrix_model('S', 1, {-1.0}, {1e-17}, {1.0 + 1e-9}));
+  EXPECT_FALSE(flat.passive);
+  EXPECT_FALSE(flat.decided);
+  EXPECT_EQ(flat.method, PassivityMethod::certificate);
+  // Crossings that may be touches: a resonance as sharp as rounding of its frequency, and below 1.
+  const Complex pole(-1e-14, 1.0);
+  const Passivity sharp =
+      passivity(matrix_model('S', 1, {pole, std::conj(pole)}, {0.99e-14, 0.99e-14}, {0.0}));
+  EXPECT_FALSE(sharp.passive);
+  EXPECT_FALSE(sharp.decided);
+}
+
+TEST(Passivity, lossless_networks_of_several_ports_pass_at_all_their_frequencies) {
+  // Q diag(all-pass functions) Q^T with an orthogonal Q: S^H S = I everywhere, and D too.
+  for (std::uint64_t seed = 0; seed < 10; ++seed) {
+    RandomNumbers numbers(seed);
+    const auto ports = static_cast<std::size_t>(1 + numbers.below(5));
+    const std::vector<double> v = numbers.values(static_cast<int>(ports));
+    double square = 0.0;
+    for (const double element : v) {
+      square += element * element;
+    }
+    std::vector<Complex> poles;
+    std::vector<std::vector<Complex>> of_port;
+    for (std::size_t port = 0; port < ports; ++port) {
+      std::vector<Complex> own;
+      for (int i = 0; i < 3; ++i) {
+        const double omega = numbers.between(0.2, 2.0);
+        own.emplace_back(-omega * numbers.between(0.01, 0.3), omega);
+        own.push_back(std::conj(own.back()));
+      }
+      of_port.push_back(all_pass_residues(own));
+      poles.insert(poles.end(), own.begin(), own.end());
+    }
+    const auto q = [&](std::size_t i, std::size_t j) {
+      return (i == j ? 1.0 : 0.0) - 2.0 * v[i] * v[j] / square;
+    };
+    for (const double excess : {0.0, 1e-8}) {
+      std::vector<Complex> residues;
+      std::vector<double> constants;
+      for (std::size_t i = 0; i < ports; ++i) {
+        for (std::size_t j = 0; j < ports; ++j) {
+          double constant = 0.0;
+          for (std::size_t port = 0; port < ports; ++port) {
+            const double share = (1.0 + excess) * q(i, port) * q(j, port);
+            constant += share;
+            for (const Complex residue : of_port[port]) {
+              residues.push_back(share * residue);
+            }
+          }
+          constants.push_back(constant);
+        }
+      }
+      const Passivity found = passivity(matrix_model('S', ports, poles, residues, constants));
+      EXPECT_EQ(found.passive, excess == 0.0) << seed;
+      EXPECT_TRUE(found.decided) << seed;
+      EXPECT_NEAR(found.extreme, 1.0 + excess, 2e-9) << seed;
+    }
+  }
 }
 
 TEST(Passivity, terms_proportional_to_s_have_to_be_those_of_a_capacitance_or_inductance) {
@@ -318,6 +386,14 @@ TEST(Passivity, of_what_is_no_stable_matrix_is_refused) {
   EXPECT_THROW(static_cast<void>(passivity(model)), Error);
   model.poles = {-1.0};
   model.residues = {quiet_nan};
+  EXPECT_THROW(static_cast<void>(passivity(model)), Error);
+  for (const double extreme : {1e-300, 1e150}) {
+    model.poles = {-1.0, -extreme};
+    model.residues = {0.5, 0.5 * extreme};
+    EXPECT_THROW(static_cast<void>(passivity(model)), Error) << extreme;
+  }
+  model.poles = {-1.0};
+  model.residues = {1e200};
   EXPECT_THROW(static_cast<void>(passivity(model)), Error);
   model.residues = {0.5};
   model.network.reset();

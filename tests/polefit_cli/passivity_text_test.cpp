@@ -23,6 +23,10 @@ TEST(PassivityText, says_where_a_passive_model_is_nearest_to_its_limit) {
   passivity.frequency = infinity;
   EXPECT_EQ(passivity_text(passivity, 'Y'),
             "certified at all frequencies (least eigenvalue of the real part 0.99998 at infinite frequency)");
+  passivity.method = polefit::PassivityMethod::hamiltonian;
+  EXPECT_EQ(
+      passivity_text(passivity, 'S'),
+      "at all frequencies, by a Hamiltonian matrix (largest singular value 0.99998 at infinite frequency)");
 }
 
 TEST(PassivityText, says_from_where_to_where_a_model_is_not_passive) {

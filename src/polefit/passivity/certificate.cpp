@@ -419,8 +419,22 @@ double Piece::frequency(double place) const {
   return place > 0.0 ? 1.0 / place : std::numeric_limits<double>::infinity();
 }
 
+std::size_t affordable_pieces(const ScaledModel& model) {
+  constexpr double operations = 5e11;
+  constexpr double fewest = 2000.0;
+  constexpr double most = 1e5;
+  const auto ports = static_cast<double>(model.ports);
+  // The products of matrices at the nodes; the series of each element, and its way to the nodes and back.
+  const double of_products = 4.0 * nodes * ports;
+  const double of_series =
+      4.0 * terms * (static_cast<double>(model.functions()) + nodes) + 4.0 * nodes * nodes;
+  return static_cast<std::size_t>(
+      std::clamp(operations / (ports * ports * (of_products + of_series)), fewest, most));
+}
+
 Certificate certify(const ScaledModel& model, double limit, Thoroughness thoroughness, std::size_t most) {
   Certificate certificate;
+  most = std::min(most, affordable_pieces(model));
   Judge judge(model, limit);
   const SmallestPieces sizes(model);
   std::vector<Piece> open = whole_axis(model);
@@ -449,8 +463,11 @@ Certificate certify(const ScaledModel& model, double limit, Thoroughness thoroug
       certificate.violating.push_back(piece);
       continue;
     }
-    if (width < smallest) {
-      certificate.decided = false;
+    // Once it is known not to hold, what is left open at the ends of intervals is not worth any more pieces.
+    const bool known = certificate.witness && thoroughness == Thoroughness::intervals;
+    if (width < (known ? resolution : smallest)) {
+      certificate.decided = certificate.decided && known;
+      certificate.untold.push_back(piece);
       continue;
     }
     const Piece lower{piece.reciprocal, piece.low, piece.middle()};

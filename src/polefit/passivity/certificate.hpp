@@ -18,6 +18,7 @@
 #pragma once
 
 #include <cstddef>
+#include <limits>
 #include <optional>
 #include <vector>
 
@@ -37,9 +38,11 @@ struct Piece {
 };
 
 struct Certificate {
-  bool holds = false;             ///< nowhere above the limit
-  bool decided = true;            ///< else some pieces were too small, or too many, to be told
+  bool holds = false;  ///< nowhere above the limit
+  /// Else some pieces were too small, or too many, to be told; beside a witness only too many.
+  bool decided = true;
   std::vector<Piece> violating;   ///< throughout, or at a resolution of 1e-6 at their ends
+  std::vector<Piece> untold;      ///< too small to be halved, and neither below nor above for certain
   std::size_t pieces = 0;         ///< that were looked at
   std::optional<double> witness;  ///< a frequency where the limit is exceeded for certain
 };
@@ -49,11 +52,15 @@ enum class Thoroughness {
   intervals,  ///< finds all that violate
 };
 
+/// As many pieces as some minutes of one core allow: 100000 of few ports, and of many not below 2000, more
+/// than any network needed whose limit is not within rounding.
+std::size_t affordable_pieces(const ScaledModel& model);
+
 /// limit   for S, what no singular value may exceed; for Y and Z, minus what no eigenvalue of the Hermitian
 /// part may
 ///         fall below, in units of the model's scale
-/// most    pieces that are looked at before it gives up
+/// most    pieces that are looked at before it gives up; no more than are affordable
 Certificate certify(const ScaledModel& model, double limit, Thoroughness thoroughness,
-                    std::size_t most = 100000);
+                    std::size_t most = std::numeric_limits<std::size_t>::max());
 
 }  // namespace polefit

@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <functional>
 #include <iterator>
 #include <limits>
 
 #include "numerics/hermitian_eigenvalues.hpp"
+#include "numerics/positive_definite.hpp"
 #include "polefit/passivity/certificate.hpp"
 
 namespace polefit {
@@ -21,21 +23,24 @@ constexpr std::array places{-11.0, -6.0, -3.0, -1.5, -0.7, 0.0, 0.7, 1.5, 3.0, 6
 constexpr int steps_a_decade = 10;
 constexpr double decades_beyond = 3.0;
 
-/// The matrix whose largest eigenvalue is looked for: H^H H, or minus the Hermitian part.
-ComplexMatrix judged_matrix(const ScaledModel& model, const ComplexMatrix& h) {
+bool smaller(const Extreme& a, const Extreme& b) { return a.measure < b.measure; }
+
+}  // namespace
+
+ComplexMatrix judged_matrix(const ScaledModel& model, const ComplexMatrix& value) {
   const std::size_t n = model.ports;
   ComplexMatrix judged(n, n);
   for (std::size_t j = 0; j < n; ++j) {
     for (std::size_t i = j; i < n; ++i) {
       if (!model.scattering) {
-        judged.set(i, j, -0.5 * (h(i, j) + std::conj(h(j, i))) / model.scale);
+        judged.set(i, j, -0.5 * (value(i, j) + std::conj(value(j, i))) / model.scale);
         continue;
       }
       double re = 0.0;
       double im = 0.0;
       for (std::size_t k = 0; k < n; ++k) {
-        re += h.re(k, i) * h.re(k, j) + h.im(k, i) * h.im(k, j);
-        im += h.re(k, i) * h.im(k, j) - h.im(k, i) * h.re(k, j);
+        re += value.re(k, i) * value.re(k, j) + value.im(k, i) * value.im(k, j);
+        im += value.re(k, i) * value.im(k, j) - value.im(k, i) * value.re(k, j);
       }
       judged.set(i, j, {re, im});
     }
@@ -43,18 +48,34 @@ ComplexMatrix judged_matrix(const ScaledModel& model, const ComplexMatrix& h) {
   return judged;
 }
 
-bool smaller(const Extreme& a, const Extreme& b) { return a.measure < b.measure; }
-
-}  // namespace
-
 double measure_at(const ScaledModel& model, double omega) {
+  return measure_of(model, value_at(model, omega));
+}
+
+double measure_of(const ScaledModel& model, const ComplexMatrix& value) {
   const std::optional<numerics::HermitianEigenvalues> found =
-      numerics::hermitian_eigenvalues(judged_matrix(model, value_at(model, omega)), false);
+      numerics::hermitian_eigenvalues(judged_matrix(model, value), false);
   if (!found) {
     return std::numeric_limits<double>::quiet_NaN();
   }
   const double largest = found->values.back();
   return model.scattering ? std::sqrt(std::max(0.0, largest)) : largest;
+}
+
+std::vector<double> measures_above(const ScaledModel& model, const std::vector<double>& omegas,
+                                   double limit) {
+  std::vector<double> measures;
+  const double shift = model.scattering ? -limit * limit : -limit;
+  for (const double omega : omegas) {
+    ComplexMatrix judged = judged_matrix(model, value_at(model, omega));
+    for (double* const part : {judged.re.elements.data(), judged.im.elements.data()}) {
+      std::transform(part, part + judged.re.elements.size(), part, std::negate<>());
+    }
+    measures.push_back(numerics::is_positive_definite(judged, shift)
+                           ? -std::numeric_limits<double>::infinity()
+                           : measure_at(model, omega));
+  }
+  return measures;
 }
 
 Scan::Scan(const ScaledModel& model) : model_(model) {

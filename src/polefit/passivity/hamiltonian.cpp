@@ -4,18 +4,25 @@
 #include <cmath>
 #include <complex>
 #include <limits>
+#include <numeric>
+#include <span>
 #include <utility>
 
 #include "numerics/eigenvalues.hpp"
 #include "numerics/orthogonal_factorisation.hpp"
 #include "numerics/plain_products.hpp"
 #include "numerics/upper_triangle.hpp"
+#include "polefit/passivity/extreme_value.hpp"
 
 namespace polefit {
 namespace {
 
 /// An eigenvalue whose real part is this part of it may be one on the axis.
 constexpr double near_axis = 1e-6;
+
+double norm_of(std::span<const double> values) {
+  return std::sqrt(std::inner_product(values.begin(), values.end(), values.begin(), 0.0));
+}
 
 /// a + factor I.
 Matrix shifted(Matrix a, double factor) {
@@ -25,16 +32,18 @@ Matrix shifted(Matrix a, double factor) {
   return a;
 }
 
-/// a^-1 b; nothing where a is singular to rounding.
-std::optional<Matrix> solved(const Matrix& a, Matrix b) {
+/// Parts of the terms of a difference that have to be left of it: rounding then moves its inverse, and the
+/// eigenvalues, by about as much as is taken for near to the axis.
+constexpr double left_of_difference = 1e-10;
+
+/// a^-1 b, a being a difference of terms of that size; nothing where a is made of their rounding.
+std::optional<Matrix> solved(const Matrix& a, double size, Matrix b) {
   const numerics::OrthogonalFactorisation factorisation = numerics::factorise(a);
   double smallest = std::numeric_limits<double>::infinity();
-  double largest = 0.0;
   for (std::size_t i = 0; i < a.rows; ++i) {
     smallest = std::min(smallest, std::abs(factorisation.r(i, i)));
-    largest = std::max(largest, std::abs(factorisation.r(i, i)));
   }
-  if (!(smallest > static_cast<double>(a.rows) * std::numeric_limits<double>::epsilon() * largest)) {
+  if (!(smallest > left_of_difference * size)) {
     return std::nullopt;
   }
   apply_transposed(factorisation, b);
@@ -85,12 +94,14 @@ std::optional<Matrix> hamiltonian(const ScaledModel& model, double limit) {
   std::optional<Matrix> of_b;  // above on the right, behind B
   std::optional<Matrix> below;
   double factor = 1.0;
+  const double size = norm_of(state.d.elements);
   if (model.scattering) {
     const Matrix r = shifted(product(dt, state.d), -limit * limit);
     const Matrix t = shifted(product(state.d, dt), -limit * limit);
-    of_c = solved(r, product(dt, state.c));
-    of_b = solved(r, bt);
-    below = solved(t, state.c);
+    const double terms = size * size + limit * limit;
+    of_c = solved(r, terms, product(dt, state.c));
+    of_b = solved(r, terms, bt);
+    below = solved(t, terms, state.c);
     factor = limit;
   } else {
     Matrix r = shifted(state.d, 2.0 * limit * model.scale);
@@ -99,8 +110,9 @@ std::optional<Matrix> hamiltonian(const ScaledModel& model, double limit) {
         r(i, j) += dt(i, j);
       }
     }
-    of_c = solved(r, state.c);
-    of_b = solved(r, bt);
+    const double terms = 2.0 * (size + std::abs(limit) * model.scale);
+    of_c = solved(r, terms, state.c);
+    of_b = solved(r, terms, bt);
     below = of_c;
   }
   if (!of_c || !of_b || !below) {
@@ -122,6 +134,22 @@ std::optional<Matrix> hamiltonian(const ScaledModel& model, double limit) {
   return m;
 }
 
+/// What rounding can do to the measure at a frequency, beside its own.
+double rounding_at(const ScaledModel& model, double omega) {
+  constexpr double each = 8.0;  // a term: the fraction, its product, the sum
+  const std::vector<std::complex<double>> phi = basis_at(model, omega);
+  double terms = 0.0;
+  for (std::size_t k = 0; k < phi.size(); ++k) {
+    double squares = 0.0;
+    for (std::size_t j = 0; j < model.x.columns; ++j) {
+      squares += model.x(k, j) * model.x(k, j);
+    }
+    terms += std::abs(phi[k]) * std::sqrt(squares);
+  }
+  return each * std::numeric_limits<double>::epsilon() *
+         (terms / model.scale + static_cast<double>(model.ports));
+}
+
 }  // namespace
 
 std::optional<std::vector<double>> hamiltonian_crossings(const ScaledModel& model, double limit) {
@@ -138,6 +166,41 @@ std::optional<std::vector<double>> hamiltonian_crossings(const ScaledModel& mode
   }
   std::sort(crossings.begin(), crossings.end());
   return crossings;
+}
+
+std::optional<HamiltonianDecision> decide_by_hamiltonian(const ScaledModel& model, double limit) {
+  const std::optional<std::vector<double>> crossings = hamiltonian_crossings(model, limit);
+  if (!crossings) {
+    return std::nullopt;
+  }
+  HamiltonianDecision decision;
+  bool below = false;
+  for (std::size_t i = 0; i <= crossings->size(); ++i) {
+    const double low = i == 0 ? 0.0 : (*crossings)[i - 1];
+    const double high = i < crossings->size() ? (*crossings)[i] : std::numeric_limits<double>::infinity();
+    bool above = false;
+    const auto look = [&](double place) {
+      const double excess = measure_at(model, place) - limit;
+      const double rounding = rounding_at(model, place);
+      above = above || excess > rounding;
+      below = below || excess < -rounding;
+    };
+    look(std::isinf(high) ? 2.0 * std::max(low, 0.5) : 0.5 * (low + high));
+    // The value there has no part in resonances whose terms cancel.
+    if (std::isinf(high)) {
+      look(high);
+    }
+    if (above && !decision.violating.empty() && decision.violating.back().highest == low) {
+      decision.violating.back().highest = high;
+    } else if (above) {
+      decision.violating.push_back({low, high});
+    }
+  }
+  decision.holds = decision.violating.empty();
+  if (decision.holds && !(crossings->empty() && below)) {
+    return std::nullopt;
+  }
+  return decision;
 }
 
 }  // namespace polefit

@@ -29,8 +29,25 @@ inline std::size_t hamiltonian_order(const ScaledModel& model) {
 
 /// The frequencies, rising, at which a singular value is the limit, or an eigenvalue of the Hermitian part is
 /// minus the limit in units of the scale, and possibly some at which it comes near to it. Nothing where the
-/// limit is that of D, so that the matrix does not exist, or its eigenvalues are not found. Takes some ten
-/// times the cube of its order.
+/// limit is that of D to a part in 1e10, so that the matrix does not exist or is made of rounding, or its
+/// eigenvalues are not found. Takes some ten times the cube of its order.
 std::optional<std::vector<double>> hamiltonian_crossings(const ScaledModel& model, double limit);
+
+/// Frequencies between which the measure is above the limit.
+struct CrossedInterval {
+  double lowest = 0.0;
+  double highest = 0.0;  ///< may be infinite
+};
+
+struct HamiltonianDecision {
+  bool holds = false;                      ///< nowhere above the limit
+  std::vector<CrossedInterval> violating;  ///< between crossings, where it does not hold
+};
+
+/// Whether the measure stays below the limit, told from its crossings: it holds where there are none and the
+/// measure is below the limit somewhere by more than rounding can do, and does not where the measure is
+/// above, likewise, between two crossings, before or behind them. Nothing where neither is so: no eigenvalue
+/// tells a touch from a crossing.
+std::optional<HamiltonianDecision> decide_by_hamiltonian(const ScaledModel& model, double limit);
 
 }  // namespace polefit

@@ -8,6 +8,7 @@
 #include "numerics/hermitian_eigenvalues.hpp"
 #include "polefit/passivity/certificate.hpp"
 #include "polefit/passivity/extreme_value.hpp"
+#include "polefit/passivity/hamiltonian.hpp"
 #include "polefit/passivity/scaled_model.hpp"
 
 namespace polefit {
@@ -20,6 +21,9 @@ constexpr double rounding = 1e-12;
 /// The largest value is not only looked for, but certified to be the largest, where that takes no long time.
 constexpr std::size_t ports_to_be_certain = 32;
 constexpr std::size_t pieces_to_be_certain = 2000;
+
+/// A Hamiltonian of this order takes as long as some hundred of the pieces that did not decide.
+constexpr std::size_t largest_hamiltonian = 400;
 
 /// What is wrong with E, which only matters where s is large.
 std::string proportional_fault(const ScaledModel& model) {
@@ -49,24 +53,31 @@ std::string proportional_fault(const ScaledModel& model) {
              : "the terms proportional to s have a negative eigenvalue";
 }
 
-/// The pieces that follow each other without a gap, as intervals of omega.
-struct Interval {
-  double lowest;
-  double highest;
-};
+CrossedInterval interval_of(const Piece& piece) {
+  return {piece.frequency(piece.reciprocal ? piece.high : piece.low),
+          piece.frequency(piece.reciprocal ? piece.low : piece.high)};
+}
 
-std::vector<Interval> joined(const std::vector<Piece>& pieces) {
-  constexpr double gap =
-      2e-6;  // of the frequency: pieces at crossings are left out where nothing can be told
-  std::vector<Interval> intervals;
-  for (const Piece& piece : pieces) {
-    const double lowest = piece.frequency(piece.reciprocal ? piece.high : piece.low);
-    const double highest = piece.frequency(piece.reciprocal ? piece.low : piece.high);
-    if (!intervals.empty() && lowest <= intervals.back().highest * (1.0 + gap)) {
-      intervals.back().highest = highest;
-    } else {
-      intervals.push_back({lowest, highest});
+/// The violating pieces that follow each other without a gap, as intervals of omega. Where nothing can be
+/// told between two of them there is none.
+std::vector<CrossedInterval> joined(const Certificate& certificate) {
+  constexpr double rounded = 1.0 + 1e-12;  // ends of the same frequency, of omega and of its reciprocal
+  std::vector<CrossedInterval> intervals;
+  auto untold = certificate.untold.begin();
+  double reached = -1.0;
+  for (const Piece& piece : certificate.violating) {
+    const CrossedInterval next = interval_of(piece);
+    for (; untold != certificate.untold.end() && interval_of(*untold).lowest < next.lowest; ++untold) {
+      if (interval_of(*untold).lowest <= reached * rounded) {
+        reached = interval_of(*untold).highest;
+      }
     }
+    if (!intervals.empty() && next.lowest <= reached * rounded) {
+      intervals.back().highest = next.highest;
+    } else {
+      intervals.push_back(next);
+    }
+    reached = next.highest;
   }
   return intervals;
 }
@@ -84,14 +95,30 @@ Passivity passivity(const Model& model) {
   result.pieces = certificate.pieces;
   result.decided = certificate.decided || certificate.witness;
   result.proportional_fault = proportional_fault(scaled);
-  result.passive = certificate.holds && result.proportional_fault.empty();
+  bool holds = certificate.holds;
+  std::optional<HamiltonianDecision> hamiltonian;
+  if (!result.decided && hamiltonian_order(scaled) <= largest_hamiltonian) {
+    hamiltonian = decide_by_hamiltonian(scaled, touching);
+    if (hamiltonian) {
+      result.decided = true;
+      result.method = PassivityMethod::hamiltonian;
+      holds = hamiltonian->holds;
+    }
+  }
+  result.passive = holds && result.proportional_fault.empty();
   const Scan scan(scaled);
   Extreme extreme =
       scaled.ports <= ports_to_be_certain ? scan.certified_largest(pieces_to_be_certain) : scan.largest();
-  if (!certificate.holds) {
-    const Certificate all = certify(scaled, touching, Thoroughness::intervals);
-    result.pieces += all.pieces;
-    for (const Interval& interval : joined(all.violating)) {
+  if (!holds) {
+    std::vector<CrossedInterval> intervals;
+    if (hamiltonian) {
+      intervals = hamiltonian->violating;
+    } else if (certificate.witness) {  // without one the same pieces would be left open again
+      const Certificate all = certify(scaled, touching, Thoroughness::intervals);
+      result.pieces += all.pieces;
+      intervals = joined(all);
+    }
+    for (const CrossedInterval& interval : intervals) {
       const Extreme worst = scan.largest_within(interval.lowest, interval.highest);
       result.violations.push_back({in_hertz(interval.lowest), in_hertz(interval.highest),
                                    value(worst.measure), in_hertz(worst.omega)});

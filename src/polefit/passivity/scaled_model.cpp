@@ -31,16 +31,18 @@ void refuse_what_cannot_be_passive(const Model& model) {
   }
 }
 
-/// The upper end of the band that the model was fitted to, or what its poles say of it.
+/// The power of two, so that scaling is exact, at the upper end of the band that the model was fitted to, or
+/// at what its poles say of it.
 double unit_of(const Model& model) {
-  if (model.origin && model.origin->highest > 0.0) {
-    return numerics::two_pi * model.origin->highest;
-  }
   double largest = 0.0;
-  for (const std::complex<double> pole : model.poles) {
-    largest = std::max(largest, std::abs(pole));
+  if (model.origin && model.origin->highest > 0.0) {
+    largest = numerics::two_pi * model.origin->highest;
+  } else {
+    for (const std::complex<double> pole : model.poles) {
+      largest = std::max(largest, std::abs(pole));
+    }
   }
-  return largest > 0.0 ? largest : 1.0;
+  return largest > 0.0 && std::isfinite(largest) ? std::exp2(std::ilogb(largest)) : 1.0;
 }
 
 double norm_of_row(const Matrix& x, std::size_t k) {
@@ -62,6 +64,17 @@ double size_of(const ScaledModel& model) {
         size = std::max(size, residue / std::abs(model.poles[i].real()));
       });
   return size > 0.0 ? size : 1.0;
+}
+
+/// Whether products of a few of its numbers are in the range of a double.
+bool is_in_range(const ScaledModel& model) {
+  constexpr double largest = 1e100;
+  const auto small = [](double value) { return std::abs(value) <= largest; };
+  return std::all_of(
+             model.poles.begin(), model.poles.end(),
+             [](std::complex<double> a) { return std::abs(a) <= largest && a.real() <= -1.0 / largest; }) &&
+         std::all_of(model.x.elements.begin(), model.x.elements.end(), small) &&
+         std::all_of(model.e.elements.begin(), model.e.elements.end(), small);
 }
 
 }  // namespace
@@ -100,6 +113,10 @@ ScaledModel scaled_model(const Model& model) {
       scaled.x(kept.size(), place) = model.constants[r];
       scaled.e(row, column) = model.proportionals[r] * scaled.unit;
     }
+  }
+  if (!is_in_range(scaled)) {
+    throw Error(ErrorKind::bad_shape,
+                "the model has numbers that are too large or too small to tell whether it is passive");
   }
   if (!scaled.scattering) {
     scaled.scale = size_of(scaled);

@@ -24,7 +24,7 @@ using numerics::Matrix;
 struct ScaledModel {
   bool scattering = true;  ///< S, else Y or Z
   std::size_t ports = 0;
-  double unit = 1.0;  ///< rad/s
+  double unit = 1.0;  ///< rad/s, a power of two
   Poles poles;
   Matrix x;  ///< (poles + 1) x ports^2: X_k by columns in row k, the constant's last
   Matrix e;  ///< ports x ports: E times the unit
@@ -35,7 +35,8 @@ struct ScaledModel {
 };
 
 /// Throws Error (bad_shape) for a model that is no whole matrix or not that of a real system, whose poles are
-/// not all in the left half-plane, or with numbers that are not finite.
+/// not all in the left half-plane, or with numbers that are not finite or, in these units, above 1e100, or
+/// dampings below 1e-100.
 ScaledModel scaled_model(const Model& model);
 
 /// phi at s = j omega, one value a function.

@@ -64,7 +64,10 @@ std::string extreme_text(const polefit::Passivity& passivity, char parameter) {
 std::string passivity_text(const polefit::Passivity& passivity, char parameter) {
   const std::string extreme = extreme_text(passivity, parameter);
   if (passivity.passive) {
-    return "certified at all frequencies (" + extreme + ")";
+    return (passivity.method == polefit::PassivityMethod::certificate
+                ? "certified at all frequencies ("
+                : "at all frequencies, by a Hamiltonian matrix (") +
+           extreme + ")";
   }
   if (!passivity.proportional_fault.empty()) {
     return "no: " + passivity.proportional_fault;

@@ -1,0 +1,178 @@
+/// What it takes to tell whether a model is passive: beside the fit that made it, of many ports, and in
+/// memory.
+///
+/// Times are the least of several runs but for those of many ports, which are of one.
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <complex>
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "polefit/fit.hpp"
+#include "polefit/passive_networks.hpp"
+#include "polefit/passivity.hpp"
+#include "polefit/passivity/certificate.hpp"
+#include "polefit/passivity/extreme_value.hpp"
+#include "polefit/passivity/hamiltonian.hpp"
+#include "process_memory.hpp"
+
+namespace {
+
+using namespace polefit;
+using benchmark_support::forget_peak;
+using benchmark_support::status_mebibytes;
+
+template <class Work>
+double seconds_of(const Work& work) {
+  const auto before = std::chrono::steady_clock::now();
+  work();
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - before).count();
+}
+
+/// The least time of five calls, in milliseconds.
+template <class Work>
+double milliseconds(const Work& work) {
+  double best = 1e300;
+  for (int i = 0; i < 5; ++i) {
+    best = std::min(best, 1e3 * seconds_of(work));
+  }
+  return best;
+}
+
+/// Two-ports of 200 samples with 30 poles: the check against the fit.
+void compare_with_fits() {
+  constexpr int networks = 21;
+  struct Case {
+    double fit;
+    double check;
+    std::size_t pieces;
+    bool passive;
+  };
+  std::vector<Case> cases;
+  for (int seed = 0; seed < networks; ++seed) {
+    const Network network = passive_networks::passive_network(static_cast<std::uint64_t>(seed), 2, 200, 'S');
+    Options options;
+    options.complex_pairs = 15;
+    Fit found;
+    Case& timed = cases.emplace_back();
+    timed.fit = milliseconds([&] { found = fit(network, options); });
+    Passivity told;
+    timed.check = milliseconds([&] { told = passivity(found.model); });
+    timed.pieces = told.pieces;
+    timed.passive = told.passive;
+  }
+  std::sort(cases.begin(), cases.end(),
+            [](const Case& a, const Case& b) { return a.check / a.fit < b.check / b.fit; });
+  std::printf("two ports, 30 poles, 200 samples: check and fit of %d networks, by their ratio\n", networks);
+  for (const auto& [what, place] :
+       {std::pair{"least", 0}, std::pair{"median", networks / 2}, std::pair{"worst", networks - 1}}) {
+    const Case& shown = cases[static_cast<std::size_t>(place)];
+    std::printf("%8s %8.2f ms %8.2f ms %7.3f   %zu pieces, %s\n", what, shown.check, shown.fit,
+                shown.check / shown.fit, shown.pieces, shown.passive ? "passive" : "not passive");
+  }
+}
+
+/// Residues V V^H |Re a| of rank 3, qualities from 3 to 30, all over the band; scaled so that the largest
+/// singular value at a resonance is `top`.
+Model large_model(std::size_t ports, std::size_t poles, double top) {
+  std::mt19937_64 generator(ports);
+  std::normal_distribution<double> normal;
+  std::uniform_real_distribution<double> uniform(0.0, 1.0);
+  Model model;
+  for (std::size_t i = 0; i < poles; i += 2) {
+    const double omega = 0.05 + 0.95 * static_cast<double>(i) / static_cast<double>(poles);
+    const double quality = 3.0 * std::pow(10.0, uniform(generator));
+    model.poles.emplace_back(-0.5 * omega / quality, omega);
+    model.poles.push_back(std::conj(model.poles.back()));
+  }
+  model.residues.resize(ports * ports * poles);
+  constexpr std::size_t rank = 3;
+  for (std::size_t i = 0; i < poles; i += 2) {
+    std::vector<std::complex<double>> v(ports * rank);
+    for (std::complex<double>& element : v) {
+      const double real = normal(generator);
+      element = {real, 0.3 * normal(generator)};
+    }
+    const double size = -model.poles[i].real() / static_cast<double>(ports);
+    for (std::size_t row = 0; row < ports; ++row) {
+      for (std::size_t column = 0; column < ports; ++column) {
+        std::complex<double> sum;
+        for (std::size_t k = 0; k < rank; ++k) {
+          sum += v[row * rank + k] * std::conj(v[column * rank + k]);
+        }
+        const std::size_t place = (row * ports + column) * poles + i;
+        model.residues[place] = size * sum;
+        model.residues[place + 1] = std::conj(model.residues[place]);
+      }
+    }
+  }
+  model.constants.resize(ports * ports);
+  model.proportionals.resize(ports * ports);
+  model.network = NetworkMatrix{'S', std::vector<double>(ports, 50.0), all_elements(ports)};
+  const ScaledModel scaled = scaled_model(model);
+  double largest = 0.0;
+  for (std::size_t i = 0; i < poles; i += 2) {
+    largest = std::max(largest, measure_at(scaled, scaled.poles[i].imag()));
+  }
+  for (std::complex<double>& residue : model.residues) {
+    residue *= top / largest;
+  }
+  return model;
+}
+
+void measure_large(std::size_t ports, std::size_t poles) {
+  const Model model = large_model(ports, poles, 0.98);
+  const ScaledModel scaled = scaled_model(model);
+  forget_peak();
+  const double before = status_mebibytes("VmRSS:");
+  Certificate certificate;
+  const double certified =
+      seconds_of([&] { certificate = certify(scaled, 1.0 + 1e-9, Thoroughness::yes_or_no); });
+  const double peak = status_mebibytes("VmHWM:") - before;
+  forget_peak();
+  Passivity told;
+  const double whole = seconds_of([&] { told = passivity(model); });
+  const double whole_peak = status_mebibytes("VmHWM:") - before;
+  std::printf("%4zu x %3zu %12.2f s %6zu pieces %8.1f MiB %12.2f s %8.1f MiB   %s, largest %.6f\n", ports,
+              poles, certified, certificate.pieces, peak, whole, whole_peak,
+              told.passive ? "passive" : "not passive", told.extreme);
+  static_cast<void>(std::fflush(stdout));
+}
+
+void measure_hamiltonian(std::size_t ports, std::size_t poles) {
+  const ScaledModel model = scaled_model(large_model(ports, poles, 0.98));
+  std::vector<double> crossings;
+  const double time = milliseconds([&] { crossings = hamiltonian_crossings(model, 1.0).value(); });
+  std::printf("  %zu: %.2f ms", hamiltonian_order(model), time);
+}
+
+void measure_all() {
+  compare_with_fits();
+  std::printf("\nHamiltonian matrices by order:");
+  for (const auto& [ports, poles] : {std::pair{2U, 30U}, std::pair{5U, 20U}, std::pair{8U, 24U}}) {
+    measure_hamiltonian(ports, poles);
+  }
+  std::printf("\n\nports x poles    certificate                  memory   passivity, whole      memory\n");
+  for (const auto& [ports, poles] : {std::pair{8U, 30U}, std::pair{20U, 40U}, std::pair{40U, 60U},
+                                     std::pair{83U, 40U}, std::pair{245U, 40U}}) {
+    measure_large(ports, poles);
+  }
+}
+
+}  // namespace
+
+int main() {
+  try {
+    measure_all();
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "passivity_cases: %s\n", error.what());
+    return 1;
+  }
+}

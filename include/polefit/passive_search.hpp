@@ -1,0 +1,34 @@
+/// Fits whose order is found, and whose model is passive.
+#pragma once
+
+#include "polefit/enforcement.hpp"
+#include "polefit/export.hpp"
+#include "polefit/network_data.hpp"
+#include "polefit/network_matrix.hpp"
+#include "polefit/options.hpp"
+#include "polefit/order_search.hpp"
+
+namespace polefit {
+
+/// What was found.
+struct PassiveSearch {
+  /// Its model is passive, its errors are those of that model; the orders that were tried are those of all
+  /// searches.
+  Search search;
+  EnforcementReport enforcement;  ///< of the model that was taken
+};
+
+/// As fit_to_error, for the samples of a whole S, Y or Z matrix, of models made passive: the error that
+/// counts is that behind enforcement. Where the target is lost by it, or where the error that could be
+/// reached grows by more than 5 per cent, room poles are added, orders tried that are smaller, with less
+/// beyond the band that would have to be mended, and larger, with an error that leaves room for it. Of the
+/// models that meet the target the one with the fewest poles is taken, and if none does the one with the
+/// least error. Also ends with a passive model for data that are not those of a passive network; it is then
+/// as far from them as they are from passive ones.
+///
+/// Throws Error as fit_to_error and as enforce_passivity do. Models with poles in the right half-plane cannot
+/// be passive: bad_option for options that permit them.
+POLEFIT_EXPORT PassiveSearch fit_to_error_passively(const NetworkData& data, const NetworkMatrix& matrix,
+                                                    const Target& target, const Options& options = {});
+
+}  // namespace polefit

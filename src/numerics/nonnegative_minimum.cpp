@@ -1,0 +1,164 @@
+#include "numerics/nonnegative_minimum.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <limits>
+
+namespace numerics {
+namespace {
+
+constexpr double ridge = 1e-12;
+
+/// The unknowns above 0, with the Cholesky factor of their part of k.
+class ActiveSet {
+ public:
+  ActiveSet(const Matrix& k, const std::vector<double>& d) : k_(k), d_(d) {}
+
+  const std::vector<std::size_t>& members() const { return members_; }
+
+  /// False when it depends on the others.
+  bool add(std::size_t unknown) {
+    const std::size_t n = members_.size();
+    std::vector<double> row;
+    double diagonal = element(unknown, unknown) * (1.0 + ridge);
+    for (std::size_t i = 0; i < n; ++i) {
+      double sum = element(unknown, members_[i]);
+      for (std::size_t j = 0; j < i; ++j) {
+        sum -= rows_[i][j] * row[j];
+      }
+      row.push_back(sum / rows_[i][i]);
+      diagonal -= row.back() * row.back();
+    }
+    if (!(diagonal > 0.5 * ridge * element(unknown, unknown))) {
+      return false;
+    }
+    row.push_back(std::sqrt(diagonal));
+    rows_.push_back(std::move(row));
+    members_.push_back(unknown);
+    return true;
+  }
+
+  /// Takes out the member at a place; those behind it are factorised anew.
+  void remove(std::size_t place) {
+    const std::vector<std::size_t> behind(members_.begin() + static_cast<std::ptrdiff_t>(place) + 1,
+                                          members_.end());
+    members_.resize(place);
+    rows_.resize(place);
+    for (const std::size_t unknown : behind) {
+      add(unknown);
+    }
+  }
+
+  /// The values of the members that solve their equations.
+  std::vector<double> solution() const {
+    const std::size_t n = members_.size();
+    std::vector<double> x(n);
+    for (std::size_t i = 0; i < n; ++i) {
+      double sum = d_[members_[i]];
+      for (std::size_t j = 0; j < i; ++j) {
+        sum -= rows_[i][j] * x[j];
+      }
+      x[i] = sum / rows_[i][i];
+    }
+    for (std::size_t i = n; i-- > 0;) {
+      x[i] /= rows_[i][i];
+      for (std::size_t j = 0; j < i; ++j) {
+        x[j] -= rows_[i][j] * x[i];
+      }
+    }
+    return x;
+  }
+
+  double element(std::size_t i, std::size_t j) const { return k_(std::max(i, j), std::min(i, j)); }
+
+ private:
+  const Matrix& k_;
+  const std::vector<double>& d_;
+  std::vector<std::size_t> members_;
+  std::vector<std::vector<double>> rows_;  // of the factor, which is lower triangular
+};
+
+/// Moves the members' values towards the solution of their equations, and takes out those that get to 0,
+/// until none does.
+void settle(ActiveSet& active, std::vector<double>& x) {
+  while (!active.members().empty()) {
+    const std::vector<double> solution = active.solution();
+    double step = 1.0;
+    for (std::size_t i = 0; i < solution.size(); ++i) {
+      const double now = x[active.members()[i]];
+      if (solution[i] <= 0.0) {
+        step = std::min(step, now / (now - solution[i]));
+      }
+    }
+    if (std::isnan(step)) {
+      step = 0.0;
+    }
+    std::size_t first_out = solution.size();
+    for (std::size_t i = 0; i < solution.size(); ++i) {
+      double& value = x[active.members()[i]];
+      value += step * (solution[i] - value);
+      if (step < 1.0 && solution[i] <= 0.0 &&
+          value <= std::numeric_limits<double>::epsilon() * std::abs(solution[i])) {
+        first_out = std::min(first_out, i);
+      }
+    }
+    if (step == 1.0) {
+      return;
+    }
+    for (std::size_t i = active.members().size(); i-- > first_out;) {
+      double& value = x[active.members()[i]];
+      if (solution[i] <= 0.0 && value <= std::numeric_limits<double>::epsilon() * std::abs(solution[i])) {
+        value = 0.0;
+        active.remove(i);
+      }
+    }
+  }
+}
+
+}  // namespace
+
+NonnegativeMinimum nonnegative_minimum(const Matrix& k, const std::vector<double>& d,
+                                       const std::vector<double>& start, double tolerance, int most) {
+  const std::size_t n = d.size();
+  NonnegativeMinimum result{std::vector<double>(n), true};
+  ActiveSet active(k, d);
+  for (std::size_t i = 0; i < start.size(); ++i) {
+    if (start[i] > 0.0 && active.add(i)) {
+      result.x[i] = start[i];
+    }
+  }
+  settle(active, result.x);
+  std::vector<bool> refused(n);
+  for (int change = 0; change < most; ++change) {
+    std::size_t steepest = n;
+    double largest = tolerance;
+    for (std::size_t i = 0; i < n; ++i) {
+      if (result.x[i] > 0.0 || refused[i]) {
+        continue;
+      }
+      double slope = d[i];
+      for (const std::size_t j : active.members()) {
+        slope -= active.element(i, j) * result.x[j];
+      }
+      if (slope > largest) {
+        largest = slope;
+        steepest = i;
+      }
+    }
+    if (steepest == n) {
+      return result;
+    }
+    refused[steepest] = !active.add(steepest);
+    if (!refused[steepest]) {
+      settle(active, result.x);
+      // What was dependent need not be any more.
+      std::fill(refused.begin(), refused.end(), false);
+      refused[steepest] = result.x[steepest] == 0.0;
+    }
+  }
+  result.converged = false;
+  return result;
+}
+
+}  // namespace numerics

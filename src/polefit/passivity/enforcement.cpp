@@ -1,0 +1,366 @@
+#include "polefit/enforcement.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <optional>
+#include <utility>
+
+#include "numerics/angular_frequency.hpp"
+#include "numerics/hermitian_eigenvalues.hpp"
+#include "polefit/error.hpp"
+#include "polefit/model/model_faults.hpp"
+#include "polefit/passivity/certificate.hpp"
+#include "polefit/passivity/extreme_value.hpp"
+#include "polefit/passivity/harm.hpp"
+#include "polefit/passivity/matrix_samples.hpp"
+#include "polefit/passivity/nearest_passive.hpp"
+#include "polefit/passivity/room_poles.hpp"
+#include "polefit/passivity/scaled_model.hpp"
+
+namespace polefit {
+namespace {
+
+using Complex = std::complex<double>;
+
+/// Parts of the largest value by which a symmetric model may miss symmetry.
+constexpr double symmetric_to = 1e-9;
+/// An error that has grown by less is as good as before.
+constexpr double harmless = 1.01;
+/// Errors and their growth below this are rounding, of the data's size.
+constexpr double no_error = 1e-8;
+/// Room poles are tried where the error has grown by more.
+constexpr double worth_room = 1.05;
+/// Weight of what is outside the band: of the error; smaller ones gain nothing, larger ones harm.
+constexpr double outside_of_error = 0.1;
+constexpr double least_outside = 1e-8;
+/// Measures stay below their limit by this part of the error.
+constexpr double margin_of_error = 0.05;
+constexpr double least_margin = 1e-9;
+constexpr double largest_margin = 1e-6;
+constexpr int most_pulls = 12;
+constexpr int most_halvings = 60;
+constexpr std::size_t pieces_to_be_certain = 20000;
+
+bool is_symmetric(const ScaledModel& model) {
+  double largest = 0.0;
+  double difference = 0.0;
+  for (std::size_t k = 0; k < model.x.rows; ++k) {
+    for (std::size_t j = 0; j < model.ports; ++j) {
+      for (std::size_t i = 0; i < model.ports; ++i) {
+        const double value = model.x(k, i + j * model.ports);
+        largest = std::max(largest, std::abs(value));
+        difference = std::max(difference, std::abs(value - model.x(k, j + i * model.ports)));
+      }
+    }
+    if (difference > symmetric_to * largest) {
+      return false;
+    }
+  }
+  return true;
+}
+
+void symmetrise(ScaledModel& model) {
+  for (std::size_t j = 0; j < model.ports; ++j) {
+    for (std::size_t i = 0; i < j; ++i) {
+      for (std::size_t k = 0; k < model.x.rows; ++k) {
+        double& a = model.x(k, i + j * model.ports);
+        double& b = model.x(k, j + i * model.ports);
+        a = b = 0.5 * (a + b);
+      }
+    }
+  }
+}
+
+/// The nearest symmetric matrix without a negative eigenvalue; of zeros for S.
+Matrix nearest_proportional(const ScaledModel& model) {
+  const std::size_t n = model.ports;
+  Matrix result(n, n);
+  if (model.scattering) {
+    return result;
+  }
+  ComplexMatrix symmetric(n, n);
+  for (std::size_t j = 0; j < n; ++j) {
+    for (std::size_t i = 0; i < n; ++i) {
+      result(i, j) = symmetric.re(i, j) = 0.5 * (model.e(i, j) + model.e(j, i));
+    }
+  }
+  const auto found = numerics::hermitian_eigenvalues(symmetric, true);
+  if (!found || found->values.front() >= 0.0) {
+    return result;
+  }
+  for (std::size_t c = 0; c < n; ++c) {
+    // Also what rounding would leave below 0.
+    const double value = std::min(0.0, found->values[c]) - 1e-15 * std::abs(found->values.back());
+    for (std::size_t j = 0; j < n; ++j) {
+      for (std::size_t i = 0; i < n; ++i) {
+        result(i, j) -= value * (found->vectors(i, c) * std::conj(found->vectors(j, c))).real();
+      }
+    }
+  }
+  for (std::size_t j = 0; j < n; ++j) {
+    for (std::size_t i = 0; i < j; ++i) {
+      result(i, j) = result(j, i) = 0.5 * (result(i, j) + result(j, i));
+    }
+  }
+  return result;
+}
+
+/// One enforcement, in units of the model.
+class Enforcer {
+ public:
+  Enforcer(const ScaledModel& model, const WholeMatrix& matrix, const NetworkData& data,
+           const EnforcementOptions& options)
+      : options_(options), base_(model) {
+    samples_ = matrix_samples(base_, matrix, data);
+    before_ = Harm(base_, samples_, least_outside, false).in_band(base_.x);
+    base_.e = nearest_proportional(base_);
+    symmetric_ = is_symmetric(base_);
+    if (symmetric_) {
+      symmetrise(base_);
+    }
+    samples_ = matrix_samples(base_, matrix, data);
+    if (symmetric_) {
+      symmetrise(base_.ports, samples_);
+    }
+    lowest_ = samples_.lowest();
+    highest_ = samples_.highest();
+    enough_ = std::max({harmless * before_, before_ + no_error, options.error_wanted});
+    margin_ = std::clamp(margin_of_error * before_, least_margin, largest_margin);
+    if (options.keep_value_at_zero) {
+      leave_room_at_zero();
+    }
+  }
+
+  struct Found {
+    ScaledModel model;
+    Remedy remedy = Remedy::none;
+    double error = std::numeric_limits<double>::infinity();
+    std::size_t room_pairs = 0;
+  };
+
+  double error_before() const { return before_; }
+  std::size_t rounds() const { return rounds_; }
+
+  Found run() {
+    best_ = Found{};
+    const Harm plain = harm(base_, least_outside);
+    if (options_.keep_value_at_zero) {
+      // What shrinks a model changes its value at 0 Hz.
+    } else if (const std::optional<ScaledModel> shrunk = shrunk_model(base_)) {
+      offer({*shrunk, Remedy::shrinking, plain.in_band(plain.reduced(shrunk->x)), 0});
+    }
+    if (best_.error <= enough_) {
+      return best_;
+    }
+    try_nearest(base_, 0);
+    for (int stage = 1; stage <= 2 && best_.error > std::max(enough_, worth_room * before_); ++stage) {
+      const std::size_t pairs = polefit::room_pairs(stage, lowest_, highest_);
+      if (pairs <= options_.most_room_pairs) {
+        try_nearest(with_room_poles(base_, stage, lowest_, highest_), pairs);
+      }
+    }
+    if (best_.remedy == Remedy::none) {
+      offer({constant_model(), Remedy::near, std::numeric_limits<double>::max(), 0});
+    }
+    return best_;
+  }
+
+ private:
+  double limit() const { return (base_.scattering ? 1.0 : 0.0) + tolerance_; }
+
+  Harm harm(const ScaledModel& model, double outside) const {
+    return {model, samples_, outside, options_.keep_value_at_zero};
+  }
+
+  /// Where the value at 0 Hz is near the limit, a margin would leave none for it.
+  void leave_room_at_zero() {
+    const double left = (base_.scattering ? 1.0 : 0.0) - measure_at(base_, 0.0);
+    const double touching = Passivity().tolerance;
+    if (!(left > -touching)) {
+      throw Error(ErrorKind::bad_option, "the value at 0 Hz cannot be kept: the model is not passive there");
+    }
+    if (left < 4.0 * least_margin) {
+      tolerance_ = 0.75 * touching;
+      margin_ = std::min(margin_, -0.5 * touching);
+    } else {
+      margin_ = std::min(margin_, 0.25 * left);
+    }
+  }
+
+  void offer(Found found) {
+    if (best_.remedy == Remedy::none || found.error < best_.error) {
+      best_ = std::move(found);
+    }
+  }
+
+  void try_nearest(const ScaledModel& model, std::size_t pairs) {
+    const Harm weighed = harm(model, std::max(least_outside, outside_of_error * before_));
+    NearestPassive found = nearest_passive(model, weighed,
+                                           {.symmetric = symmetric_,
+                                            .margin = margin_,
+                                            .tolerance = tolerance_,
+                                            .error_enough = enough_,
+                                            .most_rounds = options_.most_rounds});
+    rounds_ += found.rounds;
+    if (found.certified) {
+      offer({std::move(found.model), Remedy::nearest, found.error, pairs});
+      return;
+    }
+    std::optional<ScaledModel> drawn =
+        options_.keep_value_at_zero ? drawn_to_constant(found.model) : shrunk_model(found.model);
+    if (drawn) {
+      const double error = weighed.in_band(weighed.reduced(drawn->x));
+      offer({*std::move(drawn), Remedy::near, error, pairs});
+    }
+  }
+
+  bool is_passive(const ScaledModel& model) const {
+    return certify(model, limit(), Thoroughness::yes_or_no).holds;
+  }
+
+  /// S over what it exceeds 1 by, Y and Z with as much conductance or resistance more as they lack, and a
+  /// little more where rounding refuses it.
+  std::optional<ScaledModel> shrunk_model(const ScaledModel& model) const {
+    const double measure = Scan(model).certified_largest(pieces_to_be_certain).measure;
+    if (!std::isfinite(measure)) {
+      return std::nullopt;
+    }
+    double more = 2.0 * least_margin;
+    for (int pull = 0; pull < most_pulls; ++pull, more *= 4.0) {
+      ScaledModel shrunk = model;
+      if (model.scattering) {
+        const double factor = 1.0 / (std::max(measure, 1.0) * (1.0 + more));
+        for (double& value : shrunk.x.elements) {
+          value *= factor;
+        }
+      } else {
+        for (std::size_t port = 0; port < model.ports; ++port) {
+          shrunk.x(model.poles.size(), port * (model.ports + 1)) +=
+              (std::max(measure, 0.0) + more) * model.scale;
+        }
+      }
+      if (is_passive(shrunk)) {
+        return shrunk;
+      }
+    }
+    return std::nullopt;
+  }
+
+  /// No poles: the value at 0 Hz where that is kept, else 0.
+  ScaledModel constant_model() const {
+    ScaledModel constant = base_;
+    const ComplexMatrix zero = value_at(base_, 0.0);
+    for (std::size_t j = 0; j < constant.x.columns; ++j) {
+      std::fill_n(constant.x.column(j), constant.x.rows, 0.0);
+      constant.x(constant.poles.size(), j) = options_.keep_value_at_zero ? zero.re.elements[j] : 0.0;
+    }
+    return constant;
+  }
+
+  /// The passive point farthest from the constant value at 0 Hz, on the line to a model.
+  std::optional<ScaledModel> drawn_to_constant(const ScaledModel& model) const {
+    ScaledModel drawn = model;
+    const ComplexMatrix zero = value_at(model, 0.0);
+    const auto draw = [&](double part) {
+      for (std::size_t j = 0; j < drawn.x.columns; ++j) {
+        for (std::size_t k = 0; k < drawn.x.rows; ++k) {
+          drawn.x(k, j) = part * model.x(k, j);
+        }
+        drawn.x(drawn.poles.size(), j) += (1.0 - part) * zero.re.elements[j];
+      }
+      return is_passive(drawn);
+    };
+    double passive = 0.0;
+    double active = 1.0;
+    for (int i = 0; i < most_halvings && active - passive > 1e-9 * active; ++i) {
+      const double middle = 0.5 * (passive + active);
+      (draw(middle) ? passive : active) = middle;
+    }
+    return draw(passive) ? std::optional(drawn) : std::nullopt;
+  }
+
+  const EnforcementOptions& options_;
+  ScaledModel base_;
+  MatrixSamples samples_;
+  bool symmetric_ = false;
+  double before_ = 0.0;
+  double enough_ = 0.0;
+  double margin_ = least_margin;
+  double tolerance_ = 0.0;
+  double lowest_ = 0.0;
+  double highest_ = 0.0;
+  std::size_t rounds_ = 0;
+  Found best_;
+};
+
+/// The model with the values of a scaled one, whose poles are those of the model that have residues and
+/// others behind them.
+Model unscaled(const Model& model, const WholeMatrix& matrix, const ScaledModel& scaled) {
+  Model result = model;
+  std::vector<std::size_t> kept;
+  for (std::size_t i = 0; i < model.poles.size(); ++i) {
+    for (std::size_t r = 0; r < model.responses(); ++r) {
+      if (model.residues_of(r)[i] != 0.0) {
+        kept.push_back(i);
+        break;
+      }
+    }
+  }
+  for (std::size_t k = kept.size(); k < scaled.poles.size(); ++k) {
+    kept.push_back(result.poles.size());
+    result.poles.push_back(scaled.poles[k] * scaled.unit);
+  }
+  const std::size_t order = result.poles.size();
+  result.residues.assign(order * model.responses(), 0.0);
+  for (std::size_t column = 0; column < scaled.ports; ++column) {
+    for (std::size_t row = 0; row < scaled.ports; ++row) {
+      const std::size_t r = matrix.response(row, column);
+      const std::size_t place = row + column * scaled.ports;
+      Complex* const residues = result.residues.data() + r * order;
+      for_each_group(
+          scaled.poles, [&](std::size_t k) { residues[kept[k]] = scaled.x(k, place) * scaled.unit; },
+          [&](std::size_t k) {
+            const Complex residue = Complex(scaled.x(k, place), scaled.x(k + 1, place)) * scaled.unit;
+            residues[kept[k]] = residue;
+            residues[kept[k + 1]] = std::conj(residue);
+          });
+      result.constants[r] = scaled.x(scaled.poles.size(), place);
+      result.proportionals[r] = scaled.e(row, column) / scaled.unit;
+    }
+  }
+  return result;
+}
+
+}  // namespace
+
+Enforcement enforce_passivity(const Model& model, const NetworkData& data,
+                              const EnforcementOptions& options) {
+  Enforcement result;
+  EnforcementReport& report = result.report;
+  result.model = model;
+  report.passivity = passivity(model);
+  check(data);
+  report.errors_before = errors(model, data);
+  report.errors_after = report.errors_before;
+  const WholeMatrix matrix = matrix_of(model);
+  Enforcer enforcer(scaled_model(model), matrix, data, options);
+  report.error_before = report.error_after = enforcer.error_before();
+  if (report.passivity.passive) {
+    return result;
+  }
+  const Enforcer::Found found = enforcer.run();
+  result.model = unscaled(model, matrix, found.model);
+  report.passivity = passivity(result.model);
+  report.remedy = found.remedy;
+  report.room_pairs = found.room_pairs;
+  report.rounds = enforcer.rounds();
+  report.error_after = found.error;
+  report.errors_after = errors(result.model, data);
+  if (result.model.origin) {
+    result.model.origin->errors = report.errors_after;
+  }
+  return result;
+}
+
+}  // namespace polefit

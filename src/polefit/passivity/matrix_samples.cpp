@@ -1,0 +1,139 @@
+#include "polefit/passivity/matrix_samples.hpp"
+
+#include <algorithm>
+#include <cmath>
+
+#include "numerics/angular_frequency.hpp"
+
+namespace polefit {
+namespace {
+
+double root_mean_square(const NetworkData& data, std::size_t r) {
+  double largest = 0.0;
+  for (std::size_t k = 0; k < data.responses.samples; ++k) {
+    largest = std::max(largest, std::abs(data.responses(r, k)));
+  }
+  double squares = 0.0;
+  for (std::size_t k = 0; k < data.responses.samples && largest > 0.0; ++k) {
+    squares += std::norm(data.responses(r, k) / largest);
+  }
+  return largest * std::sqrt(squares / static_cast<double>(data.responses.samples));
+}
+
+/// Of responses that count by the inverse of their size; those of zeros count as the largest does.
+std::vector<double> inverse_sizes(const NetworkData& data) {
+  std::vector<double> sizes;
+  for (std::size_t r = 0; r < data.responses.responses; ++r) {
+    sizes.push_back(root_mean_square(data, r));
+  }
+  const double largest = *std::max_element(sizes.begin(), sizes.end());
+  std::vector<double> weights;
+  for (const double size : sizes) {
+    weights.push_back(1.0 / (size > 0.0 ? size : std::max(largest, 1e-300)));
+  }
+  return weights;
+}
+
+double mean_square(const std::vector<double>& values) {
+  double squares = 0.0;
+  for (const double value : values) {
+    squares += value * value;
+  }
+  return squares / static_cast<double>(values.size());
+}
+
+/// The factors whose product is nearest to the weights: of the responses first, then of the samples.
+struct Factors {
+  std::vector<double> responses;
+  std::vector<double> samples;
+};
+
+Factors factors_of(const NetworkData& data) {
+  const std::size_t m = data.responses.samples;
+  const std::size_t n = data.responses.responses;
+  if (data.weights.empty()) {
+    return {inverse_sizes(data), std::vector<double>(m, 1.0)};
+  }
+  if (data.weights.size() == m) {
+    return {std::vector<double>(n, 1.0), {data.weights.begin(), data.weights.end()}};
+  }
+  Factors factors;
+  for (std::size_t r = 0; r < n; ++r) {
+    const auto own = data.weights.subspan(r * m, m);
+    factors.responses.push_back(std::sqrt(mean_square({own.begin(), own.end()})));
+  }
+  for (std::size_t k = 0; k < m; ++k) {
+    double squares = 0.0;
+    double counted = 0.0;
+    for (std::size_t r = 0; r < n; ++r) {
+      if (factors.responses[r] > 0.0) {
+        const double relative = data.weights[r * m + k] / factors.responses[r];
+        squares += relative * relative;
+        counted += 1.0;
+      }
+    }
+    factors.samples.push_back(std::sqrt(squares / std::max(counted, 1.0)));
+  }
+  // A response that does not count at all still must not run away.
+  const double largest = *std::max_element(factors.responses.begin(), factors.responses.end());
+  for (double& factor : factors.responses) {
+    factor = std::max(factor, 1e-6 * largest);
+  }
+  return factors;
+}
+
+}  // namespace
+
+double MatrixSamples::lowest() const { return *std::min_element(omega.begin(), omega.end()); }
+double MatrixSamples::highest() const { return *std::max_element(omega.begin(), omega.end()); }
+
+MatrixSamples matrix_samples(const ScaledModel& model, const WholeMatrix& matrix, const NetworkData& data) {
+  const Factors factors = factors_of(data);
+  MatrixSamples samples;
+  const double unit = std::sqrt(mean_square(factors.samples));
+  for (std::size_t k = 0; k < data.responses.samples; ++k) {
+    samples.omega.push_back(numerics::two_pi * data.frequencies[k] / model.unit);
+    samples.omega_weights.push_back(factors.samples[k] / (unit > 0.0 ? unit : 1.0));
+  }
+  double squares = 0.0;
+  for (std::size_t column = 0; column < model.ports; ++column) {
+    for (std::size_t row = 0; row < model.ports; ++row) {
+      samples.element_weights.push_back(factors.responses[matrix.response(row, column)]);
+    }
+  }
+  for (std::size_t k = 0; k < data.responses.samples; ++k) {
+    for (std::size_t column = 0; column < model.ports; ++column) {
+      for (std::size_t row = 0; row < model.ports; ++row) {
+        const std::complex<double> value = data.responses(matrix.response(row, column), k);
+        const std::size_t place = row + column * model.ports;
+        const double weight = samples.omega_weights[k] * samples.element_weights[place];
+        squares += std::norm(weight * value);
+        samples.values.push_back(value - std::complex<double>(0.0, samples.omega[k] * model.e(row, column)));
+      }
+    }
+  }
+  const double size = std::sqrt(squares / static_cast<double>(samples.values.size()));
+  if (size > 0.0 && std::isfinite(size)) {
+    for (double& weight : samples.element_weights) {
+      weight /= size;
+    }
+  }
+  return samples;
+}
+
+void symmetrise(std::size_t ports, MatrixSamples& samples) {
+  for (std::size_t j = 0; j < ports; ++j) {
+    for (std::size_t i = 0; i < j; ++i) {
+      const std::size_t a = i + j * ports;
+      const std::size_t b = j + i * ports;
+      const double weight = 0.5 * (samples.element_weights[a] + samples.element_weights[b]);
+      samples.element_weights[a] = samples.element_weights[b] = weight;
+      for (std::size_t k = 0; k < samples.omega.size(); ++k) {
+        std::complex<double>* const values = samples.values.data() + k * ports * ports;
+        values[a] = values[b] = 0.5 * (values[a] + values[b]);
+      }
+    }
+  }
+}
+
+}  // namespace polefit

@@ -1,0 +1,33 @@
+/// The passive model that is nearest to data, with the poles as they are.
+///
+/// The nearest model behind all planes so far is found, cut off by planes at its own violations, and found
+/// again (Kelley, "The cutting-plane method for solving convex programs", J. SIAM 8, 1960). Planes alone are
+/// slow at the end: each round also tries a point that lies inside by what is still violated, which is the
+/// result as soon as it is passive and costs next to nothing.
+#pragma once
+
+#include <cstddef>
+
+#include "polefit/passivity/harm.hpp"
+#include "polefit/passivity/scaled_model.hpp"
+
+namespace polefit {
+
+struct NearestPassive {
+  ScaledModel model;
+  bool certified = false;  ///< passive; else the last point, which is not
+  double error = 0.0;      ///< in the band
+  std::size_t rounds = 0;
+};
+
+struct NearestOptions {
+  bool symmetric = false;     ///< keeps the matrix symmetric
+  double margin = 1e-9;       ///< by which measures stay below their limit
+  double tolerance = 0.0;     ///< by which the certificate may exceed it
+  double error_enough = 0.0;  ///< a passive model with such an error ends the search
+  std::size_t most_rounds = 60;
+};
+
+NearestPassive nearest_passive(const ScaledModel& model, const Harm& harm, const NearestOptions& options);
+
+}  // namespace polefit

@@ -1,0 +1,66 @@
+/// Planes that every passive model is behind, and the model nearest to the data behind all of them.
+///
+/// At a frequency omega with singular vectors u, v of a singular value above 1, every passive model has
+/// Re(u^H H(j omega) v) <= 1 (Kelley, "The cutting-plane method for solving convex programs", J. SIAM 8,
+/// 1960). Unknowns of a model are never formed into one vector: of two planes with matrices c_k = conj(u) v^T
+/// and p_k = R^-T phi, the product of the normals is
+///
+///   Re[(c_k . c_l)(p_k . p_l) + (c_k . conj c_l)(p_k . conj p_l)] / 2.
+#pragma once
+
+#include <complex>
+#include <cstddef>
+#include <vector>
+
+#include "polefit/passivity/harm.hpp"
+#include "polefit/passivity/scaled_model.hpp"
+
+namespace polefit {
+
+/// A measure of a model with the vectors that belong to it: it is Re(sum c_ij H_ij).
+struct Peak {
+  double omega = 0.0;
+  double measure = 0.0;
+  std::vector<std::complex<double>> c;  // by columns
+};
+
+/// All measures above the limit at a frequency, the largest first; with `symmetric` their c are symmetric.
+std::vector<Peak> peaks_at(const ScaledModel& model, double omega, double limit, bool symmetric);
+
+class Planes {
+ public:
+  /// `harm` must outlive it. No measure is to be above the limit.
+  Planes(const Harm& harm, double limit) : harm_(harm), limit_(limit) {}
+
+  double limit() const { return limit_; }
+  bool empty() const { return planes_.empty(); }
+  void add(const std::vector<Peak>& peaks);
+
+  /// The nearest coefficients behind all planes, each moved inwards by `inwards` where it is in the band and
+  /// by `outwards` elsewhere.
+  Matrix nearest(double inwards, double outwards);
+
+  /// Drops planes that have not held anything for some rounds.
+  void drop_idle();
+
+ private:
+  struct Plane {
+    std::vector<std::complex<double>> c;  // by columns, over the weights
+    std::vector<std::complex<double>> p;
+    double length = 1.0;
+    double distance = 0.0;  // of the centre beyond it, times the length
+    bool in_band = false;
+    int idle = 0;
+  };
+
+  static double product(const Plane& a, const Plane& b);
+  Plane plane_of(const Peak& peak) const;
+
+  const Harm& harm_;
+  double limit_;
+  std::vector<Plane> planes_;
+  std::vector<double> multipliers_;
+  Matrix products_;
+};
+
+}  // namespace polefit

@@ -1,0 +1,91 @@
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <optional>
+
+#include "polefit/enforcement.hpp"
+#include "polefit/error.hpp"
+#include "polefit/passivity/extreme_value.hpp"
+#include "polefit/passivity/scaled_model.hpp"
+
+namespace polefit {
+namespace {
+
+/// Of the norm of a matrix of noise, which is what that adds to a singular value at most.
+constexpr double times_noise = 3.0;
+
+ComplexMatrix value_of(const NetworkData& data, const WholeMatrix& matrix, std::size_t k) {
+  ComplexMatrix value(matrix.ports(), matrix.ports());
+  for (std::size_t j = 0; j < matrix.ports(); ++j) {
+    for (std::size_t i = 0; i < matrix.ports(); ++i) {
+      value.set(i, j, data.responses(matrix.response(i, j), k));
+    }
+  }
+  return value;
+}
+
+double norm_of(const ComplexMatrix& value) {
+  double squares = 0.0;
+  for (std::size_t i = 0; i < value.re.elements.size(); ++i) {
+    squares += value.re.elements[i] * value.re.elements[i] + value.im.elements[i] * value.im.elements[i];
+  }
+  return std::sqrt(squares);
+}
+
+/// Root mean square of the norm of the noise of all elements, for Y and Z relative to that of the matrix.
+double size_of_noise(const NetworkData& data, const std::vector<double>& noise, bool relative) {
+  double noisy = 0.0;
+  double all = 0.0;
+  for (std::size_t r = 0; r < noise.size(); ++r) {
+    double squares = 0.0;
+    for (std::size_t k = 0; k < data.responses.samples; ++k) {
+      squares += std::norm(data.responses(r, k));
+    }
+    noisy += noise[r] * noise[r] * squares;
+    all += squares;
+  }
+  const double of = relative ? all : static_cast<double>(data.responses.samples);
+  return noisy > 0.0 ? std::sqrt(noisy / of) : 0.0;
+}
+
+}  // namespace
+
+SampledPassivity sampled_passivity(const NetworkData& data, const NetworkMatrix& matrix,
+                                   const std::vector<double>& noise) {
+  check(data);
+  const std::optional<WholeMatrix> whole = whole_matrix(matrix);
+  if (!whole) {
+    throw Error(ErrorKind::bad_shape, "the network has " + *incompleteness(matrix));
+  }
+  if (whole->ports() * whole->ports() != data.responses.responses ||
+      !(noise.empty() || noise.size() == data.responses.responses)) {
+    throw Error(ErrorKind::bad_shape, "the matrix, the data and their noise have not as many responses");
+  }
+  ScaledModel form;
+  form.scattering = matrix.parameter == 'S';
+  form.ports = whole->ports();
+  SampledPassivity result;
+  result.tolerance = std::max(result.tolerance, times_noise * size_of_noise(data, noise, !form.scattering));
+  double worst = -std::numeric_limits<double>::infinity();
+  for (std::size_t k = 0; k < data.responses.samples; ++k) {
+    const ComplexMatrix value = value_of(data, *whole, k);
+    const double norm = norm_of(value);
+    form.scale = form.scattering || !(norm > 0.0) ? 1.0 : norm;
+    const double measure = measure_of(form, value);
+    const double frequency = data.frequencies[k];
+    if (measure > worst) {
+      worst = measure;
+      result.frequency = frequency;
+    }
+    if (measure > (form.scattering ? 1.0 : 0.0) + result.tolerance) {
+      result.lowest = result.samples == 0 ? frequency : std::min(result.lowest, frequency);
+      result.highest = result.samples == 0 ? frequency : std::max(result.highest, frequency);
+      ++result.samples;
+    }
+  }
+  result.extreme = form.scattering ? worst : -worst;
+  result.passive = result.samples == 0;
+  return result;
+}
+
+}  // namespace polefit

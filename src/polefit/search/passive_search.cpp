@@ -1,0 +1,127 @@
+#include "polefit/passive_search.hpp"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <optional>
+#include <utility>
+
+#include "polefit/model/overall_error.hpp"
+
+namespace polefit {
+namespace {
+
+/// An error that has grown by less is as good as before.
+constexpr double harmless = 1.05;
+constexpr double rounding = 1e-8;
+constexpr std::size_t most_room_pairs = 6;
+/// Of the order that was found, those that are tried in its place, and of the target.
+constexpr std::array smaller{0.75, 0.5, 0.375};
+constexpr std::array tighter{0.5, 0.25};
+
+class Searcher {
+ public:
+  Searcher(const NetworkData& data, const NetworkMatrix& matrix, const Target& target, const Options& options)
+      : data_(data), matrix_(matrix), target_(target), options_(options) {}
+
+  PassiveSearch run() {
+    offer(fit_to_error(data_, target_, options_));
+    const std::size_t order = order_;
+    const double before = best_->enforcement.error_before;
+    const bool was_met = met_before_;
+    const auto enough = [&] {
+      return cancelled_ || (was_met && meets(*best_)) ||
+             best_->enforcement.error_after <= std::max(harmless * before, before + rounding);
+    };
+    for (std::size_t i = 0; i < smaller.size() && !enough(); ++i) {
+      if (i < tighter.size()) {
+        Target with_room = target_;
+        with_room.error *= tighter[i];
+        offer(fit_to_error(data_, with_room, options_));
+      }
+      Target limited = target_;
+      limited.most_poles = static_cast<std::size_t>(smaller[i] * static_cast<double>(order));
+      if (!enough() && *limited.most_poles > 0) {
+        offer(fit_to_error(data_, limited, options_));
+      }
+    }
+    best_->search.steps = std::move(steps_);
+    return *std::move(best_);
+  }
+
+ private:
+  bool meets(const PassiveSearch& found) const { return found.search.error <= target_.error; }
+
+  double measured(const Report& report) const {
+    switch (target_.measure) {
+      case Measure::relative_rms:
+        return report.relative_error;
+      case Measure::worst_response:
+        return report.worst_relative_error;
+      default:
+        return report.largest_error;
+    }
+  }
+
+  /// Makes a model passive, and keeps it where it is better than the best so far.
+  void offer(Search search) {
+    steps_.insert(steps_.end(), search.steps.begin(), search.steps.end());
+    cancelled_ = cancelled_ || search.end == SearchEnd::cancelled;
+    Fit& fit = search.fit;
+    order_ = fit.model.poles.size();
+    met_before_ = search.error <= target_.error;
+    fit.model.network = matrix_;
+    Enforcement enforced = enforce_passivity(
+        fit.model, data_, {.most_room_pairs = most_room_pairs, .keep_value_at_zero = keeps_zero()});
+    fit.model = std::move(enforced.model);
+    if (enforced.report.remedy != Remedy::none) {
+      fit.report.errors = enforced.report.errors_after;
+      const OverallError overall = overall_error(fit.report.errors);
+      fit.report.relative_error = overall.relative;
+      fit.report.worst_relative_error = overall.worst;
+      fit.report.largest_error = overall.largest;
+      search.error = measured(fit.report);
+    }
+    PassiveSearch found{std::move(search), std::move(enforced.report)};
+    if (!best_ || better(found, *best_)) {
+      best_ = std::move(found);
+    }
+  }
+
+  bool better(const PassiveSearch& found, const PassiveSearch& than) const {
+    if (meets(found) != meets(than)) {
+      return meets(found);
+    }
+    if (meets(found)) {
+      return found.search.fit.model.poles.size() < than.search.fit.model.poles.size();
+    }
+    return found.search.error < than.search.error;
+  }
+
+  bool keeps_zero() const {
+    return options_.exact_sample && *options_.exact_sample < data_.frequencies.size() &&
+           data_.frequencies[*options_.exact_sample] == 0.0;
+  }
+
+  const NetworkData& data_;
+  const NetworkMatrix& matrix_;
+  const Target& target_;
+  const Options& options_;
+  std::optional<PassiveSearch> best_;
+  std::vector<Step> steps_;
+  std::size_t order_ = 0;
+  bool met_before_ = false;
+  bool cancelled_ = false;
+};
+
+}  // namespace
+
+PassiveSearch fit_to_error_passively(const NetworkData& data, const NetworkMatrix& matrix,
+                                     const Target& target, const Options& options) {
+  if (!options.stable) {
+    throw Error(ErrorKind::bad_option, "a model with poles that need not be stable cannot be made passive");
+  }
+  return Searcher(data, matrix, target, options).run();
+}
+
+}  // namespace polefit
