@@ -39,14 +39,23 @@ class ActiveSet {
     return true;
   }
 
-  /// Takes out the member at a place; those behind it are factorised anew.
+  /// Takes out the member at a place: rotations of neighbouring columns make the rows behind it those of a
+  /// triangle again (Gill, Golub, Murray, Saunders, "Methods for modifying matrix factorizations", Math.
+  /// Comp. 28, 1974).
   void remove(std::size_t place) {
-    const std::vector<std::size_t> behind(members_.begin() + static_cast<std::ptrdiff_t>(place) + 1,
-                                          members_.end());
-    members_.resize(place);
-    rows_.resize(place);
-    for (const std::size_t unknown : behind) {
-      add(unknown);
+    members_.erase(members_.begin() + static_cast<std::ptrdiff_t>(place));
+    rows_.erase(rows_.begin() + static_cast<std::ptrdiff_t>(place));
+    for (std::size_t j = place; j < rows_.size(); ++j) {
+      const double length = std::hypot(rows_[j][j], rows_[j][j + 1]);
+      const double c = rows_[j][j] / length;
+      const double s = rows_[j][j + 1] / length;
+      for (std::size_t i = j; i < rows_.size(); ++i) {
+        const double left = rows_[i][j];
+        const double right = rows_[i][j + 1];
+        rows_[i][j] = c * left + s * right;
+        rows_[i][j + 1] = c * right - s * left;
+      }
+      rows_[j].pop_back();
     }
   }
 
@@ -70,7 +79,7 @@ class ActiveSet {
     return x;
   }
 
-  double element(std::size_t i, std::size_t j) const { return k_(std::max(i, j), std::min(i, j)); }
+  double element(std::size_t i, std::size_t j) const { return k_(i, j); }
 
  private:
   const Matrix& k_;
@@ -131,18 +140,19 @@ NonnegativeMinimum nonnegative_minimum(const Matrix& k, const std::vector<double
   settle(active, result.x);
   std::vector<bool> refused(n);
   for (int change = 0; change < most; ++change) {
+    std::vector<double> slopes = d;
+    for (const std::size_t j : active.members()) {
+      const double* const column = k.column(j);
+      const double value = result.x[j];
+      for (std::size_t i = 0; i < n; ++i) {
+        slopes[i] -= column[i] * value;
+      }
+    }
     std::size_t steepest = n;
     double largest = tolerance;
     for (std::size_t i = 0; i < n; ++i) {
-      if (result.x[i] > 0.0 || refused[i]) {
-        continue;
-      }
-      double slope = d[i];
-      for (const std::size_t j : active.members()) {
-        slope -= active.element(i, j) * result.x[j];
-      }
-      if (slope > largest) {
-        largest = slope;
+      if (slopes[i] > largest && !(result.x[i] > 0.0) && !refused[i]) {
+        largest = slopes[i];
         steepest = i;
       }
     }

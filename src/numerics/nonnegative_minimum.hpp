@@ -16,9 +16,7 @@ struct NonnegativeMinimum {
 /// equations, and the one whose slope asks for it most is let go from 0 next (Lawson, Hanson, "Solving Least
 /// Squares Problems", 1974, chapter 23).
 ///
-/// k           positive semidefinite, with a diagonal near 1, its lower triangle used; a part in 1e-12 of it
-/// is added to
-///             the diagonal
+/// k           positive semidefinite, with a diagonal near 1, of which a part in 1e-12 is added to it
 /// start       values above 0 say which unknowns are above 0 to begin with; empty, or one for each
 /// tolerance   slopes up to this are none
 /// most        changes of the active set

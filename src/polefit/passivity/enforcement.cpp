@@ -125,7 +125,8 @@ class Enforcer {
     }
     lowest_ = samples_.lowest();
     highest_ = samples_.highest();
-    enough_ = std::max({harmless * before_, before_ + no_error, options.error_wanted});
+    enough_ = std::max(harmless * before_, before_ + no_error);
+    wanted_ = std::max(enough_, options.error_wanted);
     margin_ = std::clamp(margin_of_error * before_, least_margin, largest_margin);
     if (options.keep_value_at_zero) {
       leave_room_at_zero();
@@ -153,12 +154,9 @@ class Enforcer {
     if (best_.error <= enough_) {
       return best_;
     }
-    try_nearest(base_, 0);
-    for (int stage = 1; stage <= 2 && best_.error > std::max(enough_, worth_room * before_); ++stage) {
-      const std::size_t pairs = polefit::room_pairs(stage, lowest_, highest_);
-      if (pairs <= options_.most_room_pairs) {
-        try_nearest(with_room_poles(base_, stage, lowest_, highest_), pairs);
-      }
+    try_nearest(0);
+    for (int stage = 1; stage <= last_stage() && best_.error > worth_room_error(); ++stage) {
+      try_nearest(stage);
     }
     if (best_.remedy == Remedy::none) {
       offer({constant_model(), Remedy::near, std::numeric_limits<double>::max(), 0});
@@ -194,13 +192,33 @@ class Enforcer {
     }
   }
 
-  void try_nearest(const ScaledModel& model, std::size_t pairs) {
-    const Harm weighed = harm(model, std::max(least_outside, outside_of_error * before_));
+  double worth_room_error() const { return std::max(wanted_, worth_room * before_); }
+
+  /// Of the room poles that may be added.
+  int last_stage() const {
+    int stage = 0;
+    while (stage < room_stages &&
+           polefit::room_pairs(stage + 1, lowest_, highest_) <= options_.most_room_pairs) {
+      ++stage;
+    }
+    return stage;
+  }
+
+  void try_nearest(int stage) {
+    const std::size_t pairs = polefit::room_pairs(stage, lowest_, highest_);
+    const ScaledModel model = with_room_poles(base_, stage, lowest_, highest_);
+    const double hopeless =
+        stage < last_stage() ? worth_room_error() : std::numeric_limits<double>::infinity();
+    // With room poles there is more to be had outside, which is found the faster the more it counts.
+    const Harm weighed =
+        harm(model, std::max(least_outside, stage > 0 ? wanted_ : outside_of_error * before_));
     NearestPassive found = nearest_passive(model, weighed,
                                            {.symmetric = symmetric_,
                                             .margin = margin_,
                                             .tolerance = tolerance_,
                                             .error_enough = enough_,
+                                            .error_hopeless = hopeless,
+                                            .error_wanted = wanted_,
                                             .most_rounds = options_.most_rounds});
     rounds_ += found.rounds;
     if (found.certified) {
@@ -285,7 +303,8 @@ class Enforcer {
   MatrixSamples samples_;
   bool symmetric_ = false;
   double before_ = 0.0;
-  double enough_ = 0.0;
+  double enough_ = 0.0;  // what is as good as before
+  double wanted_ = 0.0;  // what is good enough in any case
   double margin_ = least_margin;
   double tolerance_ = 0.0;
   double lowest_ = 0.0;

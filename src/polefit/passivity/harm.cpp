@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 #include <utility>
 
 #include "numerics/folded_triangle.hpp"
 #include "numerics/hermitian_eigenvalues.hpp"
 #include "numerics/upper_triangle.hpp"
+#include "polefit/passivity/extreme_value.hpp"
 
 namespace polefit {
 namespace {
@@ -19,7 +21,9 @@ constexpr std::size_t rows_outside = 150;
 constexpr std::size_t rows_below = 30;
 constexpr double first_above = 1.02;
 constexpr double last_above = 30.0;
+/// Of S; of Y and Z in units of their scale.
 constexpr double largest_outside = 0.9;
+constexpr double largest_outside_real = -1e-4;
 
 std::vector<double> frequencies_outside(const ScaledModel& model, double lowest, double highest) {
   double farthest = highest;
@@ -38,34 +42,30 @@ std::vector<double> frequencies_outside(const ScaledModel& model, double lowest,
   return omegas;
 }
 
-/// The matrix with its singular values cut off at `largest`: h - u (sigma - largest) v^H for those above.
-ComplexMatrix clipped(const ComplexMatrix& h, double largest) {
+/// The nearest value whose measure is at most `largest`: h less (sigma - largest) u v^H for its singular
+/// values above that, or the Hermitian part without what is below minus that. Nothing where there is none.
+std::optional<ComplexMatrix> clipped(const ScaledModel& model, const ComplexMatrix& h, double largest) {
   const std::size_t n = h.rows();
-  ComplexMatrix products(n, n);
-  for (std::size_t j = 0; j < n; ++j) {
-    for (std::size_t i = j; i < n; ++i) {
-      Complex sum = 0.0;
-      for (std::size_t k = 0; k < n; ++k) {
-        sum += std::conj(h(k, i)) * h(k, j);
-      }
-      products.set(i, j, sum);
-    }
+  const auto found = numerics::hermitian_eigenvalues(judged_matrix(model, h), true);
+  const auto measure = [&](std::size_t c) {
+    const double value = found->values[c];
+    return model.scattering ? std::sqrt(std::max(0.0, value)) : value;
+  };
+  if (!found || !(measure(n - 1) > largest)) {
+    return std::nullopt;
   }
-  const auto found = numerics::hermitian_eigenvalues(products, true);
   ComplexMatrix result = h;
-  for (std::size_t c = 0; found && c < n; ++c) {
-    const double sigma = std::sqrt(std::max(0.0, found->values[c]));
-    if (sigma <= largest) {
-      continue;
-    }
-    // h v (1 - largest / sigma) v^H is taken away.
+  for (std::size_t c = n; c-- > 0 && measure(c) > largest;) {
     for (std::size_t i = 0; i < n; ++i) {
-      Complex hv = 0.0;
-      for (std::size_t k = 0; k < n; ++k) {
-        hv += h(i, k) * found->vectors(k, c);
+      Complex left = (largest - measure(c)) * model.scale * -found->vectors(i, c);
+      if (model.scattering) {
+        left = 0.0;
+        for (std::size_t k = 0; k < n; ++k) {
+          left -= (1.0 - largest / measure(c)) * h(i, k) * found->vectors(k, c);
+        }
       }
       for (std::size_t j = 0; j < n; ++j) {
-        result.set(i, j, result(i, j) - (1.0 - largest / sigma) * hv * std::conj(found->vectors(j, c)));
+        result.set(i, j, result(i, j) + left * std::conj(found->vectors(j, c)));
       }
     }
   }
@@ -196,10 +196,11 @@ Harm::Harm(const ScaledModel& model, const MatrixSamples& samples, double outsid
   band_left_ = rows.left();
 
   const double weight_outside = outside / std::sqrt(static_cast<double>(rows_outside));
+  const double largest = model.scattering ? largest_outside : largest_outside_real;
   for (const double omega : frequencies_outside(model, lowest_, highest_)) {
     ComplexMatrix target = value_at(model, omega);
-    if (model.scattering) {
-      target = clipped(target, largest_outside);
+    if (auto cut = clipped(model, target, largest)) {
+      target = *std::move(cut);
     }
     whole.add(basis(omega), without_offset([&](std::size_t i) {
                 return Complex(target.re.elements[i], target.im.elements[i]);

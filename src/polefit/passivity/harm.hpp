@@ -25,6 +25,7 @@ class Harm {
   /// keep_zero   keeps the value of the model at 0 Hz
   Harm(const ScaledModel& model, const MatrixSamples& samples, double outside, bool keep_zero);
 
+  bool keeps_zero() const { return keep_zero_; }
   double lowest() const { return lowest_; }
   double highest() const { return highest_; }
   const Matrix& centre() const { return centre_; }

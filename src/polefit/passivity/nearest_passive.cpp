@@ -22,6 +22,11 @@ constexpr int sections = 24;
 constexpr double golden = 0.6180339887498949;
 /// Of what is still violated, by which planes are moved inwards for a passive model.
 constexpr double restoration = 1.5;
+/// And at most: planes moved farther may leave nothing between them.
+constexpr double most_inwards = 0.3;
+/// Places of the grid about a plane's frequency whose violation moves it: what is violated elsewhere is no
+/// reason to give up what the band needs, which near its ends is dear.
+constexpr std::ptrdiff_t reach = 2;
 /// A passive model whose error exceeds that of the nearest one behind the planes by less is as good. Twice as
 /// much is as good after every five rounds more: what is slow to find is not worth its time.
 constexpr double as_good = 0.01;
@@ -65,42 +70,68 @@ class Search {
 
   NearestPassive run() {
     Matrix y = harm_.centre();
-    bool passive = attempt(y);
+    Violation violation = look(y);
+    planes_.add(violation.peaks);
+    bool passive = is_passive(y, violation.most);
     std::size_t round = 0;
     while (!passive && round < options_.most_rounds && !planes_.empty()) {
       ++round;
-      y = planes_.nearest(0.0, 0.0);
+      y = planes_.nearest([](double) { return 0.0; });
       const double bound = harm_.in_band(y);
-      const Violation left = look(y);
-      y = planes_.nearest(restoration * left.in_band, restoration * left.outside);
-      planes_.add(left.peaks);
-      const double impatience =
-          std::exp2(std::max(0.0, static_cast<double>(round) - patient_rounds) / rounds_to_double);
-      if (harm_.in_band(y) <= std::max((1.0 + as_good * impatience) * bound, options_.error_enough)) {
-        passive = attempt(y);
-      } else {
-        planes_.add(look(y).peaks);
+      if (bound > options_.error_hopeless && static_cast<double>(round) > patient_rounds / 2.0) {
+        break;
       }
+      violation = look(y);
+      y = planes_.nearest([&](double omega) { return inwards_at(omega); });
+      planes_.add(violation.peaks);
+      violation = look(y);
+      planes_.add(violation.peaks);
+      passive = becomes_passive(y, violation.most, good_error(bound, round));
       planes_.drop_idle();
     }
+    current_.x = harm_.expanded(y);
     return {current_, passive, harm_.in_band(y), round};
   }
 
  private:
   struct Violation {
-    double in_band = 0.0;
-    double outside = 0.0;
+    double most = 0.0;
     std::vector<Peak> peaks;
   };
 
-  /// Whether a model is passive; planes are added where it is not.
-  bool attempt(const Matrix& y) {
-    const Violation violation = look(y);
-    planes_.add(violation.peaks);
-    // What exceeds the limit within the margin may be passive yet.
-    if (std::max(violation.in_band, violation.outside) > options_.margin + options_.tolerance) {
+  double good_error(double bound, std::size_t round) const {
+    const double late = std::max(0.0, static_cast<double>(round) - patient_rounds);
+    return std::max((1.0 + as_good * std::exp2(late / rounds_to_double)) * bound,
+                    late > 0.0 ? options_.error_wanted : options_.error_enough);
+  }
+
+  /// Whether a model with so small an error is passive, or is when it has been pulled in.
+  bool becomes_passive(Matrix& y, double violation, double error) {
+    if (!(harm_.in_band(y) <= error)) {
       return false;
     }
+    if (is_passive(y, violation)) {
+      return true;
+    }
+    if (harm_.keeps_zero()) {
+      return false;
+    }
+    Matrix pulled = pulled_in(y, violation);
+    if (!(harm_.in_band(pulled) <= error) || !is_passive(pulled, 0.0)) {
+      return false;
+    }
+    y = std::move(pulled);
+    return true;
+  }
+
+  /// Whether a model is passive whose largest violation on the grid is given; where something else tells that
+  /// it is not, that is added to the grid and to the planes.
+  bool is_passive(const Matrix& y, double violation) {
+    // What exceeds the limit within the margin may be passive yet.
+    if (violation > options_.margin + options_.tolerance) {
+      return false;
+    }
+    current_.x = harm_.expanded(y);
     const double limit = (current_.scattering ? 1.0 : 0.0) + options_.tolerance;
     const Certificate certificate = certify(current_, limit, Thoroughness::yes_or_no);
     if (certificate.witness) {
@@ -111,11 +142,41 @@ class Search {
     return certificate.holds;
   }
 
+  /// A model multiplied, for Y and Z with as much added to its diagonal, so that what is violated no longer
+  /// is.
+  Matrix pulled_in(Matrix y, double violation) const {
+    if (current_.scattering) {
+      for (double& value : y.elements) {
+        value *= limit_ / (limit_ + violation);
+      }
+    } else {
+      for (std::size_t port = 0; port < current_.ports; ++port) {
+        y(y.rows - 1, port * (current_.ports + 1)) += violation * current_.scale;
+      }
+    }
+    return y;
+  }
+
+  /// By how much planes at a frequency are moved inwards: by what was violated last about it.
+  double inwards_at(double omega) const {
+    const auto place = std::lower_bound(grid_.begin(), grid_.end(), omega) - grid_.begin();
+    double violation = 0.0;
+    for (auto i = std::max<std::ptrdiff_t>(0, place - reach);
+         i <= place + reach && i < std::ssize(violations_); ++i) {
+      violation = std::max(violation, violations_[i]);
+    }
+    return std::min(most_inwards, restoration * violation);
+  }
+
   /// The local maxima of the largest measure that are above the limit, with all measures above it there.
   Violation look(const Matrix& y) {
     current_.x = harm_.expanded(y);
     const std::vector<double> values = measures_above(current_, grid_, limit_);
     Violation violation;
+    violations_.assign(grid_.size(), 0.0);
+    for (std::size_t i = 0; i < grid_.size(); ++i) {
+      violations_[i] = std::max(0.0, values[i] - limit_);
+    }
     for (std::size_t i = 0; i < grid_.size(); ++i) {
       const bool rises = i == 0 || values[i] >= values[i - 1];
       const bool falls = i + 1 == grid_.size() || values[i] > values[i + 1];
@@ -127,9 +188,8 @@ class Search {
       if (peaks.empty()) {
         continue;
       }
-      double& side =
-          omega >= harm_.lowest() && omega <= harm_.highest() ? violation.in_band : violation.outside;
-      side = std::max(side, peaks.front().measure - limit_);
+      violation.most = std::max(violation.most, peaks.front().measure - limit_);
+      violations_[i] = std::max(violations_[i], peaks.front().measure - limit_);
       std::move(peaks.begin(), peaks.end(), std::back_inserter(violation.peaks));
     }
     return violation;
@@ -168,6 +228,7 @@ class Search {
   double limit_;
   Planes planes_;
   std::vector<double> grid_;
+  std::vector<double> violations_;  // of the grid, by the coefficients looked at last
 };
 
 }  // namespace

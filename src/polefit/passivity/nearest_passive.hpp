@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstddef>
+#include <limits>
 
 #include "polefit/passivity/harm.hpp"
 #include "polefit/passivity/scaled_model.hpp"
@@ -24,7 +25,10 @@ struct NearestOptions {
   bool symmetric = false;     ///< keeps the matrix symmetric
   double margin = 1e-9;       ///< by which measures stay below their limit
   double tolerance = 0.0;     ///< by which the certificate may exceed it
-  double error_enough = 0.0;  ///< a passive model with such an error ends the search
+  double error_enough = 0.0;  ///< a passive model with such an error ends the search ...
+  /// Where it becomes clear that the error will be larger than this, the search is not ended.
+  double error_hopeless = std::numeric_limits<double>::infinity();
+  double error_wanted = 0.0;  ///< ... and one with such an error when it has become long
   std::size_t most_rounds = 60;
 };
 

@@ -15,7 +15,7 @@ namespace {
 
 using Complex = std::complex<double>;
 
-constexpr int idle_rounds = 6;
+constexpr int idle_rounds = 20;
 constexpr int most_changes = 4000;
 /// Of the largest distance and at least, up to which a model may be beyond a plane: that of rounding.
 constexpr double relative_tolerance = 1e-10;
@@ -84,7 +84,7 @@ double Planes::product(const Plane& a, const Plane& b) {
 
 Planes::Plane Planes::plane_of(const Peak& peak) const {
   Plane plane;
-  plane.in_band = peak.omega >= harm_.lowest() && peak.omega <= harm_.highest();
+  plane.omega = peak.omega;
   const std::vector<Complex> phi = harm_.basis(peak.omega);
   plane.p = harm_.lowered(phi);
   plane.distance = -limit_;
@@ -124,16 +124,15 @@ void Planes::add(const std::vector<Peak>& peaks) {
   products_ = std::move(larger);
 }
 
-Matrix Planes::nearest(double inwards, double outwards) {
-  std::vector<double> distances;
-  for (const Plane& plane : planes_) {
-    distances.push_back((plane.distance + (plane.in_band ? inwards : outwards)) / plane.length);
-  }
+Matrix Planes::nearest_beyond(const std::vector<double>& distances) {
   const double largest = distances.empty() ? 0.0 : *std::max_element(distances.begin(), distances.end());
   multipliers_ =
       numerics::nonnegative_minimum(products_, distances, multipliers_,
                                     std::max(least_tolerance, relative_tolerance * largest), most_changes)
           .x;
+  for (std::size_t l = 0; l < planes_.size(); ++l) {
+    planes_[l].held = planes_[l].held || multipliers_[l] > 0.0;
+  }
   const Matrix& centre = harm_.centre();
   Matrix z(centre.rows, centre.columns);
   for (std::size_t l = 0; l < planes_.size(); ++l) {
@@ -161,7 +160,8 @@ Matrix Planes::nearest(double inwards, double outwards) {
 void Planes::drop_idle() {
   std::vector<std::size_t> kept;
   for (std::size_t i = 0; i < planes_.size(); ++i) {
-    planes_[i].idle = multipliers_[i] > 0.0 ? 0 : planes_[i].idle + 1;
+    planes_[i].idle = planes_[i].held ? 0 : planes_[i].idle + 1;
+    planes_[i].held = false;
     if (planes_[i].idle < idle_rounds) {
       kept.push_back(i);
     }

@@ -34,11 +34,18 @@ class Planes {
 
   double limit() const { return limit_; }
   bool empty() const { return planes_.empty(); }
+  std::size_t size() const { return planes_.size(); }
   void add(const std::vector<Peak>& peaks);
 
-  /// The nearest coefficients behind all planes, each moved inwards by `inwards` where it is in the band and
-  /// by `outwards` elsewhere.
-  Matrix nearest(double inwards, double outwards);
+  /// The nearest coefficients behind all planes, each moved inwards by what `inwards` says of its frequency.
+  template <typename Inwards>
+  Matrix nearest(const Inwards& inwards) {
+    std::vector<double> distances;
+    for (const Plane& plane : planes_) {
+      distances.push_back((plane.distance + inwards(plane.omega)) / plane.length);
+    }
+    return nearest_beyond(distances);
+  }
 
   /// Drops planes that have not held anything for some rounds.
   void drop_idle();
@@ -49,12 +56,14 @@ class Planes {
     std::vector<std::complex<double>> p;
     double length = 1.0;
     double distance = 0.0;  // of the centre beyond it, times the length
-    bool in_band = false;
-    int idle = 0;
+    double omega = 0.0;
+    bool held = false;  // something since idle planes were dropped last
+    int idle = 0;       // times that it had not
   };
 
   static double product(const Plane& a, const Plane& b);
   Plane plane_of(const Peak& peak) const;
+  Matrix nearest_beyond(const std::vector<double>& distances);
 
   const Harm& harm_;
   double limit_;

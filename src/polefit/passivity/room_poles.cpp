@@ -26,6 +26,9 @@ std::vector<std::complex<double>> leaders(int stage, double lowest, double highe
       poles.emplace_back(-place.damping * end, place.frequency * end);
     }
   };
+  if (stage == 0) {
+    return poles;
+  }
   if (stage == 1) {
     add(first_above, highest);
     return poles;

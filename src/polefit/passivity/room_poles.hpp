@@ -7,8 +7,10 @@
 
 namespace polefit {
 
-/// Pairs of the first and of the second stage: the second has two below the band as well, where that does not
-/// begin near 0.
+/// There are none at stage 0.
+inline constexpr int room_stages = 2;
+
+/// Pairs of a stage: the second has two below the band as well, where that does not begin near 0.
 std::size_t room_pairs(int stage, double lowest, double highest);
 
 /// The model with the pairs of a stage, without residues, behind its own poles.

@@ -72,7 +72,11 @@ class Searcher {
     met_before_ = search.error <= target_.error;
     fit.model.network = matrix_;
     Enforcement enforced = enforce_passivity(
-        fit.model, data_, {.most_room_pairs = most_room_pairs, .keep_value_at_zero = keeps_zero()});
+        fit.model, data_,
+        {.most_room_pairs = most_room_pairs,
+         .error_wanted =
+             target_.measure == Measure::relative_rms && data_.weights.empty() ? target_.error : 0.0,
+         .keep_value_at_zero = keeps_zero()});
     fit.model = std::move(enforced.model);
     if (enforced.report.remedy != Remedy::none) {
       fit.report.errors = enforced.report.errors_after;
