@@ -47,6 +47,11 @@ struct Passivity {
   std::string proportional_fault;
 };
 
+/// What a model's file records of it.
+inline CertifiedPassivity certified(const Passivity& passivity) {
+  return {passivity.passive, passivity.tolerance, passivity.extreme, passivity.frequency};
+}
+
 /// Decides for every frequency from 0 to infinity whether a model of a whole S, Y or Z matrix with poles in
 /// the left half-plane is passive: no singular value of S above 1 and no term proportional to s; for Y and Z
 /// no negative eigenvalue of the Hermitian part, and a symmetric matrix of such terms without a negative
