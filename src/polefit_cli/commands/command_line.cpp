@@ -75,6 +75,7 @@ OptionValues values_of(FitCommand& fit) {
           {"--weights-file", name(fit.weights_file)},
           {"--responses", names(fit.responses)},
           {"--exact-dc", flag(fit.exact_dc)},
+          {"--passive", flag(fit.passive)},
           {"--iterations", whole_number(fit.options.iterations, {0})},
           {"--polish", flag(fit.options.polish)},
           {"--write-anyway", flag(fit.write_anyway)},
@@ -148,6 +149,10 @@ std::string complaint_about(const FitCommand& fit) {
   if (fit.real && (*fit.poles - *fit.real) % 2 != 0) {
     return "--poles " + std::to_string(*fit.poles) + " without --real " + std::to_string(*fit.real) +
            " leaves a pole without its conjugate";
+  }
+  if (fit.passive.value_or(false) && !fit.options.stable) {
+    return "--passive and --no-stable were given, expected one of them: a model with poles in the right "
+           "half-plane is never passive";
   }
   return fit.network.file == "-" && fit.weights_file == "-" ? read_twice : "";
 }

@@ -38,7 +38,8 @@ struct FitCommand {
   std::string weights_file;            ///< none, or what says the weights in place of their kind
   std::vector<std::string> responses;  ///< names; all when there are none
   bool exact_dc = false;
-  bool write_anyway = false;  ///< also a model that does not fit and amplifies
+  std::optional<bool> passive;  ///< in any case, or never; else where the data are
+  bool write_anyway = false;    ///< also a model that does not fit and amplifies
   Declaration declaration;
   bool quiet = false;
 };

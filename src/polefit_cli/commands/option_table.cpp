@@ -93,6 +93,10 @@ constexpr auto fit_options = std::to_array<OptionEntry>(
       .type = "NAMES",
       .description = "Responses to fit, such as S21,S11 (default: all)"},
      {.names = "--exact-dc", .description = "Take the values at 0 Hz exactly"},
+     {.names = "--passive,--no-passive",
+      .description =
+          "Make the model of a whole S, Y or Z matrix passive in any case, or never (default: where "
+          "the data are passive)"},
      {.names = "--iterations",
       .kind = any,
       .type = "N",

@@ -25,25 +25,15 @@ namespace {
 
 /// What can be judged is a whole matrix with stable poles.
 void check_judgeable(const polefit::Model& model, const std::string& shown) {
-  const auto refuse = [&](const std::string& found, const std::string& expected) {
-    throw text::IoError({.file = shown, .found = found, .expected = expected});
-  };
-  if (!model.network) {
-    const bool single = model.responses() == 1;
-    refuse((single ? "one response that is" : text::counted(model.responses(), "response") + " that are") +
-               " of no matrix",
-           single ? "that of a one-port, which --parameter S, Y or Z makes it"
-                  : "the whole matrix of a network, of which alone passivity can be told");
-  }
-  if (polefit::incompleteness(model.network)) {
-    refuse(part_text(*model.network), "all of its elements, since passivity is that of the whole matrix");
-  }
+  check_whole(model.network, model.responses(), shown);
   const auto unstable = std::find_if(model.poles.begin(), model.poles.end(),
                                      [](std::complex<double> pole) { return !(pole.real() < 0.0); });
   if (unstable != model.poles.end()) {
-    refuse("a pole at " + frequency_text(std::abs(unstable->imag()) / (2.0 * std::numbers::pi)) +
-               " with the real part " + short_number(unstable->real()) + " rad/s",
-           "poles in the left half-plane; the model is not stable, let alone passive");
+    throw text::IoError(
+        {.file = shown,
+         .found = "a pole at " + frequency_text(std::abs(unstable->imag()) / (2.0 * std::numbers::pi)) +
+                  " with the real part " + short_number(unstable->real()) + " rad/s",
+         .expected = "poles in the left half-plane; the model is not stable, let alone passive"});
   }
 }
 

@@ -6,6 +6,7 @@
 #include "polefit/error.hpp"
 #include "polefit_cli/commands/tables.hpp"
 #include "text/counted.hpp"
+#include "text/io_error.hpp"
 
 namespace polefit_cli {
 namespace {
@@ -84,6 +85,36 @@ std::string part_text(const polefit::NetworkMatrix& matrix) {
       count == 1 ? polefit::element_name(matrix.parameter, matrix.elements.front(), matrix.ports())
                  : text::counted(count, "element");
   return "only " + part + " of a matrix of " + text::counted(matrix.ports(), "port");
+}
+
+void check_whole(const std::optional<polefit::NetworkMatrix>& matrix, std::size_t responses,
+                 const std::string& shown) {
+  if (!matrix) {
+    const bool single = responses == 1;
+    throw text::IoError(
+        {.file = shown,
+         .found = (single ? "one response that is" : text::counted(responses, "response") + " that are") +
+                  " of no matrix",
+         .expected = single ? "that of a one-port, which --parameter S, Y or Z makes it"
+                            : "the whole matrix of a network, of which alone passivity can be told"});
+  }
+  if (polefit::incompleteness(matrix)) {
+    throw text::IoError({.file = shown,
+                         .found = part_text(*matrix),
+                         .expected = "all of its elements, since passivity is that of the whole matrix"});
+  }
+}
+
+std::string sampled_text(const polefit::SampledPassivity& sampled, std::size_t samples, char parameter) {
+  const std::string what = parameter == 'S' ? "largest singular value "
+                                            : "least eigenvalue of the real part, over the matrix' norm, ";
+  const std::string where = sampled.samples == 1 ? " is"
+                                                 : " from " + frequency_text(sampled.lowest) + " to " +
+                                                       frequency_text(sampled.highest) + " are";
+  return "the data are not passive: " + what + judged_number(sampled.extreme, parameter) + " at " +
+         frequency_text(sampled.frequency) + "; " + std::to_string(sampled.samples) + " of " +
+         text::counted(samples, "sample") + where + (parameter == 'S' ? " above 1" : " below 0") +
+         " by more than " + short_number(sampled.tolerance, 2);
 }
 
 std::optional<std::string> passivity_line(const polefit::Model& model) {
