@@ -28,15 +28,16 @@ class Searcher {
       : data_(data), matrix_(matrix), target_(target), options_(options) {}
 
   PassiveSearch run(Search first) {
-    const SearchEnd plain_end = first.end;
-    const std::string plain_finding = first.fit.report.finding;
+    first_end_ = first.end;
+    first_error_ = first.error;
+    const std::string first_finding = first.fit.report.finding;
     offer(std::move(first));
     const std::size_t order = order_;
     const double before = best_->enforcement.error_before;
-    const bool was_met = met_before_;
     const auto enough = [&] {
-      return cancelled_ || (was_met && meets(*best_)) ||
-             best_->enforcement.error_after <= std::max(harmless * before, before + rounding);
+      return cancelled_ || meets(*best_) ||
+             (first_end_ != SearchEnd::target_met &&
+              best_->enforcement.error_after <= std::max(harmless * before, before + rounding));
     };
     for (std::size_t i = 0; i < smaller.size() && !enough(); ++i) {
       if (i < tighter.size()) {
@@ -51,7 +52,7 @@ class Searcher {
       }
     }
     best_->search.steps = std::move(steps_);
-    tell_end(plain_end, plain_finding);
+    tell_end(first_finding);
     return *std::move(best_);
   }
 
@@ -70,21 +71,23 @@ class Searcher {
   }
 
   /// The end of the model that is taken, of which searches with other targets and limits say nothing.
-  void tell_end(SearchEnd plain_end, const std::string& plain_finding) {
+  void tell_end(const std::string& first_finding) {
     Search& search = best_->search;
     if (meets(*best_)) {
       search.end = SearchEnd::target_met;
     } else if (cancelled_) {
       search.end = SearchEnd::cancelled;
-    } else if (within_noise(search.fit.report, search.findings, target_)) {
+    } else if (within_noise(search.fit.report, search.findings, target_) ||
+               (first_end_ == SearchEnd::met_to_noise && search.error <= harmless * first_error_)) {
       search.end = SearchEnd::met_to_noise;
-    } else if (plain_end == SearchEnd::target_met || plain_end == SearchEnd::met_to_noise) {
+    } else if (first_end_ == SearchEnd::target_met || first_end_ == SearchEnd::met_to_noise) {
       search.end = SearchEnd::lost_to_passivity;
     } else {
-      search.end = plain_end;
+      search.end = first_end_;
     }
     std::string& finding = search.fit.report.finding;
-    finding = search.end == plain_end ? plain_finding : sentence(search, target_, 0, data_.frequencies.size());
+    finding =
+        search.end == first_end_ ? first_finding : sentence(search, target_, 0, data_.frequencies.size());
     if (search.fit.model.origin) {
       search.fit.model.origin->finding = finding;
     }
@@ -96,7 +99,6 @@ class Searcher {
     cancelled_ = cancelled_ || search.end == SearchEnd::cancelled;
     Fit& fit = search.fit;
     order_ = fit.model.poles.size();
-    met_before_ = search.error <= target_.error;
     PassiveFit passive = made_passive(
         std::move(fit), data_, matrix_,
         {.most_room_pairs = most_room_pairs,
@@ -135,7 +137,8 @@ class Searcher {
   std::optional<PassiveSearch> best_;
   std::vector<Step> steps_;
   std::size_t order_ = 0;
-  bool met_before_ = false;
+  SearchEnd first_end_ = SearchEnd::target_met;
+  double first_error_ = 0.0;
   bool cancelled_ = false;
 };
 
