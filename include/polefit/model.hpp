@@ -32,6 +32,16 @@ struct Origin {
   std::string finding = {};           ///< why a search for the order ended, in one line; empty without one
 };
 
+/// What whoever made a model found of its passivity (passivity.hpp): a record, which a change of the model
+/// makes false.
+struct CertifiedPassivity {
+  bool passive = false;    ///< at every frequency, with the tolerance
+  double tolerance = 0.0;  ///< as Passivity's
+  double extreme =
+      0.0;  ///< the largest singular value of S, the smallest eigenvalue of (H + H^H) / 2 of Y or Z
+  double frequency = 0.0;  ///< in hertz, where that is; may be infinite
+};
+
 /// Poles that all responses share, and what each response makes of them.
 struct Model {
   /// In rad/s. The members of a conjugate pair stand side by side, the one with positive imaginary part
@@ -43,6 +53,7 @@ struct Model {
   std::vector<std::string> names;                       ///< one a response, or none
   std::optional<NetworkMatrix> network = std::nullopt;  ///< when the responses are elements of one
   std::optional<Origin> origin = std::nullopt;          ///< set by a fit, unless an error overflows
+  std::optional<CertifiedPassivity> passivity = std::nullopt;  ///< of a whole matrix that was certified
 
   /// The number of responses.
   std::size_t responses() const { return constants.size(); }

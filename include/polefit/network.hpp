@@ -9,12 +9,14 @@
 #include <string_view>
 #include <vector>
 
+#include "polefit/enforcement.hpp"
 #include "polefit/export.hpp"
 #include "polefit/fit.hpp"
 #include "polefit/model.hpp"
 #include "polefit/network_data.hpp"
 #include "polefit/network_matrix.hpp"
 #include "polefit/order_search.hpp"
+#include "polefit/passive_search.hpp"
 
 namespace polefit {
 
@@ -89,6 +91,33 @@ POLEFIT_EXPORT Fit fit(const Network& network, const Options& options = {},
 /// The same with the order that a target wants.
 POLEFIT_EXPORT Search fit_to_error(const Network& network, const Target& target, const Options& options = {},
                                    std::span<const double> weights = {});
+
+/// The same of models made passive, of a network that is a whole matrix: fit_to_error_passively. Throws Error
+/// as that, with the network's file in front.
+POLEFIT_EXPORT PassiveSearch fit_to_error_passively(const Network& network, const Target& target,
+                                                    const Options& options = {},
+                                                    std::span<const double> weights = {});
+
+/// The same from what fit_to_error has found with the same arguments.
+POLEFIT_EXPORT PassiveSearch made_passive(Search found, const Network& network, const Target& target,
+                                          const Options& options = {}, std::span<const double> weights = {});
+
+/// A fit of the network with its model made passive. Throws Error as enforce_passivity, with the network's
+/// file in front.
+POLEFIT_EXPORT PassiveFit made_passive(Fit fit, const Network& network,
+                                       const EnforcementOptions& options = {},
+                                       std::span<const double> weights = {});
+
+/// The passive model that has the poles of `model` and is nearest to the network, whose matrix it is of.
+/// Throws Error as the function of NetworkData, with the network's file in front.
+POLEFIT_EXPORT Enforcement enforce_passivity(const Model& model, const Network& network,
+                                             const EnforcementOptions& options = {},
+                                             std::span<const double> weights = {});
+
+/// Whether the network's samples are those of a passive one. Throws Error as the function of NetworkData, with
+/// the network's file in front.
+POLEFIT_EXPORT SampledPassivity sampled_passivity(const Network& network,
+                                                  const std::vector<double>& noise = {});
 
 /// The model's values at frequencies in hertz as a network, whose `file` is the one given. Responses without
 /// names are numbered from 1. Throws Error: bad_shape as evaluate; bad_option where a frequency or a value is

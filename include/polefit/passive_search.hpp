@@ -1,8 +1,9 @@
-/// Fits whose order is found, and whose model is passive.
+/// Fits whose models are passive.
 #pragma once
 
 #include "polefit/enforcement.hpp"
 #include "polefit/export.hpp"
+#include "polefit/fit.hpp"
 #include "polefit/network_data.hpp"
 #include "polefit/network_matrix.hpp"
 #include "polefit/options.hpp"
@@ -10,10 +11,16 @@
 
 namespace polefit {
 
+/// A fit of given order.
+struct PassiveFit {
+  Fit fit;                        ///< its model is passive, its errors are those of that model
+  EnforcementReport enforcement;  ///< what it took
+};
+
 /// What was found.
 struct PassiveSearch {
-  /// Its model is passive, its errors are those of that model; the orders that were tried are those of all
-  /// searches.
+  /// Its model is passive, its errors and its end are those of that model; the orders that were tried are
+  /// those of all searches.
   Search search;
   EnforcementReport enforcement;  ///< of the model that was taken
 };
@@ -24,11 +31,21 @@ struct PassiveSearch {
 /// beyond the band that would have to be mended, and larger, with an error that leaves room for it. Of the
 /// models that meet the target the one with the fewest poles is taken, and if none does the one with the
 /// least error. Also ends with a passive model for data that are not those of a passive network; it is then
-/// as far from them as they are from passive ones.
+/// as far from them as they are from passive ones. What fit_to_error met to the noise counts as met to it as
+/// long as the error is not more than 5 per cent larger. What exact_sample takes exactly at 0 Hz stays.
 ///
 /// Throws Error as fit_to_error and as enforce_passivity do. Models with poles in the right half-plane cannot
 /// be passive: bad_option for options that permit them.
 POLEFIT_EXPORT PassiveSearch fit_to_error_passively(const NetworkData& data, const NetworkMatrix& matrix,
                                                     const Target& target, const Options& options = {});
+
+/// The same from what fit_to_error has found with the same arguments, which is not searched for again: where
+/// its model is passive it is the result. Its orders that were tried are among those of the result.
+POLEFIT_EXPORT PassiveSearch made_passive(Search found, const NetworkData& data, const NetworkMatrix& matrix,
+                                          const Target& target, const Options& options = {});
+
+/// A fit with its model made passive by enforce_passivity. Throws Error as that does.
+POLEFIT_EXPORT PassiveFit made_passive(Fit fit, const NetworkData& data, const NetworkMatrix& matrix,
+                                       const EnforcementOptions& options = {});
 
 }  // namespace polefit

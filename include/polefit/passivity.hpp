@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -46,6 +47,11 @@ struct Passivity {
   std::string proportional_fault;
 };
 
+/// What a model's file records of it.
+inline CertifiedPassivity certified(const Passivity& passivity) {
+  return {passivity.passive, passivity.tolerance, passivity.extreme, passivity.frequency};
+}
+
 /// Decides for every frequency from 0 to infinity whether a model of a whole S, Y or Z matrix with poles in
 /// the left half-plane is passive: no singular value of S above 1 and no term proportional to s; for Y and Z
 /// no negative eigenvalue of the Hermitian part, and a symmetric matrix of such terms without a negative
@@ -59,5 +65,12 @@ struct Passivity {
 /// with numbers that are not finite, or whose products overflow or vanish: above 1e100, or dampings below
 /// 1e-100, in units of the band.
 POLEFIT_EXPORT Passivity passivity(const Model& model);
+
+/// What is held against the limit, one value a frequency: the largest singular value of S, the smallest
+/// eigenvalue of (H + H^H) / 2 of Y (in siemens) or Z (in ohms), without the terms proportional to s. Between
+/// the frequencies it can be anything; they are in hertz, in any order, and may be infinite. Not a number
+/// where the model's values overflow. Takes time in proportion to poles times ports^2 plus ports^3 a
+/// frequency. Throws Error (bad_shape) as passivity.
+POLEFIT_EXPORT std::vector<double> passivity_curve(const Model& model, std::span<const double> frequencies);
 
 }  // namespace polefit

@@ -48,6 +48,14 @@ void check_same(const polefit::Model& a, const polefit::Model& b) {
               a.origin->samples == b.origin->samples && same_bits(a.origin->errors, b.origin->errors),
           "the origin is kept");
   }
+  check(a.passivity.has_value() == b.passivity.has_value(), "what was certified is kept");
+  if (a.passivity) {
+    check(a.passivity->passive == b.passivity->passive &&
+              same_bits(a.passivity->tolerance, b.passivity->tolerance) &&
+              same_bits(a.passivity->extreme, b.passivity->extreme) &&
+              same_bits(a.passivity->frequency, b.passivity->frequency),
+          "the numbers that were certified are kept");
+  }
 }
 
 std::optional<polefit::Model> read(const std::string& text) {

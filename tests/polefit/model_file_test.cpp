@@ -63,6 +63,28 @@ Model network_model() {
   return model;
 }
 
+// The third one there.
+const std::string certified_text = R"({
+  "format": "polefit model",
+  "version": 1,
+  "network": {"parameter":"S","references":[50.0]},
+  "passivity": {"passive":true,"tolerance":1e-9,"extreme":0.75,"frequency":"infinite"},
+  "poles": [
+    [-1500000000.0,0.0]
+  ],
+  "responses": [
+    {"name":"S11","row":1,"column":1,"constant":-0.75,"proportional":0.0,"residues":[[3e8,0.0]]}
+  ]
+}
+)";
+
+Model certified_model() {
+  Model model{{-1.5e9}, {3e8}, {-0.75}, {0.0}, {"S11"}};
+  model.network = {'S', {50.0}, {{1, 1}}};
+  model.passivity = {true, 1e-9, 0.75, infinity};
+  return model;
+}
+
 Model example_model() {
   return {{-1.5e9, {-2e7, 6283185307.179586}, {-2e7, -6283185307.179586}},
           {3e8, {1.25e6, -4e6}, {1.25e6, 4e6}, -7e7, {0.0, 2e5}, {0.0, -2e5}},
@@ -100,10 +122,17 @@ bool same_origin(const std::optional<Origin>& a, const std::optional<Origin>& b)
                       })));
 }
 
+bool same_passivity(const std::optional<CertifiedPassivity>& a, const std::optional<CertifiedPassivity>& b) {
+  return a.has_value() == b.has_value() &&
+         (!a || (a->passive == b->passive && same_bits(a->tolerance, b->tolerance) &&
+                 same_bits(a->extreme, b->extreme) && same_bits(a->frequency, b->frequency)));
+}
+
 bool same_model(const Model& a, const Model& b) {
   return same_bits(a.poles, b.poles) && same_bits(a.residues, b.residues) &&
          same_bits(a.constants, b.constants) && same_bits(a.proportionals, b.proportionals) &&
-         a.names == b.names && same_network(a.network, b.network) && same_origin(a.origin, b.origin);
+         a.names == b.names && same_network(a.network, b.network) && same_origin(a.origin, b.origin) &&
+         same_passivity(a.passivity, b.passivity);
 }
 
 /// The sentence of the error that `action` throws.
@@ -139,6 +168,28 @@ TEST(ModelJson, the_documented_example_is_read_as_its_model) {
 
 TEST(ModelJson, the_documented_example_of_a_network_is_read_as_its_model) {
   EXPECT_TRUE(same_model(model_from_json(network_text), network_model()));
+}
+
+TEST(ModelJson, the_documented_example_of_a_certified_model_is_read_as_its_model) {
+  EXPECT_TRUE(same_model(model_from_json(certified_text), certified_model()));
+}
+
+TEST(ModelJson, what_was_certified_becomes_a_line_with_a_number_or_a_word_for_the_frequency) {
+  Model model = certified_model();
+  EXPECT_NE(to_json(model).find(
+                "\n  \"passivity\": "
+                "{\"passive\":true,\"tolerance\":1e-09,\"extreme\":0.75,\"frequency\":\"infinite\"},\n"),
+            std::string::npos)
+      << to_json(model);
+  EXPECT_TRUE(same_model(model_from_json(to_json(model)), model));
+  model.passivity = {false, 0.0, 1.0 + eps, 1e10 / 3.0};
+  EXPECT_NE(to_json(model).find("\"frequency\":3333333333.3333335}"), std::string::npos) << to_json(model);
+  EXPECT_TRUE(same_model(model_from_json(to_json(model)), model));
+  model.passivity->extreme = -1e-300;
+  EXPECT_TRUE(same_model(model_from_json(to_json(model)), model));
+  model.passivity.reset();
+  EXPECT_EQ(to_json(model).find("passiv"), std::string::npos);
+  EXPECT_TRUE(same_model(model_from_json(to_json(model)), model));
 }
 
 TEST(ModelJson, network_and_origin_become_a_line_each_and_short_keys_of_the_responses) {
@@ -325,6 +376,29 @@ TEST(ModelJson, a_network_or_an_origin_that_a_reader_would_refuse_is_not_written
             "responses[1].error.largest is not a finite number of at least 0");
 }
 
+TEST(ModelJson, a_certificate_that_a_reader_would_refuse_is_not_written) {
+  const auto refused = [](auto change) {
+    Model model = certified_model();
+    change(model);
+    return refusal([&] { to_json(model); });
+  };
+  for (const double tolerance : {-1e-9, infinity, quiet_nan}) {
+    EXPECT_EQ(refused([&](Model& m) { m.passivity->tolerance = tolerance; }),
+              "passivity.tolerance is not a finite number of at least 0");
+  }
+  for (const double extreme : {infinity, quiet_nan}) {
+    EXPECT_EQ(refused([&](Model& m) { m.passivity->extreme = extreme; }),
+              "passivity.extreme is not a finite number");
+  }
+  for (const double frequency : {-1.0, -infinity, quiet_nan}) {
+    EXPECT_EQ(refused([&](Model& m) { m.passivity->frequency = frequency; }),
+              "passivity.frequency is not a number of at least 0");
+  }
+  EXPECT_EQ(refused([&](Model& m) { m.network.reset(); }),
+            "passivity is that of a whole matrix, the model has no network matrix of which its responses are "
+            "elements");
+}
+
 TEST(ModelJson, whole_numbers_spaces_other_orders_and_unknown_keys_are_read) {
   const Model model = model_from_json(
       "\xEF\xBB\xBF\t{\"responses\":[{\"residues\":[[2,0]],\"later\":[{\"a\":[null]}],\"proportional\":0,\r\n"
@@ -475,6 +549,35 @@ TEST(ModelJson, a_network_or_an_origin_that_does_not_follow_the_schema_is_refuse
             "responses[1] has a key \"column\", the text has no key \"network\"");
 }
 
+TEST(ModelJson, a_certificate_that_does_not_follow_the_schema_is_refused_with_the_place) {
+  struct Case {
+    std::string part;
+    std::string replacement;
+    std::string sentence;
+  };
+  for (const auto& [part, replacement, sentence] : std::vector<Case>{
+           {"\"passivity\": {", "\"passivity\": true, \"_\": {",
+            "passivity is of type boolean, expected an object"},
+           {"\"passive\":true,", "", "passivity has no key \"passive\""},
+           {"true", "1", "passivity.passive is of type number, expected true or false"},
+           {"\"tolerance\":1e-9,", "", "passivity has no key \"tolerance\""},
+           {"1e-9", "-1e-9", "passivity.tolerance is not a finite number of at least 0"},
+           {"\"extreme\":0.75,", "", "passivity has no key \"extreme\""},
+           {"\"extreme\":0.75", "\"extreme\":\"0.75\"",
+            "passivity.extreme is of type string, expected a number"},
+           {",\"frequency\":\"infinite\"", "", "passivity has no key \"frequency\""},
+           {"\"infinite\"", "\"inf\"", "passivity.frequency is \"inf\", expected a number or \"infinite\""},
+           {"\"infinite\"", "null", "passivity.frequency is of type null, expected a number"},
+           {"\"infinite\"", "-1", "passivity.frequency is not a number of at least 0"},
+           {"[50.0]", "[50.0,50.0]",
+            "passivity is that of a whole matrix, the model has not all elements of a matrix of 2 ports; "
+            "S12, "
+            "S21, S22 are missing"},
+       }) {
+    EXPECT_EQ(refusal_of(text_with(certified_text, part, replacement)), sentence);
+  }
+}
+
 TEST(ModelJson, text_that_is_no_object_is_refused) {
   EXPECT_EQ(refusal_of(""), "the text is not JSON at line 1, byte 0");
   EXPECT_EQ(refusal_of("[]"), "the text is of type array, expected an object");
@@ -525,7 +628,7 @@ TEST(ModelJson, a_changed_text_is_refused_or_read_as_a_model_that_can_be_written
   };
   int accepted = 0;
   for (int round = 0; round < 20000; ++round) {
-    std::string text = round % 2 == 0 ? example_text : network_text;
+    std::string text = round % 3 == 0 ? example_text : round % 3 == 1 ? network_text : certified_text;
     for (int changes = 1 + numbers.below(4); changes > 0; --changes) {
       const std::size_t place = place_in(text);
       switch (numbers.below(4)) {

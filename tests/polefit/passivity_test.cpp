@@ -370,6 +370,77 @@ TEST(Passivity, terms_proportional_to_s_have_to_be_those_of_a_capacitance_or_ind
             "S grows with the frequency");
 }
 
+TEST(PassivityCurve, of_a_one_port_is_the_modulus_or_the_real_part) {
+  for (std::uint64_t seed = 0; seed < 50; ++seed) {
+    RandomNumbers numbers(seed);
+    const double omega = numbers.between(0.5, 2.0);
+    const Complex pole(-numbers.between(0.01, 1.0), omega);
+    const Complex residue = numbers.complex();
+    Model model = matrix_model('S', 1, {pole, std::conj(pole)}, {residue, std::conj(residue)}, {numbers()});
+    const std::vector<double> frequencies{0.3, 0.0, -0.2, infinity};
+    const std::vector<Complex> values = evaluate(model, std::span(frequencies).first(3));
+    // A few roundings of each term.
+    const double rounding =
+        32.0 * testing_support::eps * (std::abs(model.constants[0]) + 2.0 * std::abs(residue / pole.real()));
+    const std::vector<double> moduli = passivity_curve(model, frequencies);
+    ASSERT_EQ(moduli.size(), 4U);
+    for (std::size_t k = 0; k < values.size(); ++k) {
+      EXPECT_NEAR(moduli[k], std::abs(values[k]), rounding) << seed;
+    }
+    EXPECT_NEAR(moduli[3], std::abs(model.constants[0]), rounding) << seed;
+    for (const char parameter : {'Y', 'Z'}) {
+      model.network->parameter = parameter;
+      model.proportionals = {7.0};  // adds nothing to the real part
+      const std::vector<double> real_parts = passivity_curve(model, frequencies);
+      for (std::size_t k = 0; k < values.size(); ++k) {
+        EXPECT_NEAR(real_parts[k], values[k].real(), rounding) << seed;
+      }
+      EXPECT_NEAR(real_parts[3], model.constants[0], rounding) << seed;
+      model.proportionals = {0.0};
+    }
+  }
+}
+
+TEST(PassivityCurve, of_two_ports_is_the_value_of_the_matrix) {
+  // [[0, 2], [1, 0]] has the singular values 2 and 1, and a Hermitian part with the eigenvalues -1.5 and 1.5.
+  const std::vector<double> constants{0.0, 2.0, 1.0, 0.0};
+  const std::vector<double> somewhere{1.0};
+  EXPECT_NEAR(passivity_curve(matrix_model('S', 2, {}, {}, constants), somewhere)[0], 2.0, 1e-15);
+  EXPECT_NEAR(passivity_curve(matrix_model('Z', 2, {}, {}, constants), somewhere)[0], -1.5, 1e-15);
+  EXPECT_TRUE(passivity_curve(matrix_model('S', 2, {}, {}, constants), {}).empty());
+}
+
+TEST(PassivityCurve, reaches_the_extreme_value_where_that_is_and_goes_no_further) {
+  for (std::uint64_t seed = 0; seed < 100; ++seed) {
+    const Model model = random_model(seed, seed % 3 != 0, seed % 3 != 0 ? 1.05 : 0.05);
+    const Passivity found = passivity(model);
+    std::vector<double> frequencies{found.frequency};
+    for (int i = 0; i < 500; ++i) {
+      frequencies.push_back(0.001 * i);
+    }
+    const std::vector<double> curve = passivity_curve(model, frequencies);
+    const double sign = model.network->parameter == 'S' ? 1.0 : -1.0;
+    // The frequency in hertz is rounded, which is 1e-12 of the width of a resonance with a damping of 1e-4.
+    const double size = std::max(scaled_model(model).scale, std::abs(found.extreme));
+    const double rounding = 1e-11 * size;
+    EXPECT_NEAR(curve[0], found.extreme, rounding) << seed;
+    for (const double value : curve) {
+      // What is certified to be the largest is so to a part in a billion.
+      EXPECT_LE(sign * value, sign * found.extreme + 1e-9 * size) << seed;
+    }
+  }
+}
+
+TEST(PassivityCurve, of_what_is_no_stable_matrix_is_refused) {
+  Model model = matrix_model('S', 1, {-1.0}, {0.5}, {0.0});
+  const std::vector<double> somewhere{1.0};
+  model.poles = {1.0};
+  EXPECT_THROW(static_cast<void>(passivity_curve(model, somewhere)), Error);
+  model.poles = {-1.0};
+  model.network.reset();
+  EXPECT_THROW(static_cast<void>(passivity_curve(model, somewhere)), Error);
+}
+
 TEST(Passivity, of_what_is_no_stable_matrix_is_refused) {
   Model model = matrix_model('S', 1, {-1.0}, {0.5}, {0.0});
   EXPECT_NO_THROW(static_cast<void>(passivity(model)));

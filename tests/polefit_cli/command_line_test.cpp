@@ -154,6 +154,15 @@ TEST(CommandLine, the_options_of_the_other_commands_arrive) {
   EXPECT_EQ(eval.like->file, "a.txt");
   EXPECT_EQ(eval.like->format, polefit::NetworkFormat::csv);
   EXPECT_EQ(command<InfoCommand>({"info", "m.json"}).file.file, "m.json");
+
+  const auto passivity = command<PassivityCommand>(
+      {"passivity", "m.json", "-o", "p.svg", "--all", "--parameter", "Z", "--reference", "75"});
+  EXPECT_EQ(passivity.model, "m.json");
+  EXPECT_EQ(passivity.output, "p.svg");
+  EXPECT_TRUE(passivity.all);
+  EXPECT_EQ(passivity.declaration.parameter, 'Z');
+  EXPECT_EQ(passivity.declaration.reference, 75.0);
+  EXPECT_FALSE(command<PassivityCommand>({"passivity", "m.json"}).all);
 }
 
 TEST(CommandLine, what_does_not_fit_together_is_refused_in_one_line) {
@@ -232,7 +241,7 @@ TEST(CommandLine, numbers_of_all_forms_are_decimal) {
 
 TEST(CommandLine, what_was_found_and_what_was_expected_is_told) {
   EXPECT_EQ(complaint({"frobnicate"}),
-            "found \"frobnicate\", expected fit, plot, export, eval or info; see polefit --help");
+            "found \"frobnicate\", expected fit, plot, passivity, export, eval or info; see polefit --help");
   EXPECT_EQ(complaint({"fit", "a.s2p", "--poles", "2", "--spacing", "cubic"}),
             "--spacing: found \"cubic\", expected linear|log|peaks; see polefit fit --help");
   EXPECT_EQ(complaint({"fit", "a.s2p", "-o", ""}),
@@ -325,7 +334,7 @@ TEST(CommandLine, options_of_which_one_is_wanted_stand_together_in_the_help) {
 }
 
 TEST(CommandLine, each_command_has_help_with_examples) {
-  for (const char* const name : {"fit", "plot", "export", "eval", "info"}) {
+  for (const char* const name : {"fit", "plot", "passivity", "export", "eval", "info"}) {
     const std::string help = answer({name, "--help"});
     EXPECT_NE(help.find("Examples:"), std::string::npos) << name;
     EXPECT_NE(help.find(std::string("polefit ") + name + " "), std::string::npos) << name;

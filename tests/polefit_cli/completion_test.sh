@@ -25,8 +25,8 @@ cd "$(mktemp -d)"
 trap 'rm -r "$PWD"' EXIT
 touch filter.s2p filter.json other.txt
 
-expect "fit plot export eval info --help --version" polefit ""
-expect "plot" polefit p
+expect "fit plot passivity export eval info --help --version" polefit ""
+expect "plot" polefit pl
 expect "filter.json filter.s2p" polefit fit f
 expect "filter.json" polefit fit filter.s2p -o filter.j
 expect "--error --exact-dc" polefit fit --e
@@ -37,4 +37,5 @@ expect "--spice --state-space --s-solver" polefit export filter.json --s
 expect "ri ma db" polefit export filter.json --touchstone --data ""
 expect "--like" polefit eval filter.json --l
 expect "--format" polefit info --f
+expect "S Y Z" polefit passivity filter.json --parameter ""
 exit "$status"

@@ -50,6 +50,14 @@ TEST(InfoText, errors_band_and_references_are_told_when_they_are_known) {
   EXPECT_NE(text.find("0.2   0.1             0.3"), std::string::npos) << text;
 }
 
+TEST(InfoText, passivity_is_that_of_a_whole_matrix_and_a_part_of_one_is_said_to_be_a_part) {
+  polefit::Model model = model_of_one_response();
+  EXPECT_EQ(info_text(model, "m.json").find("passive"), std::string::npos);
+  model.network = polefit::NetworkMatrix{'Z', {50.0, 75.0}, {{2, 1}}};
+  const std::string text = info_text(model, "m.json");
+  EXPECT_NE(text.find("\n  passive: not told: only Z21 of a matrix of 2 ports\n"), std::string::npos) << text;
+}
+
 TEST(InfoText, a_network_tells_the_range_of_each_response_and_where_its_peak_is) {
   polefit::Network network;
   network.file = "x.csv";

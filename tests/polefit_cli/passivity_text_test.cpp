@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <optional>
+#include <vector>
 
 #include "polefit/network_matrix.hpp"
 
@@ -54,6 +56,35 @@ TEST(PassivityText, names_what_is_wrong_with_proportional_terms_and_what_could_n
   passivity.decided = false;
   passivity.extreme = 1.0;
   EXPECT_EQ(passivity_text(passivity, 'S'), "could not be told: largest singular value 1 at 0 Hz");
+}
+
+TEST(PassivityText, a_value_has_as_many_digits_as_tell_it_from_1) {
+  EXPECT_EQ(judged_number(1.0, 'S'), "1");
+  EXPECT_EQ(judged_number(1.0 + 3.456e-8, 'S'), "1.0000000346");
+  EXPECT_EQ(judged_number(1.0 - 3.456e-8, 'S'), "0.9999999654");
+  EXPECT_EQ(judged_number(0.1234567, 'S'), "0.123457");
+  EXPECT_EQ(judged_number(20.0 / 3.0, 'S'), "6.66667");
+  EXPECT_EQ(judged_number(1.0 + 3.456e-8, 'Z'), "1");
+}
+
+TEST(PassivityText, a_line_about_any_model_of_a_network_says_why_nothing_is_told) {
+  polefit::Model model;
+  model.poles = {-1.0};
+  model.residues = {0.5};
+  model.constants = {0.0};
+  model.proportionals = {0.0};
+  EXPECT_EQ(passivity_line(model), std::nullopt);
+  model.network = polefit::NetworkMatrix{'S', std::vector<double>(4, 50.0), {{2, 1}}};
+  EXPECT_EQ(passivity_line(model), "not told: only S21 of a matrix of 4 ports");
+  model.network->elements.push_back({2, 2});
+  EXPECT_EQ(part_text(*model.network), "only 2 elements of a matrix of 4 ports");
+  model.network = polefit::NetworkMatrix{'S', {50.0}, polefit::all_elements(1)};
+  EXPECT_EQ(passivity_line(model), "certified at all frequencies (largest singular value 0.5 at 0 Hz)");
+  model.poles = {0.0};
+  EXPECT_EQ(passivity_line(model), "no: 1 pole not in the left half-plane");
+  model.poles = {-1.0};
+  model.residues = {std::numeric_limits<double>::quiet_NaN()};
+  EXPECT_EQ(passivity_line(model), "not told: its numbers are not finite");
 }
 
 TEST(PassivityText, of_what_is_no_stable_whole_matrix_is_none) {

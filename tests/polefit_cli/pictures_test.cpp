@@ -24,6 +24,7 @@
 #include "io_error_of.hpp"
 #include "numerics/angular_frequency.hpp"
 #include "polefit/error.hpp"
+#include "polefit/passivity.hpp"
 #include "polefit_cli/commands/picture_file.hpp"
 #include "polefit_cli/pictures/axis.hpp"
 #include "polefit_cli/pictures/gnuplot_script.hpp"
@@ -688,6 +689,158 @@ TEST(PoleScript, poles_of_many_decades_stand_apart) {
   EXPECT_EQ(count_of(script, "1 in the right half plane"), 1U);
 }
 
+/// A resonance of a one-port at 1 GHz with a width of a millionth and that height, fitted from 100 MHz to 3
+/// GHz.
+polefit::Model narrow_resonance(double height, char parameter = 'S') {
+  polefit::Model model;
+  const Complex pole(-numerics::two_pi * 1e3, numerics::two_pi * 1e9);
+  model.poles = {pole, std::conj(pole)};
+  model.residues = {-height * pole.real(), -height * pole.real()};
+  model.constants = model.proportionals = {0.0};
+  model.network = polefit::NetworkMatrix{parameter, {50.0}, {{1, 1}}};
+  model.origin = polefit::Origin{.lowest = 1e8, .highest = 3e9, .samples = 10, .errors = {{}}};
+  return model;
+}
+
+PassivityPicture passivity_picture_of(const polefit::Model& model) {
+  return passivity_picture(model, polefit::passivity(model), "a title", "a verdict");
+}
+
+TEST(PassivityPictures, narrow_resonances_and_violations_are_on_the_curve) {
+  const PassivityPicture picture = passivity_picture_of(narrow_resonance(1.5));
+  ASSERT_EQ(picture.grid.size(), picture.curve.size());
+  EXPECT_TRUE(std::is_sorted(picture.grid.begin(), picture.grid.end()));
+  // At the resonance itself, so up to rounding of its frequency.
+  EXPECT_NEAR(*std::max_element(picture.curve.begin(), picture.curve.end()), 1.5, 1e-9);
+  ASSERT_EQ(picture.violations.size(), 1U);
+  const auto first = std::lower_bound(picture.grid.begin(), picture.grid.end(), picture.violations[0].lowest);
+  const auto last = std::upper_bound(first, picture.grid.end(), picture.violations[0].highest);
+  EXPECT_GE(last - first, 9);
+  EXPECT_EQ(picture.limit, 1.0);
+  // A hundredth of what it is above 1 by.
+  EXPECT_NEAR(picture.finest_distance, 0.005, 1e-10);
+}
+
+TEST(PassivityPictures, the_worst_of_violations_and_the_nearest_to_the_limit_are_on_the_curve) {
+  polefit::Model model = narrow_resonance(1.5);
+  model.constants = {0.3};  // moves the peak away from the resonance
+  model.residues = {model.residues[0] * Complex(1.0, 0.5), model.residues[1] * Complex(1.0, -0.5)};
+  for (const std::size_t i : {0U, 1U}) {
+    model.poles.push_back(model.poles[i] + Complex(0.0, model.poles[i].imag()));
+    model.residues.push_back(0.9 * model.residues[i]);
+  }
+  const polefit::Passivity found = polefit::passivity(model);
+  const PassivityPicture picture = passivity_picture_of(model);
+  ASSERT_EQ(found.violations.size(), 2U);
+  for (const polefit::Violation& violation : found.violations) {
+    EXPECT_TRUE(std::binary_search(picture.grid.begin(), picture.grid.end(), violation.frequency));
+  }
+  for (Complex& residue : model.residues) {
+    residue *= 0.3;
+  }
+  const polefit::Passivity nearest = polefit::passivity(model);
+  ASSERT_TRUE(nearest.passive);
+  const PassivityPicture passive = passivity_picture_of(model);
+  EXPECT_TRUE(std::binary_search(passive.grid.begin(), passive.grid.end(), nearest.frequency));
+}
+
+TEST(PassivityPictures, begin_below_and_end_beyond_band_poles_and_violations) {
+  const PassivityPicture by_band = passivity_picture_of(narrow_resonance(0.5));
+  EXPECT_DOUBLE_EQ(by_band.grid.front(), 1e7);
+  EXPECT_DOUBLE_EQ(by_band.grid.back(), 3e10);
+  ASSERT_TRUE(by_band.band);
+  EXPECT_EQ(by_band.band->highest, 3e9);
+  EXPECT_EQ(by_band.finest_distance, 0.0);
+
+  polefit::Model model = narrow_resonance(0.5);
+  model.origin.reset();
+  const PassivityPicture by_pole = passivity_picture_of(model);
+  EXPECT_FALSE(by_pole.band);
+  EXPECT_NEAR(by_pole.grid.front(), 1e8, 1e-3);  // |a| is longer than its imaginary part by 1e-12 of it
+  EXPECT_NEAR(by_pole.grid.back(), 1e10, 0.1);
+
+  polefit::Model far = narrow_resonance(0.5);
+  far.poles.emplace_back(-1e30);
+  far.residues.emplace_back(1e29);
+  EXPECT_DOUBLE_EQ(passivity_picture_of(far).grid.back(), 3e16);
+
+  polefit::Model constant = narrow_resonance(0.5);
+  constant.poles.clear();
+  constant.residues.clear();
+  constant.origin.reset();
+  EXPECT_EQ(passivity_picture_of(constant).grid.front(), 0.1);
+  EXPECT_EQ(passivity_picture_of(constant).grid.back(), 10.0);
+}
+
+TEST(PassivityPictures, violations_without_an_end_are_cut_to_the_axis) {
+  polefit::Model model = narrow_resonance(0.01, 'Z');
+  model.constants = {-1.0};
+  const PassivityPicture picture = passivity_picture_of(model);
+  EXPECT_EQ(picture.limit, 0.0);
+  ASSERT_EQ(picture.violations.size(), 1U);
+  EXPECT_EQ(picture.violations[0].lowest, picture.grid.front());
+  EXPECT_EQ(picture.violations[0].highest, picture.grid.back());
+}
+
+TEST(PassivityScript, values_within_and_beyond_the_limit_are_apart_and_at_their_distance) {
+  for (const char parameter : {'S', 'Z'}) {
+    PassivityPicture picture;
+    picture.parameter = parameter;
+    picture.limit = parameter == 'S' ? 1.0 : 0.0;
+    picture.grid = {1e3, 2e3, 3e3, 4e3, 5e3};
+    const double sign = parameter == 'S' ? 1.0 : -1.0;
+    for (const double excess : {-0.5, 0.25, 0.0, gap, -0.125}) {
+      picture.curve.push_back(picture.limit + sign * excess);
+    }
+    const std::string script = passivity_script(picture, PictureFormat::svg);
+    EXPECT_EQ(blocks(script, "beyond").at(0), (Names{"2000 0.25", ""}));
+    picture.passive = true;
+    EXPECT_EQ(count_of(passivity_script(picture, PictureFormat::svg), "$beyond"), 0U);
+    // The gap between them stays one.
+    EXPECT_EQ(blocks(script, "within").at(0), (Names{"1000 0.5", "", "5000 0.125"}));
+    EXPECT_EQ(blocks(script, "value").at(0).size(), 5U);
+    const std::string limit = parameter == 'S' ? "first 1 " : "first 0 ";
+    EXPECT_EQ(count_of(script, "from graph 0, " + limit + "to graph 1, " + limit + "nohead"), 1U) << script;
+    EXPECT_EQ(count_of(script, parameter == 'S' ? "\"above 1: not passive\"" : "\"below 0: not passive\""),
+              1U);
+    EXPECT_EQ(count_of(script, parameter == 'S' ? "\"distance from 1\"" : "\"distance from 0 / Ω\""), 1U);
+  }
+}
+
+TEST(PassivityScript, band_and_violations_are_shaded_however_narrow) {
+  const PassivityPicture picture = passivity_picture_of(narrow_resonance(1.5));
+  const std::string script = passivity_script(picture, PictureFormat::svg);
+  EXPECT_EQ(count_of(script, "set object rectangle"), 2U);
+  EXPECT_EQ(count_of(script, "\"blue: band of the fit\""), 1U);
+  const std::size_t at = script.rfind("set object rectangle");
+  const std::vector<std::string> words = words_of(script.substr(at, script.find('\n', at) - at));
+  // set object rectangle from first LOW, graph 0 to first HIGH, graph 1 ...
+  const double low = number(words.at(5).substr(0, words.at(5).size() - 1));
+  const double high = number(words.at(10).substr(0, words.at(10).size() - 1));
+  // 1.5 points of 452 for the decades from 10 MHz to 30 GHz.
+  EXPECT_NEAR(std::log(high / low), std::log(3000.0) * 1.5 / 452.0, 1e-6);
+  EXPECT_NEAR(std::sqrt(low * high), 1e9, 1e4);
+}
+
+TEST(PassivityScript, the_ends_of_violations_do_not_stretch_the_axis_of_distances) {
+  // Wide, so that its ends, which are found to a part in a million, are near to the limit.
+  polefit::Model model = narrow_resonance(1.5);
+  for (Complex& pole : model.poles) {
+    pole.real(-numerics::two_pi * 1e8);
+  }
+  for (Complex& residue : model.residues) {
+    residue *= 1e5;
+  }
+  PassivityPicture picture = passivity_picture_of(model);
+  const auto lowest_of = [](const std::string& script) {
+    const std::size_t at = script.rfind("set yrange [") + 12;
+    return number(script.substr(at, script.find(':', at) - at));
+  };
+  EXPECT_NEAR(lowest_of(passivity_script(picture, PictureFormat::svg)), 1e-3, 1e-8);
+  picture.finest_distance = 0.0;
+  EXPECT_LT(lowest_of(passivity_script(picture, PictureFormat::svg)), 1e-5);
+}
+
 /// A variable of the surroundings, as long as this lives.
 class Variable {
  public:
@@ -837,6 +990,33 @@ TEST_F(Gnuplot, poles_of_all_kinds_are_drawn_without_complaint) {
     for (const PictureFormat format : {PictureFormat::svg, PictureFormat::png, PictureFormat::pdf}) {
       EXPECT_EQ(draw(pole_script(pole_picture(model_with(poles), "t"), format), format).messages, "");
     }
+  }
+}
+
+TEST_F(Gnuplot, distances_to_the_limit_of_all_kinds_are_drawn_without_complaint) {
+  const double infinity = std::numeric_limits<double>::infinity();
+  std::vector<PassivityPicture> pictures{passivity_picture_of(narrow_resonance(1.5)),
+                                         passivity_picture_of(narrow_resonance(0.5)),
+                                         passivity_picture_of(narrow_resonance(-2.0, 'Y'))};
+  polefit::Model constant = narrow_resonance(0.0);
+  constant.constants = {1.0};  // at the limit throughout
+  pictures.push_back(passivity_picture_of(constant));
+  pictures.push_back(pictures[0]);
+  pictures.back().curve.assign(pictures.back().grid.size(), infinity);
+  pictures.back().title.clear();
+  polefit::Model far_apart = narrow_resonance(0.5);
+  far_apart.poles = {-1e-300, -1e300};
+  far_apart.residues = {1e-301, 1e299};
+  far_apart.origin.reset();
+  pictures.push_back(passivity_picture_of(far_apart));
+  for (const PassivityPicture& picture : pictures) {
+    for (const PictureFormat format : {PictureFormat::svg, PictureFormat::png, PictureFormat::pdf}) {
+      EXPECT_EQ(draw(passivity_script(picture, format), format).messages, "");
+    }
+  }
+  const Drawing drawing = draw(passivity_script(pictures[0], PictureFormat::svg), PictureFormat::svg);
+  for (const char* text : {">a title<", ">a verdict<", ">largest singular value<", ">frequency / Hz<"}) {
+    EXPECT_EQ(count_of(drawing.picture, text), 1U) << text;
   }
 }
 

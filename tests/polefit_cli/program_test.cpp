@@ -517,6 +517,152 @@ TEST_F(Program, draws_fit_and_poles) {
   expect_refusal({"plot", "m.json", "filter.s2p", "--responses", "S31", "-o", "fit.svg"}, "S31");
 }
 
+/// One resonance whose largest singular value is at its frequency, 2 GHz, and of that size; nothing at
+/// infinity.
+std::string one_port_json(double peak, char parameter = 'S') {
+  polefit::Model model;
+  const Complex pole(-numerics::two_pi * 1e6, numerics::two_pi * 2e9);
+  model.poles = {pole, std::conj(pole)};
+  model.residues = {-peak * pole.real(), -peak * pole.real()};
+  model.constants = model.proportionals = {0.0};
+  model.names = {std::string(1, parameter) + "11"};
+  model.network = {parameter, {50.0}, {{1, 1}}};
+  return polefit::to_json(model);
+}
+
+TEST_F(Program, tells_whether_a_model_is_passive_by_text_and_by_status) {
+  write("passive.json", one_port_json(0.75));
+  EXPECT_EQ(run({"passivity", "passive.json"}), 0) << errors();
+  EXPECT_NE(output().find("  passive     yes, certified at all frequencies\n"), std::string::npos)
+      << output();
+  EXPECT_NE(output().find("  largest     0.75 at 2 GHz\n"), std::string::npos) << output();
+  EXPECT_EQ(errors(), "");
+  write("amplifying.json", one_port_json(1.25));
+  EXPECT_EQ(run({"passivity", "amplifying.json"}), 1) << errors();
+  EXPECT_NE(output().find("  passive     no\n"), std::string::npos) << output();
+  // Where 1.25 / |1 + j x| is 1, x is 0.75, in units of 1 MHz.
+  EXPECT_NE(output().find("  1.99925 GHz   2.00075 GHz                     1.25   2 GHz\n"),
+            std::string::npos)
+      << output();
+  EXPECT_EQ(run({"passivity", "-"}, input_from("amplifying.json")), 1) << errors();
+  EXPECT_NE(output().find("standard input\n"), std::string::npos) << output();
+}
+
+TEST_F(Program, lists_twenty_intervals_of_violation_unless_all_are_wanted) {
+  polefit::Model model;
+  for (int i = 1; i <= 22; ++i) {
+    const Complex pole(-numerics::two_pi * 1e3, numerics::two_pi * 1e9 * i);
+    model.poles.insert(model.poles.end(), {pole, std::conj(pole)});
+  }
+  model.residues.assign(model.poles.size(), numerics::two_pi * 1.5e3);
+  model.constants = model.proportionals = {0.0};
+  model.network = {'S', {50.0}, {{1, 1}}};
+  write("m.json", polefit::to_json(model));
+  EXPECT_EQ(run({"passivity", "m.json"}), 1);
+  EXPECT_NE(output().find("  and 2 more, which --all lists\n"), std::string::npos) << output();
+  const std::size_t some = lines_of(output()).size();
+  EXPECT_EQ(run({"passivity", "m.json", "--all"}), 1);
+  EXPECT_EQ(lines_of(output()).size(), some + 1);  // two rows for the line of what is left out
+}
+
+TEST_F(Program, passivity_is_not_taken_from_what_the_model_file_says) {
+  polefit::Model model = polefit::model_from_json(one_port_json(1.25));
+  model.passivity = {true, 1e-9, 0.5, 0.0};
+  write("m.json", polefit::to_json(model));
+  EXPECT_EQ(run({"passivity", "m.json"}), 1);
+  ASSERT_EQ(run({"info", "m.json"}), 0);
+  EXPECT_NE(output().find("passive: no: largest singular value 1.25"), std::string::npos) << output();
+}
+
+TEST_F(Program, draws_how_far_a_model_is_from_the_limit) {
+  write("m.json", one_port_json(1.25));
+  EXPECT_EQ(run({"passivity", "m.json", "-o", "p.svg"}), 1) << errors();
+  EXPECT_NE(output().find("  passive     no\n"), std::string::npos);
+  EXPECT_EQ(errors(), "");
+  EXPECT_NE(content_of("p.svg").find(">m.json<"), std::string::npos);
+  EXPECT_NE(content_of("p.svg").find(">not passive in 1 interval<"), std::string::npos);
+  EXPECT_EQ(run({"passivity", "m.json", "-o", "-"}), 1);
+  EXPECT_EQ(output(), content_of("p.svg"));
+  EXPECT_NE(errors().find("  passive     no\n"), std::string::npos) << errors();
+  expect_refusal({"passivity", "m.json", "-o", "p.gif"}, "one that ends in .svg, .png or .pdf");
+  expect_refusal({"passivity", "m.json", "-o", "m.json"}, "m.json: found the file that is read as m.json");
+}
+
+TEST_F(Program, refuses_to_tell_the_passivity_of_what_is_no_stable_whole_matrix) {
+  ASSERT_EQ(run({"fit", "filter.s2p", "--poles", "3", "--responses", "S21", "-q", "-o", "m.json"}), 0);
+  expect_refusal({"passivity", "m.json"},
+                 "m.json: found only S21 of a matrix of 2 ports, expected all of its elements");
+  polefit::Model model = polefit::model_from_json(one_port_json(0.75));
+  model.network.reset();
+  write("bare.json", polefit::to_json(model));
+  expect_refusal({"passivity", "bare.json"},
+                 "bare.json: found one response that is of no matrix, expected that of a "
+                 "one-port, which --parameter S, Y or Z makes it");
+  model.poles = {{1.0, numerics::two_pi * 2e9}, {1.0, -numerics::two_pi * 2e9}};
+  model.network = {'S', {50.0}, {{1, 1}}};
+  write("unstable.json", polefit::to_json(model));
+  expect_refusal(
+      {"passivity", "unstable.json"},
+      "unstable.json: found a pole at 2 GHz with the real part 1 rad/s, expected poles in the left "
+      "half-plane");
+  model.network.reset();
+  model.names.clear();
+  model.constants = model.proportionals = {0.0, 0.0};
+  model.residues.insert(model.residues.end(), {1.0, 1.0});
+  write("two.json", polefit::to_json(model));
+  expect_refusal({"passivity", "two.json"}, "two.json: found 2 responses that are of no matrix");
+  std::string text = one_port_json(0.75);
+  text.replace(text.find("\"constant\":0.0"), 14, "\"constant\":1e999");
+  write("overflow.json", text);
+  expect_refusal({"passivity", "overflow.json"},
+                 "overflow.json: found the text has a number beyond the range");
+  expect_refusal({"passivity", "filter.s2p"}, "filter.s2p");
+}
+
+TEST_F(Program, a_single_response_takes_part_in_passivity_as_that_of_a_one_port) {
+  write("m.json", bare_model());  // 0.5 + 1 / (1 + s / 1e9)
+  ASSERT_EQ(run({"passivity", "m.json", "--parameter", "S", "--reference", "75"}), 1) << errors();
+  EXPECT_NE(output().find("1-port, S parameters, reference 75 ohms"), std::string::npos) << output();
+  EXPECT_NE(output().find("  largest     1.5 at 0 Hz"), std::string::npos) << output();
+  ASSERT_EQ(run({"passivity", "m.json", "--parameter", "Z"}), 0) << errors();
+  EXPECT_NE(output().find("  smallest    0.5 ohms at infinity"), std::string::npos) << output();
+}
+
+TEST_F(Program, exports_for_simulations_in_time_warn_of_a_model_that_is_not_passive) {
+  write("m.json", one_port_json(1.25));
+  const std::string warning =
+      "polefit: warning: m.json is not passive: largest singular value 1.25 at 2 GHz; a circuit with it may "
+      "grow "
+      "without bound. ";
+  for (const char* const format : {"--spice", "--state-space"}) {
+    EXPECT_EQ(run({"export", "m.json", format}), 0);
+    EXPECT_TRUE(errors().starts_with(warning)) << errors();
+    EXPECT_NE(errors().find("polefit fit --passive"), std::string::npos) << errors();
+    EXPECT_EQ(lines_of(errors()).size(), 1U) << errors();
+    EXPECT_FALSE(output().empty());
+  }
+  EXPECT_EQ(run({"export", "m.json", "--touchstone", "--grid", "1G:3G:3"}), 0);
+  EXPECT_EQ(errors(), "");
+  write("m.json", one_port_json(0.75));
+  EXPECT_EQ(run({"export", "m.json", "--spice"}), 0);
+  EXPECT_EQ(errors(), "");
+  // Declared on the command line to be a one-port.
+  write("bare.json", bare_model());
+  EXPECT_EQ(run({"export", "bare.json", "--spice", "--parameter", "S"}), 0);
+  EXPECT_NE(errors().find("largest singular value 1.5 at 0 Hz"), std::string::npos) << errors();
+  EXPECT_EQ(run({"export", "bare.json", "--state-space"}), 0);
+  EXPECT_EQ(errors(), "");
+  polefit::Model model = polefit::model_from_json(one_port_json(0.75));
+  model.proportionals = {1e-12};
+  write("growing.json", polefit::to_json(model));
+  EXPECT_EQ(run({"export", "growing.json", "--spice"}), 0);
+  EXPECT_NE(errors().find("is not passive: S grows with the frequency;"), std::string::npos) << errors();
+  model.poles = {{1.0, 5.0}, {1.0, -5.0}};
+  write("unstable.json", polefit::to_json(model));
+  EXPECT_EQ(run({"export", "unstable.json", "--state-space"}), 0);
+  EXPECT_NE(errors().find("its poles are not all in the left half-plane"), std::string::npos) << errors();
+}
+
 TEST_F(Program, bad_files_are_refused_with_file_and_line) {
   write("bad.s2p", "# GHz S RI R 50\n1 0 0 0 0 0 0 0 0\n2 0 0 x 0 0 0 0 0\n");
   expect_refusal({"fit", "bad.s2p"}, "bad.s2p, line 3");

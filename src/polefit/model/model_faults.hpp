@@ -179,6 +179,25 @@ inline std::optional<std::string> pair_fault(const Model& model) {
   return std::nullopt;
 }
 
+/// A certificate with numbers that none has, or of what is not judged.
+inline std::optional<std::string> certificate_fault(const Model& model) {
+  if (!model.passivity) {
+    return std::nullopt;
+  }
+  const CertifiedPassivity& certified = *model.passivity;
+  if (!(std::isfinite(certified.tolerance) && certified.tolerance >= 0.0)) {
+    return "passivity.tolerance is not a finite number of at least 0";
+  }
+  if (!std::isfinite(certified.extreme)) {
+    return "passivity.extreme is not a finite number";
+  }
+  if (!(certified.frequency >= 0.0)) {
+    return "passivity.frequency is not a number of at least 0";
+  }
+  const auto lack = incompleteness(model.network);
+  return lack ? std::optional("passivity is that of a whole matrix, the model has " + *lack) : std::nullopt;
+}
+
 /// Where each element of the whole matrix is. Throws Error (bad_shape) unless the responses are that matrix.
 inline WholeMatrix matrix_of(const Model& model) {
   std::optional<WholeMatrix> matrix = whole_matrix(model.network);

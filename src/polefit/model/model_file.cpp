@@ -1,9 +1,11 @@
 #include "polefit/model_file.hpp"
 
 #include <algorithm>
+#include <cmath>
 #include <complex>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <set>
@@ -24,6 +26,8 @@ using nlohmann::ordered_json;
 
 constexpr const char* format_name = "polefit model";
 constexpr int format_version = 1;
+// JSON has no number for it.
+constexpr const char* infinite_text = "infinite";
 
 // The schema needs five levels; the rest is room for what later versions may add, and still small beside any
 // stack.
@@ -33,7 +37,7 @@ constexpr std::size_t deepest_level = 64;
 
 /// What a file has to hold: numbers, and as many as belong together.
 void check_for_file(const Model& model) {
-  for (const auto fault : {shape_fault, number_fault, pair_fault}) {
+  for (const auto fault : {shape_fault, number_fault, pair_fault, certificate_fault}) {
     refuse(ErrorKind::bad_model_file, fault(model));
   }
 }
@@ -170,6 +174,10 @@ class Item {
     }
     return value_.get<std::size_t>();
   }
+  bool truth() const {
+    expect(value_.is_boolean(), "true or false");
+    return value_.get<bool>();
+  }
   const std::string& string() const {
     expect(value_.is_string(), "a string");
     return value_.get_ref<const std::string&>();
@@ -237,6 +245,23 @@ Origin origin_without_errors(const Item& text) {
           .samples = text.member("samples").count(),
           .errors = {},
           .finding = finding ? finding->string() : std::string()};
+}
+
+double frequency_or_infinity(const Item& text) {
+  if (text.value().is_string()) {
+    if (text.string() != infinite_text) {
+      text.fail_with("is " + excerpt(text.string()) + ", expected a number or " + excerpt(infinite_text));
+    }
+    return std::numeric_limits<double>::infinity();
+  }
+  return text.number();
+}
+
+CertifiedPassivity certified_passivity(const Item& text) {
+  return {.passive = text.member("passive").truth(),
+          .tolerance = text.member("tolerance").number(),
+          .extreme = text.member("extreme").number(),
+          .frequency = frequency_or_infinity(text.member("frequency"))};
 }
 
 /// Refuses what a response has of something that the text has not.
@@ -331,6 +356,17 @@ std::string origin_json(const Origin& origin) {
   return object.dump();
 }
 
+std::string passivity_json(const CertifiedPassivity& certified) {
+  ordered_json object = {
+      {"passive", certified.passive}, {"tolerance", certified.tolerance}, {"extreme", certified.extreme}};
+  if (std::isinf(certified.frequency)) {
+    object["frequency"] = infinite_text;
+  } else {
+    object["frequency"] = certified.frequency;
+  }
+  return object.dump();
+}
+
 /// `[` and the lines, with commas between them, and `]`.
 void append_list(std::string& text, const std::vector<std::string>& lines) {
   text += '[';
@@ -361,6 +397,9 @@ std::string to_json(const Model& model) {
   if (model.origin) {
     text += "  \"origin\": " + origin_json(*model.origin) + ",\n";
   }
+  if (model.passivity) {
+    text += "  \"passivity\": " + passivity_json(*model.passivity) + ",\n";
+  }
   text += "  \"poles\": ";
   append_list(text, poles);
   text += ",\n  \"responses\": ";
@@ -381,6 +420,9 @@ Model model_from_json(const std::string& text) {
   }
   if (const auto origin = root.find("origin")) {
     model.origin = origin_without_errors(*origin);
+  }
+  if (const auto passivity = root.find("passivity")) {
+    model.passivity = certified_passivity(*passivity);
   }
   const Item poles = root.member("poles");
   for (std::size_t i = 0; i < poles.size(); ++i) {

@@ -132,4 +132,15 @@ Passivity passivity(const Model& model) {
   return result;
 }
 
+std::vector<double> passivity_curve(const Model& model, std::span<const double> frequencies) {
+  const ScaledModel scaled = scaled_model(model);
+  std::vector<double> curve;
+  curve.reserve(frequencies.size());
+  for (const double frequency : frequencies) {
+    const double measure = measure_at(scaled, numerics::two_pi * frequency / scaled.unit);
+    curve.push_back(scaled.scattering ? measure : -measure * scaled.scale);
+  }
+  return curve;
+}
+
 }  // namespace polefit

@@ -15,6 +15,7 @@
 #include "polefit/problem/problem.hpp"
 #include "polefit/search/ladder.hpp"
 #include "polefit/search/sentence.hpp"
+#include "polefit/search/within_noise.hpp"
 
 namespace polefit {
 namespace {
@@ -23,8 +24,6 @@ constexpr std::size_t usual_limit = 100;
 constexpr std::size_t largest_limit = 400;
 /// Poles that a turn of the data takes: two follow the delay, the others the reflections behind it.
 constexpr double poles_a_turn = 4.5;
-/// The error may be so many times the noise that was told from the data.
-constexpr double above_noise = 1.1;
 /// Coefficients are bounded by the error over this part of the goal, or over the rounding of a factorisation.
 constexpr double delta_of_goal = 1e-6;
 constexpr double least_delta = 1e-14;
@@ -200,27 +199,13 @@ class Searcher {
     if (end == SearchEnd::cancelled) {
       return end;
     }
-    if (target_.measure != Measure::largest_error && search.findings.noise_floor > 0.0 &&
-        within_noise(report, search.findings)) {
+    if (within_noise(report, search.findings, target_)) {
       return SearchEnd::met_to_noise;
     }
     if (end == SearchEnd::target_met) {
       return limited_by_noise_ ? SearchEnd::noise : SearchEnd::missed_measure;
     }
     return end;
-  }
-  bool within_noise(const Report& report, const Findings& findings) const {
-    double sum = 0.0;
-    for (std::size_t r = 0; r < findings.noise.size(); ++r) {
-      const double noise = above_noise * findings.noise[r];
-      const double square = report.errors[r].relative * report.errors[r].relative;
-      const double most = target_.error * target_.error + noise * noise;
-      if (target_.measure == Measure::worst_response && square > most) {
-        return false;
-      }
-      sum += square / most;
-    }
-    return sum <= static_cast<double>(findings.noise.size());
   }
 
   const NetworkData& data_;

@@ -4,9 +4,12 @@
 #include <array>
 #include <cmath>
 #include <optional>
+#include <string>
 #include <utility>
 
-#include "polefit/model/overall_error.hpp"
+#include "polefit/fitting/finish.hpp"
+#include "polefit/search/sentence.hpp"
+#include "polefit/search/within_noise.hpp"
 
 namespace polefit {
 namespace {
@@ -24,14 +27,17 @@ class Searcher {
   Searcher(const NetworkData& data, const NetworkMatrix& matrix, const Target& target, const Options& options)
       : data_(data), matrix_(matrix), target_(target), options_(options) {}
 
-  PassiveSearch run() {
-    offer(fit_to_error(data_, target_, options_));
+  PassiveSearch run(Search first) {
+    first_end_ = first.end;
+    first_error_ = first.error;
+    const std::string first_finding = first.fit.report.finding;
+    offer(std::move(first));
     const std::size_t order = order_;
     const double before = best_->enforcement.error_before;
-    const bool was_met = met_before_;
     const auto enough = [&] {
-      return cancelled_ || (was_met && meets(*best_)) ||
-             best_->enforcement.error_after <= std::max(harmless * before, before + rounding);
+      return cancelled_ || meets(*best_) ||
+             (first_end_ != SearchEnd::target_met &&
+              best_->enforcement.error_after <= std::max(harmless * before, before + rounding));
     };
     for (std::size_t i = 0; i < smaller.size() && !enough(); ++i) {
       if (i < tighter.size()) {
@@ -46,6 +52,7 @@ class Searcher {
       }
     }
     best_->search.steps = std::move(steps_);
+    tell_end(first_finding);
     return *std::move(best_);
   }
 
@@ -63,30 +70,46 @@ class Searcher {
     }
   }
 
+  /// The end of the model that is taken, of which searches with other targets and limits say nothing.
+  void tell_end(const std::string& first_finding) {
+    Search& search = best_->search;
+    if (meets(*best_)) {
+      search.end = SearchEnd::target_met;
+    } else if (cancelled_) {
+      search.end = SearchEnd::cancelled;
+    } else if (within_noise(search.fit.report, search.findings, target_) ||
+               (first_end_ == SearchEnd::met_to_noise && search.error <= harmless * first_error_)) {
+      search.end = SearchEnd::met_to_noise;
+    } else if (first_end_ == SearchEnd::target_met || first_end_ == SearchEnd::met_to_noise) {
+      search.end = SearchEnd::lost_to_passivity;
+    } else {
+      search.end = first_end_;
+    }
+    std::string& finding = search.fit.report.finding;
+    finding =
+        search.end == first_end_ ? first_finding : sentence(search, target_, 0, data_.frequencies.size());
+    if (search.fit.model.origin) {
+      search.fit.model.origin->finding = finding;
+    }
+  }
+
   /// Makes a model passive, and keeps it where it is better than the best so far.
   void offer(Search search) {
     steps_.insert(steps_.end(), search.steps.begin(), search.steps.end());
     cancelled_ = cancelled_ || search.end == SearchEnd::cancelled;
     Fit& fit = search.fit;
     order_ = fit.model.poles.size();
-    met_before_ = search.error <= target_.error;
-    fit.model.network = matrix_;
-    Enforcement enforced = enforce_passivity(
-        fit.model, data_,
+    PassiveFit passive = made_passive(
+        std::move(fit), data_, matrix_,
         {.most_room_pairs = most_room_pairs,
          .error_wanted =
              target_.measure == Measure::relative_rms && data_.weights.empty() ? target_.error : 0.0,
          .keep_value_at_zero = keeps_zero()});
-    fit.model = std::move(enforced.model);
-    if (enforced.report.remedy != Remedy::none) {
-      fit.report.errors = enforced.report.errors_after;
-      const OverallError overall = overall_error(fit.report.errors);
-      fit.report.relative_error = overall.relative;
-      fit.report.worst_relative_error = overall.worst;
-      fit.report.largest_error = overall.largest;
-      search.error = measured(fit.report);
+    search.fit = std::move(passive.fit);
+    if (passive.enforcement.remedy != Remedy::none) {
+      search.error = measured(search.fit.report);
     }
-    PassiveSearch found{std::move(search), std::move(enforced.report)};
+    PassiveSearch found{std::move(search), std::move(passive.enforcement)};
     if (!best_ || better(found, *best_)) {
       best_ = std::move(found);
     }
@@ -114,18 +137,41 @@ class Searcher {
   std::optional<PassiveSearch> best_;
   std::vector<Step> steps_;
   std::size_t order_ = 0;
-  bool met_before_ = false;
+  SearchEnd first_end_ = SearchEnd::target_met;
+  double first_error_ = 0.0;
   bool cancelled_ = false;
 };
+
+void check_stable(const Options& options) {
+  if (!options.stable) {
+    throw Error(ErrorKind::bad_option, "a model with poles that need not be stable cannot be made passive");
+  }
+}
 
 }  // namespace
 
 PassiveSearch fit_to_error_passively(const NetworkData& data, const NetworkMatrix& matrix,
                                      const Target& target, const Options& options) {
-  if (!options.stable) {
-    throw Error(ErrorKind::bad_option, "a model with poles that need not be stable cannot be made passive");
+  check_stable(options);
+  return made_passive(fit_to_error(data, target, options), data, matrix, target, options);
+}
+
+PassiveSearch made_passive(Search found, const NetworkData& data, const NetworkMatrix& matrix,
+                           const Target& target, const Options& options) {
+  check_stable(options);
+  return Searcher(data, matrix, target, options).run(std::move(found));
+}
+
+PassiveFit made_passive(Fit fit, const NetworkData& data, const NetworkMatrix& matrix,
+                        const EnforcementOptions& options) {
+  fit.model.network = matrix;
+  Enforcement enforced = enforce_passivity(fit.model, data, options);
+  fit.model = std::move(enforced.model);
+  if (enforced.report.remedy != Remedy::none) {
+    add_errors(data, fit);
   }
-  return Searcher(data, matrix, target, options).run();
+  fit.model.passivity = certified(enforced.report.passivity);
+  return {std::move(fit), std::move(enforced.report)};
 }
 
 }  // namespace polefit

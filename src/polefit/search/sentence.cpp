@@ -63,6 +63,8 @@ std::string sentence(const Search& search, const Target& target, std::size_t lim
              " degrees from sample to sample, too far to say which way";
     case SearchEnd::most_poles:
       return missed + limit_reached(search, limit, samples);
+    case SearchEnd::lost_to_passivity:
+      return missed + "it was met before the model was made passive";
     default:
       return "cancelled";
   }

@@ -75,6 +75,7 @@ OptionValues values_of(FitCommand& fit) {
           {"--weights-file", name(fit.weights_file)},
           {"--responses", names(fit.responses)},
           {"--exact-dc", flag(fit.exact_dc)},
+          {"--passive", flag(fit.passive)},
           {"--iterations", whole_number(fit.options.iterations, {0})},
           {"--polish", flag(fit.options.polish)},
           {"--write-anyway", flag(fit.write_anyway)},
@@ -94,6 +95,14 @@ OptionValues values_of(PlotCommand& plot) {
           {"--panels", whole_number(plot.panels, {1, static_cast<int>(most_panels)})},
           {"--poles", flag(plot.poles)},
           {"--format", network_format(plot.network)}};
+}
+
+OptionValues values_of(PassivityCommand& passivity) {
+  return {{"MODEL", name(passivity.model)},
+          {"--output", name(passivity.output)},
+          {"--all", flag(passivity.all)},
+          {"--parameter", parameter(passivity.declaration)},
+          {"--reference", above_zero(passivity.declaration.reference)}};
 }
 
 OptionValues values_of(ExportCommand& chosen) {
@@ -141,6 +150,10 @@ std::string complaint_about(const FitCommand& fit) {
     return "--poles " + std::to_string(*fit.poles) + " without --real " + std::to_string(*fit.real) +
            " leaves a pole without its conjugate";
   }
+  if (fit.passive.value_or(false) && !fit.options.stable) {
+    return "--passive and --no-stable were given, expected one of them: a model with poles in the right "
+           "half-plane is never passive";
+  }
   return fit.network.file == "-" && fit.weights_file == "-" ? read_twice : "";
 }
 
@@ -158,6 +171,8 @@ std::string complaint_about(const PlotCommand& plot) {
 std::string complaint_about(const EvalCommand& eval) {
   return eval.like && eval.model == "-" && eval.like->file == "-" ? read_twice : "";
 }
+
+std::string complaint_about(const PassivityCommand&) { return {}; }
 
 std::string complaint_about(const ExportCommand&) { return {}; }
 
@@ -242,6 +257,9 @@ std::variant<Command, Answer> parse_command_line(std::span<const char* const> ar
   }
   if (name == "plot") {
     return finished(PlotCommand{}, options, app, arguments);
+  }
+  if (name == "passivity") {
+    return finished(PassivityCommand{}, options, app, arguments);
   }
   if (name == "export") {
     return finished(ExportCommand{}, options, app, arguments);

@@ -38,7 +38,8 @@ struct FitCommand {
   std::string weights_file;            ///< none, or what says the weights in place of their kind
   std::vector<std::string> responses;  ///< names; all when there are none
   bool exact_dc = false;
-  bool write_anyway = false;  ///< also a model that does not fit and amplifies
+  std::optional<bool> passive;  ///< in any case, or never; else where the data are
+  bool write_anyway = false;    ///< also a model that does not fit and amplifies
   Declaration declaration;
   bool quiet = false;
 };
@@ -50,6 +51,13 @@ struct PlotCommand {
   std::vector<std::string> responses;
   std::size_t panels = 4;
   bool poles = false;
+};
+
+struct PassivityCommand {
+  std::string model;
+  std::string output;  ///< none: no picture is drawn
+  bool all = false;    ///< lists every interval
+  Declaration declaration;
 };
 
 enum class ExportKind { spice, state_space, touchstone, csv, s_solver };
@@ -77,7 +85,8 @@ struct InfoCommand {
   NetworkSource file;  ///< a network or a model
 };
 
-using Command = std::variant<FitCommand, PlotCommand, ExportCommand, EvalCommand, InfoCommand>;
+using Command =
+    std::variant<FitCommand, PlotCommand, PassivityCommand, ExportCommand, EvalCommand, InfoCommand>;
 
 /// What is to be printed in place of a command: help or version, or what is wrong with the command line.
 struct Answer {

@@ -6,12 +6,14 @@
 namespace polefit_cli {
 
 /// Exit status of the program.
-enum ExitStatus : int { succeeded = 0, not_converged = 1, bad_input = 2 };
+enum ExitStatus : int { succeeded = 0, not_converged = 1, not_passive = 1, bad_input = 2 };
 
 /// Fits a network, writes the model and prints a table, to standard error when the model goes to standard
 /// output.
 ExitStatus run(const FitCommand& command);
 ExitStatus run(const PlotCommand& command);
+/// Tells whether a model is passive, on standard error when the picture goes to standard output.
+ExitStatus run(const PassivityCommand& command);
 ExitStatus run(const ExportCommand& command);
 ExitStatus run(const EvalCommand& command);
 ExitStatus run(const InfoCommand& command);

@@ -1,5 +1,6 @@
 #include <cctype>
 #include <filesystem>
+#include <optional>
 #include <string>
 
 #include "polefit/exports.hpp"
@@ -8,10 +9,13 @@
 #include "polefit_cli/commands/commands.hpp"
 #include "polefit_cli/commands/declaration.hpp"
 #include "polefit_cli/commands/models.hpp"
+#include "polefit_cli/commands/passivity_text.hpp"
 #include "polefit_cli/commands/streams.hpp"
 #include "polefit_cli/commands/tables.hpp"
 #include "text/counted.hpp"
 #include "text/io_error.hpp"
+#include "text/plain_text.hpp"
+#include "text/standard_streams.hpp"
 
 namespace polefit_cli {
 namespace {
@@ -75,6 +79,33 @@ std::string coefficients(const ExportCommand& command, const polefit::Model& mod
                [&] { return polefit::s_solver_coefficients(model, response, command.highest_frequency); });
 }
 
+/// Why a model is not passive, or which value leaves that open.
+std::string cause_text(const polefit::Model& model, const std::optional<polefit::Passivity>& passivity) {
+  if (!passivity) {
+    return "its poles are not all in the left half-plane";
+  }
+  return passivity->proportional_fault.empty() ? extreme_text(*passivity, model.network->parameter)
+                                               : passivity->proportional_fault;
+}
+
+/// A simulation in time can grow without bound where a model gives back more energy than it was given.
+void warn_of_growth(const polefit::Model& model, const std::string& shown) {
+  if (polefit::incompleteness(model.network)) {
+    return;
+  }
+  const std::optional<polefit::Passivity> passivity = passivity_of(model);
+  if (passivity && passivity->passive) {
+    return;
+  }
+  const bool told = !passivity || passivity->decided;
+  text::print_error(
+      "polefit",
+      text::printable("warning: " + shown + (told ? " is not passive" : " may not be passive") + ": " +
+                      cause_text(model, passivity) +
+                      "; a circuit with it may grow without bound. polefit fit --passive makes a passive "
+                      "model, polefit passivity tells more"));
+}
+
 std::string exported(const ExportCommand& command, polefit::Model& model) {
   const std::string shown = shown_input(command.model);
   declare(model, shown, command.declaration);
@@ -108,6 +139,9 @@ ExitStatus run(const ExportCommand& command) {
   refuse_output_that_is_an_input(command.output, {command.model});
   polefit::Model model = read_model(command.model);
   write_output(command.output, exported(command, model));
+  if (command.kind == ExportKind::spice || command.kind == ExportKind::state_space) {
+    warn_of_growth(model, shown_input(command.model));
+  }
   return succeeded;
 }
 

@@ -7,7 +7,9 @@
 #include <initializer_list>
 #include <optional>
 #include <string>
+#include <utility>
 
+#include "polefit/error.hpp"
 #include "polefit/model_file.hpp"
 #include "polefit/network.hpp"
 #include "polefit_cli/commands/about.hpp"
@@ -76,6 +78,30 @@ std::vector<double> chosen_weights(const FitCommand& command, const polefit::Net
              : read_weights(read_input(command.weights_file), shown_input(command.weights_file), network);
 }
 
+/// Whether the model is to be passive: of a whole matrix whose data are, or that of any where that is asked.
+bool to_be_passive(const FitCommand& command, const polefit::Network& network, FitOutcome& outcome) {
+  if (!command.passive.value_or(true) || !command.options.stable || polefit::incompleteness(network.matrix)) {
+    return false;
+  }
+  const polefit::SampledPassivity data = polefit::sampled_passivity(network, outcome.noise);
+  if (!data.passive) {
+    outcome.active = data;
+  }
+  return data.passive || command.passive.has_value();
+}
+
+/// Does what makes the model passive, and what a model that cannot be is told of in its place.
+template <class Action>
+void correct(const FitCommand& command, FitOutcome& outcome, const Action& action) {
+  try {
+    action();
+  } catch (const polefit::Error& error) {
+    const bool kept = command.exact_dc && error.kind() == polefit::ErrorKind::bad_option;
+    outcome.not_corrected =
+        kept ? "the value at 0 Hz, which --exact-dc keeps, is not passive itself" : error.what();
+  }
+}
+
 FitOutcome fitted(const FitCommand& command, const polefit::Network& network, polefit::Options options) {
   const std::vector<double> weights = chosen_weights(command, network);
   FitOutcome outcome;
@@ -83,12 +109,30 @@ FitOutcome fitted(const FitCommand& command, const polefit::Network& network, po
     options.real_poles = command.real.value_or(*command.poles % 2);
     options.complex_pairs = (*command.poles - options.real_poles) / 2;
     outcome.fit = polefit::fit(network, options, weights);
+    outcome.to_be_passive = to_be_passive(command, network, outcome);
+    if (outcome.to_be_passive) {
+      correct(command, outcome, [&] {
+        polefit::PassiveFit passive =
+            polefit::made_passive(outcome.fit, network, {.keep_value_at_zero = command.exact_dc}, weights);
+        outcome.fit = std::move(passive.fit);
+        outcome.enforcement = std::move(passive.enforcement);
+      });
+    }
     return outcome;
   }
   polefit::Search search = polefit::fit_to_error(network, command.target, options, weights);
+  outcome.noise = search.findings.noise;
+  outcome.to_be_passive = to_be_passive(command, network, outcome);
+  if (outcome.to_be_passive) {
+    correct(command, outcome, [&] {
+      polefit::PassiveSearch passive =
+          polefit::made_passive(search, network, command.target, options, weights);
+      search = std::move(passive.search);
+      outcome.enforcement = std::move(passive.enforcement);
+    });
+  }
   outcome.search_succeeded = polefit::succeeded(search);
   outcome.fit = std::move(search.fit);
-  outcome.noise = std::move(search.findings.noise);
   outcome.orders_tried = search.steps.size();
   return outcome;
 }
@@ -99,6 +143,9 @@ ExitStatus run(const FitCommand& command) {
   const auto start = std::chrono::steady_clock::now();
   refuse_outputs_that_are_inputs(command);
   const polefit::Network network = read_chosen_network(command);
+  if (command.passive.value_or(false)) {
+    check_whole(network.matrix, network.names.size(), network.file);
+  }
   polefit::Options options = command.options;
   if (command.exact_dc) {
     options.exact_sample = sample_at_zero(network);
@@ -110,7 +157,10 @@ ExitStatus run(const FitCommand& command) {
     return !interruption.wanted();
   };
   FitOutcome outcome = fitted(command, network, options);
-  outcome.passivity = passivity_of(outcome.fit.model);
+  outcome.passivity = outcome.enforcement ? outcome.enforcement->passivity : passivity_of(outcome.fit.model);
+  if (outcome.passivity) {
+    outcome.fit.model.passivity = polefit::certified(*outcome.passivity);
+  }
   bar.clear();
   const bool kept_back = !command.output.empty() && !command.write_anyway && harmful(network, outcome);
   if (!command.output.empty() && !kept_back) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <numeric>
+#include <optional>
 #include <vector>
 
 #include "polefit_cli/commands/passivity_text.hpp"
@@ -19,6 +20,11 @@ constexpr double noise_that_counts = 0.1;
 /// 6 dB above the data.
 constexpr double largest_gain = 2.0;
 constexpr double poor_error = 1e-2;
+/// Growth of an error that is told as a percentage.
+constexpr double least_percents = 1e-3;
+constexpr double most_percents = 1.0;
+/// An error that has grown by more sends a search to other orders.
+constexpr double worth_another_order = 1.05;
 
 std::string order_text(const polefit::Model& model) {
   const auto real = static_cast<std::size_t>(std::count_if(
@@ -80,9 +86,53 @@ std::vector<std::size_t> worst_first(const std::vector<polefit::ResponseError>& 
   return order;
 }
 
+bool is_passive(const FitOutcome& outcome) { return outcome.passivity && outcome.passivity->passive; }
+
+bool is_corrected(const FitOutcome& outcome) {
+  return outcome.enforcement && outcome.enforcement->remedy != polefit::Remedy::none;
+}
+
+/// "cost 0.4 % of the error", or what it was where that would be no percentage.
+std::string cost_text(const polefit::EnforcementReport& report) {
+  const double growth = report.error_after / report.error_before - 1.0;
+  if (!(growth <= most_percents)) {
+    return "the error was " + short_number(report.error_before, 2) + " before";
+  }
+  return "cost " + (growth < least_percents ? "below 0.1" : short_number(100.0 * growth, 2)) +
+         " % of the error";
+}
+
+std::string correction_text(const FitOutcome& outcome) {
+  const polefit::EnforcementReport& report = *outcome.enforcement;
+  std::string text = "; " + cost_text(report);
+  if (report.room_pairs > 0) {
+    text += ", and " + text::counted(report.room_pairs, "pole pair") + " beyond the band";
+  }
+  if (!outcome.search_succeeded && !(report.error_after <= worth_another_order * report.error_before)) {
+    text += "; a target (--error) or another order may do better";
+  }
+  return text;
+}
+
+std::optional<std::string> passive_text(const polefit::Network& network, const FitOutcome& outcome) {
+  std::optional<std::string> text =
+      outcome.passivity ? passivity_text(*outcome.passivity, network.matrix ? network.matrix->parameter : 'S')
+                        : passivity_line(outcome.fit.model);
+  if (text && is_corrected(outcome)) {
+    *text += correction_text(outcome);
+  }
+  if (text && !outcome.not_corrected.empty()) {
+    *text += "; not corrected: " + outcome.not_corrected;
+  }
+  return text;
+}
+
 }  // namespace
 
 bool converged(const FitOutcome& outcome) {
+  if (outcome.to_be_passive && !is_passive(outcome)) {
+    return false;
+  }
   if (outcome.search_succeeded) {
     return *outcome.search_succeeded;
   }
@@ -113,8 +163,12 @@ std::string fit_report(const polefit::Network& network, const FitOutcome& outcom
   if (network.matrix && network.matrix->parameter == 'S' && report.gain > largest_gain) {
     add("gain", "up to " + short_number(report.gain, 2) + " times the largest value of the data");
   }
-  if (outcome.passivity) {
-    add("passive", passivity_text(*outcome.passivity, network.matrix ? network.matrix->parameter : 'S'));
+  if (const std::optional<std::string> passive = passive_text(network, outcome)) {
+    add("passive", *passive);
+  }
+  if (outcome.active && (!is_passive(outcome) || is_corrected(outcome))) {
+    add("", sampled_text(*outcome.active, network.frequencies.size(), network.matrix->parameter) +
+                (outcome.to_be_passive ? "" : "; --passive corrects the model all the same"));
   }
   add("relocations", std::to_string(report.iterations) + ", " + stop_text(report.reason));
   add("path", path_text(report));

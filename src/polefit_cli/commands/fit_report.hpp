@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "polefit/enforcement.hpp"
 #include "polefit/network.hpp"
 #include "polefit/order_search.hpp"
 #include "polefit/passivity.hpp"
@@ -17,11 +18,16 @@ struct FitOutcome {
   std::optional<bool> search_succeeded;  ///< none for a given order
   std::size_t orders_tried = 0;
   std::vector<double> noise;  ///< of each response, where a search could tell it from the data
-  std::optional<polefit::Passivity> passivity;  ///< of a stable model of a whole matrix
+  std::optional<polefit::Passivity> passivity;            ///< of a stable model of a whole matrix
+  bool to_be_passive = false;                             ///< whether it was to be made passive
+  std::optional<polefit::EnforcementReport> enforcement;  ///< what that took
+  std::string not_corrected;                              ///< why it was not done, where it was tried
+  std::optional<polefit::SampledPassivity> active;        ///< the data, where they are not passive
   double seconds = 0.0;
 };
 
-/// Whether a user may take the model without another thought.
+/// Whether a user may take the model without another thought: it fits as was asked, and is passive where it
+/// was to be.
 bool converged(const FitOutcome& outcome);
 
 /// Whether the model of a network of S parameters amplifies what it does not fit: its error is above 1e-2,

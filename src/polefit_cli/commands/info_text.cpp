@@ -81,7 +81,7 @@ std::string info_text(const polefit::Network& network) {
   return text + table_text(rows);
 }
 
-std::string info_text(const polefit::Model& model, const std::string& file) {
+std::string model_heading(const polefit::Model& model, const std::string& file) {
   std::string text = text::printable(file) + "\n  model with " + text::counted(model.poles.size(), "pole") +
                      " and " + text::counted(model.responses(), "response") + "\n";
   if (model.network) {
@@ -91,8 +91,13 @@ std::string info_text(const polefit::Model& model, const std::string& file) {
     text += "  fitted to " + text::counted(model.origin->samples, "sample") + " from " +
             band_text(model.origin->lowest, model.origin->highest) + "\n";
   }
-  if (const std::optional<polefit::Passivity> passivity = passivity_of(model)) {
-    text += "  passive: " + passivity_text(*passivity, model.network->parameter) + "\n";
+  return text;
+}
+
+std::string info_text(const polefit::Model& model, const std::string& file) {
+  std::string text = model_heading(model, file);
+  if (const std::optional<std::string> passivity = passivity_line(model)) {
+    text += "  passive: " + *passivity + "\n";
   }
   text += "\n";
   Rows rows{{"  response", "constant", "proportional in s"}};

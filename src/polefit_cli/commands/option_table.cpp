@@ -93,6 +93,10 @@ constexpr auto fit_options = std::to_array<OptionEntry>(
       .type = "NAMES",
       .description = "Responses to fit, such as S21,S11 (default: all)"},
      {.names = "--exact-dc", .description = "Take the values at 0 Hz exactly"},
+     {.names = "--passive,--no-passive",
+      .description =
+          "Make the model of a whole S, Y or Z matrix passive in any case, or never (default: where "
+          "the data are passive)"},
      {.names = "--iterations",
       .kind = any,
       .type = "N",
@@ -141,6 +145,16 @@ constexpr auto plot_options = std::to_array<OptionEntry>(
       .type = network_formats,
       .description = how_read,
       .wanted_by = {"NETWORK"}}});
+
+constexpr auto passivity_options = std::to_array<OptionEntry>(
+    {{.names = "MODEL", .kind = file, .description = model_file, .required = true},
+     {.names = "-o,--output",
+      .kind = file,
+      .type = "FILE.svg|png|pdf",
+      .description = "Picture of the distance to the limit to write; its ending says the format"},
+     {.names = "--all", .description = "List all intervals of violation (default: the worst 20)"},
+     {.names = "--parameter", .kind = choice, .type = parameters, .description = single_response},
+     {.names = "--reference", .kind = any, .type = "OHMS", .description = its_reference}});
 
 constexpr auto export_options = std::to_array<OptionEntry>(
     {{.names = "MODEL", .kind = file, .description = model_file, .required = true},
@@ -234,6 +248,14 @@ constexpr auto commands = std::to_array<CommandEntry>(
                 "  polefit plot filter.json filter.s2p --responses S21 -o s21.pdf\n"
                 "  polefit plot filter.json --poles -o poles.png",
       .options = plot_options},
+     {.name = "passivity",
+      .description = "Tell whether a model is passive at all frequencies, and where it is not",
+      .footer = "Examples:\n"
+                "  polefit passivity filter.json\n"
+                "  polefit passivity filter.json -o passivity.svg\n"
+                "  polefit passivity antenna.json --parameter S\n\n"
+                "Exit status: 0 passive, 1 not passive or not told, 2 bad input.",
+      .options = passivity_options},
      {.name = "export",
       .description = "Write a model for another program",
       .footer = "Examples:\n"

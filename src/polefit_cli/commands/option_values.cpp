@@ -19,14 +19,8 @@ std::string complaint_of(const Read& read) {
   return {};
 }
 
-}  // namespace
-
-std::string found_and_expected(std::string_view found, std::string_view expected) {
-  return "found " + (found.empty() ? "nothing" : text::excerpt(found)) + ", expected " +
-         std::string(expected);
-}
-
-OptionValue flag(bool& value) {
+template <class Flag>
+OptionValue flag_of(Flag& value) {
   return {.take =
               [&value](const std::string& text) {
                 value = text == "true";
@@ -34,6 +28,17 @@ OptionValue flag(bool& value) {
               },
           .repeats = true};
 }
+
+}  // namespace
+
+std::string found_and_expected(std::string_view found, std::string_view expected) {
+  return "found " + (found.empty() ? "nothing" : text::excerpt(found)) + ", expected " +
+         std::string(expected);
+}
+
+OptionValue flag(bool& value) { return flag_of(value); }
+
+OptionValue flag(std::optional<bool>& value) { return flag_of(value); }
 
 OptionValue name(std::string& value) {
   return {[&value](const std::string& text) {

@@ -36,6 +36,9 @@ struct Limits {
 
 OptionValue flag(bool& value);
 
+/// One that need not be given either way.
+OptionValue flag(std::optional<bool>& value);
+
 /// A text that is not empty, which a script's unset variable would be.
 OptionValue name(std::string& value);
 

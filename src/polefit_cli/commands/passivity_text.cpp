@@ -6,11 +6,10 @@
 #include "polefit/error.hpp"
 #include "polefit_cli/commands/tables.hpp"
 #include "text/counted.hpp"
+#include "text/io_error.hpp"
 
 namespace polefit_cli {
 namespace {
-
-constexpr int digits = 6;
 
 std::string place_text(double hertz) {
   return std::isinf(hertz) ? "infinite frequency" : frequency_text(hertz);
@@ -45,10 +44,26 @@ std::optional<polefit::Passivity> passivity_of(const polefit::Model& model) {
   }
 }
 
+std::string judged_number(double value, char parameter) {
+  constexpr int digits = 6;
+  constexpr int most_digits = 15;
+  constexpr int of_excess = 3;
+  const double excess = std::abs(value - 1.0);
+  if (parameter != 'S' || !(excess > 0.0 && excess < 1.0)) {
+    return short_number(value, digits);
+  }
+  // The nines below 1 begin one digit earlier.
+  const int lost = static_cast<int>(std::ceil(-std::log10(excess))) - (value < 1.0 ? 1 : 0);
+  return short_number(value, std::clamp(lost + of_excess, digits, most_digits));
+}
+
+std::string extreme_text(const polefit::Passivity& passivity, char parameter) {
+  return (parameter == 'S' ? "largest singular value " : "least eigenvalue of the real part ") +
+         judged_number(passivity.extreme, parameter) + " at " + place_text(passivity.frequency);
+}
+
 std::string passivity_text(const polefit::Passivity& passivity, char parameter) {
-  const std::string extreme =
-      std::string(parameter == 'S' ? "largest singular value " : "least eigenvalue of the real part ") +
-      short_number(passivity.extreme, digits) + " at " + place_text(passivity.frequency);
+  const std::string extreme = extreme_text(passivity, parameter);
   if (passivity.passive) {
     return (passivity.method == polefit::PassivityMethod::certificate
                 ? "certified at all frequencies ("
@@ -62,6 +77,62 @@ std::string passivity_text(const polefit::Passivity& passivity, char parameter) 
     return (passivity.decided ? "no: " : "could not be told: ") + extreme;
   }
   return "no: " + extreme + ", " + intervals_text(passivity.violations, parameter);
+}
+
+std::string part_text(const polefit::NetworkMatrix& matrix) {
+  const std::size_t count = matrix.elements.size();
+  const std::string part =
+      count == 1 ? polefit::element_name(matrix.parameter, matrix.elements.front(), matrix.ports())
+                 : text::counted(count, "element");
+  return "only " + part + " of a matrix of " + text::counted(matrix.ports(), "port");
+}
+
+void check_whole(const std::optional<polefit::NetworkMatrix>& matrix, std::size_t responses,
+                 const std::string& shown) {
+  if (!matrix) {
+    const bool single = responses == 1;
+    throw text::IoError(
+        {.file = shown,
+         .found = (single ? "one response that is" : text::counted(responses, "response") + " that are") +
+                  " of no matrix",
+         .expected = single ? "that of a one-port, which --parameter S, Y or Z makes it"
+                            : "the whole matrix of a network, of which alone passivity can be told"});
+  }
+  if (polefit::incompleteness(matrix)) {
+    throw text::IoError({.file = shown,
+                         .found = part_text(*matrix),
+                         .expected = "all of its elements, since passivity is that of the whole matrix"});
+  }
+}
+
+std::string sampled_text(const polefit::SampledPassivity& sampled, std::size_t samples, char parameter) {
+  const std::string what = parameter == 'S' ? "largest singular value "
+                                            : "least eigenvalue of the real part, over the matrix' norm, ";
+  const std::string where = sampled.samples == 1 ? " is"
+                                                 : " from " + frequency_text(sampled.lowest) + " to " +
+                                                       frequency_text(sampled.highest) + " are";
+  return "the data are not passive: " + what + judged_number(sampled.extreme, parameter) + " at " +
+         frequency_text(sampled.frequency) + "; " + std::to_string(sampled.samples) + " of " +
+         text::counted(samples, "sample") + where + (parameter == 'S' ? " above 1" : " below 0") +
+         " by more than " + short_number(sampled.tolerance, 2);
+}
+
+std::optional<std::string> passivity_line(const polefit::Model& model) {
+  if (!model.network) {
+    return std::nullopt;
+  }
+  if (polefit::incompleteness(model.network)) {
+    return "not told: " + part_text(*model.network);
+  }
+  const auto unstable =
+      static_cast<std::size_t>(std::count_if(model.poles.begin(), model.poles.end(),
+                                             [](std::complex<double> pole) { return !(pole.real() < 0.0); }));
+  if (unstable > 0) {
+    return "no: " + text::counted(unstable, "pole") + " not in the left half-plane";
+  }
+  const std::optional<polefit::Passivity> passivity = passivity_of(model);
+  return passivity ? passivity_text(*passivity, model.network->parameter)
+                   : "not told: its numbers are not finite";
 }
 
 }  // namespace polefit_cli

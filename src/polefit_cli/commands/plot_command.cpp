@@ -2,7 +2,6 @@
 #include <cmath>
 #include <complex>
 #include <cstdio>
-#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -89,11 +88,6 @@ std::vector<MatchedResponse> chosen_responses(const PlotCommand& command, const 
     chosen.push_back(*found);
   }
   return chosen;
-}
-
-/// A picture is no place for a path.
-std::string title_of(const std::string& file) {
-  return is_standard_stream(file) ? shown_input(file) : std::filesystem::path(file).filename().string();
 }
 
 std::string fit_title(const PlotCommand& command, const polefit::Model& model) {

@@ -14,6 +14,11 @@ namespace polefit_cli {
 /// and their curves broken where they leave that range. Wants 1 to `most_panels` panels.
 std::string fit_script(const FitPicture& picture, PictureFormat format);
 
+/// Over a logarithmic axis of frequency the largest singular value or the smallest eigenvalue with its limit,
+/// and below the distance from the limit by decades, in another colour where it is beyond. The band of the
+/// fit is shaded, and so are the intervals of violation, however narrow.
+std::string passivity_script(const PassivityPicture& picture, PictureFormat format);
+
 /// The complex plane in hertz, with a cross for every pole, the half plane of unstable poles and the band of
 /// the fit shaded. An axis is linear when its values are within two decades, else logarithmic to both sides
 /// of zero, so that real poles and poles of either sign have their place on it.

@@ -22,6 +22,11 @@ constexpr std::size_t grid_points = 1200;
 constexpr std::array resonance_points = {-20.0, -8.0, -5.0, -3.0, -2.0, -1.5, -1.0, -0.7, -0.4, -0.2, 0.0,
                                          0.2,   0.4,  0.7,  1.0,  1.5,  2.0,  3.0,  5.0,  8.0,  20.0};
 
+// Of an interval in which a model is not passive, its ends among them.
+constexpr std::size_t violation_points = 9;
+// Of the violation that goes least far, the distances from the limit that are shown.
+constexpr double finest_part = 0.01;
+
 bool finite(std::complex<double> z) { return std::isfinite(z.real()) && std::isfinite(z.imag()); }
 
 std::string unit_of(const polefit::Network& network) {
@@ -37,6 +42,13 @@ bool is_logarithmic_sweep(std::span<const double> ascending) {
   }
   const auto low = std::upper_bound(positive, ascending.end(), ascending.back() / 5.0);
   return 2 * (low - positive) >= ascending.end() - positive;
+}
+
+/// Without what lies outside, and each once.
+void keep_ascending_within(double low, double high, std::vector<double>& grid) {
+  std::erase_if(grid, [&](double f) { return !(f >= low && f <= high); });
+  std::sort(grid.begin(), grid.end());
+  grid.erase(std::unique(grid.begin(), grid.end()), grid.end());
 }
 
 /// Evenly spaced on the axis, and closer where a resonance of the model is narrower than that.
@@ -57,11 +69,54 @@ std::vector<double> fine_grid(const polefit::Model& model, double low, double hi
       }
     }
   }
-  std::erase_if(grid, [&](double f) { return !(f >= low && f <= high); });
   grid.insert(grid.end(), {low, high});
-  std::sort(grid.begin(), grid.end());
-  grid.erase(std::unique(grid.begin(), grid.end()), grid.end());
+  keep_ascending_within(low, high, grid);
   return grid;
+}
+
+/// Those that `passivity_picture` shows.
+Band frequencies_worth_showing(const polefit::Model& model, const polefit::Passivity& passivity,
+                               const std::optional<Band>& band) {
+  constexpr double beyond = 10.0;
+  constexpr double farthest = 1e6;
+  constexpr double most_hertz = 1e290;  // and the least the inverse, so that nothing overflows
+  double low = std::numeric_limits<double>::infinity();
+  double high = 0.0;
+  const auto include = [&](double frequency) {
+    if (frequency > 0.0 && std::isfinite(frequency)) {
+      low = std::min(low, std::max(frequency, 1.0 / most_hertz));
+      high = std::max(high, std::min(frequency, most_hertz));
+    }
+  };
+  for (const std::complex<double> pole : model.poles) {
+    include(std::abs(pole) / (2.0 * std::numbers::pi));
+  }
+  for (const polefit::Violation& violation : passivity.violations) {
+    include(violation.lowest);
+    include(violation.highest);
+  }
+  if (band) {
+    include(band->lowest);
+    include(band->highest);
+  }
+  if (high == 0.0) {
+    return {0.1, 10.0};  // a constant has no frequency of its own
+  }
+  if (band && band->highest > 0.0) {
+    const double lowest = band->lowest > 0.0 ? band->lowest : band->highest;
+    low = std::max(low, lowest / farthest);
+    high = std::min(high, band->highest * farthest);
+  }
+  return {low / beyond, high * beyond};
+}
+
+/// Of the violation that goes least far.
+double least_excess(const std::vector<polefit::Violation>& violations, double limit) {
+  double least = std::numeric_limits<double>::infinity();
+  for (const polefit::Violation& violation : violations) {
+    least = std::min(least, std::abs(violation.worst - limit));
+  }
+  return least;
 }
 
 /// The model with these responses alone, so that the others need not be evaluated.
@@ -204,6 +259,39 @@ PolePicture pole_picture(const polefit::Model& model, std::string title) {
     picture.poles[i].weight =
         heights[i] == highest ? 0.0 : std::max(20.0 * std::log10(heights[i] / highest), least_weight);
   }
+  return picture;
+}
+
+PassivityPicture passivity_picture(const polefit::Model& model, const polefit::Passivity& passivity,
+                                   std::string title, std::string verdict) {
+  PassivityPicture picture;
+  picture.title = std::move(title);
+  picture.verdict = std::move(verdict);
+  picture.parameter = model.network->parameter;
+  picture.passive = passivity.passive;
+  picture.limit = picture.parameter == 'S' ? 1.0 : 0.0;
+  if (model.origin && model.origin->samples > 0) {
+    picture.band = Band{model.origin->lowest, model.origin->highest};
+  }
+  const Band shown = frequencies_worth_showing(model, passivity, picture.band);
+  picture.grid = fine_grid(model, shown.lowest, shown.highest, true);
+  if (!passivity.violations.empty()) {
+    picture.finest_distance = finest_part * least_excess(passivity.violations, picture.limit);
+  }
+  for (const polefit::Violation& violation : passivity.violations) {
+    const Band part{std::max(violation.lowest, shown.lowest), std::min(violation.highest, shown.highest)};
+    if (part.lowest < part.highest) {
+      picture.violations.push_back(part);
+      for (std::size_t i = 0; i < violation_points; ++i) {
+        const double place = static_cast<double>(i) / static_cast<double>(violation_points - 1);
+        picture.grid.push_back(part.lowest * std::pow(part.highest / part.lowest, place));
+      }
+      picture.grid.push_back(violation.frequency);
+    }
+  }
+  picture.grid.push_back(passivity.frequency);
+  keep_ascending_within(shown.lowest, shown.highest, picture.grid);
+  picture.curve = polefit::passivity_curve(model, picture.grid);
   return picture;
 }
 

@@ -1,4 +1,5 @@
-/// What is drawn: responses of a network beside those of its model, and poles in the complex plane.
+/// What is drawn: responses of a network beside those of its model, poles in the complex plane, and how far a
+/// model is from the limit of passivity.
 #pragma once
 
 #include <complex>
@@ -11,6 +12,7 @@
 
 #include "polefit/model.hpp"
 #include "polefit/network.hpp"
+#include "polefit/passivity.hpp"
 
 namespace polefit_cli {
 
@@ -77,5 +79,25 @@ struct PolePicture {
 
 /// Throws polefit::Error for poles or residues that are not finite.
 PolePicture pole_picture(const polefit::Model& model, std::string title);
+
+struct PassivityPicture {
+  std::string title;    ///< may be empty
+  std::string verdict;  ///< likewise
+  char parameter = 'S';
+  bool passive = false;          ///< values beyond the limit are then within the tolerance
+  double limit = 1.0;            ///< of what the curve shows: 1 for S, which is not to be above, 0 else
+  std::vector<double> grid;      ///< in hertz, above 0, ascending
+  std::vector<double> curve;     ///< polefit::passivity_curve there
+  std::optional<Band> band;      ///< that the model was fitted in
+  std::vector<Band> violations;  ///< as far as they are on the grid, by rising frequency
+  /// Distances below are those of the ends of violations alone, where the curve crosses the limit.
+  double finest_distance = 0.0;
+};
+
+/// From a tenth of what lies lowest of poles, band and violations to ten times what lies highest; no more
+/// than six decades beyond the band. The grid is narrow enough for every resonance and violation. `passivity`
+/// is that of the model. Throws polefit::Error as passivity_curve.
+PassivityPicture passivity_picture(const polefit::Model& model, const polefit::Passivity& passivity,
+                                   std::string title, std::string verdict);
 
 }  // namespace polefit_cli

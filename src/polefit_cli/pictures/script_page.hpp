@@ -23,6 +23,7 @@ struct Box {
 inline constexpr std::string_view fit_colour = "#00478f";
 inline constexpr std::string_view data_colour = "#e69f00";
 inline constexpr std::string_view error_colour = "#333333";
+inline constexpr std::string_view warning_colour = "#c0392b";
 inline constexpr std::string_view quiet_colour = "#555555";
 
 class ScriptPage {

@@ -35,6 +35,34 @@ auto about(const std::string& file, const Action& action) {
   }
 }
 
+/// What `action` makes of the samples and the weights.
+template <class Action>
+auto about_data(const Network& network, std::span<const double> weights, const Action& action) {
+  check(network);
+  NetworkData data = network.data();
+  data.weights = weights;
+  return about(network.file, [&] { return action(data); });
+}
+
+/// Its matrix, which is to be whole.
+const NetworkMatrix& whole(const Network& network) {
+  if (const auto lack = incompleteness(network.matrix)) {
+    throw Error(ErrorKind::bad_shape, "the network has " + *lack);
+  }
+  return *network.matrix;
+}
+
+/// The model, whose responses are to be those of the network.
+const Model& of_matrix(const Model& model, const Network& network) {
+  const NetworkMatrix& matrix = whole(network);
+  if (!model.network || model.network->parameter != matrix.parameter ||
+      model.network->elements != matrix.elements) {
+    throw Error(ErrorKind::bad_shape, "the model is not one of the network's " + std::string(1, matrix.parameter) +
+                                          " parameters, in their order");
+  }
+  return model;
+}
+
 /// What `action` returns; an error of input or output comes out as one of this kind.
 template <class Action>
 auto with_error_of(ErrorKind kind, const Action& action) {
@@ -138,22 +166,54 @@ void declare_one_port(Model& model, char parameter, double reference) {
 }
 
 Fit fit(const Network& network, const Options& options, std::span<const double> weights) {
-  check(network);
-  NetworkData data = network.data();
-  data.weights = weights;
-  Fit fit = about(network.file, [&] { return polefit::fit(data, options); });
+  Fit fit = about_data(network, weights, [&](const NetworkData& data) { return polefit::fit(data, options); });
   fit.model.network = network.matrix;
   return fit;
 }
 
 Search fit_to_error(const Network& network, const Target& target, const Options& options,
                     std::span<const double> weights) {
-  check(network);
-  NetworkData data = network.data();
-  data.weights = weights;
-  Search search = about(network.file, [&] { return polefit::fit_to_error(data, target, options); });
+  Search search = about_data(network, weights, [&](const NetworkData& data) {
+    return polefit::fit_to_error(data, target, options);
+  });
   search.fit.model.network = network.matrix;
   return search;
+}
+
+PassiveSearch fit_to_error_passively(const Network& network, const Target& target, const Options& options,
+                                     std::span<const double> weights) {
+  return about_data(network, weights, [&](const NetworkData& data) {
+    return polefit::fit_to_error_passively(data, whole(network), target, options);
+  });
+}
+
+PassiveSearch made_passive(Search found, const Network& network, const Target& target, const Options& options,
+                           std::span<const double> weights) {
+  return about_data(network, weights, [&](const NetworkData& data) {
+    return polefit::made_passive(std::move(found), data, whole(network), target, options);
+  });
+}
+
+PassiveFit made_passive(Fit fit, const Network& network, const EnforcementOptions& options,
+                        std::span<const double> weights) {
+  return about_data(network, weights, [&](const NetworkData& data) {
+    return polefit::made_passive(std::move(fit), data, whole(network), options);
+  });
+}
+
+Enforcement enforce_passivity(const Model& model, const Network& network, const EnforcementOptions& options,
+                              std::span<const double> weights) {
+  Enforcement enforced = about_data(network, weights, [&](const NetworkData& data) {
+    return polefit::enforce_passivity(of_matrix(model, network), data, options);
+  });
+  enforced.model.passivity = certified(enforced.report.passivity);
+  return enforced;
+}
+
+SampledPassivity sampled_passivity(const Network& network, const std::vector<double>& noise) {
+  return about_data(network, {}, [&](const NetworkData& data) {
+    return polefit::sampled_passivity(data, whole(network), noise);
+  });
 }
 
 Network sampled(const Model& model, std::vector<double> frequencies, const std::string& file) {
