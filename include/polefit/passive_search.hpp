@@ -48,4 +48,12 @@ POLEFIT_EXPORT PassiveSearch made_passive(Search found, const NetworkData& data,
 POLEFIT_EXPORT PassiveFit made_passive(Fit fit, const NetworkData& data, const NetworkMatrix& matrix,
                                        const EnforcementOptions& options = {});
 
+/// The same of a fit with these options. Where the error grows by more than 5 per cent, the data are fitted
+/// again with fewer poles, down to three eighths, whose place room poles may take; the model with the least
+/// error is taken, which has at most as many poles as the fit. Starting poles that were given one by one are
+/// not given up. What exact_sample takes exactly at 0 Hz stays. Throws Error as fit and as enforce_passivity
+/// do, and bad_option for options that permit poles in the right half-plane.
+POLEFIT_EXPORT PassiveFit made_passive(Fit fit, const NetworkData& data, const NetworkMatrix& matrix,
+                                       const Options& options);
+
 }  // namespace polefit

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "polefit/fitting/finish.hpp"
 #include "polefit/search/sentence.hpp"
@@ -21,6 +22,11 @@ constexpr std::size_t most_room_pairs = 6;
 /// Of the order that was found, those that are tried in its place, and of the target.
 constexpr std::array smaller{0.75, 0.5, 0.375};
 constexpr std::array tighter{0.5, 0.25};
+
+bool keeps_zero(const NetworkData& data, const Options& options) {
+  return options.exact_sample && *options.exact_sample < data.frequencies.size() &&
+         data.frequencies[*options.exact_sample] == 0.0;
+}
 
 class Searcher {
  public:
@@ -104,7 +110,7 @@ class Searcher {
         {.most_room_pairs = most_room_pairs,
          .error_wanted =
              target_.measure == Measure::relative_rms && data_.weights.empty() ? target_.error : 0.0,
-         .keep_value_at_zero = keeps_zero()});
+         .keep_value_at_zero = keeps_zero(data_, options_)});
     search.fit = std::move(passive.fit);
     if (passive.enforcement.remedy != Remedy::none) {
       search.error = measured(search.fit.report);
@@ -123,11 +129,6 @@ class Searcher {
       return found.search.fit.model.poles.size() < than.search.fit.model.poles.size();
     }
     return found.search.error < than.search.error;
-  }
-
-  bool keeps_zero() const {
-    return options_.exact_sample && *options_.exact_sample < data_.frequencies.size() &&
-           data_.frequencies[*options_.exact_sample] == 0.0;
   }
 
   const NetworkData& data_;
@@ -172,6 +173,43 @@ PassiveFit made_passive(Fit fit, const NetworkData& data, const NetworkMatrix& m
   }
   fit.model.passivity = certified(enforced.report.passivity);
   return {std::move(fit), std::move(enforced.report)};
+}
+
+PassiveFit made_passive(Fit fit, const NetworkData& data, const NetworkMatrix& matrix,
+                        const Options& options) {
+  check_stable(options);
+  const std::size_t order = fit.model.poles.size();
+  EnforcementOptions keeping{.keep_value_at_zero = keeps_zero(data, options)};
+  PassiveFit best = made_passive(std::move(fit), data, matrix, keeping);
+  const double before = best.enforcement.error_before;
+  const double enough = std::max(harmless * before, before + rounding);
+  keeping.error_wanted = enough;
+  std::vector<std::size_t> orders;
+  if (options.starting_poles.empty()) {
+    // Just enough fewer for two pairs beyond the band, first.
+    orders.push_back(order > 8 ? order - 4 : 0);
+    for (const double part : smaller) {
+      orders.push_back(static_cast<std::size_t>(part * static_cast<double>(order)));
+    }
+  }
+  for (const std::size_t fewer : orders) {
+    if (best.enforcement.error_after <= enough || best.fit.report.reason == StopReason::cancelled) {
+      break;
+    }
+    if (fewer == 0) {
+      continue;
+    }
+    Options smaller_fit = options;
+    smaller_fit.real_poles = std::min(options.real_poles, fewer);
+    smaller_fit.real_poles += (fewer - smaller_fit.real_poles) % 2;
+    smaller_fit.complex_pairs = (fewer - smaller_fit.real_poles) / 2;
+    keeping.most_room_pairs = (order - fewer) / 2;
+    PassiveFit found = made_passive(polefit::fit(data, smaller_fit), data, matrix, keeping);
+    if (found.enforcement.error_after < best.enforcement.error_after) {
+      best = std::move(found);
+    }
+  }
+  return best;
 }
 
 }  // namespace polefit
