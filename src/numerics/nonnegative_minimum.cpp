@@ -9,6 +9,9 @@ namespace numerics {
 namespace {
 
 constexpr double ridge = 1e-12;
+constexpr std::size_t most_at_once = 16;
+/// Of the largest slope, what others must have to go with it.
+constexpr double steep = 0.3;
 
 /// The unknowns above 0, with the Cholesky factor of their part of k.
 class ActiveSet {
@@ -88,6 +91,27 @@ class ActiveSet {
   std::vector<std::vector<double>> rows_;  // of the factor, which is lower triangular
 };
 
+/// Those that are not excluded and have the largest slopes above the tolerance, the largest first: several at
+/// a time save most of the slopes.
+template <typename Excluded>
+std::vector<std::size_t> steepest_of(const std::vector<double>& slopes, double tolerance,
+                                     const Excluded& excluded) {
+  std::vector<std::size_t> found;
+  for (std::size_t i = 0; i < slopes.size(); ++i) {
+    if (slopes[i] > tolerance && !excluded(i)) {
+      found.push_back(i);
+    }
+  }
+  const std::size_t kept = std::min(found.size(), most_at_once);
+  std::partial_sort(found.begin(), found.begin() + static_cast<std::ptrdiff_t>(kept), found.end(),
+                    [&](std::size_t a, std::size_t b) { return slopes[a] > slopes[b]; });
+  found.resize(kept);
+  while (!found.empty() && slopes[found.back()] < steep * slopes[found.front()]) {
+    found.pop_back();
+  }
+  return found;
+}
+
 /// Moves the members' values towards the solution of their equations, and takes out those that get to 0,
 /// until none does.
 void settle(ActiveSet& active, std::vector<double>& x) {
@@ -148,23 +172,26 @@ NonnegativeMinimum nonnegative_minimum(const Matrix& k, const std::vector<double
         slopes[i] -= column[i] * value;
       }
     }
-    std::size_t steepest = n;
-    double largest = tolerance;
-    for (std::size_t i = 0; i < n; ++i) {
-      if (slopes[i] > largest && !(result.x[i] > 0.0) && !refused[i]) {
-        largest = slopes[i];
-        steepest = i;
-      }
-    }
-    if (steepest == n) {
+    const std::vector<std::size_t> steepest =
+        steepest_of(slopes, tolerance, [&](std::size_t i) { return result.x[i] > 0.0 || refused[i]; });
+    if (steepest.empty()) {
       return result;
     }
-    refused[steepest] = !active.add(steepest);
-    if (!refused[steepest]) {
+    bool added = false;
+    for (const std::size_t i : steepest) {
+      refused[i] = !active.add(i);
+      added = added || !refused[i];
+    }
+    if (added) {
       settle(active, result.x);
-      // What was dependent need not be any more.
+      // What was dependent need not be any more; what fell back to 0 at once, without any that stayed, would
+      // do so again.
+      const bool progress =
+          std::any_of(steepest.begin(), steepest.end(), [&](std::size_t i) { return result.x[i] > 0.0; });
       std::fill(refused.begin(), refused.end(), false);
-      refused[steepest] = result.x[steepest] == 0.0;
+      for (const std::size_t i : steepest) {
+        refused[i] = !progress;
+      }
     }
   }
   result.converged = false;

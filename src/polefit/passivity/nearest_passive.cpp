@@ -33,6 +33,8 @@ constexpr double as_good = 0.01;
 constexpr double patient_rounds = 8.0;
 constexpr double rounds_to_double = 2.0;
 constexpr double most_more = 0.3;
+/// The time of a round grows with the square of their number, and more.
+constexpr std::size_t most_planes = 2000;
 
 std::vector<double> grid_of(const ScaledModel& model, double highest) {
   std::vector<double> omegas{0.0};
@@ -75,7 +77,7 @@ class Search {
     planes_.add(violation.peaks);
     bool passive = is_passive(y, violation.most);
     std::size_t round = 0;
-    while (!passive && round < options_.most_rounds && !planes_.empty()) {
+    while (!passive && round < options_.most_rounds && !planes_.empty() && planes_.size() < most_planes) {
       ++round;
       y = planes_.nearest([](double) { return 0.0; });
       const double bound = harm_.in_band(y);

@@ -16,6 +16,9 @@ namespace {
 using Complex = std::complex<double>;
 
 constexpr int idle_rounds = 20;
+/// And of more planes than so many.
+constexpr std::size_t many_planes = 600;
+constexpr int idle_rounds_of_many = 5;
 constexpr int most_changes = 4000;
 /// Of the largest distance and at least, up to which a model may be beyond a plane: that of rounding.
 constexpr double relative_tolerance = 1e-10;
@@ -159,10 +162,11 @@ Matrix Planes::nearest_beyond(const std::vector<double>& distances) {
 
 void Planes::drop_idle() {
   std::vector<std::size_t> kept;
+  const int most = planes_.size() < many_planes ? idle_rounds : idle_rounds_of_many;
   for (std::size_t i = 0; i < planes_.size(); ++i) {
     planes_[i].idle = planes_[i].held ? 0 : planes_[i].idle + 1;
     planes_[i].held = false;
-    if (planes_[i].idle < idle_rounds) {
+    if (planes_[i].idle < most) {
       kept.push_back(i);
     }
   }
