@@ -247,6 +247,8 @@ TEST_F(Program, the_first_interruption_ends_a_search_with_the_best_model_so_far)
   EXPECT_EQ(run({"fit", "delay.s1p", "--error", "1e-9", "--write-anyway", "-o", "m.json"}, interrupted), 1);
   EXPECT_NE(output().find("cancelled"), std::string::npos) << output();
   EXPECT_GT(polefit::load("m.json").poles.size(), 0U);
+  EXPECT_TRUE(polefit::load("m.json").passivity->passive);
+  EXPECT_EQ(run({"passivity", "m.json"}), 0) << output();
 }
 
 TEST_F(Program, the_standard_streams_carry_network_and_model) {
