@@ -155,6 +155,27 @@ TEST(PassiveFits, what_was_met_to_the_noise_stays_so_while_the_error_is_hardly_l
   EXPECT_EQ(passive.search.end, SearchEnd::met_to_noise);
 }
 
+TEST(PassiveFits, what_one_response_has_of_noise_does_not_let_the_others_suffer) {
+  Network network = passive_networks::passive_network(Kind::resonators, 1, 2, 150, 'S');
+  passive_networks::add_noise(network, 1e-3, 1);
+  const PassiveSearch passive = fit_to_error_passively(network, {});
+  ASSERT_NE(passive.enforcement.remedy, Remedy::none);
+  for (std::size_t r = 0; r < 4; ++r) {
+    // Each of four responses is at most at what it is allowed, and together they get 5 per cent worse: the
+    // square of one of them by at most 4 (1.05^2 - 1) of that square.
+    const double allowed = std::max(1e-3, 1.1 * passive.search.findings.noise[r]);
+    EXPECT_LE(passive.search.fit.report.errors[r].relative, 1.19 * allowed) << r;
+  }
+}
+
+TEST(PassiveFits, a_search_of_other_data_is_refused) {
+  const std::string sentence = "net.s2p: the search is not one of these data";
+  expect_error(ErrorKind::bad_shape, sentence, [] { made_passive(Search{}, violating(), {}); });
+  Search found = fit_to_error(violating(), {});
+  found.findings.noise.pop_back();
+  expect_error(ErrorKind::bad_shape, sentence, [&] { made_passive(found, violating(), {}); });
+}
+
 TEST(PassiveFits, poles_that_need_not_be_stable_are_refused) {
   const Network network = violating();
   Options options;
