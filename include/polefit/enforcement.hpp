@@ -34,10 +34,10 @@ struct EnforcementOptions {
 
 /// What it took.
 struct EnforcementReport {
-  Passivity passivity;  ///< of the model, at every frequency
-  Remedy remedy = Remedy::none;
-  std::size_t room_pairs = 0;  ///< pairs of poles that were added
-  std::size_t rounds = 0;      ///< of cutting planes, of all trials
+  Passivity passivity;           ///< of the model, at every frequency
+  Remedy remedy = Remedy::none;  ///< what made it passive
+  std::size_t room_pairs = 0;    ///< pairs of poles that were added
+  std::size_t rounds = 0;        ///< of cutting planes, of all trials
   /// Root mean square of the weighted differences relative to that of the weighted data; without weights of
   /// all responses, each relative to its own root mean square.
   double error_before = 0.0;
