@@ -114,8 +114,8 @@ POLEFIT_EXPORT Enforcement enforce_passivity(const Model& model, const Network& 
                                              const EnforcementOptions& options = {},
                                              std::span<const double> weights = {});
 
-/// Whether the network's samples are those of a passive one. Throws Error as the function of NetworkData, with
-/// the network's file in front.
+/// Whether the network's samples are those of a passive one. Throws Error as the function of NetworkData,
+/// with the network's file in front.
 POLEFIT_EXPORT SampledPassivity sampled_passivity(const Network& network,
                                                   const std::vector<double>& noise = {});
 

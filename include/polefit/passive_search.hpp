@@ -31,8 +31,11 @@ struct PassiveSearch {
 /// beyond the band that would have to be mended, and larger, with an error that leaves room for it. Of the
 /// models that meet the target the one with the fewest poles is taken, and if none does the one with the
 /// least error. Also ends with a passive model for data that are not those of a passive network; it is then
-/// as far from them as they are from passive ones. What fit_to_error met to the noise counts as met to it as
-/// long as the error is not more than 5 per cent larger. What exact_sample takes exactly at 0 Hz stays.
+/// as far from them as they are from passive ones. What exact_sample takes exactly at 0 Hz stays.
+///
+/// What fit_to_error met to the noise counts as met to it as long as the error is not more than 5 per cent
+/// larger. Without weights a response counts in the enforcement by the inverse of the error that it is
+/// allowed, the target or 1.1 times its noise.
 ///
 /// Throws Error as fit_to_error and as enforce_passivity do. Models with poles in the right half-plane cannot
 /// be passive: bad_option for options that permit them.
@@ -40,7 +43,8 @@ POLEFIT_EXPORT PassiveSearch fit_to_error_passively(const NetworkData& data, con
                                                     const Target& target, const Options& options = {});
 
 /// The same from what fit_to_error has found with the same arguments, which is not searched for again: where
-/// its model is passive it is the result. Its orders that were tried are among those of the result.
+/// its model is passive it is the result. Its orders that were tried are among those of the result. Throws
+/// Error as that does, and bad_shape for what was found about another number of responses.
 POLEFIT_EXPORT PassiveSearch made_passive(Search found, const NetworkData& data, const NetworkMatrix& matrix,
                                           const Target& target, const Options& options = {});
 

@@ -491,7 +491,8 @@ TEST(OrderSearch, succeeds_with_a_small_error_at_an_end_that_is_that_of_the_data
        {std::tuple(SearchEnd::target_met, true, true), std::tuple(SearchEnd::met_to_noise, true, true),
         std::tuple(SearchEnd::noise, true, false), std::tuple(SearchEnd::not_causal, true, false),
         std::tuple(SearchEnd::no_gain, true, false), std::tuple(SearchEnd::too_coarse, false, false),
-        std::tuple(SearchEnd::most_poles, false, false), std::tuple(SearchEnd::cancelled, false, false)}) {
+        std::tuple(SearchEnd::most_poles, false, false), std::tuple(SearchEnd::cancelled, false, false),
+        std::tuple(SearchEnd::lost_to_passivity, false, false)}) {
     search.end = end;
     search.findings.noise = {0.01, 0.9};
     search.fit.report.relative_error = 1e-2;

@@ -123,6 +123,87 @@ TEST(FitReport, says_whether_the_model_of_a_matrix_is_passive) {
   EXPECT_NE(text.find("  passive     certified at all frequencies"), std::string::npos) << text;
 }
 
+/// Of a model that was made passive.
+FitOutcome corrected(double error_before, double error_after) {
+  FitOutcome outcome = outcome_of(1);
+  outcome.to_be_passive = true;
+  outcome.passivity.emplace();
+  outcome.passivity->passive = true;
+  outcome.passivity->extreme = 0.5;
+  outcome.enforcement.emplace();
+  outcome.enforcement->remedy = polefit::Remedy::nearest;
+  outcome.enforcement->error_before = error_before;
+  outcome.enforcement->error_after = error_after;
+  return outcome;
+}
+
+/// What the table says of passivity, to the end of that line.
+std::string passive_line(const FitOutcome& outcome) {
+  const std::string text = fit_report(network_of(1), outcome);
+  const std::size_t begin = text.find("  passive     ");
+  return begin == std::string::npos ? "" : text.substr(begin + 14, text.find('\n', begin) - begin - 14);
+}
+
+TEST(FitReport, says_what_making_a_model_passive_has_cost) {
+  const std::string certified = "certified at all frequencies (largest singular value 0.5 at 0 Hz)";
+  FitOutcome outcome = corrected(1e-3, 1.004e-3);
+  EXPECT_EQ(passive_line(outcome), certified + "; cost 0.4 % of the error");
+  outcome.enforcement->room_pairs = 2;
+  EXPECT_EQ(passive_line(outcome), certified + "; cost 0.4 % of the error, and 2 pole pairs beyond the band");
+  EXPECT_EQ(passive_line(corrected(1e-3, 1.0005e-3)), certified + "; cost below 0.1 % of the error");
+  outcome.enforcement->remedy = polefit::Remedy::none;
+  EXPECT_EQ(passive_line(outcome), certified);
+}
+
+TEST(FitReport, a_given_order_that_costs_more_than_a_twentieth_is_told_to_be_no_good_choice) {
+  const std::string better = "; a target (--error) or another order may do better";
+  EXPECT_TRUE(passive_line(corrected(1e-3, 1.06e-3)).ends_with("; cost 6 % of the error" + better));
+  EXPECT_TRUE(passive_line(corrected(1e-3, 1.04e-3)).ends_with("; cost 4 % of the error"));
+  EXPECT_TRUE(passive_line(corrected(1e-14, 3e-9)).ends_with("; the error was 1e-14 before" + better));
+  FitOutcome searched = corrected(1e-3, 1.06e-3);
+  searched.search_succeeded = true;
+  EXPECT_TRUE(passive_line(searched).ends_with("; cost 6 % of the error"));
+}
+
+TEST(FitReport, says_where_and_by_how_much_data_are_not_passive) {
+  polefit::Network network = network_of(1);
+  network.matrix = polefit::NetworkMatrix{.parameter = 'S', .references = {50.0}, .elements = {{1, 1}}};
+  FitOutcome outcome = corrected(1e-3, 1e-3);
+  outcome.active = {
+      .passive = false, .extreme = 1.0625, .frequency = 2e9, .samples = 2, .lowest = 1e9, .highest = 2e9};
+  const std::string data =
+      "\n              the data are not passive: largest singular value 1.0625 at 2 GHz; 2 of 2 samples from "
+      "1 GHz to 2 GHz are above 1 by more than 0.001";
+  EXPECT_NE(fit_report(network, outcome).find(data + "\n"), std::string::npos);
+  outcome.enforcement.reset();
+  EXPECT_EQ(fit_report(network, outcome).find("the data"),
+            std::string::npos);  // the model is passive by itself
+  outcome.to_be_passive = outcome.passivity->passive = false;
+  EXPECT_NE(fit_report(network, outcome).find(data + "; --passive corrects the model all the same\n"),
+            std::string::npos);
+  network.matrix->parameter = 'Z';
+  outcome.active->extreme = -0.25;
+  outcome.active->samples = 1;
+  EXPECT_NE(fit_report(network, outcome)
+                .find("least eigenvalue of the real part, over the matrix' norm, -0.25 at 2 GHz; 1 of 2 "
+                      "samples is below 0 by more than 0.001;"),
+            std::string::npos);
+}
+
+TEST(FitReport, a_model_that_was_to_be_passive_and_is_not_has_not_converged) {
+  FitOutcome outcome = corrected(1e-3, 1e-3);
+  EXPECT_TRUE(converged(outcome));
+  outcome.passivity->passive = false;
+  outcome.not_corrected = "because";
+  EXPECT_FALSE(converged(outcome));
+  EXPECT_TRUE(passive_line(outcome).ends_with("; not corrected: because"));
+  outcome.to_be_passive = false;
+  EXPECT_TRUE(converged(outcome));
+  outcome.to_be_passive = true;
+  outcome.passivity.reset();
+  EXPECT_FALSE(converged(outcome));
+}
+
 TEST(FitReport, a_model_of_s_parameters_is_harmful_when_it_neither_fits_nor_stays_below_twice_the_data) {
   polefit::Network network = network_of(1);
   FitOutcome outcome = outcome_of(1);

@@ -132,7 +132,7 @@ TEST_F(Program, a_model_that_neither_fits_nor_stays_below_the_data_is_written_on
     file << frequency << ' ' << value.real() << ' ' << value.imag() << '\n';
   }
   file.close();
-  const std::vector<std::string> fit{"fit", "delay.s1p", "--poles", "20", "-o", "m.json"};
+  const std::vector<std::string> fit{"fit", "delay.s1p", "--poles", "20", "--no-passive", "-o", "m.json"};
   EXPECT_EQ(run(fit), 2);
   EXPECT_NE(errors().find("m.json: found a model that does not fit and amplifies up to"), std::string::npos);
   EXPECT_NE(output().find("times the largest value of the data"), std::string::npos);
@@ -141,6 +141,11 @@ TEST_F(Program, a_model_that_neither_fits_nor_stays_below_the_data_is_written_on
   anyway.emplace_back("--write-anyway");
   EXPECT_NE(run(anyway), 2);
   EXPECT_TRUE(std::filesystem::exists("m.json"));
+  // A passive model cannot amplify, however badly it fits.
+  std::filesystem::remove("m.json");
+  EXPECT_NE(run({"fit", "delay.s1p", "--poles", "20", "-o", "m.json"}), 2) << errors();
+  EXPECT_EQ(output().find("times the largest value of the data"), std::string::npos) << output();
+  EXPECT_EQ(run({"passivity", "m.json"}), 0) << output();
 }
 
 TEST_F(Program, every_example_gets_a_good_model_without_an_option) {
@@ -247,6 +252,8 @@ TEST_F(Program, the_first_interruption_ends_a_search_with_the_best_model_so_far)
   EXPECT_EQ(run({"fit", "delay.s1p", "--error", "1e-9", "--write-anyway", "-o", "m.json"}, interrupted), 1);
   EXPECT_NE(output().find("cancelled"), std::string::npos) << output();
   EXPECT_GT(polefit::load("m.json").poles.size(), 0U);
+  EXPECT_TRUE(polefit::load("m.json").passivity->passive);
+  EXPECT_EQ(run({"passivity", "m.json"}), 0) << output();
 }
 
 TEST_F(Program, the_standard_streams_carry_network_and_model) {

@@ -105,12 +105,14 @@ class Searcher {
     cancelled_ = cancelled_ || search.end == SearchEnd::cancelled;
     Fit& fit = search.fit;
     order_ = fit.model.poles.size();
-    PassiveFit passive = made_passive(
-        std::move(fit), data_, matrix_,
-        {.most_room_pairs = most_room_pairs,
-         .error_wanted =
-             target_.measure == Measure::relative_rms && data_.weights.empty() ? target_.error : 0.0,
-         .keep_value_at_zero = keeps_zero(data_, options_)});
+    EnforcementOptions options{.most_room_pairs = most_room_pairs, .keep_value_at_zero = keeps_zero(data_, options_)};
+    NetworkData data = data_;
+    if (data_.weights.empty()) {
+      const double share = weigh_by_noise(search);
+      data.weights = weights_;
+      options.error_wanted = target_.measure == Measure::relative_rms ? share * target_.error : 0.0;
+    }
+    PassiveFit passive = made_passive(std::move(fit), data, matrix_, options);
     search.fit = std::move(passive.fit);
     if (passive.enforcement.remedy != Remedy::none) {
       search.error = measured(search.fit.report);
@@ -119,6 +121,33 @@ class Searcher {
     if (!best_ || better(found, *best_)) {
       best_ = std::move(found);
     }
+  }
+
+  /// Makes a response count by the inverse of the error it is allowed, as the search does: beside one that is
+  /// half noise any harm to the others would seem small. Noise far above the error was none. Returns how much
+  /// larger than the target the error of all, relative to the weighted data, may be then.
+  double weigh_by_noise(const Search& search) {
+    const std::size_t samples = data_.responses.samples;
+    double squares = 0.0;
+    double present = 0.0;
+    weights_.clear();
+    for (std::size_t r = 0; r < data_.responses.responses; ++r) {
+      const ResponseError& error = search.fit.report.errors[r];
+      const double noise = above_noise * std::min(search.findings.noise[r], error.relative);
+      const double factor = noise > target_.error ? target_.error / noise : 1.0;
+      double norm = 0.0;
+      for (std::size_t k = 0; k < samples; ++k) {
+        norm += std::norm(data_.responses(r, k));
+      }
+      squares += norm > 0.0 ? factor * factor : 0.0;
+      present += norm > 0.0 ? 1.0 : 0.0;
+      weights_.insert(weights_.end(), samples, norm > 0.0 ? factor / std::sqrt(norm) : 0.0);
+    }
+    if (!(squares < present)) {
+      weights_.clear();
+      return 1.0;
+    }
+    return std::sqrt(present / squares);
   }
 
   bool better(const PassiveSearch& found, const PassiveSearch& than) const {
@@ -137,6 +166,7 @@ class Searcher {
   const Options& options_;
   std::optional<PassiveSearch> best_;
   std::vector<Step> steps_;
+  std::vector<double> weights_;  // by the noise; none where no response has any that counts
   std::size_t order_ = 0;
   SearchEnd first_end_ = SearchEnd::target_met;
   double first_error_ = 0.0;
@@ -160,6 +190,10 @@ PassiveSearch fit_to_error_passively(const NetworkData& data, const NetworkMatri
 PassiveSearch made_passive(Search found, const NetworkData& data, const NetworkMatrix& matrix,
                            const Target& target, const Options& options) {
   check_stable(options);
+  const std::size_t responses = data.responses.responses;
+  if (found.findings.noise.size() != responses || found.fit.report.errors.size() != responses) {
+    throw Error(ErrorKind::bad_shape, "the search is not one of these data");
+  }
   return Searcher(data, matrix, target, options).run(std::move(found));
 }
 

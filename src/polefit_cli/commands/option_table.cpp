@@ -239,7 +239,8 @@ constexpr auto commands = std::to_array<CommandEntry>(
                 "  polefit fit filter.s2p -o filter.json\n"
                 "  polefit fit package.s20p --poles 40 --threads 2 -o package.json\n"
                 "  polefit fit antenna.csv --responses S11 --error 1e-4 --exact-dc -o antenna.json\n\n"
-                "Exit status: 0 converged, 1 not converged (the model is written all the same), 2 bad input.",
+                "Exit status: 0 converged, 1 not converged, or not passive where it is to be (the model is "
+                "written all the same), 2 bad input.",
       .options = fit_options},
      {.name = "plot",
       .description = "Draw data and model, or the poles, through gnuplot",

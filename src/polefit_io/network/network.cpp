@@ -57,8 +57,8 @@ const Model& of_matrix(const Model& model, const Network& network) {
   const NetworkMatrix& matrix = whole(network);
   if (!model.network || model.network->parameter != matrix.parameter ||
       model.network->elements != matrix.elements) {
-    throw Error(ErrorKind::bad_shape, "the model is not one of the network's " + std::string(1, matrix.parameter) +
-                                          " parameters, in their order");
+    throw Error(ErrorKind::bad_shape, "the model is not one of the network's " +
+                                          std::string(1, matrix.parameter) + " parameters, in their order");
   }
   return model;
 }
@@ -166,7 +166,8 @@ void declare_one_port(Model& model, char parameter, double reference) {
 }
 
 Fit fit(const Network& network, const Options& options, std::span<const double> weights) {
-  Fit fit = about_data(network, weights, [&](const NetworkData& data) { return polefit::fit(data, options); });
+  Fit fit =
+      about_data(network, weights, [&](const NetworkData& data) { return polefit::fit(data, options); });
   fit.model.network = network.matrix;
   return fit;
 }
