@@ -11,7 +11,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -21,6 +20,7 @@
 #include "polefit/passivity/certificate.hpp"
 #include "polefit/passivity/extreme_value.hpp"
 #include "polefit/passivity/hamiltonian.hpp"
+#include "polefit/passivity_models.hpp"
 #include "process_memory.hpp"
 
 namespace {
@@ -28,6 +28,7 @@ namespace {
 using namespace polefit;
 using benchmark_support::forget_peak;
 using benchmark_support::status_mebibytes;
+using passivity_models::large_model;
 
 template <class Work>
 double seconds_of(const Work& work) {
@@ -77,54 +78,6 @@ void compare_with_fits() {
     std::printf("%8s %8.2f ms %8.2f ms %7.3f   %zu pieces, %s\n", what, shown.check, shown.fit,
                 shown.check / shown.fit, shown.pieces, shown.passive ? "passive" : "not passive");
   }
-}
-
-/// Residues V V^H |Re a| of rank 3, qualities from 3 to 30, all over the band; scaled so that the largest
-/// singular value at a resonance is `top`.
-Model large_model(std::size_t ports, std::size_t poles, double top) {
-  std::mt19937_64 generator(ports);
-  std::normal_distribution<double> normal;
-  std::uniform_real_distribution<double> uniform(0.0, 1.0);
-  Model model;
-  for (std::size_t i = 0; i < poles; i += 2) {
-    const double omega = 0.05 + 0.95 * static_cast<double>(i) / static_cast<double>(poles);
-    const double quality = 3.0 * std::pow(10.0, uniform(generator));
-    model.poles.emplace_back(-0.5 * omega / quality, omega);
-    model.poles.push_back(std::conj(model.poles.back()));
-  }
-  model.residues.resize(ports * ports * poles);
-  constexpr std::size_t rank = 3;
-  for (std::size_t i = 0; i < poles; i += 2) {
-    std::vector<std::complex<double>> v(ports * rank);
-    for (std::complex<double>& element : v) {
-      const double real = normal(generator);
-      element = {real, 0.3 * normal(generator)};
-    }
-    const double size = -model.poles[i].real() / static_cast<double>(ports);
-    for (std::size_t row = 0; row < ports; ++row) {
-      for (std::size_t column = 0; column < ports; ++column) {
-        std::complex<double> sum;
-        for (std::size_t k = 0; k < rank; ++k) {
-          sum += v[row * rank + k] * std::conj(v[column * rank + k]);
-        }
-        const std::size_t place = (row * ports + column) * poles + i;
-        model.residues[place] = size * sum;
-        model.residues[place + 1] = std::conj(model.residues[place]);
-      }
-    }
-  }
-  model.constants.resize(ports * ports);
-  model.proportionals.resize(ports * ports);
-  model.network = NetworkMatrix{'S', std::vector<double>(ports, 50.0), all_elements(ports)};
-  const ScaledModel scaled = scaled_model(model);
-  double largest = 0.0;
-  for (std::size_t i = 0; i < poles; i += 2) {
-    largest = std::max(largest, measure_at(scaled, scaled.poles[i].imag()));
-  }
-  for (std::complex<double>& residue : model.residues) {
-    residue *= top / largest;
-  }
-  return model;
 }
 
 void measure_large(std::size_t ports, std::size_t poles) {

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdint>
+
 #include "matrices.hpp"
 
 namespace numerics {
@@ -81,6 +84,95 @@ TEST(NonnegativeMinimum, starts_from_unknowns_that_were_above_zero) {
     EXPECT_NEAR(warm.x[i], cold.x[i], 1e-9);
     EXPECT_NEAR(from_all.x[i], cold.x[i], 1e-9);
   }
+}
+
+using Long = long double;
+
+/// The values of some unknowns that solve their equations, by elimination; a matrix of products needs no
+/// pivots.
+std::vector<Long> members_solution(const Matrix& k, const std::vector<double>& d,
+                                   const std::vector<std::size_t>& members) {
+  const std::size_t n = members.size();
+  std::vector<std::vector<Long>> a(n, std::vector<Long>(n + 1));
+  for (std::size_t i = 0; i < n; ++i) {
+    for (std::size_t j = 0; j < n; ++j) {
+      a[i][j] = k(members[i], members[j]);
+    }
+    a[i][n] = d[members[i]];
+  }
+  for (std::size_t i = 0; i < n; ++i) {
+    for (std::size_t row = 0; row < n; ++row) {
+      const Long factor = row == i ? 0.0L : a[row][i] / a[i][i];
+      for (std::size_t j = i; j <= n; ++j) {
+        a[row][j] -= factor * a[i][j];
+      }
+    }
+  }
+  std::vector<Long> x;
+  for (std::size_t i = 0; i < n; ++i) {
+    x.push_back(a[i][n] / a[i][i]);
+  }
+  return x;
+}
+
+/// The best of all sets of unknowns above 0.
+std::vector<Long> best_of_all_sets(const Matrix& k, const std::vector<double>& d) {
+  const std::size_t n = d.size();
+  std::vector<Long> best(n);
+  Long least = 0.0L;
+  for (unsigned set = 1; set < 1U << n; ++set) {
+    std::vector<std::size_t> members;
+    for (std::size_t i = 0; i < n; ++i) {
+      if ((set >> i & 1U) != 0) {
+        members.push_back(i);
+      }
+    }
+    const std::vector<Long> x = members_solution(k, d, members);
+    if (std::any_of(x.begin(), x.end(), [](Long value) { return value < 0.0L; })) {
+      continue;
+    }
+    // x solves its equations, so that the function is -d^T x / 2.
+    Long value = 0.0L;
+    for (std::size_t i = 0; i < members.size(); ++i) {
+      value -= 0.5L * d[members[i]] * x[i];
+    }
+    if (value < least) {
+      least = value;
+      best.assign(n, 0.0L);
+      for (std::size_t i = 0; i < members.size(); ++i) {
+        best[members[i]] = x[i];
+      }
+    }
+  }
+  return best;
+}
+
+TEST(NonnegativeMinimum, is_the_best_of_all_sets_of_unknowns_above_zero_wherever_it_starts) {
+  std::size_t taken_out = 0;
+  for (std::uint64_t seed = 0; seed < 300; ++seed) {
+    RandomNumbers numbers(seed);
+    const auto count = static_cast<std::size_t>(1 + numbers.below(8));
+    const Matrix k = random_products(count, count + 4, 0, numbers);
+    std::vector<double> d(count);
+    std::generate(d.begin(), d.end(), [&] { return numbers(); });
+    const std::vector<Long> best = best_of_all_sets(k, d);
+    std::vector<double> some(count);
+    std::generate(some.begin(), some.end(), [&] { return std::max(0.0, numbers()); });
+    Long largest = 1.0L;
+    for (const Long value : best) {
+      largest = std::max(largest, value);
+    }
+    for (const std::vector<double>& start : {std::vector<double>(), std::vector<double>(count, 1.0), some}) {
+      const NonnegativeMinimum found = nonnegative_minimum(k, d, start, 1e-13, 1000);
+      EXPECT_TRUE(found.converged) << seed;
+      for (std::size_t i = 0; i < count; ++i) {
+        // The ridge of 1e-12 and slopes up to 1e-13, times what an inverse of such products has been.
+        EXPECT_NEAR(found.x[i], static_cast<double>(best[i]), 1e-9 * static_cast<double>(largest)) << seed;
+        taken_out += !start.empty() && start[i] > 0.0 && found.x[i] == 0.0 ? 1 : 0;
+      }
+    }
+  }
+  EXPECT_GT(taken_out, 300U);
 }
 
 TEST(NonnegativeMinimum, is_zero_where_no_slope_is_positive) {

@@ -1,10 +1,12 @@
 /// Models of whole matrices for the tests of passivity.
 #pragma once
 
+#include <algorithm>
 #include <cmath>
 #include <complex>
 #include <cstddef>
 #include <cstdint>
+#include <random>
 #include <utility>
 #include <vector>
 
@@ -74,6 +76,54 @@ inline Model random_model(std::uint64_t seed, bool scattering, double top) {
     for (std::size_t port = 0; port < ports; ++port) {
       model.constants[port * (ports + 1)] += (found - top) * scaled.scale;
     }
+  }
+  return model;
+}
+
+/// Residues V V^H |Re a| of rank 3, qualities from 3 to 30, all over the band; scaled so that the largest
+/// singular value at a resonance is `top`.
+inline Model large_model(std::size_t ports, std::size_t poles, double top) {
+  std::mt19937_64 generator(ports);
+  std::normal_distribution<double> normal;
+  std::uniform_real_distribution<double> uniform(0.0, 1.0);
+  Model model;
+  for (std::size_t i = 0; i < poles; i += 2) {
+    const double omega = 0.05 + 0.95 * static_cast<double>(i) / static_cast<double>(poles);
+    const double quality = 3.0 * std::pow(10.0, uniform(generator));
+    model.poles.emplace_back(-0.5 * omega / quality, omega);
+    model.poles.push_back(std::conj(model.poles.back()));
+  }
+  model.residues.resize(ports * ports * poles);
+  constexpr std::size_t rank = 3;
+  for (std::size_t i = 0; i < poles; i += 2) {
+    std::vector<std::complex<double>> v(ports * rank);
+    for (std::complex<double>& element : v) {
+      const double real = normal(generator);
+      element = {real, 0.3 * normal(generator)};
+    }
+    const double size = -model.poles[i].real() / static_cast<double>(ports);
+    for (std::size_t row = 0; row < ports; ++row) {
+      for (std::size_t column = 0; column < ports; ++column) {
+        std::complex<double> sum;
+        for (std::size_t k = 0; k < rank; ++k) {
+          sum += v[row * rank + k] * std::conj(v[column * rank + k]);
+        }
+        const std::size_t place = (row * ports + column) * poles + i;
+        model.residues[place] = size * sum;
+        model.residues[place + 1] = std::conj(model.residues[place]);
+      }
+    }
+  }
+  model.constants.resize(ports * ports);
+  model.proportionals.resize(ports * ports);
+  model.network = NetworkMatrix{'S', std::vector<double>(ports, 50.0), all_elements(ports)};
+  const ScaledModel scaled = scaled_model(model);
+  double largest = 0.0;
+  for (std::size_t i = 0; i < poles; i += 2) {
+    largest = std::max(largest, measure_at(scaled, scaled.poles[i].imag()));
+  }
+  for (std::complex<double>& residue : model.residues) {
+    residue *= top / largest;
   }
   return model;
 }

@@ -200,6 +200,9 @@ class Enforcer {
   }
 
   void offer(Found found) {
+    if (symmetric_) {
+      symmetrise(found.model);  // of what rounding makes of equal columns
+    }
     if (best_.remedy == Remedy::none || found.error < best_.error) {
       best_ = std::move(found);
     }
@@ -389,7 +392,9 @@ Enforcement enforce_passivity(const Model& model, const NetworkData& data,
   report.remedy = found.remedy;
   report.room_pairs = found.room_pairs;
   report.rounds = enforcer.rounds();
-  report.error_after = found.error;
+  // From the data as they are: the search sees the symmetric part of those of a symmetric model.
+  const MatrixSamples samples = matrix_samples(found.model, matrix, data);
+  report.error_after = Harm(found.model, samples, least_outside, false).in_band(found.model.x);
   report.errors_after = errors(result.model, data);
   if (result.model.origin) {
     result.model.origin->errors = report.errors_after;

@@ -20,7 +20,8 @@ double root_mean_square(const NetworkData& data, std::size_t r) {
   return largest * std::sqrt(squares / static_cast<double>(data.responses.samples));
 }
 
-/// Of responses that count by the inverse of their size; those of zeros count as the largest does.
+/// Of responses that count by the inverse of their size; those of zeros count as the largest does, and by 1
+/// where all are.
 std::vector<double> inverse_sizes(const NetworkData& data) {
   std::vector<double> sizes;
   for (std::size_t r = 0; r < data.responses.responses; ++r) {
@@ -29,7 +30,7 @@ std::vector<double> inverse_sizes(const NetworkData& data) {
   const double largest = *std::max_element(sizes.begin(), sizes.end());
   std::vector<double> weights;
   for (const double size : sizes) {
-    weights.push_back(1.0 / (size > 0.0 ? size : std::max(largest, 1e-300)));
+    weights.push_back(1.0 / (size > 0.0 ? size : largest > 0.0 ? largest : 1.0));
   }
   return weights;
 }
@@ -85,7 +86,10 @@ Factors factors_of(const NetworkData& data) {
 }  // namespace
 
 double MatrixSamples::lowest() const { return *std::min_element(omega.begin(), omega.end()); }
-double MatrixSamples::highest() const { return *std::max_element(omega.begin(), omega.end()); }
+double MatrixSamples::highest() const {
+  const double last = *std::max_element(omega.begin(), omega.end());
+  return last > 0.0 ? last : 1.0;
+}
 
 MatrixSamples matrix_samples(const ScaledModel& model, const WholeMatrix& matrix, const NetworkData& data) {
   const Factors factors = factors_of(data);

@@ -19,7 +19,7 @@ struct MatrixSamples {
   std::vector<double> element_weights;       ///< ports^2 by columns
 
   double lowest() const;
-  double highest() const;
+  double highest() const;  ///< 1 where all are at 0 Hz
 };
 
 /// Of data whose responses are those of the matrix. The weighted root mean square of the values, over all
