@@ -24,7 +24,6 @@ using enforcement_cases::symmetric_case;
 using passivity_models::matrix_model;
 using testing_support::Complex;
 using testing_support::eps;
-using testing_support::infinity;
 using testing_support::quiet_nan;
 using testing_support::RandomNumbers;
 

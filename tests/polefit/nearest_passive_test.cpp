@@ -438,8 +438,10 @@ class Barrier {
     }
     // The harm is above the least one by the number of eigenvalues over t, at most.
     const Long eigenvalues = static_cast<Long>(basis_.size() * order());
-    for (Long t = 1.0L; t < 1e4L * eigenvalues / (1e-12L + harm(x)); t *= 4.0L) {
+    Long t = 1.0L;
+    while (t < 1e4L * eigenvalues / (1e-12L + harm(x))) {
       centre(x, t);
+      t *= 4.0L;
     }
     return static_cast<double>(std::sqrt(harm(x)));
   }

@@ -242,6 +242,9 @@ class Enforcer {
       offer({std::move(found.model), Remedy::nearest, found.error, pairs});
       return true;
     }
+    if (!std::isfinite(found.error)) {
+      return false;  // of data beyond the range of numbers
+    }
     std::optional<ScaledModel> drawn =
         options_.keep_value_at_zero ? drawn_to_constant(found.model) : shrunk_model(found.model);
     if (drawn) {
@@ -252,7 +255,7 @@ class Enforcer {
   }
 
   bool is_passive(const ScaledModel& model) const {
-    return certify(model, limit(), Thoroughness::yes_or_no).holds;
+    return certify(model, limit(), Thoroughness::yes_or_no, pieces_to_be_certain).holds;
   }
 
   /// S over what it exceeds 1 by, Y and Z with as much conductance or resistance more as they lack, and a
