@@ -108,6 +108,10 @@ POLEFIT_EXPORT PassiveFit made_passive(Fit fit, const Network& network,
                                        const EnforcementOptions& options = {},
                                        std::span<const double> weights = {});
 
+/// The same of a fit with these options, which is done again with fewer poles where that loses less.
+POLEFIT_EXPORT PassiveFit made_passive_by_refitting(Fit fit, const Network& network, const Options& options,
+                                                    std::span<const double> weights = {});
+
 /// The passive model that has the poles of `model` and is nearest to the network, whose matrix it is of.
 /// Throws Error as the function of NetworkData, with the network's file in front.
 POLEFIT_EXPORT Enforcement enforce_passivity(const Model& model, const Network& network,

@@ -57,7 +57,7 @@ POLEFIT_EXPORT PassiveFit made_passive(Fit fit, const NetworkData& data, const N
 /// error is taken, which has at most as many poles as the fit. Starting poles that were given one by one are
 /// not given up. What exact_sample takes exactly at 0 Hz stays. Throws Error as fit and as enforce_passivity
 /// do, and bad_option for options that permit poles in the right half-plane.
-POLEFIT_EXPORT PassiveFit made_passive(Fit fit, const NetworkData& data, const NetworkMatrix& matrix,
-                                       const Options& options);
+POLEFIT_EXPORT PassiveFit made_passive_by_refitting(Fit fit, const NetworkData& data,
+                                                    const NetworkMatrix& matrix, const Options& options);
 
 }  // namespace polefit

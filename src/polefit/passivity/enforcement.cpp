@@ -44,9 +44,11 @@ constexpr double least_margin = 1e-9;
 constexpr double largest_margin = 1e-6;
 /// Times as many rounds are worth while with room poles, which are not added for nothing.
 constexpr std::size_t room_rounds = 3;
-constexpr int most_pulls = 12;
-constexpr int most_halvings = 60;
-constexpr std::size_t pieces_to_be_certain = 20000;
+constexpr int most_pulls = 6;
+constexpr int most_halvings = 30;
+/// Errors grow by about what a model is shrunk by: it is tried up to so many times what is enough.
+constexpr double worth_shrinking = 10.0;
+constexpr std::size_t pieces_to_be_certain = 4000;
 
 bool is_symmetric(const ScaledModel& model) {
   double largest = 0.0;
@@ -116,9 +118,9 @@ Matrix nearest_proportional(const ScaledModel& model) {
 /// One enforcement, in units of the model.
 class Enforcer {
  public:
-  Enforcer(const ScaledModel& model, const WholeMatrix& matrix, const NetworkData& data,
+  Enforcer(ScaledModel model, const WholeMatrix& matrix, const NetworkData& data,
            const EnforcementOptions& options)
-      : options_(options), base_(model) {
+      : options_(options), base_(std::move(model)) {
     samples_ = matrix_samples(base_, matrix, data);
     before_ = Harm(base_, samples_, least_outside, false).in_band(base_.x);
     base_.e = nearest_proportional(base_);
@@ -151,12 +153,7 @@ class Enforcer {
 
   Found run() {
     best_ = Found{};
-    const Harm plain = harm(base_, least_outside);
-    if (options_.keep_value_at_zero) {
-      // What shrinks a model changes its value at 0 Hz.
-    } else if (const std::optional<ScaledModel> shrunk = shrunk_model(base_)) {
-      offer({*shrunk, Remedy::shrinking, plain.in_band(plain.reduced(shrunk->x)), 0});
-    }
+    shrink(worth_shrinking * enough_);
     if (best_.error <= enough_) {
       return best_;
     }
@@ -170,6 +167,9 @@ class Enforcer {
     outside = std::max(least_outside, wanted_);
     for (int stage = 1; stage <= last_stage() && best_.error > worth_room_error(); ++stage) {
       try_nearest(stage, outside);
+    }
+    if (best_.remedy == Remedy::none) {
+      shrink(std::numeric_limits<double>::infinity());
     }
     if (best_.remedy == Remedy::none) {
       offer({constant_model(), Remedy::near, std::numeric_limits<double>::max(), 0});
@@ -205,6 +205,20 @@ class Enforcer {
     }
     if (best_.remedy == Remedy::none || found.error < best_.error) {
       best_ = std::move(found);
+    }
+  }
+
+  /// Where no measure exceeds its limit by more than `most`, and the value at 0 Hz, which that changes, need
+  /// not be kept.
+  void shrink(double most) {
+    const double limit = base_.scattering ? 1.0 : 0.0;
+    if (options_.keep_value_at_zero || !(Scan(base_).largest().measure - limit <= most)) {
+      return;
+    }
+    if (std::optional<ScaledModel> shrunk = shrunk_model(base_)) {
+      const Harm plain = harm(base_, least_outside);
+      const double error = plain.in_band(plain.reduced(shrunk->x));
+      offer({*std::move(shrunk), Remedy::shrinking, error, 0});
     }
   }
 
@@ -265,8 +279,8 @@ class Enforcer {
     if (!std::isfinite(measure)) {
       return std::nullopt;
     }
-    double more = 2.0 * least_margin;
-    for (int pull = 0; pull < most_pulls; ++pull, more *= 4.0) {
+    for (int pull = 0; pull < most_pulls; ++pull) {
+      const double more = 2.0 * least_margin * std::pow(16.0, pull);
       ScaledModel shrunk = model;
       if (model.scattering) {
         const double factor = 1.0 / (std::max(measure, 1.0) * (1.0 + more));
@@ -312,7 +326,7 @@ class Enforcer {
     };
     double passive = 0.0;
     double active = 1.0;
-    for (int i = 0; i < most_halvings && active - passive > 1e-9 * active; ++i) {
+    for (int i = 0; i < most_halvings && active - passive > 1e-4 * active; ++i) {
       const double middle = 0.5 * (passive + active);
       (draw(middle) ? passive : active) = middle;
     }
@@ -380,6 +394,7 @@ Enforcement enforce_passivity(const Model& model, const NetworkData& data,
   EnforcementReport& report = result.report;
   result.model = model;
   report.passivity = passivity(model);
+  result.model.passivity = certified(report.passivity);
   check(data);
   report.errors_before = errors(model, data);
   report.errors_after = report.errors_before;
@@ -392,6 +407,7 @@ Enforcement enforce_passivity(const Model& model, const NetworkData& data,
   const Enforcer::Found found = enforcer.run();
   result.model = unscaled(model, matrix, found.model);
   report.passivity = passivity(result.model);
+  result.model.passivity = certified(report.passivity);
   report.remedy = found.remedy;
   report.room_pairs = found.room_pairs;
   report.rounds = enforcer.rounds();

@@ -105,7 +105,8 @@ class Searcher {
     cancelled_ = cancelled_ || search.end == SearchEnd::cancelled;
     Fit& fit = search.fit;
     order_ = fit.model.poles.size();
-    EnforcementOptions options{.most_room_pairs = most_room_pairs, .keep_value_at_zero = keeps_zero(data_, options_)};
+    EnforcementOptions options{.most_room_pairs = most_room_pairs,
+                               .keep_value_at_zero = keeps_zero(data_, options_)};
     NetworkData data = data_;
     if (data_.weights.empty()) {
       const double share = weigh_by_noise(search);
@@ -209,8 +210,8 @@ PassiveFit made_passive(Fit fit, const NetworkData& data, const NetworkMatrix& m
   return {std::move(fit), std::move(enforced.report)};
 }
 
-PassiveFit made_passive(Fit fit, const NetworkData& data, const NetworkMatrix& matrix,
-                        const Options& options) {
+PassiveFit made_passive_by_refitting(Fit fit, const NetworkData& data, const NetworkMatrix& matrix,
+                                     const Options& options) {
   check_stable(options);
   const std::size_t order = fit.model.poles.size();
   EnforcementOptions keeping{.keep_value_at_zero = keeps_zero(data, options)};

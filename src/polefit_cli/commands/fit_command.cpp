@@ -113,7 +113,7 @@ FitOutcome fitted(const FitCommand& command, const polefit::Network& network, po
     if (outcome.to_be_passive) {
       correct(command, outcome, [&] {
         polefit::PassiveFit passive =
-            polefit::made_passive(outcome.fit, network, {.keep_value_at_zero = command.exact_dc}, weights);
+            polefit::made_passive_by_refitting(outcome.fit, network, options, weights);
         outcome.fit = std::move(passive.fit);
         outcome.enforcement = std::move(passive.enforcement);
       });

@@ -202,13 +202,18 @@ PassiveFit made_passive(Fit fit, const Network& network, const EnforcementOption
   });
 }
 
+PassiveFit made_passive_by_refitting(Fit fit, const Network& network, const Options& options,
+                                     std::span<const double> weights) {
+  return about_data(network, weights, [&](const NetworkData& data) {
+    return polefit::made_passive_by_refitting(std::move(fit), data, whole(network), options);
+  });
+}
+
 Enforcement enforce_passivity(const Model& model, const Network& network, const EnforcementOptions& options,
                               std::span<const double> weights) {
-  Enforcement enforced = about_data(network, weights, [&](const NetworkData& data) {
+  return about_data(network, weights, [&](const NetworkData& data) {
     return polefit::enforce_passivity(of_matrix(model, network), data, options);
   });
-  enforced.model.passivity = certified(enforced.report.passivity);
-  return enforced;
 }
 
 SampledPassivity sampled_passivity(const Network& network, const std::vector<double>& noise) {
