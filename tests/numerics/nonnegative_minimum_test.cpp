@@ -185,7 +185,7 @@ TEST(NonnegativeMinimum, is_zero_where_no_slope_is_positive) {
 }
 
 TEST(NonnegativeMinimum, says_when_the_changes_are_used_up) {
-  const NonnegativeMinimum found = nonnegative_minimum(identity(4), {1.0, 1.0, 1.0, 1.0}, {}, 0.0, 2);
+  const NonnegativeMinimum found = nonnegative_minimum(identity(4), {1000.0, 100.0, 10.0, 1.0}, {}, 0.0, 2);
   EXPECT_FALSE(found.converged);
   EXPECT_EQ(std::count(found.x.begin(), found.x.end(), 0.0), 2);
 }

@@ -97,17 +97,20 @@ TEST(PassiveSearch, admittances_and_impedances_are_made_passive_too) {
   }
 }
 
-TEST(PassiveSearch, tries_other_orders_where_the_target_would_be_lost_and_tells_of_all) {
-  const Network network = random_network(84, 12, 'S');
+/// Of data that exceed 1 by a tenth no passive model is nearer than a part of that.
+TEST(PassiveSearch, tries_other_orders_where_the_target_is_lost_and_tells_of_all) {
+  Network network = random_network(3, 4, 'S');
+  const double extreme = sampled_passivity(network.data(), *network.matrix).extreme;
+  for (Complex& value : network.values) {
+    value *= 1.1 / extreme;
+  }
   const Target target;
   const Search alone = fit_to_error(network.data(), target);
-  Model model = alone.fit.model;
-  model.network = network.matrix;
-  const Enforcement enforced = enforce_passivity(model, network.data(), {.most_room_pairs = 6});
-  ASSERT_LE(alone.error, target.error);
-  ASSERT_GT(enforced.report.error_after, target.error);
+  ASSERT_EQ(alone.end, SearchEnd::target_met);
   const PassiveSearch found = fit_to_error_passively(network.data(), *network.matrix, target);
-  EXPECT_LE(found.search.error, target.error);
+  EXPECT_TRUE(found.enforcement.passivity.passive);
+  EXPECT_EQ(found.search.end, SearchEnd::lost_to_passivity);
+  EXPECT_GT(found.search.error, target.error);
   ASSERT_GT(found.search.steps.size(), alone.steps.size());
   for (std::size_t i = 0; i < alone.steps.size(); ++i) {
     EXPECT_EQ(found.search.steps[i].order, alone.steps[i].order);

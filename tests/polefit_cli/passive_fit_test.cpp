@@ -76,9 +76,6 @@ class PassiveFit : public InOwnDirectory {
     EXPECT_EQ(run({"passivity", "m.json"}), 1);
     ASSERT_EQ(run(fit), 0) << errors() << output();
     EXPECT_NE(output().find("  passive     certified at all frequencies ("), std::string::npos) << output();
-    EXPECT_TRUE(output().find("); cost ") != std::string::npos ||
-                output().find("); the error was ") != std::string::npos)
-        << output();
     expect_passive_model("m.json");
   }
 };

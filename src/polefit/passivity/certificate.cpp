@@ -28,6 +28,8 @@ constexpr double far = 2.0;
 constexpr double flat = 1e-3;
 /// Ends of violating intervals are found to this part of the frequency ...
 constexpr double resolution = 1e-6;
+/// ... intervals, which sharp resonances make narrower than that, are looked for to this one ...
+constexpr double narrowest = 1e-9;
 /// ... and pieces smaller than this are not halved any more.
 constexpr double smallest = 1e-13;
 constexpr double eps = std::numeric_limits<double>::epsilon();
@@ -482,6 +484,19 @@ struct SmallestPieces {
   double of_reciprocal;
 };
 
+/// Whether a resonance may be hidden in a piece: a pole over it or beside it, not damped much more than the
+/// piece is wide.
+bool has_sharp_pole(const ScaledModel& model, const Piece& piece) {
+  constexpr double beside = 8.0;
+  const double a = piece.frequency(piece.low);
+  const double b = piece.frequency(piece.high);
+  const double width = std::abs(b - a);
+  return std::any_of(model.poles.begin(), model.poles.end(), [&](std::complex<double> pole) {
+    const double damping = std::abs(pole.real());
+    return damping < beside * width && std::abs(pole.imag() - 0.5 * (a + b)) < width + beside * damping;
+  });
+}
+
 }  // namespace
 
 double Piece::frequency(double place) const {
@@ -537,7 +552,8 @@ Certificate certify(const ScaledModel& model, double limit, Thoroughness thoroug
     }
     // Once it is known not to hold, what is left open at the ends of intervals is not worth any more pieces.
     const bool known = certificate.witness && thoroughness == Thoroughness::intervals;
-    if (width < (known ? resolution : smallest)) {
+    const double enough = known ? (has_sharp_pole(model, piece) ? narrowest : resolution) : smallest;
+    if (width < enough) {
       certificate.decided = certificate.decided && known;
       certificate.untold.push_back(piece);
       continue;

@@ -14,6 +14,7 @@
 namespace polefit {
 namespace {
 
+constexpr double rounding = 4.0 * std::numeric_limits<double>::epsilon();
 constexpr double golden = 0.6180339887498949;
 constexpr int sections = 40;
 constexpr int most_corrections = 20;
@@ -114,7 +115,9 @@ Extreme Scan::largest_within(double lowest, double highest) const {
   const auto best = std::max_element(within.begin(), within.end(), smaller);
   const double low = best == within.begin() ? best->omega : std::prev(best)->omega;
   const double high = best + 1 == within.end() ? best->omega : std::next(best)->omega;
-  return std::max(*best, refined(low, high), smaller);
+  const Extreme better = refined(low, high);
+  // What is larger by rounding alone is not: the places are rounder frequencies.
+  return better.measure > best->measure + rounding * std::abs(best->measure) ? better : *best;
 }
 
 Extreme Scan::certified_largest(std::size_t most) const {
