@@ -12,6 +12,10 @@ constexpr double ridge = 1e-12;
 constexpr std::size_t most_at_once = 16;
 /// Of the largest slope, what others must have to go with it.
 constexpr double steep = 0.3;
+/// Changes in a row that may leave the value as it is, which is what rounding makes of nearly dependent
+/// unknowns.
+constexpr int most_idle = 20;
+constexpr double rounding = 1e-13;
 
 /// The unknowns above 0, with the Cholesky factor of their part of k.
 class ActiveSet {
@@ -163,6 +167,8 @@ NonnegativeMinimum nonnegative_minimum(const Matrix& k, const std::vector<double
   }
   settle(active, result.x);
   std::vector<bool> refused(n);
+  double least = std::numeric_limits<double>::infinity();
+  int idle = 0;
   for (int change = 0; change < most; ++change) {
     std::vector<double> slopes = d;
     for (const std::size_t j : active.members()) {
@@ -171,6 +177,15 @@ NonnegativeMinimum nonnegative_minimum(const Matrix& k, const std::vector<double
       for (std::size_t i = 0; i < n; ++i) {
         slopes[i] -= column[i] * value;
       }
+    }
+    double value = 0.0;
+    for (const std::size_t j : active.members()) {
+      value -= 0.5 * result.x[j] * (d[j] + slopes[j]);
+    }
+    idle = value < least - rounding * std::abs(least) || std::isinf(least) ? 0 : idle + 1;
+    least = std::min(least, value);
+    if (idle > most_idle) {
+      break;
     }
     const std::vector<std::size_t> steepest =
         steepest_of(slopes, tolerance, [&](std::size_t i) { return result.x[i] > 0.0 || refused[i]; });
