@@ -11,6 +11,7 @@
 #include "independent_passivity.hpp"
 #include "polefit/error.hpp"
 #include "polefit/passivity/scaled_model.hpp"
+#include "support.hpp"
 
 namespace polefit {
 namespace {
@@ -22,6 +23,7 @@ using enforcement_cases::exact;
 using enforcement_cases::random_case;
 using enforcement_cases::symmetric_case;
 using passivity_models::matrix_model;
+using testing_support::address_space_is_ours;
 using testing_support::Complex;
 using testing_support::eps;
 using testing_support::quiet_nan;
