@@ -124,6 +124,7 @@ void measure_corrections() {
 void measure_large_correction() {
   const Model model = large_model(20, 40, 1.004);
   std::vector<double> frequencies;
+  frequencies.reserve(200);
   for (int k = 0; k < 200; ++k) {
     frequencies.push_back(k / 199.0 / numerics::two_pi);
   }

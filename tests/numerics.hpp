@@ -186,6 +186,7 @@ struct RationalFunction {
   }
   std::vector<Complex> at(const std::vector<Complex>& points) const {
     std::vector<Complex> samples;
+    samples.reserve(points.size());
     for (const Complex s : points) {
       samples.push_back((*this)(s));
     }
@@ -196,6 +197,7 @@ struct RationalFunction {
 /// The points j omega for `count` values of omega evenly from `first` to `last`.
 inline std::vector<Complex> imaginary_points(int count, double first, double last) {
   std::vector<Complex> points;
+  points.reserve(static_cast<std::size_t>(count));
   for (int k = 0; k < count; ++k) {
     points.emplace_back(0.0, count == 1 ? first : first + (last - first) * k / (count - 1));
   }

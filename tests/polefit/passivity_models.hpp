@@ -36,7 +36,7 @@ inline Model matrix_model(char parameter, std::size_t ports, std::vector<Complex
 /// singular value of S, minus the least eigenvalue of the Hermitian part of Y in units of its scale.
 inline Model random_model(std::uint64_t seed, bool scattering, double top) {
   RandomNumbers numbers(seed);
-  const auto ports = static_cast<std::size_t>(1 + numbers.below(4));
+  const std::size_t ports = 1 + static_cast<std::size_t>(numbers.below(4));
   const int pairs = 1 + numbers.below(6);
   const int reals = numbers.below(3);
   std::vector<Complex> poles;

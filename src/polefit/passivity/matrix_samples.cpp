@@ -29,6 +29,7 @@ std::vector<double> inverse_sizes(const NetworkData& data) {
   }
   const double largest = *std::max_element(sizes.begin(), sizes.end());
   std::vector<double> weights;
+  weights.reserve(sizes.size());
   for (const double size : sizes) {
     weights.push_back(1.0 / (size > 0.0 ? size : largest > 0.0 ? largest : 1.0));
   }
