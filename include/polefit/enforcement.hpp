@@ -14,11 +14,11 @@ namespace polefit {
 
 /// What made a model passive.
 enum class Remedy {
-  none,       ///< nothing: it was passive
-  shrinking,  ///< S was multiplied by less than 1; a multiple of the unit matrix was added to Y or Z
-  nearest,    ///< residues and constants are those of the passive model that is nearest to the data
-  /// The same at a point before the search for it had ended, drawn inwards until it was passive.
-  near,
+  none,           ///< nothing: it was passive
+  shrinking,      ///< S was multiplied by less than 1; a multiple of the unit matrix was added to Y or Z
+  nearest,        ///< residues and constants are those of the passive model that is nearest to the data
+  drawn_inwards,  ///< the same at a point where the search for it had to end, drawn inwards until it was
+                  ///< passive
 };
 
 /// The choices of an enforcement.
@@ -28,7 +28,7 @@ struct EnforcementOptions {
   std::size_t most_room_pairs = 0;
   /// An error, measured as EnforcementReport::error_after, that is small enough whatever it was before.
   double error_wanted = 0.0;
-  bool keep_value_at_zero = false;  ///< keeps the values at 0 Hz exactly
+  bool keep_value_at_zero = false;  ///< keeps the values at 0 Hz, to rounding
   std::size_t most_rounds = 20;     ///< of cutting planes, for each trial
 };
 

@@ -5,27 +5,16 @@
 #include <cmath>
 #include <limits>
 
+#include "matrix_model.hpp"
 #include "numerics.hpp"
 
 namespace polefit::independent {
 namespace {
 
+using passivity_models::matrix_model;
 using testing_support::eps;
 using testing_support::infinity;
 using testing_support::RandomNumbers;
-
-Model made(char parameter, std::size_t ports, std::vector<std::complex<double>> poles,
-           std::vector<std::complex<double>> residues, std::vector<double> constants,
-           std::vector<double> proportionals = {}) {
-  Model model;
-  model.poles = std::move(poles);
-  model.residues = std::move(residues);
-  model.constants = std::move(constants);
-  model.proportionals = std::move(proportionals);
-  model.proportionals.resize(ports * ports);
-  model.network = NetworkMatrix{parameter, std::vector<double>(ports, 50.0), all_elements(ports)};
-  return model;
-}
 
 TEST(LargestEigenvalue, of_a_matrix_with_known_eigenvalues) {
   // Reflected at random vectors, D keeps its eigenvalues: (I - 2 v v^H / |v|^2) D (same).
@@ -79,29 +68,32 @@ TEST(LargestEigenvalue, of_a_matrix_with_known_eigenvalues) {
 TEST(WorstMeasure, of_a_resonance_is_that_at_its_pole) {
   // 1.02 at omega = 0.6, so narrow that no even grid meets it.
   const std::complex<double> pole(-1e-8, 0.6);
-  const Worst spike = worst_measure(made('S', 1, {pole, std::conj(pole)}, {1.02e-8, 1.02e-8}, {0.0}), 1.0);
+  const Worst spike =
+      worst_measure(matrix_model('S', 1, {pole, std::conj(pole)}, {1.02e-8, 1.02e-8}, {0.0}), 1.0);
   EXPECT_NEAR(spike.measure, 1.02, 1e-7);  // beside it stands the conjugate, of a size of 1e-8
   EXPECT_NEAR(spike.omega, 0.6, 1e-8);
   // As Y its least real part is that far from the resonance.
-  const Worst dip = worst_measure(made('Y', 1, {pole, std::conj(pole)}, {-1e-8, -1e-8}, {0.25}), 1.0);
+  const Worst dip = worst_measure(matrix_model('Y', 1, {pole, std::conj(pole)}, {-1e-8, -1e-8}, {0.25}), 1.0);
   EXPECT_NEAR(dip.measure, 0.75, 1e-7);
 }
 
 TEST(WorstMeasure, of_matrices_is_that_of_their_largest_direction) {
   // [[0.6, 0.6], [0.6, 0.6]] / (1 + s) has the singular values 1.2 and 0 at 0.
-  const Worst low = worst_measure(made('S', 2, {-1.0}, {0.6, 0.6, 0.6, 0.6}, {0.0, 0.0, 0.0, 0.0}), 1.0);
+  const Worst low =
+      worst_measure(matrix_model('S', 2, {-1.0}, {0.6, 0.6, 0.6, 0.6}, {0.0, 0.0, 0.0, 0.0}), 1.0);
   EXPECT_NEAR(low.measure, 1.2, 4.0 * eps);
   EXPECT_EQ(low.omega, 0.0);
   // A constant with the singular value 1.1 from which a low-pass takes something.
-  const Worst high = worst_measure(made('S', 2, {-1.0}, {0.0, -0.5, 0.0, 0.0}, {0.0, 1.1, 0.1, 0.0}), 1.0);
+  const Worst high =
+      worst_measure(matrix_model('S', 2, {-1.0}, {0.0, -0.5, 0.0, 0.0}, {0.0, 1.1, 0.1, 0.0}), 1.0);
   EXPECT_NEAR(high.measure, 1.1, 4.0 * eps);
   EXPECT_TRUE(std::isinf(high.omega));
   // The direction counts where no element does: 0.6 [[1, 1], [1, 1]] s / (1 + s).
   const Worst rising =
-      worst_measure(made('S', 2, {-1.0}, {-0.6, -0.6, -0.6, -0.6}, {0.6, 0.6, 0.6, 0.6}), 1.0);
+      worst_measure(matrix_model('S', 2, {-1.0}, {-0.6, -0.6, -0.6, -0.6}, {0.6, 0.6, 0.6, 0.6}), 1.0);
   EXPECT_NEAR(rising.measure, 1.2, 4.0 * eps);
   // (H + H^H) / 2 of [[1, 3], [1, 1]] has the eigenvalues 3 and -1, whatever is antisymmetric in it.
-  const Worst y = worst_measure(made('Y', 2, {}, {}, {1.0, 3.0, 1.0, 1.0}), 1.0);
+  const Worst y = worst_measure(matrix_model('Y', 2, {}, {}, {1.0, 3.0, 1.0, 1.0}), 1.0);
   EXPECT_NEAR(y.measure, 1.0, 4.0 * eps);
 }
 
@@ -110,13 +102,13 @@ TEST(WorstMeasure, of_a_wide_resonance_is_found_between_the_frequencies_that_are
   const std::complex<double> a(-0.3, 0.7);
   const std::complex<double> residue = 0.66 * a / (a - std::conj(a));
   const Worst worst =
-      worst_measure(made('S', 1, {a, std::conj(a)}, {residue, std::conj(residue)}, {0.0}), 1.0);
+      worst_measure(matrix_model('S', 1, {a, std::conj(a)}, {residue, std::conj(residue)}, {0.0}), 1.0);
   EXPECT_NEAR(worst.measure, 1.1, 10.0 * eps);  // of the residues
   EXPECT_NEAR(worst.omega, std::abs(a), 1e-6);
 }
 
 TEST(WorstMeasure, elements_count_by_their_place_and_not_by_their_order) {
-  Model model = made('S', 2, {}, {}, {0.0, 3.0, 0.0, 0.0});
+  Model model = matrix_model('S', 2, {}, {}, {0.0, 3.0, 0.0, 0.0});
   EXPECT_NEAR(worst_measure(model, 1.0).measure, 3.0, 4.0 * eps);
   model.network->elements = {{1, 1}, {2, 2}, {1, 2}, {2, 1}};
   model.constants = {0.6, 0.6, 0.8, -0.8};  // a rotation, but only in its own places
@@ -130,22 +122,24 @@ TEST(WorstMeasure, an_all_pass_function_has_1_everywhere) {
   const std::complex<double> a(-0.05, 0.7);
   const std::complex<double> b = std::conj(a);
   const std::complex<double> residue = (a + b) * (a + a) / (a - b);
-  const Worst worst = worst_measure(made('S', 1, {a, b}, {residue, std::conj(residue)}, {1.0}), 1.0);
+  const Worst worst = worst_measure(matrix_model('S', 1, {a, b}, {residue, std::conj(residue)}, {1.0}), 1.0);
   EXPECT_NEAR(worst.measure, 1.0, 20.0 * eps);  // of the residue, over the distance of the pole: 14
 }
 
 TEST(WorstMeasure, terms_proportional_to_s_are_those_of_passive_elements) {
-  EXPECT_EQ(worst_measure(made('S', 1, {}, {}, {0.0}, {1e-15}), 1.0).measure, infinity);
-  EXPECT_EQ(worst_measure(made('Y', 1, {}, {}, {1.0}, {-1e-15}), 1.0).measure, infinity);
-  EXPECT_NEAR(worst_measure(made('Y', 1, {}, {}, {1.0}, {1e-15}), 1.0).measure, -1.0, eps);
+  EXPECT_EQ(worst_measure(matrix_model('S', 1, {}, {}, {0.0}, {1e-15}), 1.0).measure, infinity);
+  EXPECT_EQ(worst_measure(matrix_model('Y', 1, {}, {}, {1.0}, {-1e-15}), 1.0).measure, infinity);
+  EXPECT_NEAR(worst_measure(matrix_model('Y', 1, {}, {}, {1.0}, {1e-15}), 1.0).measure, -1.0, eps);
   const std::vector<double> unit{1.0, 0.0, 0.0, 1.0};
-  EXPECT_EQ(worst_measure(made('Z', 2, {}, {}, unit, {1.0, 0.1, 0.0, 1.0}), 1.0).measure, infinity);
-  EXPECT_EQ(worst_measure(made('Z', 2, {}, {}, unit, {1.0, 2.0, 2.0, 1.0}), 1.0).measure, infinity);
-  EXPECT_NEAR(worst_measure(made('Z', 2, {}, {}, unit, {1.0, 1.0, 1.0, 1.0}), 1.0).measure, -1.0, 4.0 * eps);
+  EXPECT_EQ(worst_measure(matrix_model('Z', 2, {}, {}, unit, {1.0, 0.1, 0.0, 1.0}), 1.0).measure, infinity);
+  EXPECT_EQ(worst_measure(matrix_model('Z', 2, {}, {}, unit, {1.0, 2.0, 2.0, 1.0}), 1.0).measure, infinity);
+  EXPECT_NEAR(worst_measure(matrix_model('Z', 2, {}, {}, unit, {1.0, 1.0, 1.0, 1.0}), 1.0).measure, -1.0,
+              4.0 * eps);
 }
 
 TEST(WorstMeasure, a_value_that_is_none_shows) {
-  EXPECT_TRUE(std::isnan(worst_measure(made('S', 1, {}, {}, {testing_support::quiet_nan}), 1.0).measure));
+  EXPECT_TRUE(
+      std::isnan(worst_measure(matrix_model('S', 1, {}, {}, {testing_support::quiet_nan}), 1.0).measure));
 }
 
 TEST(WorstMeasure, of_twelve_ports_is_that_of_the_best_direction) {
@@ -172,7 +166,7 @@ TEST(WorstMeasure, of_twelve_ports_is_that_of_the_best_direction) {
       }
     }
   }
-  const Worst worst = worst_measure(made('S', n, poles, residues, std::vector<double>(n * n)), 0.2);
+  const Worst worst = worst_measure(matrix_model('S', n, poles, residues, std::vector<double>(n * n)), 0.2);
   // The elements of twelve terms are rounded to eps each.
   EXPECT_NEAR(worst.measure, 0.9, 12.0 * eps);
   EXPECT_EQ(worst.omega, 0.0);

@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "matrix_model.hpp"
 #include "numerics.hpp"
 #include "polefit/model.hpp"
 #include "polefit/passivity/extreme_value.hpp"
@@ -18,19 +19,6 @@ namespace polefit::passivity_models {
 
 using testing_support::Complex;
 using testing_support::RandomNumbers;
-
-inline Model matrix_model(char parameter, std::size_t ports, std::vector<Complex> poles,
-                          std::vector<Complex> residues, std::vector<double> constants,
-                          std::vector<double> proportionals = {}) {
-  Model model;
-  model.poles = std::move(poles);
-  model.residues = std::move(residues);
-  model.constants = std::move(constants);
-  model.proportionals = std::move(proportionals);
-  model.proportionals.resize(ports * ports);
-  model.network = NetworkMatrix{parameter, std::vector<double>(ports, 50.0), all_elements(ports)};
-  return model;
-}
 
 /// Resonances of any damping and real poles over four decades, whose largest measure is `top`: the largest
 /// singular value of S, minus the least eigenvalue of the Hermitian part of Y in units of its scale.

@@ -172,21 +172,19 @@ class Enforcer {
       shrink(std::numeric_limits<double>::infinity());
     }
     if (best_.remedy == Remedy::none) {
-      offer({constant_model(), Remedy::near, std::numeric_limits<double>::max(), 0});
+      offer({constant_model(), Remedy::drawn_inwards, std::numeric_limits<double>::max(), 0});
     }
     return best_;
   }
 
  private:
-  double limit() const { return (base_.scattering ? 1.0 : 0.0) + tolerance_; }
-
   Harm harm(const ScaledModel& model, double outside) const {
     return {model, samples_, outside, options_.keep_value_at_zero};
   }
 
   /// Where the value at 0 Hz is near the limit, a margin would leave none for it.
   void leave_room_at_zero() {
-    const double left = (base_.scattering ? 1.0 : 0.0) - measure_at(base_, 0.0);
+    const double left = base_.limit() - measure_at(base_, 0.0);
     const double touching = Passivity().tolerance;
     if (!(left > -touching)) {
       throw Error(ErrorKind::bad_option, "the value at 0 Hz cannot be kept: the model is not passive there");
@@ -211,8 +209,7 @@ class Enforcer {
   /// Where no measure exceeds its limit by more than `most`, and the value at 0 Hz, which that changes, need
   /// not be kept.
   void shrink(double most) {
-    const double limit = base_.scattering ? 1.0 : 0.0;
-    if (options_.keep_value_at_zero || !(Scan(base_).largest().measure - limit <= most)) {
+    if (options_.keep_value_at_zero || !(Scan(base_).largest().measure - base_.limit() <= most)) {
       return;
     }
     if (std::optional<ScaledModel> shrunk = shrunk_model(base_)) {
@@ -263,13 +260,13 @@ class Enforcer {
         options_.keep_value_at_zero ? drawn_to_constant(found.model) : shrunk_model(found.model);
     if (drawn) {
       const double error = weighed.in_band(weighed.reduced(drawn->x));
-      offer({*std::move(drawn), Remedy::near, error, pairs});
+      offer({*std::move(drawn), Remedy::drawn_inwards, error, pairs});
     }
     return false;
   }
 
   bool is_passive(const ScaledModel& model) const {
-    return certify(model, limit(), Thoroughness::yes_or_no, pieces_to_be_certain).holds;
+    return certify(model, model.limit() + tolerance_, Thoroughness::yes_or_no, pieces_to_be_certain).holds;
   }
 
   /// S over what it exceeds 1 by, Y and Z with as much conductance or resistance more as they lack, and a
@@ -348,44 +345,6 @@ class Enforcer {
   Found best_;
 };
 
-/// The model with the values of a scaled one, whose poles are those of the model that have residues and
-/// others behind them.
-Model unscaled(const Model& model, const WholeMatrix& matrix, const ScaledModel& scaled) {
-  Model result = model;
-  std::vector<std::size_t> kept;
-  for (std::size_t i = 0; i < model.poles.size(); ++i) {
-    for (std::size_t r = 0; r < model.responses(); ++r) {
-      if (model.residues_of(r)[i] != 0.0) {
-        kept.push_back(i);
-        break;
-      }
-    }
-  }
-  for (std::size_t k = kept.size(); k < scaled.poles.size(); ++k) {
-    kept.push_back(result.poles.size());
-    result.poles.push_back(scaled.poles[k] * scaled.unit);
-  }
-  const std::size_t order = result.poles.size();
-  result.residues.assign(order * model.responses(), 0.0);
-  for (std::size_t column = 0; column < scaled.ports; ++column) {
-    for (std::size_t row = 0; row < scaled.ports; ++row) {
-      const std::size_t r = matrix.response(row, column);
-      const std::size_t place = row + column * scaled.ports;
-      Complex* const residues = result.residues.data() + r * order;
-      for_each_group(
-          scaled.poles, [&](std::size_t k) { residues[kept[k]] = scaled.x(k, place) * scaled.unit; },
-          [&](std::size_t k) {
-            const Complex residue = Complex(scaled.x(k, place), scaled.x(k + 1, place)) * scaled.unit;
-            residues[kept[k]] = residue;
-            residues[kept[k + 1]] = std::conj(residue);
-          });
-      result.constants[r] = scaled.x(scaled.poles.size(), place);
-      result.proportionals[r] = scaled.e(row, column) / scaled.unit;
-    }
-  }
-  return result;
-}
-
 }  // namespace
 
 Enforcement enforce_passivity(const Model& model, const NetworkData& data,
@@ -405,7 +364,7 @@ Enforcement enforce_passivity(const Model& model, const NetworkData& data,
     return result;
   }
   const Enforcer::Found found = enforcer.run();
-  result.model = unscaled(model, matrix, found.model);
+  result.model = unscaled(model, found.model);
   report.passivity = passivity(result.model);
   result.model.passivity = certified(report.passivity);
   report.remedy = found.remedy;

@@ -10,12 +10,12 @@
 #include "numerics/hermitian_eigenvalues.hpp"
 #include "numerics/positive_definite.hpp"
 #include "polefit/passivity/certificate.hpp"
+#include "polefit/passivity/golden_sections.hpp"
 
 namespace polefit {
 namespace {
 
 constexpr double rounding = 4.0 * std::numeric_limits<double>::epsilon();
-constexpr double golden = 0.6180339887498949;
 constexpr int sections = 40;
 constexpr int most_corrections = 20;
 constexpr double certified_margin = 1e-9;
@@ -149,34 +149,15 @@ Extreme Scan::refined_about(double omega) const {
 /// By golden sections of omega, or of its reciprocal where the interval goes on for ever.
 Extreme Scan::refined(double low, double high) const {
   const bool reciprocal = std::isinf(high);
-  double left = reciprocal ? 0.0 : low;
-  double right = reciprocal ? (low > 0.0 ? 1.0 / low : 0.0) : high;
-  const auto of = [&](double place) {
+  const double left = reciprocal ? 0.0 : low;
+  const double right = reciprocal ? (low > 0.0 ? 1.0 / low : 0.0) : high;
+  const auto omega_of = [&](double place) {
     const double beyond = place > 0.0 ? 1.0 / place : std::numeric_limits<double>::infinity();
-    return at(reciprocal ? beyond : place);
+    return reciprocal ? beyond : place;
   };
-  double first = right - golden * (right - left);
-  double second = left + golden * (right - left);
-  Extreme of_first = of(first);
-  Extreme of_second = of(second);
-  Extreme best = std::max(of_first, of_second, smaller);
-  for (int i = 0; i < sections && right > left; ++i) {
-    if (of_first.measure > of_second.measure) {
-      right = second;
-      second = first;
-      of_second = of_first;
-      first = right - golden * (right - left);
-      of_first = of(first);
-    } else {
-      left = first;
-      first = second;
-      of_first = of_second;
-      second = left + golden * (right - left);
-      of_second = of(second);
-    }
-    best = std::max({best, of_first, of_second}, smaller);
-  }
-  return best;
+  const Maximum found = largest_by_sections(
+      left, right, sections, [&](double place) { return measure_at(model_, omega_of(place)); });
+  return {omega_of(found.place), found.value};
 }
 
 }  // namespace polefit

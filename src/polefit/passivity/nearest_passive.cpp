@@ -9,6 +9,7 @@
 
 #include "polefit/passivity/certificate.hpp"
 #include "polefit/passivity/extreme_value.hpp"
+#include "polefit/passivity/golden_sections.hpp"
 #include "polefit/passivity/planes.hpp"
 
 namespace polefit {
@@ -19,7 +20,6 @@ constexpr int steps_a_decade = 12;
 constexpr int decades = 3;  // on either side of the end of the band
 constexpr int steps_in_band = 200;
 constexpr int sections = 24;
-constexpr double golden = 0.6180339887498949;
 /// Of what is still violated, by which planes are moved inwards for a passive model.
 constexpr double restoration = 1.5;
 /// And at most: planes moved farther may leave nothing between them.
@@ -67,7 +67,7 @@ class Search {
       : current_(model),
         harm_(harm),
         options_(options),
-        limit_((model.scattering ? 1.0 : 0.0) - options.margin),
+        limit_(model.limit() - options.margin),
         planes_(harm, limit_),
         grid_(grid_of(model, harm.highest())) {}
 
@@ -135,8 +135,8 @@ class Search {
       return false;
     }
     current_.x = harm_.expanded(y);
-    const double limit = (current_.scattering ? 1.0 : 0.0) + options_.tolerance;
-    const Certificate certificate = certify(current_, limit, Thoroughness::yes_or_no);
+    const Certificate certificate =
+        certify(current_, current_.limit() + options_.tolerance, Thoroughness::yes_or_no);
     if (certificate.witness) {
       const double omega = *certificate.witness;
       grid_.insert(std::upper_bound(grid_.begin(), grid_.end(), omega), omega);
@@ -198,31 +198,12 @@ class Search {
     return violation;
   }
 
-  /// The local maximum about a place of the grid, by golden sections.
+  /// The local maximum about a place of the grid, where the measure is `value`.
   double refined(std::size_t place, double value) const {
-    double left = grid_[place == 0 ? 0 : place - 1];
-    double right = grid_[std::min(place + 1, grid_.size() - 2)];
-    double first = right - golden * (right - left);
-    double second = left + golden * (right - left);
-    double of_first = measure_at(current_, first);
-    double of_second = measure_at(current_, second);
-    for (int i = 0; i < sections; ++i) {
-      if (of_first > of_second) {
-        right = second;
-        second = first;
-        of_second = of_first;
-        first = right - golden * (right - left);
-        of_first = measure_at(current_, first);
-      } else {
-        left = first;
-        first = second;
-        of_first = of_second;
-        second = left + golden * (right - left);
-        of_second = measure_at(current_, second);
-      }
-    }
-    const double best = of_first > of_second ? first : second;
-    return std::max(of_first, of_second) > value ? best : grid_[place];
+    const Maximum found =
+        largest_by_sections(grid_[place == 0 ? 0 : place - 1], grid_[std::min(place + 1, grid_.size() - 2)],
+                            sections, [&](double omega) { return measure_at(current_, omega); });
+    return found.value > value ? found.place : grid_[place];
   }
 
   ScaledModel current_;

@@ -87,7 +87,7 @@ std::vector<CrossedInterval> joined(const Certificate& certificate) {
 Passivity passivity(const Model& model) {
   const ScaledModel scaled = scaled_model(model);
   Passivity result;
-  const double touching = scaled.scattering ? 1.0 + result.tolerance : result.tolerance;
+  const double touching = scaled.limit() + result.tolerance;
   const auto in_hertz = [&](double omega) { return omega * scaled.unit / numerics::two_pi; };
   const auto value = [&](double measure) { return scaled.scattering ? measure : -measure * scaled.scale; };
 

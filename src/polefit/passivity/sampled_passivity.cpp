@@ -77,7 +77,7 @@ SampledPassivity sampled_passivity(const NetworkData& data, const NetworkMatrix&
       worst = measure;
       result.frequency = frequency;
     }
-    if (measure > (form.scattering ? 1.0 : 0.0) + result.tolerance) {
+    if (measure > form.limit() + result.tolerance) {
       result.lowest = result.samples == 0 ? frequency : std::min(result.lowest, frequency);
       result.highest = result.samples == 0 ? frequency : std::max(result.highest, frequency);
       ++result.samples;

@@ -88,7 +88,7 @@ ScaledModel scaled_model(const Model& model) {
   scaled.ports = matrix.ports();
   scaled.unit = unit_of(model);
   const std::size_t elements = scaled.ports * scaled.ports;
-  std::vector<std::size_t> kept;
+  std::vector<std::size_t>& kept = scaled.source;
   for (std::size_t i = 0; i < model.poles.size(); ++i) {
     bool counts = false;
     for (std::size_t r = 0; r < model.responses(); ++r) {
@@ -122,6 +122,35 @@ ScaledModel scaled_model(const Model& model) {
     scaled.scale = size_of(scaled);
   }
   return scaled;
+}
+
+Model unscaled(const Model& model, const ScaledModel& scaled) {
+  const WholeMatrix matrix = matrix_of(model);
+  Model result = model;
+  std::vector<std::size_t> source = scaled.source;
+  for (std::size_t k = source.size(); k < scaled.poles.size(); ++k) {
+    source.push_back(result.poles.size());
+    result.poles.push_back(scaled.poles[k] * scaled.unit);
+  }
+  const std::size_t order = result.poles.size();
+  result.residues.assign(order * model.responses(), 0.0);
+  for (std::size_t column = 0; column < scaled.ports; ++column) {
+    for (std::size_t row = 0; row < scaled.ports; ++row) {
+      const std::size_t r = matrix.response(row, column);
+      const std::size_t place = row + column * scaled.ports;
+      std::complex<double>* const residues = result.residues.data() + r * order;
+      for_each_group(
+          scaled.poles, [&](std::size_t k) { residues[source[k]] = scaled.x(k, place) * scaled.unit; },
+          [&](std::size_t k) {
+            const std::complex<double> scaled_residue(scaled.x(k, place), scaled.x(k + 1, place));
+            residues[source[k]] = scaled_residue * scaled.unit;
+            residues[source[k + 1]] = std::conj(residues[source[k]]);
+          });
+      result.constants[r] = scaled.x(scaled.poles.size(), place);
+      result.proportionals[r] = scaled.e(row, column) / scaled.unit;
+    }
+  }
+  return result;
 }
 
 std::vector<std::complex<double>> basis_at(const ScaledModel& model, double omega) {

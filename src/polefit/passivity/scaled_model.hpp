@@ -9,6 +9,7 @@
 
 #include <complex>
 #include <cstddef>
+#include <vector>
 
 #include "numerics/complex_matrix.hpp"
 #include "numerics/matrix.hpp"
@@ -26,18 +27,27 @@ struct ScaledModel {
   std::size_t ports = 0;
   double unit = 1.0;  ///< rad/s, a power of two
   Poles poles;
-  Matrix x;  ///< (poles + 1) x ports^2: X_k by columns in row k, the constant's last
-  Matrix e;  ///< ports x ports: E times the unit
+  std::vector<std::size_t>
+      source;  ///< of each pole: which of the model's it is; poles added to these have none
+  Matrix x;    ///< (poles + 1) x ports^2: X_k by columns in row k, the constant's last
+  Matrix e;    ///< ports x ports: E times the unit
   /// A size of the values: 1 for S, else the largest norm of the constants or of what a resonance makes.
   double scale = 1.0;
 
   std::size_t functions() const { return poles.size() + 1; }
+  /// What no measure of a passive model exceeds: 1 for singular values of S, 0 for minus the eigenvalues of
+  /// the Hermitian part of Y and Z.
+  double limit() const { return scattering ? 1.0 : 0.0; }
 };
 
 /// Throws Error (bad_shape) for a model that is no whole matrix or not that of a real system, whose poles are
 /// not all in the left half-plane, or with numbers that are not finite or, in these units, above 1e100, or
 /// dampings below 1e-100.
 ScaledModel scaled_model(const Model& model);
+
+/// The model with the values of a scaled one that was made of it and changed since. Poles that were left out
+/// stay, without residues, and those that were added stand behind all others.
+Model unscaled(const Model& model, const ScaledModel& scaled);
 
 /// phi at s = j omega, one value a function.
 std::vector<std::complex<double>> basis_at(const ScaledModel& model, double omega);

@@ -14,6 +14,7 @@
 #include "polefit/model/overall_error.hpp"
 #include "polefit/problem/problem.hpp"
 #include "polefit/search/ladder.hpp"
+#include "polefit/search/measured.hpp"
 #include "polefit/search/sentence.hpp"
 #include "polefit/search/within_noise.hpp"
 
@@ -31,17 +32,6 @@ constexpr double least_delta = 1e-14;
 /// the target's measure did not: each has a smaller goal.
 constexpr int most_searches = 4;
 constexpr double margin = 0.9;
-
-double measured(const Report& report, Measure measure) {
-  switch (measure) {
-    case Measure::relative_rms:
-      return report.relative_error;
-    case Measure::worst_response:
-      return report.worst_relative_error;
-    default:
-      return report.largest_error;
-  }
-}
 
 std::size_t limit_on_order(const Target& target, const Problem& problem, const Turns& turns) {
   std::size_t most = usual_limit;

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "polefit/fitting/finish.hpp"
+#include "polefit/search/measured.hpp"
 #include "polefit/search/sentence.hpp"
 #include "polefit/search/within_noise.hpp"
 
@@ -65,17 +66,6 @@ class Searcher {
  private:
   bool meets(const PassiveSearch& found) const { return found.search.error <= target_.error; }
 
-  double measured(const Report& report) const {
-    switch (target_.measure) {
-      case Measure::relative_rms:
-        return report.relative_error;
-      case Measure::worst_response:
-        return report.worst_relative_error;
-      default:
-        return report.largest_error;
-    }
-  }
-
   /// The end of the model that is taken, of which searches with other targets and limits say nothing.
   void tell_end(const std::string& first_finding) {
     Search& search = best_->search;
@@ -116,7 +106,7 @@ class Searcher {
     PassiveFit passive = made_passive(std::move(fit), data, matrix_, options);
     search.fit = std::move(passive.fit);
     if (passive.enforcement.remedy != Remedy::none) {
-      search.error = measured(search.fit.report);
+      search.error = measured(search.fit.report, target_.measure);
     }
     PassiveSearch found{std::move(search), std::move(passive.enforcement)};
     if (!best_ || better(found, *best_)) {
@@ -206,7 +196,6 @@ PassiveFit made_passive(Fit fit, const NetworkData& data, const NetworkMatrix& m
   if (enforced.report.remedy != Remedy::none) {
     add_errors(data, fit);
   }
-  fit.model.passivity = certified(enforced.report.passivity);
   return {std::move(fit), std::move(enforced.report)};
 }
 
