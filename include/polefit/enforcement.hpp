@@ -23,8 +23,9 @@ enum class Remedy {
 
 /// The choices of an enforcement.
 struct EnforcementOptions {
-  /// Pairs of poles that may be added beyond the band, where nothing else keeps the error. The others stay as
-  /// they are in any case.
+  /// Whether poles may move, where the error would grow by more than 5 per cent without that.
+  bool move_poles = false;
+  /// Pairs of poles that may be added beyond the band, where nothing else keeps the error.
   std::size_t most_room_pairs = 0;
   /// An error, measured as EnforcementReport::error_after, that is small enough whatever it was before.
   double error_wanted = 0.0;
@@ -38,6 +39,7 @@ struct EnforcementReport {
   Remedy remedy = Remedy::none;  ///< what made it passive
   std::size_t room_pairs = 0;    ///< pairs of poles that were added
   std::size_t rounds = 0;        ///< of cutting planes, of all trials
+  std::size_t moves = 0;         ///< of the poles, that made the error smaller
   /// Root mean square of the weighted differences relative to that of the weighted data; without weights of
   /// all responses, each relative to its own root mean square.
   double error_before = 0.0;

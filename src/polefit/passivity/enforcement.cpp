@@ -15,6 +15,7 @@
 #include "polefit/passivity/harm.hpp"
 #include "polefit/passivity/matrix_samples.hpp"
 #include "polefit/passivity/nearest_passive.hpp"
+#include "polefit/passivity/pole_moves.hpp"
 #include "polefit/passivity/room_poles.hpp"
 #include "polefit/passivity/scaled_model.hpp"
 
@@ -29,8 +30,15 @@ constexpr double symmetric_to = 1e-9;
 constexpr double harmless = 1.01;
 /// Errors and their growth below this are rounding, of the data's size.
 constexpr double no_error = 1e-8;
-/// Room poles are tried where the error has grown by more.
-constexpr double worth_room = 1.05;
+/// Poles are moved, and room poles tried, where the error has grown by more.
+constexpr double worth_a_trial = 1.05;
+constexpr double first_damping = 1e-3;
+constexpr double damping_after_success = 0.2;
+constexpr double damping_after_failure = 8.0;
+constexpr int most_moves = 12;
+/// Moves that do not take this part off the error are failures.
+constexpr double worth_another_move = 0.02;
+constexpr int most_failures = 3;
 /// Weight of what is outside the band: of the error; smaller ones gain nothing, larger ones harm.
 constexpr double outside_of_error = 0.1;
 constexpr double least_outside = 1e-8;
@@ -146,10 +154,13 @@ class Enforcer {
     Remedy remedy = Remedy::none;
     double error = std::numeric_limits<double>::infinity();
     std::size_t room_pairs = 0;
+    double outside = 0.0;        // the weight of what is outside the band that it was found with
+    std::vector<Peak> planes{};  // that hold it back
   };
 
   double error_before() const { return before_; }
   std::size_t rounds() const { return rounds_; }
+  std::size_t moves() const { return moves_; }
 
   Found run() {
     best_ = Found{};
@@ -163,16 +174,18 @@ class Enforcer {
       outside *= times_outside;
       certified = try_nearest(0, outside);
     }
+    move_poles();
     // With room poles there is more to be had outside, which is found the faster the more it counts.
     outside = std::max(least_outside, wanted_);
     for (int stage = 1; stage <= last_stage() && best_.error > worth_room_error(); ++stage) {
       try_nearest(stage, outside);
+      move_poles();
     }
     if (best_.remedy == Remedy::none) {
       shrink(std::numeric_limits<double>::infinity());
     }
     if (best_.remedy == Remedy::none) {
-      offer({constant_model(), Remedy::drawn_inwards, std::numeric_limits<double>::max(), 0});
+      offer({constant_model(), Remedy::drawn_inwards, std::numeric_limits<double>::max()});
     }
     return best_;
   }
@@ -215,11 +228,11 @@ class Enforcer {
     if (std::optional<ScaledModel> shrunk = shrunk_model(base_)) {
       const Harm plain = harm(base_, least_outside);
       const double error = plain.in_band(plain.reduced(shrunk->x));
-      offer({*std::move(shrunk), Remedy::shrinking, error, 0});
+      offer({*std::move(shrunk), Remedy::shrinking, error});
     }
   }
 
-  double worth_room_error() const { return std::max(wanted_, worth_room * before_); }
+  double worth_room_error() const { return std::max(wanted_, worth_a_trial * before_); }
 
   /// Of the room poles that may be added.
   int last_stage() const {
@@ -241,8 +254,7 @@ class Enforcer {
     NearestPassive found = nearest_passive(
         model, weighed,
         {.symmetric = symmetric_,
-         .margin =
-             std::min(most_margin_, std::clamp(margin_of_outside * outside, least_margin, largest_margin)),
+         .margin = margin_of(outside),
          .tolerance = tolerance_,
          .error_enough = enough_,
          .error_hopeless = hopeless,
@@ -250,7 +262,7 @@ class Enforcer {
          .most_rounds = (stage > 0 ? room_rounds : 1) * options_.most_rounds});
     rounds_ += found.rounds;
     if (found.certified) {
-      offer({std::move(found.model), Remedy::nearest, found.error, pairs});
+      offer({std::move(found.model), Remedy::nearest, found.error, pairs, outside, std::move(found.holding)});
       return true;
     }
     if (!std::isfinite(found.error)) {
@@ -263,6 +275,55 @@ class Enforcer {
       offer({*std::move(drawn), Remedy::drawn_inwards, error, pairs});
     }
     return false;
+  }
+
+  /// Moves the poles of the best model as long as that makes its error smaller. Planes that a trial met keep
+  /// holding: every passive model is behind them, whatever its poles.
+  void move_poles() {
+    if (!options_.move_poles || best_.remedy != Remedy::nearest) {
+      return;
+    }
+    const double margin = margin_of(best_.outside);
+    const double enough = std::max(worth_a_trial * before_, before_ + no_error);
+    std::vector<Peak> planes = best_.planes;
+    std::optional<PoleMoves> moves;
+    double damping = first_damping;
+    int failures = 0;
+    for (int i = 0; i < most_moves && failures < most_failures && best_.error > enough; ++i) {
+      if (!moves) {
+        moves.emplace(best_.model, samples_, best_.outside, options_.keep_value_at_zero, planes,
+                      base_.limit() - margin);
+      }
+      const double before = best_.error;
+      if (const std::optional<ScaledModel> moved = moves->moved(damping)) {
+        const Harm weighed = harm(*moved, best_.outside);
+        // Without any plane, so that with planes it is no smaller.
+        if (weighed.in_band(weighed.centre()) < before) {
+          NearestPassive found = nearest_passive(*moved, weighed,
+                                                 {.symmetric = symmetric_,
+                                                  .margin = margin,
+                                                  .tolerance = tolerance_,
+                                                  .error_enough = enough_,
+                                                  .error_hopeless = before,
+                                                  .error_wanted = enough,
+                                                  .most_rounds = options_.most_rounds});
+          rounds_ += found.rounds;
+          planes.insert(planes.end(), found.holding.begin(), found.holding.end());
+          if (found.certified && found.error < before) {
+            ++moves_;
+            offer({std::move(found.model), Remedy::nearest, found.error, best_.room_pairs, best_.outside, planes});
+          }
+          moves.reset();
+        }
+      }
+      const bool success = best_.error < (1.0 - worth_another_move) * before;
+      failures = success ? 0 : failures + 1;
+      damping *= success ? damping_after_success : damping_after_failure;
+    }
+  }
+
+  double margin_of(double outside) const {
+    return std::min(most_margin_, std::clamp(margin_of_outside * outside, least_margin, largest_margin));
   }
 
   bool is_passive(const ScaledModel& model) const {
@@ -342,6 +403,7 @@ class Enforcer {
   double lowest_ = 0.0;
   double highest_ = 0.0;
   std::size_t rounds_ = 0;
+  std::size_t moves_ = 0;
   Found best_;
 };
 
@@ -370,6 +432,7 @@ Enforcement enforce_passivity(const Model& model, const NetworkData& data,
   report.remedy = found.remedy;
   report.room_pairs = found.room_pairs;
   report.rounds = enforcer.rounds();
+  report.moves = enforcer.moves();
   // From the data as they are: the search sees the symmetric part of those of a symmetric model.
   const MatrixSamples samples = matrix_samples(found.model, matrix, data);
   report.error_after = Harm(found.model, samples, least_outside, false).in_band(found.model.x);

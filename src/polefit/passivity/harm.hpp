@@ -1,10 +1,8 @@
 /// What a change of residues and constants does to the fit: a weighted distance from the data.
 ///
 /// With phi the basis at a frequency, the squared distance of a model from its data is, element by element of
-/// the matrix, |R (X - X_c)|^2 and what no X can change: R is the triangle of all rows of phi, X_c the best
-/// X. Beside the samples there are rows below and above the band, with little weight, whose data are what the
-/// model is there, but no larger than 0.9 for S: without them directions that the band does not see would run
-/// away.
+/// the matrix, |R (X - X_c)|^2 and what no X can change: R is the triangle of all rows of phi (harm_rows.hpp),
+/// X_c the best X.
 ///
 /// Where the value at 0 Hz is kept, the constant is what the other functions leave of it, and phi(s) -
 /// phi(0) takes the place of phi: one function less, and an offset.
@@ -14,6 +12,7 @@
 #include <vector>
 
 #include "numerics/matrix.hpp"
+#include "polefit/passivity/harm_rows.hpp"
 #include "polefit/passivity/matrix_samples.hpp"
 #include "polefit/passivity/scaled_model.hpp"
 
@@ -57,10 +56,7 @@ class Harm {
   Matrix r_;
   Matrix centre_;
   std::vector<double> weights_;
-  // Of the samples alone: the triangle, its right-hand sides, and what is left there, per element.
-  Matrix band_;
-  Matrix band_right_;
-  std::vector<double> band_left_;
+  FoldedRows band_;
 };
 
 }  // namespace polefit

@@ -77,6 +77,7 @@ class Search {
     planes_.add(violation.peaks);
     bool passive = is_passive(y, violation.most);
     std::size_t round = 0;
+    std::vector<Peak> holding;
     while (!passive && round < options_.most_rounds && !planes_.empty() && planes_.size() < most_planes) {
       ++round;
       y = planes_.nearest([](double) { return 0.0; });
@@ -86,6 +87,7 @@ class Search {
       }
       violation = look(y);
       y = planes_.nearest([&](double omega) { return inwards_at(omega); });
+      holding = planes_.holding();
       planes_.add(violation.peaks);
       violation = look(y);
       planes_.add(violation.peaks);
@@ -93,7 +95,7 @@ class Search {
       planes_.drop_idle();
     }
     current_.x = harm_.expanded(y);
-    return {current_, passive, harm_.in_band(y), round};
+    return {current_, passive, harm_.in_band(y), round, std::move(holding)};
   }
 
  private:

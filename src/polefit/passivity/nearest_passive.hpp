@@ -8,8 +8,10 @@
 
 #include <cstddef>
 #include <limits>
+#include <vector>
 
 #include "polefit/passivity/harm.hpp"
+#include "polefit/passivity/planes.hpp"
 #include "polefit/passivity/scaled_model.hpp"
 
 namespace polefit {
@@ -19,6 +21,7 @@ struct NearestPassive {
   bool certified = false;  ///< passive; else the last point, which is not
   double error = 0.0;      ///< in the band
   std::size_t rounds = 0;
+  std::vector<Peak> holding;  ///< the planes that hold it back
 };
 
 struct NearestOptions {

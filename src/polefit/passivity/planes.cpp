@@ -79,7 +79,7 @@ std::vector<Peak> peaks_at(const ScaledModel& model, double omega, double limit,
   return peaks;
 }
 
-double Planes::product(const Plane& a, const Plane& b) {
+double product(const Normal& a, const Normal& b) {
   const auto of_c = products(a.c, b.c);
   const auto of_p = products(a.p, b.p);
   return 0.5 * (of_c.first * of_p.first + of_c.second * of_p.second).real();
@@ -89,18 +89,18 @@ Planes::Plane Planes::plane_of(const Peak& peak) const {
   Plane plane;
   plane.omega = peak.omega;
   const std::vector<Complex> phi = harm_.basis(peak.omega);
-  plane.p = harm_.lowered(phi);
+  plane.normal.p = harm_.lowered(phi);
   plane.distance = -limit_;
   const Matrix& centre = harm_.centre();
   for (std::size_t j = 0; j < peak.c.size(); ++j) {
-    plane.c.push_back(peak.c[j] / harm_.weights()[j]);
+    plane.normal.c.push_back(peak.c[j] / harm_.weights()[j]);
     Complex value = harm_.offset()[j];
     for (std::size_t k = 0; k < phi.size(); ++k) {
       value += phi[k] * centre(k, j);
     }
     plane.distance += (peak.c[j] * value).real();
   }
-  plane.length = std::sqrt(product(plane, plane));
+  plane.length = std::sqrt(product(plane.normal, plane.normal));
   return plane;
 }
 
@@ -121,7 +121,7 @@ void Planes::add(const std::vector<Peak>& peaks) {
   }
   for (std::size_t j = before; j < n; ++j) {
     for (std::size_t i = 0; i <= j; ++i) {
-      larger(i, j) = larger(j, i) = product(planes_[i], planes_[j]) / (planes_[i].length * planes_[j].length);
+      larger(i, j) = larger(j, i) = product(planes_[i].normal, planes_[j].normal) / (planes_[i].length * planes_[j].length);
     }
   }
   products_ = std::move(larger);
@@ -144,9 +144,9 @@ Matrix Planes::nearest_beyond(const std::vector<double>& distances) {
     }
     const double factor = multipliers_[l] / planes_[l].length;
     for (std::size_t j = 0; j < z.columns; ++j) {
-      const Complex c = factor * planes_[l].c[j];
+      const Complex c = factor * planes_[l].normal.c[j];
       for (std::size_t k = 0; k < z.rows; ++k) {
-        const Complex p = planes_[l].p[k];
+        const Complex p = planes_[l].normal.p[k];
         z(k, j) -= c.real() * p.real() - c.imag() * p.imag();
       }
     }
@@ -158,6 +158,20 @@ Matrix Planes::nearest_beyond(const std::vector<double>& distances) {
     }
   }
   return y;
+}
+
+std::vector<Peak> Planes::holding() const {
+  std::vector<Peak> peaks;
+  for (std::size_t l = 0; l < planes_.size(); ++l) {
+    if (multipliers_[l] > 0.0) {
+      Peak peak{planes_[l].omega, limit_, planes_[l].normal.c};
+      for (std::size_t j = 0; j < peak.c.size(); ++j) {
+        peak.c[j] *= harm_.weights()[j];
+      }
+      peaks.push_back(std::move(peak));
+    }
+  }
+  return peaks;
 }
 
 void Planes::drop_idle() {

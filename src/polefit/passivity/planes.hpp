@@ -27,6 +27,14 @@ struct Peak {
 /// All measures above the limit at a frequency, the largest first; with `symmetric` their c are symmetric.
 std::vector<Peak> peaks_at(const ScaledModel& model, double omega, double limit, bool symmetric);
 
+/// The normal of a plane in the coordinates of a Harm, by what it is made of.
+struct Normal {
+  std::vector<std::complex<double>> c;  ///< by columns, over the weights
+  std::vector<std::complex<double>> p;
+};
+
+double product(const Normal& a, const Normal& b);
+
 class Planes {
  public:
   /// `harm` must outlive it. No measure is to be above the limit.
@@ -47,13 +55,15 @@ class Planes {
     return nearest_beyond(distances);
   }
 
+  /// Those that hold back what was the nearest last; their measures are the limit.
+  std::vector<Peak> holding() const;
+
   /// Drops planes that have not held anything for some rounds.
   void drop_idle();
 
  private:
   struct Plane {
-    std::vector<std::complex<double>> c;  // by columns, over the weights
-    std::vector<std::complex<double>> p;
+    Normal normal;
     double length = 1.0;
     double distance = 0.0;  // of the centre beyond it, times the length
     double omega = 0.0;
@@ -61,7 +71,6 @@ class Planes {
     int idle = 0;       // times that it had not
   };
 
-  static double product(const Plane& a, const Plane& b);
   Plane plane_of(const Peak& peak) const;
   Matrix nearest_beyond(const std::vector<double>& distances);
 

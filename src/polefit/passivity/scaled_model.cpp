@@ -128,6 +128,9 @@ Model unscaled(const Model& model, const ScaledModel& scaled) {
   const WholeMatrix matrix = matrix_of(model);
   Model result = model;
   std::vector<std::size_t> source = scaled.source;
+  for (std::size_t k = 0; k < source.size(); ++k) {
+    result.poles[source[k]] = scaled.poles[k] * scaled.unit;
+  }
   for (std::size_t k = source.size(); k < scaled.poles.size(); ++k) {
     source.push_back(result.poles.size());
     result.poles.push_back(scaled.poles[k] * scaled.unit);

@@ -95,7 +95,8 @@ class Searcher {
     cancelled_ = cancelled_ || search.end == SearchEnd::cancelled;
     Fit& fit = search.fit;
     order_ = fit.model.poles.size();
-    EnforcementOptions options{.most_room_pairs = most_room_pairs,
+    EnforcementOptions options{.move_poles = true,
+                               .most_room_pairs = most_room_pairs,
                                .keep_value_at_zero = keeps_zero(data_, options_)};
     NetworkData data = data_;
     if (data_.weights.empty()) {
@@ -203,7 +204,8 @@ PassiveFit made_passive_by_refitting(Fit fit, const NetworkData& data, const Net
                                      const Options& options) {
   check_stable(options);
   const std::size_t order = fit.model.poles.size();
-  EnforcementOptions keeping{.keep_value_at_zero = keeps_zero(data, options)};
+  EnforcementOptions keeping{.move_poles = options.polish,
+                             .keep_value_at_zero = keeps_zero(data, options)};
   PassiveFit best = made_passive(std::move(fit), data, matrix, keeping);
   const double before = best.enforcement.error_before;
   const double enough = std::max(harmless * before, before + rounding);
