@@ -316,9 +316,8 @@ class Enforcer {
           moves.reset();
         }
       }
-      const bool success = best_.error < (1.0 - worth_another_move) * before;
-      failures = success ? 0 : failures + 1;
-      damping *= success ? damping_after_success : damping_after_failure;
+      failures = best_.error < (1.0 - worth_another_move) * before ? 0 : failures + 1;
+      damping *= best_.error < before ? damping_after_success : damping_after_failure;
     }
   }
 

@@ -6,9 +6,11 @@
 #include <functional>
 #include <iterator>
 #include <limits>
+#include <utility>
 
 #include "numerics/hermitian_eigenvalues.hpp"
 #include "numerics/positive_definite.hpp"
+#include "numerics/tile_products.hpp"
 #include "polefit/passivity/certificate.hpp"
 #include "polefit/passivity/golden_sections.hpp"
 
@@ -21,6 +23,7 @@ constexpr int most_corrections = 20;
 constexpr double certified_margin = 1e-9;
 /// About a resonance, in units of its damping.
 constexpr std::array places{-11.0, -6.0, -3.0, -1.5, -0.7, 0.0, 0.7, 1.5, 3.0, 6.0, 11.0};
+constexpr std::size_t frequencies_a_block = 16;
 constexpr int steps_a_decade = 10;
 constexpr double decades_beyond = 3.0;
 
@@ -65,16 +68,44 @@ double measure_of(const ScaledModel& model, const ComplexMatrix& value) {
 
 std::vector<double> measures_above(const ScaledModel& model, const std::vector<double>& omegas,
                                    double limit) {
-  std::vector<double> measures;
+  const std::size_t functions = model.functions();
+  const std::size_t elements = model.x.columns;
+  const auto whole = [](auto& matrix) {
+    return numerics::part_of(matrix, 0, 0, matrix.rows, matrix.columns);
+  };
+  // By products of whole matrices, for which rows are filled up with zeros.
+  Matrix x(numerics::padded_rows(functions), elements);
+  for (std::size_t j = 0; j < elements; ++j) {
+    std::copy_n(model.x.column(j), functions, x.column(j));
+  }
   const double shift = model.scattering ? -limit * limit : -limit;
-  for (const double omega : omegas) {
-    ComplexMatrix judged = judged_matrix(model, value_at(model, omega));
-    for (double* const part : {judged.re.elements.data(), judged.im.elements.data()}) {
-      std::transform(part, part + judged.re.elements.size(), part, std::negate<>());
+  ComplexMatrix value(model.ports, model.ports);
+  std::vector<double> measures;
+  measures.reserve(omegas.size());
+  for (std::size_t first = 0; first < omegas.size(); first += frequencies_a_block) {
+    const std::size_t count = std::min(frequencies_a_block, omegas.size() - first);
+    Matrix phi(x.rows, 2 * count);
+    for (std::size_t i = 0; i < count; ++i) {
+      const std::vector<std::complex<double>> at = basis_at(model, omegas[first + i]);
+      for (std::size_t k = 0; k < functions; ++k) {
+        phi(k, 2 * i) = at[k].real();
+        phi(k, 2 * i + 1) = at[k].imag();
+      }
     }
-    measures.push_back(numerics::is_positive_definite(judged, shift)
-                           ? -std::numeric_limits<double>::infinity()
-                           : measure_at(model, omega));
+    Matrix values(elements, 2 * count);
+    numerics::add_transposed_product(whole(std::as_const(x)), whole(std::as_const(phi)), whole(values),
+                                     numerics::widest_vector_unit());
+    for (std::size_t i = 0; i < count; ++i) {
+      std::copy_n(values.column(2 * i), elements, value.re.elements.begin());
+      std::copy_n(values.column(2 * i + 1), elements, value.im.elements.begin());
+      ComplexMatrix judged = judged_matrix(model, value);
+      for (double* const part : {judged.re.elements.data(), judged.im.elements.data()}) {
+        std::transform(part, part + elements, part, std::negate<>());
+      }
+      measures.push_back(numerics::is_positive_definite(judged, shift)
+                             ? -std::numeric_limits<double>::infinity()
+                             : measure_of(model, value));
+    }
   }
   return measures;
 }

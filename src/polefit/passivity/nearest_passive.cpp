@@ -19,7 +19,7 @@ constexpr int places = 12;  // about a pole, in units of its damping
 constexpr int steps_a_decade = 12;
 constexpr int decades = 3;  // on either side of the end of the band
 constexpr int steps_in_band = 200;
-constexpr int sections = 24;
+constexpr int sections = 10;
 /// Of what is still violated, by which planes are moved inwards for a passive model.
 constexpr double restoration = 1.5;
 /// And at most: planes moved farther may leave nothing between them.
