@@ -16,14 +16,16 @@ namespace polefit {
 enum class Remedy {
   none,           ///< nothing: it was passive
   shrinking,      ///< S was multiplied by less than 1; a multiple of the unit matrix was added to Y or Z
-  nearest,        ///< residues and constants are those of the passive model that is nearest to the data
+  nearest,        ///< residues and constants are those of the passive model that is nearest to the data, with
+                  ///< poles that may have moved
   drawn_inwards,  ///< the same at a point where the search for it had to end, drawn inwards until it was
                   ///< passive
 };
 
 /// The choices of an enforcement.
 struct EnforcementOptions {
-  /// Whether poles may move, where the error would grow by more than 5 per cent without that.
+  /// Whether poles may move where the error would grow by more than 5 per cent without that. They stay
+  /// stable.
   bool move_poles = false;
   /// Pairs of poles that may be added beyond the band, where nothing else keeps the error.
   std::size_t most_room_pairs = 0;
@@ -54,9 +56,10 @@ struct Enforcement {
   EnforcementReport report;  ///< what it took
 };
 
-/// The passive model that has the poles of `model` and is nearest to the data. Passive models with given
-/// poles are a convex set, and the weighted squared distance is a convex function: residues and constants are
-/// found by cutting planes (docs/polefit.md), and the result is certified at every frequency. A model that is
+/// The passive model that has the poles of `model`, unless these may move or be more, and is nearest to the
+/// data. Passive models with given poles are a convex set, and the weighted squared distance is a convex
+/// function: residues and constants are found by cutting planes (docs/polefit.md), and the result is
+/// certified at every frequency. A model that is
 /// symmetric to a part in a billion, as those of reciprocal networks are, becomes and stays exactly
 /// symmetric. Terms proportional to s of Y and Z are replaced by the nearest symmetric ones without a
 /// negative eigenvalue; those of S are left out.

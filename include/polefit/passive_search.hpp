@@ -26,12 +26,13 @@ struct PassiveSearch {
 };
 
 /// As fit_to_error, for the samples of a whole S, Y or Z matrix, of models made passive: the error that
-/// counts is that behind enforcement. Where the target is lost by it, or where the error that could be
-/// reached grows by more than 5 per cent, room poles are added, orders tried that are smaller, with less
-/// beyond the band that would have to be mended, and larger, with an error that leaves room for it. Of the
-/// models that meet the target the one with the fewest poles is taken, and if none does the one with the
-/// least error. Also ends with a passive model for data that are not those of a passive network; it is then
-/// as far from them as they are from passive ones. What exact_sample takes exactly at 0 Hz stays.
+/// counts is that behind enforcement, in which poles may move. Where the target is lost by it, or where the
+/// error that could be reached grows by more than 5 per cent, room poles are added, orders tried that are
+/// smaller, with less beyond the band that would have to be mended, and larger, with an error that leaves
+/// room for it. Of the models that meet the target the one with the fewest poles is taken, and if none does
+/// the one with the least error. Also ends with a passive model for data that are not those of a passive
+/// network; it is then as far from them as they are from passive ones. What exact_sample takes exactly at 0
+/// Hz stays.
 ///
 /// What fit_to_error met to the noise counts as met to it as long as the error is not more than 5 per cent
 /// larger. Without weights a response counts in the enforcement by the inverse of the error that it is
@@ -52,11 +53,12 @@ POLEFIT_EXPORT PassiveSearch made_passive(Search found, const NetworkData& data,
 POLEFIT_EXPORT PassiveFit made_passive(Fit fit, const NetworkData& data, const NetworkMatrix& matrix,
                                        const EnforcementOptions& options = {});
 
-/// The same of a fit with these options. Where the error grows by more than 5 per cent, the data are fitted
-/// again with fewer poles, down to three eighths, whose place room poles may take; the model with the least
-/// error is taken, which has at most as many poles as the fit. Starting poles that were given one by one are
-/// not given up. What exact_sample takes exactly at 0 Hz stays. Throws Error as fit and as enforce_passivity
-/// do, and bad_option for options that permit poles in the right half-plane.
+/// The same of a fit with these options. Where the error grows by more than 5 per cent, poles move, if the
+/// options permit to polish them; where that does not do, the data are fitted again with fewer poles, down to
+/// three eighths, whose place room poles may take; the model with the least error is taken, which has at most
+/// as many poles as the fit. Starting poles that were given one by one are not given up. What exact_sample
+/// takes exactly at 0 Hz stays. Throws Error as fit and as enforce_passivity do, and bad_option for options
+/// that permit poles in the right half-plane.
 POLEFIT_EXPORT PassiveFit made_passive_by_refitting(Fit fit, const NetworkData& data,
                                                     const NetworkMatrix& matrix, const Options& options);
 

@@ -6,6 +6,7 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
+#include <cstdio>
 #include <optional>
 
 #include "enforcement_cases.hpp"
@@ -39,8 +40,11 @@ struct Tally {
   std::vector<std::uint64_t> lost;  // of targets that the fit alone meets
 };
 
-/// Searches whose models are passive, which the tests' own code confirms where that takes little time.
-void search(std::uint64_t seed, const Network& network, Tally& tally) {
+enum class Judged { all, those_that_take_little_time };
+
+/// Searches whose models are passive, which the tests' own code confirms.
+void search(std::uint64_t seed, const Network& network, Tally& tally,
+            Judged judged = Judged::those_that_take_little_time) {
   const NetworkMatrix& matrix = *network.matrix;
   const Target target;
   const PassiveSearch found = fit_to_error_passively(network.data(), matrix, target);
@@ -48,7 +52,7 @@ void search(std::uint64_t seed, const Network& network, Tally& tally) {
   EXPECT_TRUE(found.enforcement.passivity.passive) << seed;
   EXPECT_TRUE(passivity(model).passive) << seed;
   const std::size_t ports = matrix.ports();
-  if (ports <= 6 || seed % 4 == 0) {
+  if (judged == Judged::all || ports <= 6 || seed % 4 == 0) {
     const bool of_s = matrix.parameter == 'S';
     const double limit = of_s ? 1.0 + 1e-9 : 1e-9 * scaled_model(model).scale;
     const double top = *std::max_element(network.frequencies.begin(), network.frequencies.end());
@@ -67,23 +71,32 @@ double median(std::vector<double> values) {
   return *middle;
 }
 
-/// At most one target in 200 is lost, and half of the errors grow by less than 2 per cent.
-void search_scattering(std::uint64_t networks) {
+/// No target is lost, half of the errors grow by less than 2 per cent and 90 per cent by less than a fifth.
+void search_scattering(std::uint64_t first, std::uint64_t last, Judged judged) {
   Tally tally;
-  for (std::uint64_t seed = 0; seed < networks; ++seed) {
-    search(seed, random_network(seed, 12, 'S'), tally);
+  for (std::uint64_t seed = first; seed < last; ++seed) {
+    search(seed, random_network(seed, 12, 'S'), tally, judged);
   }
-  EXPECT_LE(tally.lost.size(), 1U) << "first: " << (tally.lost.empty() ? 0 : tally.lost.front());
+  const auto much =
+      std::count_if(tally.growths.begin(), tally.growths.end(), [](double growth) { return growth > 1.2; });
+  std::printf("%td of %zu errors grew by more than a fifth, half by less than %.4f\n", much,
+              tally.growths.size(), median(tally.growths));
+  EXPECT_LE(10 * much, static_cast<std::ptrdiff_t>(tally.growths.size()));
+  EXPECT_TRUE(tally.lost.empty()) << "first: " << (tally.lost.empty() ? 0 : tally.lost.front());
   EXPECT_LE(median(tally.growths), 1.02);
 }
 
 TEST(PassiveSearch, models_of_passive_networks_are_passive_and_keep_their_targets) {
-  search_scattering(address_space_is_ours ? 60 : 6);
+  search_scattering(0, address_space_is_ours ? 40 : 6, Judged::those_that_take_little_time);
 }
 
 /// The same of 200, which take minutes.
 TEST(PassiveSearch, DISABLED_models_of_many_passive_networks_are_passive_and_keep_their_targets) {
-  search_scattering(200);
+  search_scattering(0, 100, Judged::all);
+}
+
+TEST(PassiveSearch, DISABLED_models_of_many_more_passive_networks_are_passive_and_keep_their_targets) {
+  search_scattering(100, 200, Judged::all);
 }
 
 TEST(PassiveSearch, admittances_and_impedances_are_made_passive_too) {

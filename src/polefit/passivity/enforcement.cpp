@@ -251,15 +251,15 @@ class Enforcer {
     const Harm weighed = harm(model, outside);
     const double hopeless =
         stage < last_stage() ? worth_room_error() : std::numeric_limits<double>::infinity();
-    NearestPassive found = nearest_passive(
-        model, weighed,
-        {.symmetric = symmetric_,
-         .margin = margin_of(outside),
-         .tolerance = tolerance_,
-         .error_enough = enough_,
-         .error_hopeless = hopeless,
-         .error_wanted = wanted_,
-         .most_rounds = (stage > 0 ? room_rounds : 1) * options_.most_rounds});
+    NearestPassive found =
+        nearest_passive(model, weighed,
+                        {.symmetric = symmetric_,
+                         .margin = margin_of(outside),
+                         .tolerance = tolerance_,
+                         .error_enough = enough_,
+                         .error_hopeless = hopeless,
+                         .error_wanted = wanted_,
+                         .most_rounds = (stage > 0 ? room_rounds : 1) * options_.most_rounds});
     rounds_ += found.rounds;
     if (found.certified) {
       offer({std::move(found.model), Remedy::nearest, found.error, pairs, outside, std::move(found.holding)});
@@ -311,7 +311,8 @@ class Enforcer {
           planes.insert(planes.end(), found.holding.begin(), found.holding.end());
           if (found.certified && found.error < before) {
             ++moves_;
-            offer({std::move(found.model), Remedy::nearest, found.error, best_.room_pairs, best_.outside, planes});
+            offer({std::move(found.model), Remedy::nearest, found.error, best_.room_pairs, best_.outside,
+                   planes});
           }
           moves.reset();
         }

@@ -1,8 +1,8 @@
 /// What a change of residues and constants does to the fit: a weighted distance from the data.
 ///
 /// With phi the basis at a frequency, the squared distance of a model from its data is, element by element of
-/// the matrix, |R (X - X_c)|^2 and what no X can change: R is the triangle of all rows of phi (harm_rows.hpp),
-/// X_c the best X.
+/// the matrix, |R (X - X_c)|^2 and what no X can change: R is the triangle of all rows of phi
+/// (harm_rows.hpp), X_c the best X.
 ///
 /// Where the value at 0 Hz is kept, the constant is what the other functions leave of it, and phi(s) -
 /// phi(0) takes the place of phi: one function less, and an offset.

@@ -121,7 +121,8 @@ void Planes::add(const std::vector<Peak>& peaks) {
   }
   for (std::size_t j = before; j < n; ++j) {
     for (std::size_t i = 0; i <= j; ++i) {
-      larger(i, j) = larger(j, i) = product(planes_[i].normal, planes_[j].normal) / (planes_[i].length * planes_[j].length);
+      larger(i, j) = larger(j, i) =
+          product(planes_[i].normal, planes_[j].normal) / (planes_[i].length * planes_[j].length);
     }
   }
   products_ = std::move(larger);

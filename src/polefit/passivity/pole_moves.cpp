@@ -81,16 +81,15 @@ PoleMoves::PoleMoves(const ScaledModel& model, const MatrixSamples& samples, dou
   for (std::size_t e = 0; e < model.x.columns; ++e) {
     std::copy_n(model.x.column(e), functions_, coefficients.column(e));
   }
-  const FoldedRows rows =
-      harm_rows(
-          model, samples, outside, [this](double omega) { return functions_at(omega); }, offset_, coefficients)
-          .whole;
+  const FoldedRows rows = harm_rows(
+                              model, samples, outside, [this](double omega) { return functions_at(omega); },
+                              offset_, coefficients)
+                              .whole;
   const Matrix& r = rows.triangle;
   Matrix squares(n, n);  // T^T T
   for (std::size_t j = 0; j < n; ++j) {
     for (std::size_t i = 0; i <= j; ++i) {
-      squares(i, j) = squares(j, i) =
-          product_behind(r, functions_, functions_ + i, r.column(functions_ + j));
+      squares(i, j) = squares(j, i) = product_behind(r, functions_, functions_ + i, r.column(functions_ + j));
     }
   }
   curvature_ = Matrix(n, n);
@@ -266,6 +265,12 @@ std::optional<ScaledModel> PoleMoves::moved(double damping) const {
         result.poles[i] += part * Complex(change[i], change[i + 1]);
         result.poles[i + 1] = std::conj(result.poles[i]);
       });
+  if (keep_zero_) {
+    const ComplexMatrix zero = value_at(result, 0.0);
+    for (std::size_t e = 0; e < offset_.size(); ++e) {
+      result.x(n, e) += offset_[e] - zero.re.elements[e];
+    }
+  }
   return result;
 }
 

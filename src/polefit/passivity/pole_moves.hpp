@@ -6,11 +6,11 @@
 ///
 ///   [phi psi] = Q [R S; 0 T]
 ///
-/// the squared distance from the data is |z|^2 + sum over e of |T C_e dt - q_e|^2 with z = R X + S C_e dt - r:
-/// in z and dt together a convex problem as that of planes.hpp in z alone. The product of the normals of two
-/// planes grows by g_k^T A^-1 g_l, A being the sum of C_e^T T^T T C_e and g the slopes of a plane in dt. Steps
-/// are damped (Marquardt, "An algorithm for least-squares estimation of nonlinear parameters", J. SIAM 11,
-/// 1963).
+/// the squared distance from the data is |z|^2 + sum over e of |T C_e dt - q_e|^2 with z = R X + S C_e dt -
+/// r: in z and dt together a convex problem as that of planes.hpp in z alone. The product of the normals of
+/// two planes grows by g_k^T A^-1 g_l, A being the sum of C_e^T T^T T C_e and g the slopes of a plane in dt.
+/// Steps are damped (Marquardt, "An algorithm for least-squares estimation of nonlinear parameters", J. SIAM
+/// 11, 1963).
 #pragma once
 
 #include <complex>
@@ -34,8 +34,8 @@ class PoleMoves {
   PoleMoves(const ScaledModel& model, const MatrixSamples& samples, double outside, bool keep_zero,
             const std::vector<Peak>& planes, double limit);
 
-  /// The model with poles that are a step further and stable, and the same coefficients, which are not the
-  /// best any more. `damping` is relative; nothing where numbers end.
+  /// The model with poles that are a step further and stable, and coefficients that are not the best any more
+  /// but keep the value at 0 Hz where that is wanted. `damping` is relative; nothing where numbers end.
   std::optional<ScaledModel> moved(double damping) const;
 
  private:
@@ -55,7 +55,7 @@ class PoleMoves {
   std::size_t functions_;  // phi alone
   std::vector<std::complex<double>> at_zero_;
   std::vector<double> offset_;
-  Matrix curvature_;           // A
+  Matrix curvature_;              // A
   std::vector<double> downhill_;  // minus the slopes of the distance
   std::vector<Plane> planes_;
 };
