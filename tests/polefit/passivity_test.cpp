@@ -353,6 +353,18 @@ TEST(Passivity, a_resonance_narrower_than_rounding_of_its_frequency_does_not_pas
   }
 }
 
+TEST(Passivity, admittances_and_impedances_that_are_active_by_little_do_not_pass) {
+  for (std::uint64_t seed = 0; seed < 20; ++seed) {
+    for (const char parameter : {'Y', 'Z'}) {
+      for (const double top : {-1e-4, 1e-4}) {
+        Model model = random_model(seed, false, top);
+        model.network->parameter = parameter;
+        EXPECT_EQ(passivity(model).passive, top < 0.0) << seed << parameter << top;
+      }
+    }
+  }
+}
+
 TEST(Passivity, terms_proportional_to_s_have_to_be_those_of_a_capacitance_or_inductance) {
   const Complex pole(-0.1, 1.0);
   const auto circuit = [&](double capacitance) {
