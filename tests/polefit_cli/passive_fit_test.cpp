@@ -115,7 +115,8 @@ TEST_F(PassiveFit, errors_are_those_of_the_model_that_is_written) {
 
 TEST_F(PassiveFit, a_given_order_is_kept_and_a_growing_error_is_told_with_what_may_do_better) {
   polefit::write_touchstone(violating_two_port(), "s.s2p");
-  ASSERT_EQ(run({"fit", "s.s2p", "--poles", "8", "-o", "m.json"}), 0) << errors();
+  // Poles that may move cost nothing here.
+  ASSERT_EQ(run({"fit", "s.s2p", "--poles", "8", "--no-polish", "-o", "m.json"}), 0) << errors();
   EXPECT_EQ(polefit::load("m.json").poles.size(), 8U);
   EXPECT_NE(output().find("; a target (--error) or another order may do better\n"), std::string::npos)
       << output();
@@ -261,8 +262,9 @@ TEST_F(PassiveFit, the_weights_of_the_fit_are_those_of_the_correction) {
   const std::vector<double> weights = polefit::weights(network.data(), polefit::Weighting::relative);
   const polefit::Fit plain = polefit::fit(network, options, weights);
   EXPECT_EQ(polefit::load("m.json").residues,
-            polefit::made_passive(plain, network, {}, weights).fit.model.residues);
-  EXPECT_NE(polefit::load("m.json").residues, polefit::made_passive(plain, network).fit.model.residues);
+            polefit::made_passive(plain, network, {.move_poles = true}, weights).fit.model.residues);
+  EXPECT_NE(polefit::load("m.json").residues,
+            polefit::made_passive(plain, network, {.move_poles = true}).fit.model.residues);
 }
 
 }  // namespace
