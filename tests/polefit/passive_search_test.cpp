@@ -206,7 +206,7 @@ struct Refitting {
   int fitted_again = 0;  // relocations and steps of polishing
 
   Refitting(std::uint64_t seed, std::size_t poles, std::size_t samples, char parameter,
-            const std::vector<Complex>& starting_poles = {})
+            const std::vector<Complex>& starting_poles = {}, bool polish = true)
       : network(passive_networks::passive_network(seed, 2, samples, parameter)) {
     options.complex_pairs = poles / 2;
     options.real_poles = poles % 2;
@@ -214,6 +214,7 @@ struct Refitting {
     const NetworkData data = network.data();
     fit = polefit::fit(data, options);
     alone = made_passive(fit, data, *network.matrix);
+    options.polish = polish;  // else poles stay, and there is more reason for other orders
     options.progress = [this](const Progress&) { return ++fitted_again > 0; };
     refitted = made_passive_by_refitting(fit, data, *network.matrix, options);
   }
@@ -245,7 +246,7 @@ TEST(PassiveRefitting, finds_fewer_poles_where_those_serve) {
 TEST(PassiveRefitting, room_poles_never_make_the_order_larger_than_was_asked_for) {
   std::size_t with_room = 0;
   for (const auto& [seed, poles] : {std::pair{16U, 20U}, std::pair{13U, 24U}}) {
-    const Refitting made(seed, poles, 150, 'S');
+    const Refitting made(seed, poles, 150, 'S', {}, false);
     EXPECT_LE(made.refitted.fit.model.poles.size(), poles) << seed;
     with_room += made.refitted.enforcement.room_pairs > 0 ? 1 : 0;
   }
@@ -253,14 +254,14 @@ TEST(PassiveRefitting, room_poles_never_make_the_order_larger_than_was_asked_for
 }
 
 TEST(PassiveRefitting, gives_up_four_poles_first) {
-  const Refitting made(7, 20, 150, 'S');
+  const Refitting made(7, 20, 150, 'S', {}, false);
   ASSERT_TRUE(made.is_costly());
   EXPECT_EQ(made.refitted.fit.model.poles.size(), 16U);
 }
 
 TEST(PassiveRefitting, pairs_alone_may_be_followed_by_an_odd_order) {
   for (const std::uint64_t seed : {10U, 13U}) {
-    const Refitting made(seed, 12, 150, 'S');
+    const Refitting made(seed, 12, 150, 'S', {}, false);
     ASSERT_TRUE(made.is_costly()) << seed;
     EXPECT_EQ(made.refitted.fit.model.poles.size(), 9U) << seed;  // three quarters
   }
@@ -269,7 +270,7 @@ TEST(PassiveRefitting, pairs_alone_may_be_followed_by_an_odd_order) {
 /// Of the orders that are tried here the last are worse than the first.
 TEST(PassiveRefitting, takes_the_least_error_of_all_that_was_tried) {
   for (const auto& [seed, poles] : {std::pair{16U, 20U}, std::pair{13U, 24U}, std::pair{21U, 13U}}) {
-    const Refitting made(seed, poles, 150, 'S');
+    const Refitting made(seed, poles, 150, 'S', {}, false);
     ASSERT_GT(made.fitted_again, 0) << seed;
     EXPECT_LE(made.refitted.enforcement.error_after, made.alone.enforcement.error_after) << seed;
     EXPECT_EQ(made.refitted.fit.report.errors.front().rms,
@@ -304,8 +305,7 @@ TEST(PassiveRefitting, starting_poles_that_were_given_are_not_given_up) {
 
 /// Poles move as far as the options of the fit permit to polish them.
 TEST(PassiveRefitting, poles_stay_where_they_are_not_to_be_polished) {
-  Refitting made(21, 12, 150, 'S');
-  made.options.polish = false;
+  Refitting made(21, 12, 150, 'S', {}, false);
   made.options.starting_poles = {Complex(-1.0, 0.0)};
   const PassiveFit found =
       made_passive_by_refitting(made.fit, made.network.data(), *made.network.matrix, made.options);
