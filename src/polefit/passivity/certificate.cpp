@@ -225,9 +225,32 @@ class Judge {
     subtract(transforms().coefficients, g_im_, c_im_);
   }
 
+  /// The limit of eigenvalues in a unit that makes it least on the piece; with any other of its values it is up
+  /// to `uncertain_` more.
+  double least_limit() {
+    uncertain_ = 0.0;
+    if (!model_.by_norm) {
+      return limit_ * model_.scale;
+    }
+    double norm = 0.0;
+    double others = remainder_;
+    for (std::size_t k = 0; k < terms; ++k) {
+      double squares = 0.0;
+      for (std::size_t j = 0; j < elements_; ++j) {
+        squares += h_re_(k, j) * h_re_(k, j) + h_im_(k, j) * h_im_(k, j);
+      }
+      (k == 0 ? norm : others) += std::sqrt(squares);
+    }
+    const double least = std::max(model_.scale, norm - others);
+    const double most = std::max(model_.scale, norm + others);
+    uncertain_ = std::abs(limit_) * (most - least);
+    return limit_ * (limit_ > 0.0 ? least : most);
+  }
+
   /// (H + H^H) / 2 + limit I, the lower triangle.
-  void form_hermitian_part(const Matrix& h_re, const Matrix& h_im, Matrix& g_re, Matrix& g_im) const {
+  void form_hermitian_part(const Matrix& h_re, const Matrix& h_im, Matrix& g_re, Matrix& g_im) {
     const std::size_t n = model_.ports;
+    const double shift = least_limit();
     clear(g_re);
     clear(g_im);
     for (std::size_t j = 0; j < n; ++j) {
@@ -237,7 +260,7 @@ class Judge {
           g_im(k, i + j * n) = 0.5 * (h_im(k, i + j * n) - h_im(k, j + i * n));
         }
       }
-      g_re(0, j + j * n) += limit_ * model_.scale;
+      g_re(0, j + j * n) += shift;
     }
   }
 
@@ -320,13 +343,13 @@ class Judge {
     if (!found) {
       return Verdict::open;
     }
-    witness_ = found->values.front() < -blur;
+    witness_ = found->values.front() < -blur - uncertain_;
     // u^H G u for the lowest eigenvector u of the middle, bounded from above over the piece.
     double highest = quadratic_form(found->vectors, 0);
     for (std::size_t k = 1; k < nodes; ++k) {
       highest += std::abs(quadratic_form(found->vectors, k));
     }
-    return highest + blur < 0.0 ? Verdict::above : Verdict::open;
+    return highest + blur + uncertain_ < 0.0 ? Verdict::above : Verdict::open;
   }
 
   /// Whether G_0 +- G_1 - sum |G_k| has no eigenvalue below what the remainder can do, |G_k| being the
@@ -442,6 +465,7 @@ class Judge {
   ComplexMatrix part_;
   double remainder_ = 0.0;
   double rounding_ = 0.0;
+  double uncertain_ = 0.0;
   bool witness_ = false;
 };
 

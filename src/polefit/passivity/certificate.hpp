@@ -8,7 +8,7 @@
 ///
 /// so that H is a polynomial with a remainder whose norm has a bound rho. Then
 ///
-///   G(x) = limit^2 I - H^H H   (S)      or      (H + H^H) / 2 + limit I   (Y, Z)
+///   G(x) = limit^2 I - H^H H   (S)      or      (H + H^H) / 2 + (limit + forgiven) I   (Y, Z)
 ///
 /// is a polynomial with coefficients G_k, and positive where the smaller eigenvalues of G_0 + G_1 and G_0 -
 /// G_1 are at least the sum of the norms of the others and of what the remainder can do. Where that cannot be
@@ -57,8 +57,7 @@ enum class Thoroughness {
 std::size_t affordable_pieces(const ScaledModel& model);
 
 /// limit   for S, what no singular value may exceed; for Y and Z, minus what no eigenvalue of the Hermitian
-/// part may
-///         fall below, in units of the model's scale
+///         part may fall below, in the units of the values
 /// most    pieces that are looked at before it gives up; no more than are affordable
 Certificate certify(const ScaledModel& model, double limit, Thoroughness thoroughness,
                     std::size_t most = std::numeric_limits<std::size_t>::max());

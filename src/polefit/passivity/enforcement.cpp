@@ -57,6 +57,9 @@ constexpr int most_halvings = 30;
 /// Errors grow by about what a model is shrunk by: it is tried up to so many times what is enough.
 constexpr double worth_shrinking = 10.0;
 constexpr std::size_t pieces_to_be_certain = 4000;
+/// Parts of what passivity() permits, which judges by the size that the result has.
+constexpr double tolerance_of_touching = 0.4;
+constexpr double margin_of_touching = -0.2;
 
 bool is_symmetric(const ScaledModel& model) {
   double largest = 0.0;
@@ -132,6 +135,7 @@ class Enforcer {
     samples_ = matrix_samples(base_, matrix, data);
     before_ = Harm(base_, samples_, least_outside, false).in_band(base_.x);
     base_.e = nearest_proportional(base_);
+    base_.by_norm = true;
     symmetric_ = is_symmetric(base_);
     if (symmetric_) {
       symmetrise(base_);
@@ -184,8 +188,9 @@ class Enforcer {
     if (best_.remedy == Remedy::none) {
       shrink(std::numeric_limits<double>::infinity());
     }
-    if (best_.remedy == Remedy::none) {
-      offer({constant_model(), Remedy::drawn_inwards, std::numeric_limits<double>::max()});
+    // Nothing at all is passive, too.
+    if (best_.remedy == Remedy::none || !(best_.error <= 1.0)) {
+      offer_constant();
     }
     return best_;
   }
@@ -203,8 +208,8 @@ class Enforcer {
       throw Error(ErrorKind::bad_option, "the value at 0 Hz cannot be kept: the model is not passive there");
     }
     if (left < 4.0 * least_margin) {
-      tolerance_ = 0.75 * touching;
-      most_margin_ = -0.5 * touching;
+      tolerance_ = tolerance_of_touching * touching;
+      most_margin_ = margin_of_touching * touching;
     } else {
       most_margin_ = 0.25 * left;
     }
@@ -333,7 +338,9 @@ class Enforcer {
   /// S over what it exceeds 1 by, Y and Z with as much conductance or resistance more as they lack, and a
   /// little more where rounding refuses it.
   std::optional<ScaledModel> shrunk_model(const ScaledModel& model) const {
-    const double measure = Scan(model).certified_largest(pieces_to_be_certain).measure;
+    ScaledModel by_scale = model;
+    by_scale.by_norm = false;
+    const double measure = Scan(by_scale).certified_largest(pieces_to_be_certain).measure;
     if (!std::isfinite(measure)) {
       return std::nullopt;
     }
@@ -356,6 +363,14 @@ class Enforcer {
       }
     }
     return std::nullopt;
+  }
+
+  void offer_constant() {
+    ScaledModel constant = constant_model();
+    const Harm plain = harm(base_, least_outside);
+    const double error = plain.in_band(plain.reduced(constant.x));
+    offer({std::move(constant), Remedy::drawn_inwards,
+           std::isfinite(error) ? error : std::numeric_limits<double>::max()});
   }
 
   /// No poles: the value at 0 Hz where that is kept, else 0.

@@ -34,10 +34,11 @@ bool smaller(const Extreme& a, const Extreme& b) { return a.measure < b.measure;
 ComplexMatrix judged_matrix(const ScaledModel& model, const ComplexMatrix& value) {
   const std::size_t n = model.ports;
   ComplexMatrix judged(n, n);
+  const double unit = unit_of(model, value);
   for (std::size_t j = 0; j < n; ++j) {
     for (std::size_t i = j; i < n; ++i) {
       if (!model.scattering) {
-        judged.set(i, j, -0.5 * (value(i, j) + std::conj(value(j, i))) / model.scale);
+        judged.set(i, j, -0.5 * (value(i, j) + std::conj(value(j, i))) / unit);
         continue;
       }
       double re = 0.0;

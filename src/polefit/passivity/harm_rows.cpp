@@ -55,9 +55,10 @@ std::optional<ComplexMatrix> clipped(const ScaledModel& model, const ComplexMatr
     return std::nullopt;
   }
   ComplexMatrix result = h;
+  const double unit = unit_of(model, h);
   for (std::size_t c = n; c-- > 0 && measure(c) > largest;) {
     for (std::size_t i = 0; i < n; ++i) {
-      Complex left = (largest - measure(c)) * model.scale * -found->vectors(i, c);
+      Complex left = (largest - measure(c)) * unit * -found->vectors(i, c);
       if (model.scattering) {
         left = 0.0;
         for (std::size_t k = 0; k < n; ++k) {

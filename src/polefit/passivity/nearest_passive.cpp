@@ -33,6 +33,8 @@ constexpr double as_good = 0.01;
 constexpr double patient_rounds = 8.0;
 constexpr double rounds_to_double = 2.0;
 constexpr double most_more = 0.3;
+/// A model that takes more to certify touches the limit, and is not tried so in every round.
+constexpr std::size_t most_pieces = 4000;
 /// The time of a round grows with the square of their number, and more.
 constexpr std::size_t most_planes = 2000;
 
@@ -91,7 +93,7 @@ class Search {
       planes_.add(violation.peaks);
       violation = look(y);
       planes_.add(violation.peaks);
-      passive = becomes_passive(y, violation.most, good_error(bound, round));
+      passive = becomes_passive(y, violation, good_error(bound, round));
       planes_.drop_idle();
     }
     current_.x = harm_.expanded(y);
@@ -101,6 +103,7 @@ class Search {
  private:
   struct Violation {
     double most = 0.0;
+    double most_value = 0.0;  // the same times the unit
     std::vector<Peak> peaks;
   };
 
@@ -111,11 +114,11 @@ class Search {
   }
 
   /// Whether a model with so small an error is passive, or is when it has been pulled in.
-  bool becomes_passive(Matrix& y, double violation, double error) {
+  bool becomes_passive(Matrix& y, const Violation& violation, double error) {
     if (!(harm_.in_band(y) <= error)) {
       return false;
     }
-    if (is_passive(y, violation)) {
+    if (is_passive(y, violation.most)) {
       return true;
     }
     if (harm_.keeps_zero()) {
@@ -138,7 +141,7 @@ class Search {
     }
     current_.x = harm_.expanded(y);
     const Certificate certificate =
-        certify(current_, current_.limit() + options_.tolerance, Thoroughness::yes_or_no);
+        certify(current_, current_.limit() + options_.tolerance, Thoroughness::yes_or_no, most_pieces);
     if (certificate.witness) {
       const double omega = *certificate.witness;
       grid_.insert(std::upper_bound(grid_.begin(), grid_.end(), omega), omega);
@@ -149,14 +152,14 @@ class Search {
 
   /// A model multiplied, for Y and Z with as much added to its diagonal, so that what is violated no longer
   /// is.
-  Matrix pulled_in(Matrix y, double violation) const {
+  Matrix pulled_in(Matrix y, const Violation& violation) const {
     if (current_.scattering) {
       for (double& value : y.elements) {
-        value *= limit_ / (limit_ + violation);
+        value *= limit_ / (limit_ + violation.most);
       }
     } else {
       for (std::size_t port = 0; port < current_.ports; ++port) {
-        y(y.rows - 1, port * (current_.ports + 1)) += violation * current_.scale;
+        y(y.rows - 1, port * (current_.ports + 1)) += violation.most_value;
       }
     }
     return y;
@@ -193,7 +196,10 @@ class Search {
       if (peaks.empty()) {
         continue;
       }
-      violation.most = std::max(violation.most, peaks.front().measure - limit_);
+      const double beyond = peaks.front().measure - limit_;
+      violation.most = std::max(violation.most, beyond);
+      violation.most_value =
+          std::max(violation.most_value, beyond * unit_of(current_, value_at(current_, omega)));
       violations_[i] = std::max(violations_[i], peaks.front().measure - limit_);
       std::move(peaks.begin(), peaks.end(), std::back_inserter(violation.peaks));
     }

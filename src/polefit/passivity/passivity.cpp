@@ -88,10 +88,15 @@ Passivity passivity(const Model& model) {
   const ScaledModel scaled = scaled_model(model);
   Passivity result;
   const double touching = scaled.limit() + result.tolerance;
+  ScaledModel judged = scaled;
+  judged.by_norm = true;
   const auto in_hertz = [&](double omega) { return omega * scaled.unit / numerics::two_pi; };
-  const auto value = [&](double measure) { return scaled.scattering ? measure : -measure * scaled.scale; };
+  const auto value = [&](double omega) {
+    const double measure = measure_at(scaled, omega);
+    return scaled.scattering ? measure : -measure * scaled.scale;
+  };
 
-  const Certificate certificate = certify(scaled, touching, Thoroughness::yes_or_no);
+  const Certificate certificate = certify(judged, touching, Thoroughness::yes_or_no);
   result.pieces = certificate.pieces;
   result.decided = certificate.decided || certificate.witness;
   result.proportional_fault = proportional_fault(scaled);
@@ -106,29 +111,32 @@ Passivity passivity(const Model& model) {
     }
   }
   result.passive = holds && result.proportional_fault.empty();
-  const Scan scan(scaled);
-  Extreme extreme =
-      scaled.ports <= ports_to_be_certain ? scan.certified_largest(pieces_to_be_certain) : scan.largest();
+  const Scan of_judged(judged);
+  const Extreme extreme = scaled.ports <= ports_to_be_certain ? of_judged.certified_largest(pieces_to_be_certain)
+                                                              : of_judged.largest();
+  result.extreme = value(extreme.omega);
+  result.frequency = in_hertz(extreme.omega);
   if (!holds) {
     std::vector<CrossedInterval> intervals;
     if (hamiltonian) {
       intervals = hamiltonian->violating;
     } else if (certificate.witness) {  // without one the same pieces would be left open again
-      const Certificate all = certify(scaled, touching, Thoroughness::intervals);
+      const Certificate all = certify(judged, touching, Thoroughness::intervals);
       result.pieces += all.pieces;
       intervals = joined(all);
     }
+    const Scan scan(scaled);
     for (const CrossedInterval& interval : intervals) {
-      const Extreme worst = scan.largest_within(interval.lowest, interval.highest);
-      result.violations.push_back({in_hertz(interval.lowest), in_hertz(interval.highest),
-                                   value(worst.measure), in_hertz(worst.omega)});
-      if (worst.measure > extreme.measure) {
-        extreme = worst;
+      const double omega = scan.largest_within(interval.lowest, interval.highest).omega;
+      result.violations.push_back(
+          {in_hertz(interval.lowest), in_hertz(interval.highest), value(omega), in_hertz(omega)});
+      const bool worse = scaled.scattering ? value(omega) > result.extreme : value(omega) < result.extreme;
+      if (worse || result.violations.size() == 1) {
+        result.extreme = value(omega);
+        result.frequency = in_hertz(omega);
       }
     }
   }
-  result.extreme = value(extreme.measure);
-  result.frequency = in_hertz(extreme.omega);
   return result;
 }
 

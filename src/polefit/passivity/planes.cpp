@@ -44,6 +44,7 @@ std::pair<Complex, Complex> products(const std::vector<Complex>& x, const std::v
 std::vector<Peak> peaks_at(const ScaledModel& model, double omega, double limit, bool symmetric) {
   const ComplexMatrix h = value_at(model, omega);
   const std::size_t n = model.ports;
+  const double unit = unit_of(model, h);
   const auto found = numerics::hermitian_eigenvalues(judged_matrix(model, h), true);
   std::vector<Peak> peaks;
   for (std::size_t c = n; found && c-- > 0;) {
@@ -63,7 +64,7 @@ std::vector<Peak> peaks_at(const ScaledModel& model, double omega, double limit,
       }
       for (std::size_t j = 0; j < n; ++j) {
         const Complex element = std::conj(u) * found->vectors(j, c);
-        peak.c[i + j * n] = model.scattering ? element : -element / model.scale;
+        peak.c[i + j * n] = model.scattering ? element : -element / unit;
       }
     }
     if (symmetric) {

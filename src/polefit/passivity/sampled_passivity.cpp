@@ -24,28 +24,17 @@ ComplexMatrix value_of(const NetworkData& data, const WholeMatrix& matrix, std::
   return value;
 }
 
-double norm_of(const ComplexMatrix& value) {
-  double squares = 0.0;
-  for (std::size_t i = 0; i < value.re.elements.size(); ++i) {
-    squares += value.re.elements[i] * value.re.elements[i] + value.im.elements[i] * value.im.elements[i];
-  }
-  return std::sqrt(squares);
-}
-
-/// Root mean square of the norm of the noise of all elements, for Y and Z relative to that of the matrix.
-double size_of_noise(const NetworkData& data, const std::vector<double>& noise, bool relative) {
+/// Root mean square of the norm of the noise of all elements.
+double size_of_noise(const NetworkData& data, const std::vector<double>& noise) {
   double noisy = 0.0;
-  double all = 0.0;
   for (std::size_t r = 0; r < noise.size(); ++r) {
     double squares = 0.0;
     for (std::size_t k = 0; k < data.responses.samples; ++k) {
       squares += std::norm(data.responses(r, k));
     }
     noisy += noise[r] * noise[r] * squares;
-    all += squares;
   }
-  const double of = relative ? all : static_cast<double>(data.responses.samples);
-  return noisy > 0.0 ? std::sqrt(noisy / of) : 0.0;
+  return noisy > 0.0 ? std::sqrt(noisy / static_cast<double>(data.responses.samples)) : 0.0;
 }
 
 }  // namespace
@@ -65,12 +54,16 @@ SampledPassivity sampled_passivity(const NetworkData& data, const NetworkMatrix&
   form.scattering = matrix.parameter == 'S';
   form.ports = whole->ports();
   SampledPassivity result;
-  result.tolerance = std::max(result.tolerance, times_noise * size_of_noise(data, noise, !form.scattering));
+  const double of_noise = times_noise * size_of_noise(data, noise);
+  if (form.scattering) {
+    result.tolerance = std::max(result.tolerance, of_noise);
+  }
   double worst = -std::numeric_limits<double>::infinity();
   for (std::size_t k = 0; k < data.responses.samples; ++k) {
     const ComplexMatrix value = value_of(data, *whole, k);
-    const double norm = norm_of(value);
-    form.scale = form.scattering || !(norm > 0.0) ? 1.0 : norm;
+    // Noise is the same where there is hardly anything else.
+    const double size = std::max(norm_of(value), of_noise / result.tolerance);
+    form.scale = form.scattering || !(size > 0.0) ? 1.0 : size;
     const double measure = measure_of(form, value);
     const double frequency = data.frequencies[k];
     if (measure > worst) {

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
+#include <optional>
 #include <string>
 
 #include "numerics/angular_frequency.hpp"
@@ -45,25 +47,30 @@ double unit_of(const Model& model) {
   return largest > 0.0 && std::isfinite(largest) ? std::exp2(std::ilogb(largest)) : 1.0;
 }
 
-double norm_of_row(const Matrix& x, std::size_t k) {
-  double squares = 0.0;
-  for (std::size_t j = 0; j < x.columns; ++j) {
-    squares += x(k, j) * x(k, j);
+/// The middle one of the norms of H at frequencies over the band of the fit, or over that of the poles.
+double size_of(const ScaledModel& model, const std::optional<Origin>& origin) {
+  constexpr int places = 33;
+  constexpr double decades = 3.0;  // where the band starts at 0
+  double lowest = std::numeric_limits<double>::infinity();
+  double highest = 0.0;
+  if (origin && origin->highest > 0.0) {
+    lowest = numerics::two_pi * origin->lowest / model.unit;
+    highest = numerics::two_pi * origin->highest / model.unit;
+  } else {
+    for (const std::complex<double> pole : model.poles) {
+      lowest = std::min(lowest, std::abs(pole));
+      highest = std::max(highest, std::abs(pole));
+    }
   }
-  return std::sqrt(squares);
-}
-
-/// The largest of what D and the resonances are.
-double size_of(const ScaledModel& model) {
-  double size = norm_of_row(model.x, model.poles.size());
-  for_each_group(
-      model.poles,
-      [&](std::size_t i) { size = std::max(size, norm_of_row(model.x, i) / std::abs(model.poles[i])); },
-      [&](std::size_t i) {
-        const double residue = std::hypot(norm_of_row(model.x, i), norm_of_row(model.x, i + 1));
-        size = std::max(size, residue / std::abs(model.poles[i].real()));
-      });
-  return size > 0.0 ? size : 1.0;
+  lowest = std::max(std::min(lowest, highest), highest * std::pow(10.0, -decades));
+  std::vector<double> norms;
+  for (int i = 0; i < places; ++i) {
+    const double part = static_cast<double>(i) / (places - 1);
+    norms.push_back(norm_of(value_at(model, lowest * std::pow(highest / lowest, part))));
+  }
+  std::nth_element(norms.begin(), norms.begin() + places / 2, norms.end());
+  const double size = norms[places / 2];
+  return size > 0.0 && std::isfinite(size) ? size : 1.0;
 }
 
 /// Whether products of a few of its numbers are in the range of a double.
@@ -119,7 +126,7 @@ ScaledModel scaled_model(const Model& model) {
                 "the model has numbers that are too large or too small to tell whether it is passive");
   }
   if (!scaled.scattering) {
-    scaled.scale = size_of(scaled);
+    scaled.scale = size_of(scaled, model.origin);
   }
   return scaled;
 }
@@ -172,6 +179,18 @@ std::vector<std::complex<double>> basis_at(const ScaledModel& model, double omeg
         phi[i + 1] = std::complex<double>(v.imag() - u.imag(), u.real() - v.real());
       });
   return phi;
+}
+
+double norm_of(const ComplexMatrix& value) {
+  double squares = 0.0;
+  for (std::size_t i = 0; i < value.re.elements.size(); ++i) {
+    squares += value.re.elements[i] * value.re.elements[i] + value.im.elements[i] * value.im.elements[i];
+  }
+  return std::sqrt(squares);
+}
+
+double unit_of(const ScaledModel& model, const ComplexMatrix& value) {
+  return model.by_norm && !model.scattering ? std::max(model.scale, norm_of(value)) : model.scale;
 }
 
 ComplexMatrix value_at(const ScaledModel& model, double omega) {

@@ -31,8 +31,12 @@ struct ScaledModel {
       source;  ///< of each pole: which of the model's it is; poles added to these have none
   Matrix x;    ///< (poles + 1) x ports^2: X_k by columns in row k, the constant's last
   Matrix e;    ///< ports x ports: E times the unit
-  /// A size of the values: 1 for S, else the largest norm of the constants or of what a resonance makes.
+  /// A size of the values: 1 for S, else the middle one of their norms over the band. Resonances, which have no
+  /// largest value without losses, are no measure for what is lost beside them.
   double scale = 1.0;
+  /// Whether a value of Y or Z is judged in units of its own norm where that is larger: rounding leaves no less
+  /// of a resonance than a part of its height.
+  bool by_norm = false;
 
   std::size_t functions() const { return poles.size() + 1; }
   /// What no measure of a passive model exceeds: 1 for singular values of S, 0 for minus the eigenvalues of
@@ -54,5 +58,11 @@ std::vector<std::complex<double>> basis_at(const ScaledModel& model, double omeg
 
 /// H(j omega) without s E; omega may be infinite.
 ComplexMatrix value_at(const ScaledModel& model, double omega);
+
+/// Frobenius norm.
+double norm_of(const ComplexMatrix& value);
+
+/// The unit in which eigenvalues of a value of Y or Z are judged; 1 for S.
+double unit_of(const ScaledModel& model, const ComplexMatrix& value);
 
 }  // namespace polefit
