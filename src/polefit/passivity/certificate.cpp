@@ -250,7 +250,7 @@ class Judge {
   /// (H + H^H) / 2 + limit I, the lower triangle.
   void form_hermitian_part(const Matrix& h_re, const Matrix& h_im, Matrix& g_re, Matrix& g_im) {
     const std::size_t n = model_.ports;
-    const double shift = least_limit();
+    const double shift = least_limit() - model_.least;
     clear(g_re);
     clear(g_im);
     for (std::size_t j = 0; j < n; ++j) {

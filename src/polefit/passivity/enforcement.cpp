@@ -136,6 +136,7 @@ class Enforcer {
     before_ = Harm(base_, samples_, least_outside, false).in_band(base_.x);
     base_.e = nearest_proportional(base_);
     base_.by_norm = true;
+    tolerance_ = base_.scattering ? 0.0 : tolerance_of_touching * Passivity().tolerance;
     symmetric_ = is_symmetric(base_);
     if (symmetric_) {
       symmetrise(base_);
@@ -297,7 +298,7 @@ class Enforcer {
     for (int i = 0; i < most_moves && failures < most_failures && best_.error > enough; ++i) {
       if (!moves) {
         moves.emplace(best_.model, samples_, best_.outside, options_.keep_value_at_zero, planes,
-                      base_.limit() - margin);
+                      limit_with_margin(base_, margin));
       }
       const double before = best_.error;
       if (const std::optional<ScaledModel> moved = moves->moved(damping)) {

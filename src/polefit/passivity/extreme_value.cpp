@@ -38,7 +38,8 @@ ComplexMatrix judged_matrix(const ScaledModel& model, const ComplexMatrix& value
   for (std::size_t j = 0; j < n; ++j) {
     for (std::size_t i = j; i < n; ++i) {
       if (!model.scattering) {
-        judged.set(i, j, -0.5 * (value(i, j) + std::conj(value(j, i))) / unit);
+        const double least = i == j ? model.least : 0.0;
+        judged.set(i, j, (least - 0.5 * (value(i, j) + std::conj(value(j, i)))) / unit);
         continue;
       }
       double re = 0.0;

@@ -37,6 +37,9 @@ constexpr double most_more = 0.3;
 constexpr std::size_t most_pieces = 4000;
 /// The time of a round grows with the square of their number, and more.
 constexpr std::size_t most_planes = 2000;
+/// By which eigenvalues of Y and Z may be below their margin, in the unit of their value: beside a resonance
+/// without losses no part of its height is to be had.
+constexpr double forgiven = 2e-10;
 
 std::vector<double> grid_of(const ScaledModel& model, double highest) {
   std::vector<double> omegas{0.0};
@@ -69,9 +72,11 @@ class Search {
       : current_(model),
         harm_(harm),
         options_(options),
-        limit_(model.limit() - options.margin),
+        limit_(limit_with_margin(model, options.margin)),
         planes_(harm, limit_),
-        grid_(grid_of(model, harm.highest())) {}
+        grid_(grid_of(model, harm.highest())) {
+    current_.least = model.scattering ? 0.0 : options.margin * model.scale;
+  }
 
   NearestPassive run() {
     Matrix y = harm_.centre();
@@ -97,6 +102,7 @@ class Search {
       planes_.drop_idle();
     }
     current_.x = harm_.expanded(y);
+    current_.least = 0.0;
     return {current_, passive, harm_.in_band(y), round, std::move(holding)};
   }
 
@@ -140,8 +146,10 @@ class Search {
       return false;
     }
     current_.x = harm_.expanded(y);
+    const double least = std::exchange(current_.least, 0.0);
     const Certificate certificate =
         certify(current_, current_.limit() + options_.tolerance, Thoroughness::yes_or_no, most_pieces);
+    current_.least = least;
     if (certificate.witness) {
       const double omega = *certificate.witness;
       grid_.insert(std::upper_bound(grid_.begin(), grid_.end(), omega), omega);
@@ -224,6 +232,10 @@ class Search {
 };
 
 }  // namespace
+
+double limit_with_margin(const ScaledModel& model, double margin) {
+  return model.scattering ? 1.0 - margin : forgiven;
+}
 
 NearestPassive nearest_passive(const ScaledModel& model, const Harm& harm, const NearestOptions& options) {
   return Search(model, harm, options).run();

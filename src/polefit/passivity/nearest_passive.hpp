@@ -35,6 +35,10 @@ struct NearestOptions {
   std::size_t most_rounds = 60;
 };
 
+/// What measures are to stay below: for Y and Z the margin, in units of the scale, is the least that
+/// eigenvalues are to be, of which a little of their value's norm is forgiven.
+double limit_with_margin(const ScaledModel& model, double margin);
+
 NearestPassive nearest_passive(const ScaledModel& model, const Harm& harm, const NearestOptions& options);
 
 }  // namespace polefit

@@ -52,7 +52,7 @@ std::vector<Peak> peaks_at(const ScaledModel& model, double omega, double limit,
     if (!(value > limit)) {
       break;
     }
-    Peak peak{omega, value, std::vector<Complex>(n * n)};
+    Peak peak{omega, value, std::vector<Complex>(n * n), model.scattering ? 0.0 : model.least / unit};
     for (std::size_t i = 0; i < n; ++i) {
       Complex u = found->vectors(i, c);
       if (model.scattering) {
@@ -91,7 +91,8 @@ Planes::Plane Planes::plane_of(const Peak& peak) const {
   plane.omega = peak.omega;
   const std::vector<Complex> phi = harm_.basis(peak.omega);
   plane.normal.p = harm_.lowered(phi);
-  plane.distance = -limit_;
+  plane.offset = peak.offset;
+  plane.distance = peak.offset - limit_;
   const Matrix& centre = harm_.centre();
   for (std::size_t j = 0; j < peak.c.size(); ++j) {
     plane.normal.c.push_back(peak.c[j] / harm_.weights()[j]);
@@ -166,7 +167,7 @@ std::vector<Peak> Planes::holding() const {
   std::vector<Peak> peaks;
   for (std::size_t l = 0; l < planes_.size(); ++l) {
     if (multipliers_[l] > 0.0) {
-      Peak peak{planes_[l].omega, limit_, planes_[l].normal.c};
+      Peak peak{planes_[l].omega, limit_, planes_[l].normal.c, planes_[l].offset};
       for (std::size_t j = 0; j < peak.c.size(); ++j) {
         peak.c[j] *= harm_.weights()[j];
       }

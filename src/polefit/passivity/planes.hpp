@@ -17,11 +17,12 @@
 
 namespace polefit {
 
-/// A measure of a model with the vectors that belong to it: it is Re(sum c_ij H_ij).
+/// A measure of a model with the vectors that belong to it: it is Re(sum c_ij H_ij) + offset.
 struct Peak {
   double omega = 0.0;
   double measure = 0.0;
   std::vector<std::complex<double>> c;  // by columns
+  double offset = 0.0;                  // of the least eigenvalue of Y and Z
 };
 
 /// All measures above the limit at a frequency, the largest first; with `symmetric` their c are symmetric.
@@ -66,6 +67,7 @@ class Planes {
     Normal normal;
     double length = 1.0;
     double distance = 0.0;  // of the centre beyond it, times the length
+    double offset = 0.0;
     double omega = 0.0;
     bool held = false;  // something since idle planes were dropped last
     int idle = 0;       // times that it had not

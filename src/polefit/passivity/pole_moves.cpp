@@ -155,7 +155,7 @@ void PoleMoves::add_plane(const Peak& peak, double limit, const Matrix& triangle
   }
   Plane plane;
   plane.slopes.resize(rest.size());
-  plane.distance = -limit;
+  plane.distance = peak.offset - limit;
   std::vector<double> row(rest.size());
   for (std::size_t e = 0; e < peak.c.size(); ++e) {
     const Complex c = peak.c[e];

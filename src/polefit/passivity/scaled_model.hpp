@@ -37,6 +37,8 @@ struct ScaledModel {
   /// Whether a value of Y or Z is judged in units of its own norm where that is larger: rounding leaves no less
   /// of a resonance than a part of its height.
   bool by_norm = false;
+  /// Of Y and Z: what eigenvalues are to be at least.
+  double least = 0.0;
 
   std::size_t functions() const { return poles.size() + 1; }
   /// What no measure of a passive model exceeds: 1 for singular values of S, 0 for minus the eigenvalues of
