@@ -16,6 +16,7 @@ namespace polefit {
 namespace {
 
 constexpr int places = 12;  // about a pole, in units of its damping
+constexpr double apart = 1.5;
 constexpr int steps_a_decade = 12;
 constexpr int decades = 3;  // on either side of the end of the band
 constexpr int steps_in_band = 200;
@@ -47,11 +48,19 @@ std::vector<double> grid_of(const ScaledModel& model, double highest) {
     if (pole.imag() < 0.0) {
       continue;
     }
-    for (int place = 1 - places; place < places; ++place) {
-      const double omega = pole.imag() + place * std::abs(pole.real());
+    const double damping = std::abs(pole.real());
+    const auto add = [&](double omega) {
       if (omega > 0.0) {
         omegas.push_back(omega);
       }
+    };
+    for (int place = 1 - places; place < places; ++place) {
+      add(pole.imag() + place * damping);
+    }
+    // On the way from a sharp resonance to the places of the band.
+    for (double distance = apart * places * damping; distance < highest / steps_in_band; distance *= apart) {
+      add(pole.imag() - distance);
+      add(pole.imag() + distance);
     }
   }
   for (int i = 1; i <= steps_in_band; ++i) {
