@@ -10,7 +10,7 @@
 #include "numerics/hermitian_eigenvalues.hpp"
 #include "polefit/error.hpp"
 #include "polefit/model/model_faults.hpp"
-#include "polefit/passivity/certificate.hpp"
+#include "polefit/passivity/decision.hpp"
 #include "polefit/passivity/extreme_value.hpp"
 #include "polefit/passivity/harm.hpp"
 #include "polefit/passivity/matrix_samples.hpp"
@@ -333,7 +333,7 @@ class Enforcer {
   }
 
   bool is_passive(const ScaledModel& model) const {
-    return certify(model, model.limit() + tolerance_, Thoroughness::yes_or_no, pieces_to_be_certain).holds;
+    return decide(model, model.limit() + tolerance_, pieces_to_be_certain).holds();
   }
 
   /// S over what it exceeds 1 by, Y and Z with as much conductance or resistance more as they lack, and a

@@ -175,14 +175,24 @@ std::optional<HamiltonianDecision> decide_by_hamiltonian(const ScaledModel& mode
   }
   HamiltonianDecision decision;
   bool below = false;
+  ScaledModel by_scale = model;  // as crossings are told
+  by_scale.by_norm = false;
+  std::optional<Scan> scan;
   for (std::size_t i = 0; i <= crossings->size(); ++i) {
     const double low = i == 0 ? 0.0 : (*crossings)[i - 1];
     const double high = i < crossings->size() ? (*crossings)[i] : std::numeric_limits<double>::infinity();
     bool above = false;
     const auto look = [&](double place) {
-      const double excess = measure_at(model, place) - limit;
-      const double rounding = rounding_at(model, place);
-      above = above || excess > rounding;
+      const double excess = measure_at(by_scale, place) - limit;
+      const double rounding = rounding_at(by_scale, place);
+      if (excess > rounding && model.by_norm) {
+        if (!scan) {
+          scan.emplace(model);
+        }
+        above = above || scan->largest_within(low, high).measure > limit;
+      } else {
+        above = above || excess > rounding;
+      }
       below = below || excess < -rounding;
     };
     look(std::isinf(high) ? 2.0 * std::max(low, 0.5) : 0.5 * (low + high));

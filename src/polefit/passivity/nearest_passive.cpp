@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "polefit/passivity/certificate.hpp"
+#include "polefit/passivity/decision.hpp"
 #include "polefit/passivity/extreme_value.hpp"
 #include "polefit/passivity/golden_sections.hpp"
 #include "polefit/passivity/planes.hpp"
@@ -156,15 +156,14 @@ class Search {
     }
     current_.x = harm_.expanded(y);
     const double least = std::exchange(current_.least, 0.0);
-    const Certificate certificate =
-        certify(current_, current_.limit() + options_.tolerance, Thoroughness::yes_or_no, most_pieces);
+    const Decision decision = decide(current_, current_.limit() + options_.tolerance, most_pieces);
     current_.least = least;
-    if (certificate.witness) {
-      const double omega = *certificate.witness;
+    if (decision.certificate.witness) {
+      const double omega = *decision.certificate.witness;
       grid_.insert(std::upper_bound(grid_.begin(), grid_.end(), omega), omega);
       planes_.add(peaks_at(current_, omega, limit_, options_.symmetric));
     }
-    return certificate.holds;
+    return decision.holds();
   }
 
   /// A model multiplied, for Y and Z with as much added to its diagonal, so that what is violated no longer

@@ -7,8 +7,8 @@
 #include "numerics/angular_frequency.hpp"
 #include "numerics/hermitian_eigenvalues.hpp"
 #include "polefit/passivity/certificate.hpp"
+#include "polefit/passivity/decision.hpp"
 #include "polefit/passivity/extreme_value.hpp"
-#include "polefit/passivity/hamiltonian.hpp"
 #include "polefit/passivity/scaled_model.hpp"
 
 namespace polefit {
@@ -21,9 +21,6 @@ constexpr double rounding = 1e-12;
 /// The largest value is not only looked for, but certified to be the largest, where that takes no long time.
 constexpr std::size_t ports_to_be_certain = 32;
 constexpr std::size_t pieces_to_be_certain = 2000;
-
-/// A Hamiltonian of this order takes as long as some hundred of the pieces that did not decide.
-constexpr std::size_t largest_hamiltonian = 400;
 
 /// What is wrong with E, which only matters where s is large.
 std::string proportional_fault(const ScaledModel& model) {
@@ -96,20 +93,12 @@ Passivity passivity(const Model& model) {
     return scaled.scattering ? measure : -measure * scaled.scale;
   };
 
-  const Certificate certificate = certify(judged, touching, Thoroughness::yes_or_no);
-  result.pieces = certificate.pieces;
-  result.decided = certificate.decided || certificate.witness;
+  const Decision decision = decide(judged, touching);
+  const bool holds = decision.holds();
+  result.pieces = decision.certificate.pieces;
+  result.decided = decision.decided();
+  result.method = decision.hamiltonian ? PassivityMethod::hamiltonian : PassivityMethod::certificate;
   result.proportional_fault = proportional_fault(scaled);
-  bool holds = certificate.holds;
-  std::optional<HamiltonianDecision> hamiltonian;
-  if (!result.decided && hamiltonian_order(scaled) <= largest_hamiltonian) {
-    hamiltonian = decide_by_hamiltonian(scaled, touching);
-    if (hamiltonian) {
-      result.decided = true;
-      result.method = PassivityMethod::hamiltonian;
-      holds = hamiltonian->holds;
-    }
-  }
   result.passive = holds && result.proportional_fault.empty();
   const Scan of_judged(judged);
   const Extreme extreme = scaled.ports <= ports_to_be_certain ? of_judged.certified_largest(pieces_to_be_certain)
@@ -118,9 +107,9 @@ Passivity passivity(const Model& model) {
   result.frequency = in_hertz(extreme.omega);
   if (!holds) {
     std::vector<CrossedInterval> intervals;
-    if (hamiltonian) {
-      intervals = hamiltonian->violating;
-    } else if (certificate.witness) {  // without one the same pieces would be left open again
+    if (decision.hamiltonian) {
+      intervals = decision.hamiltonian->violating;
+    } else if (decision.certificate.witness) {  // without one the same pieces would be left open again
       const Certificate all = certify(judged, touching, Thoroughness::intervals);
       result.pieces += all.pieces;
       intervals = joined(all);
