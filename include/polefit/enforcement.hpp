@@ -75,8 +75,10 @@ POLEFIT_EXPORT Enforcement enforce_passivity(const Model& model, const NetworkDa
 
 /// How passive samples are.
 struct SampledPassivity {
-  bool passive = true;      ///< at all samples, with the tolerance
-  double tolerance = 1e-3;  ///< by which S may exceed 1, or Y and Z fall below 0 relative to their norm
+  bool passive = true;  ///< at all samples, with the tolerance
+  /// By which S may exceed 1, or Y and Z fall below 0 relative to their norm; where that is small, the noise
+  /// counts as it is.
+  double tolerance = 1e-3;
   /// The largest singular value of S; the least eigenvalue of the Hermitian part of Y or Z, over the norm.
   double extreme = 0.0;
   double frequency = 0.0;   ///< in hertz, where that is

@@ -225,8 +225,8 @@ class Judge {
     subtract(transforms().coefficients, g_im_, c_im_);
   }
 
-  /// The limit of eigenvalues in a unit that makes it least on the piece; with any other of its values it is up
-  /// to `uncertain_` more.
+  /// The limit of eigenvalues in a unit that makes it least on the piece; with any other of its values it is
+  /// up to `uncertain_` more.
   double least_limit() {
     uncertain_ = 0.0;
     if (!model_.by_norm) {

@@ -19,8 +19,8 @@ struct Decision {
   bool holds() const { return hamiltonian ? hamiltonian->holds : certificate.holds; }
 };
 
-/// By the certificate, and where rounding keeps that from telling, as beside resonances without losses, by the
-/// Hamiltonian matrix of a model that is not large.
+/// By the certificate, and where rounding keeps that from telling, as beside resonances without losses, by
+/// the Hamiltonian matrix of a model that is not large.
 ///
 /// limit, most   as certify
 Decision decide(const ScaledModel& model, double limit,

@@ -8,8 +8,8 @@
 
 namespace polefit {
 
-/// The largest singular value of S, or what the smallest eigenvalue of the Hermitian part lacks of the least in
-/// the unit of the value. Not a number where the value is none.
+/// The largest singular value of S, or what the smallest eigenvalue of the Hermitian part lacks of the least
+/// in the unit of the value. Not a number where the value is none.
 double measure_at(const ScaledModel& model, double omega);
 /// The same of a value, with the kind, the ports and the scale of the model.
 double measure_of(const ScaledModel& model, const ComplexMatrix& value);
@@ -18,8 +18,8 @@ double measure_of(const ScaledModel& model, const ComplexMatrix& value);
 /// fraction of the time.
 std::vector<double> measures_above(const ScaledModel& model, const std::vector<double>& omegas, double limit);
 
-/// The matrix whose largest eigenvalue it is, for S its square: H^H H, or the least less the Hermitian part in
-/// the unit of the value. Its lower triangle.
+/// The matrix whose largest eigenvalue it is, for S its square: H^H H, or the least less the Hermitian part
+/// in the unit of the value. Its lower triangle.
 ComplexMatrix judged_matrix(const ScaledModel& model, const ComplexMatrix& value);
 
 struct Extreme {

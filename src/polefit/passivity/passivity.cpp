@@ -100,9 +100,16 @@ Passivity passivity(const Model& model) {
   result.method = decision.hamiltonian ? PassivityMethod::hamiltonian : PassivityMethod::certificate;
   result.proportional_fault = proportional_fault(scaled);
   result.passive = holds && result.proportional_fault.empty();
-  const Scan of_judged(judged);
-  const Extreme extreme = scaled.ports <= ports_to_be_certain ? of_judged.certified_largest(pieces_to_be_certain)
-                                                              : of_judged.largest();
+  const auto largest_of = [&](const ScaledModel& looked_at) {
+    const Scan scan(looked_at);
+    return scaled.ports <= ports_to_be_certain ? scan.certified_largest(pieces_to_be_certain)
+                                               : scan.largest();
+  };
+  Extreme extreme = largest_of(scaled);
+  if (holds && extreme.measure > scaled.limit() && !scaled.scattering) {
+    // Rounding at the height of a resonance, where it tells nothing.
+    extreme = largest_of(judged);
+  }
   result.extreme = value(extreme.omega);
   result.frequency = in_hertz(extreme.omega);
   if (!holds) {
@@ -119,8 +126,7 @@ Passivity passivity(const Model& model) {
       const double omega = scan.largest_within(interval.lowest, interval.highest).omega;
       result.violations.push_back(
           {in_hertz(interval.lowest), in_hertz(interval.highest), value(omega), in_hertz(omega)});
-      const bool worse = scaled.scattering ? value(omega) > result.extreme : value(omega) < result.extreme;
-      if (worse || result.violations.size() == 1) {
+      if (scaled.scattering ? value(omega) > result.extreme : value(omega) < result.extreme) {
         result.extreme = value(omega);
         result.frequency = in_hertz(omega);
       }

@@ -54,29 +54,33 @@ SampledPassivity sampled_passivity(const NetworkData& data, const NetworkMatrix&
   form.scattering = matrix.parameter == 'S';
   form.ports = whole->ports();
   SampledPassivity result;
+  const double least = result.tolerance;
   const double of_noise = times_noise * size_of_noise(data, noise);
-  if (form.scattering) {
-    result.tolerance = std::max(result.tolerance, of_noise);
-  }
+  double squares = 0.0;
   double worst = -std::numeric_limits<double>::infinity();
   for (std::size_t k = 0; k < data.responses.samples; ++k) {
     const ComplexMatrix value = value_of(data, *whole, k);
+    const double norm = norm_of(value);
+    squares += norm * norm;
+    const double size = form.scattering || !(norm > 0.0) ? 1.0 : norm;
     // Noise is the same where there is hardly anything else.
-    const double size = std::max(norm_of(value), of_noise / result.tolerance);
-    form.scale = form.scattering || !(size > 0.0) ? 1.0 : size;
+    const double permitted = std::max(least * size, of_noise);
     const double measure = measure_of(form, value);
     const double frequency = data.frequencies[k];
-    if (measure > worst) {
-      worst = measure;
+    const double excess = (measure - form.limit()) / permitted;
+    if (excess > worst) {
+      worst = excess;
+      result.extreme = form.scattering ? measure : -measure / size;
       result.frequency = frequency;
     }
-    if (measure > form.limit() + result.tolerance) {
+    if (excess > 1.0) {
       result.lowest = result.samples == 0 ? frequency : std::min(result.lowest, frequency);
       result.highest = result.samples == 0 ? frequency : std::max(result.highest, frequency);
       ++result.samples;
     }
   }
-  result.extreme = form.scattering ? worst : -worst;
+  const double usual = std::sqrt(squares / static_cast<double>(data.responses.samples));
+  result.tolerance = std::max(least, form.scattering || !(usual > 0.0) ? of_noise : of_noise / usual);
   result.passive = result.samples == 0;
   return result;
 }

@@ -31,11 +31,11 @@ struct ScaledModel {
       source;  ///< of each pole: which of the model's it is; poles added to these have none
   Matrix x;    ///< (poles + 1) x ports^2: X_k by columns in row k, the constant's last
   Matrix e;    ///< ports x ports: E times the unit
-  /// A size of the values: 1 for S, else the middle one of their norms over the band. Resonances, which have no
-  /// largest value without losses, are no measure for what is lost beside them.
+  /// A size of the values: 1 for S, else the middle one of their norms over the band. Resonances, which have
+  /// no largest value without losses, are no measure for what is lost beside them.
   double scale = 1.0;
-  /// Whether a value of Y or Z is judged in units of its own norm where that is larger: rounding leaves no less
-  /// of a resonance than a part of its height.
+  /// Whether a value of Y or Z is judged in units of its own norm where that is larger: rounding leaves no
+  /// less of a resonance than a part of its height.
   bool by_norm = false;
   /// Of Y and Z: what eigenvalues are to be at least.
   double least = 0.0;
