@@ -52,6 +52,9 @@ constexpr double least_margin = 1e-9;
 constexpr double largest_margin = 1e-6;
 /// Times as many rounds are worth while with room poles, which are not added for nothing.
 constexpr std::size_t room_rounds = 3;
+/// Roughly, a billion a second: of a trial, and of all.
+constexpr double most_operations = 4e9;
+constexpr double most_operations_of_all = 1e10;
 constexpr int most_pulls = 6;
 constexpr int most_halvings = 30;
 /// Errors grow by about what a model is shrunk by: it is tried up to so many times what is enough.
@@ -265,8 +268,10 @@ class Enforcer {
                          .error_enough = enough_,
                          .error_hopeless = hopeless,
                          .error_wanted = wanted_,
-                         .most_rounds = (stage > 0 ? room_rounds : 1) * options_.most_rounds});
+                         .most_rounds = (stage > 0 ? room_rounds : 1) * options_.most_rounds,
+                         .most_operations = operations_of_trial()});
     rounds_ += found.rounds;
+    operations_ += found.operations;
     if (found.certified) {
       offer({std::move(found.model), Remedy::nearest, found.error, pairs, outside, std::move(found.holding)});
       return true;
@@ -295,7 +300,9 @@ class Enforcer {
     std::optional<PoleMoves> moves;
     double damping = first_damping;
     int failures = 0;
-    for (int i = 0; i < most_moves && failures < most_failures && best_.error > enough; ++i) {
+    for (int i = 0;
+         i < most_moves && failures < most_failures && best_.error > enough && operations_of_trial() > 0.0;
+         ++i) {
       if (!moves) {
         moves.emplace(best_.model, samples_, best_.outside, options_.keep_value_at_zero, planes,
                       limit_with_margin(base_, margin));
@@ -312,8 +319,10 @@ class Enforcer {
                                                   .error_enough = enough_,
                                                   .error_hopeless = before,
                                                   .error_wanted = enough,
-                                                  .most_rounds = options_.most_rounds});
+                                                  .most_rounds = options_.most_rounds,
+                                                  .most_operations = operations_of_trial()});
           rounds_ += found.rounds;
+          operations_ += found.operations;
           planes.insert(planes.end(), found.holding.begin(), found.holding.end());
           if (found.certified && found.error < before) {
             ++moves_;
@@ -326,6 +335,10 @@ class Enforcer {
       failures = best_.error < (1.0 - worth_another_move) * before ? 0 : failures + 1;
       damping *= best_.error < before ? damping_after_success : damping_after_failure;
     }
+  }
+
+  double operations_of_trial() const {
+    return std::clamp(most_operations_of_all - operations_, 0.0, most_operations);
   }
 
   double margin_of(double outside) const {
@@ -420,6 +433,7 @@ class Enforcer {
   double highest_ = 0.0;
   std::size_t rounds_ = 0;
   std::size_t moves_ = 0;
+  double operations_ = 0.0;
   Found best_;
 };
 

@@ -25,6 +25,8 @@ constexpr int sections = 10;
 constexpr double restoration = 1.5;
 /// And at most: planes moved farther may leave nothing between them.
 constexpr double most_inwards = 0.3;
+/// Of Y and Z, in units of the height of a resonance.
+constexpr double most_inwards_by_norm = 0.003;
 /// Places of the grid about a plane's frequency whose violation moves it: what is violated elsewhere is no
 /// reason to give up what the band needs, which near its ends is dear.
 constexpr std::size_t reach = 2;
@@ -36,8 +38,6 @@ constexpr double rounds_to_double = 2.0;
 constexpr double most_more = 0.3;
 /// A model that takes more to certify touches the limit, and is not tried so in every round.
 constexpr std::size_t most_pieces = 4000;
-/// The time of a round grows with the square of their number, and more.
-constexpr std::size_t most_planes = 2000;
 /// By which eigenvalues of Y and Z may be below their margin, in the unit of their value: beside a resonance
 /// without losses no part of its height is to be had.
 constexpr double forgiven = 2e-10;
@@ -94,8 +94,11 @@ class Search {
     bool passive = is_passive(y, violation.most);
     std::size_t round = 0;
     std::vector<Peak> holding;
-    while (!passive && round < options_.most_rounds && !planes_.empty() && planes_.size() < most_planes) {
+    double operations = 0.0;
+    while (!passive && round < options_.most_rounds && !planes_.empty() &&
+           operations < options_.most_operations) {
       ++round;
+      operations += operations_of_round();
       y = planes_.nearest([](double) { return 0.0; });
       const double bound = harm_.in_band(y);
       if (bound > options_.error_hopeless && static_cast<double>(round) > patient_rounds / 2.0) {
@@ -112,7 +115,7 @@ class Search {
     }
     current_.x = harm_.expanded(y);
     current_.least = 0.0;
-    return {current_, passive, harm_.in_band(y), round, std::move(holding)};
+    return {current_, passive, harm_.in_band(y), round, operations, std::move(holding)};
   }
 
  private:
@@ -121,6 +124,15 @@ class Search {
     double most_value = 0.0;  // the same times the unit
     std::vector<Peak> peaks;
   };
+
+  /// Of the products of planes, which their equations take too, and of the values and measures on the grid.
+  double operations_of_round() const {
+    const auto planes = static_cast<double>(planes_.size());
+    const auto ports = static_cast<double>(current_.ports);
+    const auto functions = static_cast<double>(current_.functions());
+    return planes * planes * (ports * ports + functions) +
+           static_cast<double>(grid_.size()) * (4.0 * functions + 8.0 * ports) * ports * ports;
+  }
 
   double good_error(double bound, std::size_t round) const {
     const double late = std::max(0.0, static_cast<double>(round) - patient_rounds);
@@ -189,7 +201,7 @@ class Search {
     for (std::size_t i = place - std::min(place, reach); i <= place + reach && i < violations_.size(); ++i) {
       violation = std::max(violation, violations_[i]);
     }
-    return std::min(most_inwards, restoration * violation);
+    return std::min(current_.scattering ? most_inwards : most_inwards_by_norm, restoration * violation);
   }
 
   /// The local maxima of the largest measure that are above the limit, with all measures above it there.

@@ -21,6 +21,7 @@ struct NearestPassive {
   bool certified = false;  ///< passive; else the last point, which is not
   double error = 0.0;      ///< in the band
   std::size_t rounds = 0;
+  double operations = 0.0;    ///< roughly, a billion a second
   std::vector<Peak> holding;  ///< the planes that hold it back
 };
 
@@ -33,6 +34,7 @@ struct NearestOptions {
   double error_hopeless = std::numeric_limits<double>::infinity();
   double error_wanted = 0.0;  ///< ... and one with such an error when it has become long
   std::size_t most_rounds = 60;
+  double most_operations = std::numeric_limits<double>::infinity();
 };
 
 /// What measures are to stay below: for Y and Z the margin, in units of the scale, is the least that
