@@ -133,6 +133,27 @@ TEST(PassiveSearch, tries_other_orders_where_the_target_is_lost_and_tells_of_all
   }
 }
 
+TEST(PassiveSearch, room_poles_count_for_the_limit_on_the_order) {
+  const auto order = [](char parameter, std::uint64_t seed, std::size_t samples, const Target& target) {
+    const Network network = passive_networks::passive_network(seed, 2, samples, parameter);
+    const PassiveSearch found = fit_to_error_passively(network.data(), *network.matrix, target);
+    return std::pair(found.search.fit.model.poles.size(), found.enforcement.room_pairs);
+  };
+  std::size_t with_room = 0;
+  for (const auto& [parameter, seed] :
+       {std::pair{'S', 3U}, std::pair{'S', 6U}, std::pair{'Y', 0U}, std::pair{'Y', 2U}, std::pair{'Y', 3U},
+        std::pair{'Y', 9U}, std::pair{'Z', 0U}, std::pair{'Z', 1U}}) {
+    for (const std::size_t most : {8U, 12U, 16U}) {
+      const auto [poles, pairs] = order(parameter, seed, 150, {.error = 1e-4, .most_poles = most});
+      EXPECT_LE(poles, most) << parameter << seed;
+      with_room += pairs;
+    }
+    const auto [poles, pairs] = order(parameter, seed, 24, {.error = 1e-4});
+    EXPECT_LE(poles, 12U) << parameter << seed;  // half the samples
+  }
+  EXPECT_GT(with_room, 0U);  // else nothing was tested
+}
+
 TEST(PassiveSearch, passive_fits_are_those_of_the_plain_search) {
   // Losses of a tenth: a fit to a part in a thousand stays passive.
   const std::vector<double> frequencies = band(80, 0.0, 2.0);

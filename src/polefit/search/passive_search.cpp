@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "polefit/fitting/finish.hpp"
+#include "polefit/search/limit_on_order.hpp"
 #include "polefit/search/measured.hpp"
 #include "polefit/search/sentence.hpp"
 #include "polefit/search/within_noise.hpp"
@@ -95,8 +96,10 @@ class Searcher {
     cancelled_ = cancelled_ || search.end == SearchEnd::cancelled;
     Fit& fit = search.fit;
     order_ = fit.model.poles.size();
+    const std::size_t limit = limit_on_order(target_, search.findings.turns, data_.frequencies.size());
+    const std::size_t free_pairs = (std::max(limit, order_) - order_) / 2;
     EnforcementOptions options{.move_poles = true,
-                               .most_room_pairs = most_room_pairs,
+                               .most_room_pairs = std::min(most_room_pairs, free_pairs),
                                .keep_value_at_zero = keeps_zero(data_, options_)};
     NetworkData data = data_;
     if (data_.weights.empty()) {
