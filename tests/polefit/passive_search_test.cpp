@@ -133,6 +133,13 @@ TEST(PassiveSearch, tries_other_orders_where_the_target_is_lost_and_tells_of_all
   }
 }
 
+Network amplified(Network network, double factor) {
+  for (Complex& value : network.values) {
+    value *= factor;
+  }
+  return network;
+}
+
 TEST(PassiveSearch, room_poles_count_for_the_limit_on_the_order) {
   const auto order = [](char parameter, std::uint64_t seed, std::size_t samples, const Target& target) {
     const Network network = passive_networks::passive_network(seed, 2, samples, parameter);
@@ -319,6 +326,22 @@ TEST(PassiveRefitting, starting_poles_that_were_given_are_not_given_up) {
   EXPECT_EQ(made.fitted_again, 0);
   EXPECT_EQ(made.refitted.fit.model.poles, made.fit.model.poles);
   EXPECT_EQ(made.refitted.fit.model.residues, made.alone.fit.model.residues);
+}
+
+TEST(PassiveRefitting, a_callback_that_ends_it_is_not_asked_again) {
+  for (const int last : {1, 2, 3}) {
+    // Data far above 1: every order is worth another one.
+    Network network = amplified(passive_networks::passive_network(13, 2, 200, 'S'), 1.5);
+    Options options;
+    options.complex_pairs = 12;
+    const Fit fit = polefit::fit(network.data(), options);
+    int calls = 0;
+    options.progress = [&](const Progress&) { return ++calls < last; };
+    const PassiveFit found = made_passive_by_refitting(fit, network.data(), *network.matrix, options);
+    EXPECT_EQ(calls, last);
+    EXPECT_EQ(found.fit.report.reason, StopReason::cancelled) << last;
+    EXPECT_TRUE(passivity(found.fit.model).passive) << last;
+  }
 }
 
 TEST(PassiveRefitting, refuses_poles_that_need_not_be_stable) {

@@ -209,6 +209,7 @@ PassiveFit made_passive_by_refitting(Fit fit, const NetworkData& data, const Net
   const std::size_t order = fit.model.poles.size();
   EnforcementOptions keeping{.move_poles = options.polish,
                              .keep_value_at_zero = keeps_zero(data, options)};
+  bool cancelled = fit.report.reason == StopReason::cancelled;
   PassiveFit best = made_passive(std::move(fit), data, matrix, keeping);
   const double before = best.enforcement.error_before;
   const double enough = std::max(harmless * before, before + rounding);
@@ -222,7 +223,7 @@ PassiveFit made_passive_by_refitting(Fit fit, const NetworkData& data, const Net
     }
   }
   for (const std::size_t fewer : orders) {
-    if (best.enforcement.error_after <= enough || best.fit.report.reason == StopReason::cancelled) {
+    if (cancelled || best.enforcement.error_after <= enough) {
       break;
     }
     if (fewer == 0) {
@@ -234,9 +235,13 @@ PassiveFit made_passive_by_refitting(Fit fit, const NetworkData& data, const Net
     smaller_fit.complex_pairs = (fewer - smaller_fit.real_poles) / 2;
     keeping.most_room_pairs = (order - fewer) / 2;
     PassiveFit found = made_passive(polefit::fit(data, smaller_fit), data, matrix, keeping);
+    cancelled = found.fit.report.reason == StopReason::cancelled;
     if (found.enforcement.error_after < best.enforcement.error_after) {
       best = std::move(found);
     }
+  }
+  if (cancelled) {
+    best.fit.report.reason = StopReason::cancelled;
   }
   return best;
 }
