@@ -140,6 +140,52 @@ Network amplified(Network network, double factor) {
   return network;
 }
 
+/// Of data that exceed 1 by much other orders serve as badly, and one of them is taken.
+TEST(PassiveSearch, the_first_fit_is_told_whichever_was_taken) {
+  std::size_t others = 0;
+  for (const std::uint64_t seed : {0U, 3U, 6U, 9U}) {
+    const Network network = amplified(passive_networks::passive_network(seed, 2, 150, 'S'), 1.5);
+    const Search alone = fit_to_error(network.data(), {});
+    const PassiveSearch found = made_passive(alone, network.data(), *network.matrix, {});
+    others += found.enforcement.error_before != found.first.error ? 1 : 0;
+    EXPECT_EQ(found.first.order, alone.fit.model.poles.size()) << seed;
+    // An error of 1e-6 and more: the rounding of values is nothing beside it.
+    ASSERT_GT(alone.fit.report.relative_error, 1e-6) << seed;
+    EXPECT_NEAR(found.first.error / alone.fit.report.relative_error, 1.0, 1e-6) << seed;
+  }
+  EXPECT_GT(others, 0U);  // else nothing was tested
+}
+
+/// Relative to data in which a response counts by the inverse of what it is allowed by the noise.
+TEST(PassiveSearch, the_error_of_the_model_taken_has_the_weights_of_the_first_fit) {
+  const Target target;
+  std::size_t others = 0;
+  for (const std::uint64_t seed : {0U, 3U, 6U, 9U}) {
+    Network network = passive_networks::passive_network(seed, 2, 150, 'S');
+    passive_networks::add_noise(network, 1e-2, seed);
+    network = amplified(std::move(network), 1.5);
+    const Search alone = fit_to_error(network.data(), target);
+    const PassiveSearch found = made_passive(alone, network.data(), *network.matrix, target);
+    if (found.enforcement.error_before == found.first.error) {
+      continue;
+    }
+    ++others;
+    double weights = 0.0;
+    double squares = 0.0;
+    double squares_before = 0.0;
+    for (std::size_t r = 0; r < 4; ++r) {
+      const double noise = 1.1 * std::min(alone.findings.noise[r], alone.fit.report.errors[r].relative);
+      const double weight = std::pow(target.error / std::max(target.error, noise), 2);
+      weights += weight;
+      squares += weight * std::pow(found.search.fit.report.errors[r].relative, 2);
+      squares_before += weight * std::pow(alone.fit.report.errors[r].relative, 2);
+    }
+    EXPECT_NEAR(found.enforcement.error_after / std::sqrt(squares / weights), 1.0, 1e-6) << seed;
+    EXPECT_NEAR(found.first.error / std::sqrt(squares_before / weights), 1.0, 1e-6) << seed;
+  }
+  EXPECT_GT(others, 0U);  // else nothing was tested
+}
+
 TEST(PassiveSearch, room_poles_count_for_the_limit_on_the_order) {
   const auto order = [](char parameter, std::uint64_t seed, std::size_t samples, const Target& target) {
     const Network network = passive_networks::passive_network(seed, 2, samples, parameter);
@@ -159,6 +205,24 @@ TEST(PassiveSearch, room_poles_count_for_the_limit_on_the_order) {
     EXPECT_LE(poles, 12U) << parameter << seed;  // half the samples
   }
   EXPECT_GT(with_room, 0U);  // else nothing was tested
+}
+
+/// Data with noise of 1e-6, which exceed 1 by a part in 500.
+TEST(PassiveSearch, what_missed_its_target_and_grew_is_lost_to_passivity_and_not_to_noise) {
+  Network network = passive_networks::passive_network(9, 2, 150, 'S');
+  passive_networks::add_noise(network, 1e-6, 9);
+  network = amplified(std::move(network), 1.002);
+  const Target target{.error = 1e-7, .most_poles = 30};
+  const Search alone = fit_to_error(network.data(), target);
+  ASSERT_EQ(alone.end, SearchEnd::noise);
+  ASSERT_TRUE(succeeded(alone));
+  const PassiveSearch found = made_passive(alone, network.data(), *network.matrix, target);
+  ASSERT_GT(found.search.error, 1.05 * alone.error);
+  EXPECT_EQ(found.search.end, SearchEnd::lost_to_passivity);
+  EXPECT_FALSE(succeeded(found.search));
+  EXPECT_TRUE(found.search.fit.report.finding.ends_with(" before the model was made passive"))
+      << found.search.fit.report.finding;
+  EXPECT_EQ(found.search.fit.model.origin->finding, found.search.fit.report.finding);
 }
 
 TEST(PassiveSearch, passive_fits_are_those_of_the_plain_search) {
@@ -326,6 +390,16 @@ TEST(PassiveRefitting, starting_poles_that_were_given_are_not_given_up) {
   EXPECT_EQ(made.fitted_again, 0);
   EXPECT_EQ(made.refitted.fit.model.poles, made.fit.model.poles);
   EXPECT_EQ(made.refitted.fit.model.residues, made.alone.fit.model.residues);
+}
+
+TEST(PassiveRefitting, the_fit_that_was_given_is_told_whichever_was_taken) {
+  const Refitting made(14, 20, 200, 'S');
+  ASSERT_LT(made.refitted.fit.model.poles.size(), 20U);
+  EXPECT_EQ(made.refitted.first.order, 20U);
+  EXPECT_EQ(made.refitted.first.error, made.alone.enforcement.error_before);
+  EXPECT_NE(made.refitted.first.error, made.refitted.enforcement.error_before);
+  EXPECT_EQ(made.alone.first.order, 20U);
+  EXPECT_EQ(made.alone.first.error, made.alone.enforcement.error_before);
 }
 
 TEST(PassiveRefitting, a_callback_that_ends_it_is_not_asked_again) {
