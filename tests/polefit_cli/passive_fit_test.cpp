@@ -148,6 +148,15 @@ TEST_F(PassiveFit, a_target_that_is_lost_to_passivity_is_told_by_text_and_status
   expect_passive_model("m.json");
 }
 
+TEST_F(PassiveFit, fewer_poles_than_were_asked_for_are_told) {
+  polefit::write_touchstone(passive_network(14, 2, 200, 'S'), "s.s2p");
+  ASSERT_EQ(run({"fit", "s.s2p", "--poles", "20", "-o", "m.json"}), 0) << errors() << output();
+  const std::size_t poles = polefit::load("m.json").poles.size();
+  ASSERT_LT(poles, 20U);
+  EXPECT_NE(output().find("  order       " + std::to_string(poles) + " poles ("), std::string::npos);
+  EXPECT_NE(output().find("); 20 made no better passive model\n"), std::string::npos) << output();
+}
+
 TEST_F(PassiveFit, a_single_response_takes_part_as_that_of_a_one_port) {
   const polefit::Network network = violating_one_port();
   std::ofstream file("f_data.in");

@@ -8,6 +8,7 @@
 #include "polefit/enforcement.hpp"
 #include "polefit/network.hpp"
 #include "polefit/order_search.hpp"
+#include "polefit/passive_search.hpp"
 #include "polefit/passivity.hpp"
 
 namespace polefit_cli {
@@ -21,6 +22,7 @@ struct FitOutcome {
   std::optional<polefit::Passivity> passivity;            ///< of a stable model of a whole matrix
   bool to_be_passive = false;                             ///< whether it was to be made passive
   std::optional<polefit::EnforcementReport> enforcement;  ///< what that took
+  polefit::FirstFit first;                                ///< what there was before, where that was done
   std::string not_corrected;                              ///< why it was not done, where it was tried
   std::optional<polefit::SampledPassivity> active;        ///< the data, where they are not passive
   double seconds = 0.0;
