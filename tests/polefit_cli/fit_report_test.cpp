@@ -182,6 +182,19 @@ TEST(FitReport, fewer_poles_than_were_asked_for_are_told) {
   EXPECT_EQ(fit_report(network_of(1), outcome).find("made no better"), std::string::npos);
 }
 
+TEST(FitReport, a_passive_model_that_does_not_follow_the_data_any_more_is_told_and_has_not_converged) {
+  const std::string lost = "; it does not follow the data any more: the error was 0.001 before";
+  EXPECT_FALSE(converged(corrected(1e-3, 0.31)));
+  EXPECT_NE(passive_line(corrected(1e-3, 0.31)).find(lost), std::string::npos);
+  EXPECT_TRUE(converged(corrected(1e-3, 0.29)));
+  EXPECT_EQ(passive_line(corrected(1e-3, 0.29)).find("follow the data"), std::string::npos);
+  EXPECT_TRUE(converged(corrected(0.05, 0.45)));  // little was lost
+  EXPECT_FALSE(converged(corrected(0.05, 0.55)));
+  FitOutcome searched = corrected(1e-3, 0.31);
+  searched.search_succeeded = true;
+  EXPECT_FALSE(converged(searched));
+}
+
 TEST(FitReport, a_given_order_that_costs_more_than_a_twentieth_is_told_to_be_no_good_choice) {
   const std::string better = "; a target (--error) or another order may do better";
   EXPECT_TRUE(passive_line(corrected(1e-3, 1.06e-3)).ends_with("; cost 6 % of the error" + better));

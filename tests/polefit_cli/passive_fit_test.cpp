@@ -148,6 +148,19 @@ TEST_F(PassiveFit, a_target_that_is_lost_to_passivity_is_told_by_text_and_status
   expect_passive_model("m.json");
 }
 
+TEST_F(PassiveFit, a_model_that_does_not_follow_the_data_any_more_is_told_by_text_and_status) {
+  polefit::write_touchstone(amplified(violating_two_port(), 30.0), "s.s2p");
+  const std::string lost = "; it does not follow the data any more: the error was ";
+  for (const std::vector<std::string>& order :
+       {std::vector<std::string>{}, std::vector<std::string>{"--poles", "8"}}) {
+    std::vector<std::string> fit{"fit", "s.s2p", "--passive", "-o", "m.json"};
+    fit.insert(fit.end(), order.begin(), order.end());
+    EXPECT_EQ(run(fit), 1) << errors();
+    EXPECT_NE(output().find(lost), std::string::npos) << output();
+    expect_passive_model("m.json");
+  }
+}
+
 TEST_F(PassiveFit, fewer_poles_than_were_asked_for_are_told) {
   polefit::write_touchstone(passive_network(14, 2, 200, 'S'), "s.s2p");
   ASSERT_EQ(run({"fit", "s.s2p", "--poles", "20", "-o", "m.json"}), 0) << errors() << output();

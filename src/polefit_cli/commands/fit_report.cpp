@@ -23,6 +23,9 @@ constexpr double poor_error = 1e-2;
 /// Growth of an error that is told as a percentage.
 constexpr double least_percents = 1e-3;
 constexpr double most_percents = 1.0;
+/// An error of a model that has nothing of the data left, and its growth where it is passivity that took it.
+constexpr double no_likeness = 0.3;
+constexpr double ruin = 10.0;
 /// An error that has grown by more sends a search to other orders.
 constexpr double worth_another_order = 1.05;
 
@@ -109,6 +112,9 @@ std::string cost_text(const FitOutcome& outcome) {
   const std::string order = text::counted(outcome.first.order, "pole");
   const std::string was =
       "the error was " + short_number(before, 2) + " before" + (other ? ", with " + order : "");
+  if (lost_the_data(outcome)) {
+    return "it does not follow the data any more: " + was;
+  }
   if (!(growth <= most_percents)) {
     return was;
   }
@@ -143,8 +149,13 @@ std::optional<std::string> passive_text(const polefit::Network& network, const F
 
 }  // namespace
 
+bool lost_the_data(const FitOutcome& outcome) {
+  return outcome.enforcement && !(outcome.enforcement->error_after <= no_likeness) &&
+         !(outcome.enforcement->error_after <= ruin * outcome.first.error);
+}
+
 bool converged(const FitOutcome& outcome) {
-  if (outcome.to_be_passive && !is_passive(outcome)) {
+  if ((outcome.to_be_passive && !is_passive(outcome)) || lost_the_data(outcome)) {
     return false;
   }
   if (outcome.search_succeeded) {

@@ -28,8 +28,12 @@ struct FitOutcome {
   double seconds = 0.0;
 };
 
+/// Whether the model followed the data until it was made passive, and does not any more: its error is above
+/// 0.3, and more than ten times what it was.
+bool lost_the_data(const FitOutcome& outcome);
+
 /// Whether a user may take the model without another thought: it fits as was asked, and is passive where it
-/// was to be.
+/// was to be and follows the data for all that.
 bool converged(const FitOutcome& outcome);
 
 /// Whether the model of a network of S parameters amplifies what it does not fit: its error is above 1e-2,
