@@ -161,7 +161,11 @@ TEST_F(PassiveFit, a_model_that_does_not_follow_the_data_any_more_is_told_by_tex
   }
 }
 
-TEST_F(PassiveFit, fewer_poles_than_were_asked_for_are_told) {
+TEST_F(PassiveFit, fewer_poles_than_were_asked_for_are_told_in_help_and_table) {
+  ASSERT_EQ(run({"fit", "--help"}), 0);
+  std::string help = output();
+  std::replace(help.begin(), help.end(), '\n', ' ');
+  EXPECT_NE(help.find("fewer"), std::string::npos) << help;
   polefit::write_touchstone(passive_network(14, 2, 200, 'S'), "s.s2p");
   ASSERT_EQ(run({"fit", "s.s2p", "--poles", "20", "-o", "m.json"}), 0) << errors() << output();
   const std::size_t poles = polefit::load("m.json").poles.size();
