@@ -157,6 +157,7 @@ TEST_F(PassiveFit, a_model_that_does_not_follow_the_data_any_more_is_told_by_tex
     fit.insert(fit.end(), order.begin(), order.end());
     EXPECT_EQ(run(fit), 1) << errors();
     EXPECT_NE(output().find(lost), std::string::npos) << output();
+    EXPECT_EQ(output().find(lost + "0 before"), std::string::npos) << output();
     expect_passive_model("m.json");
   }
 }
