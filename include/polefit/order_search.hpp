@@ -40,7 +40,8 @@ enum class SearchEnd {
   too_coarse,  ///< the phase turns too far from sample to sample for any order
   most_poles,  ///< the limit on the order
   cancelled,   ///< the callback asked for it
-  /// The target was met, or met to the noise, before the model was made passive (passive_search.hpp).
+  /// The target was met, or met to the noise, before the model was made passive; or the error was smaller by
+  /// more than 5 per cent (passive_search.hpp).
   lost_to_passivity,
 };
 

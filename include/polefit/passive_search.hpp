@@ -1,6 +1,8 @@
 /// Fits whose models are passive.
 #pragma once
 
+#include <cstddef>
+
 #include "polefit/enforcement.hpp"
 #include "polefit/export.hpp"
 #include "polefit/fit.hpp"
@@ -11,10 +13,19 @@
 
 namespace polefit {
 
+/// A fit as it was before anything was done to make its model passive.
+struct FirstFit {
+  std::size_t order = 0;  ///< number of poles
+  /// As EnforcementReport::error_before, and with the weights of EnforcementReport::error_after: what is more
+  /// there is the cost, whichever fit was taken.
+  double error = 0.0;
+};
+
 /// A fit of given order.
 struct PassiveFit {
   Fit fit;                        ///< its model is passive, its errors are those of that model
-  EnforcementReport enforcement;  ///< what it took
+  EnforcementReport enforcement;  ///< of the fit that was taken
+  FirstFit first;                 ///< the one that was given
 };
 
 /// What was found.
@@ -23,6 +34,7 @@ struct PassiveSearch {
   /// those of all searches.
   Search search;
   EnforcementReport enforcement;  ///< of the model that was taken
+  FirstFit first;                 ///< what there was without other orders
 };
 
 /// As fit_to_error, for the samples of a whole S, Y or Z matrix, of models made passive: the error that
@@ -30,13 +42,14 @@ struct PassiveSearch {
 /// error that could be reached grows by more than 5 per cent, room poles are added, orders tried that are
 /// smaller, with less beyond the band that would have to be mended, and larger, with an error that leaves
 /// room for it. Of the models that meet the target the one with the fewest poles is taken, and if none does
-/// the one with the least error. Also ends with a passive model for data that are not those of a passive
-/// network; it is then as far from them as they are from passive ones. What exact_sample takes exactly at 0
-/// Hz stays.
+/// the one with the least error; room poles count, and do not exceed the limit on the order. Also ends with a
+/// passive model for data that are not those of a passive network; it is then as far from them as they are
+/// from passive ones. What exact_sample takes exactly at 0 Hz stays.
 ///
 /// What fit_to_error met to the noise counts as met to it as long as the error is not more than 5 per cent
-/// larger. Without weights a response counts in the enforcement by the inverse of the error that it is
-/// allowed, the target or 1.1 times its noise.
+/// larger. Where it is, the search ends with SearchEnd::lost_to_passivity whatever was in the way of the
+/// target before, but for SearchEnd::too_coarse and SearchEnd::cancelled. Without weights a response counts
+/// in the enforcement by the inverse of the error that it is allowed, the target or 1.1 times its noise.
 ///
 /// Throws Error as fit_to_error and as enforce_passivity do. Models with poles in the right half-plane cannot
 /// be passive: bad_option for options that permit them.

@@ -133,6 +133,98 @@ TEST(PassiveSearch, tries_other_orders_where_the_target_is_lost_and_tells_of_all
   }
 }
 
+Network amplified(Network network, double factor) {
+  for (Complex& value : network.values) {
+    value *= factor;
+  }
+  return network;
+}
+
+/// Of data that exceed 1 by much other orders serve as badly, and one of them is taken.
+TEST(PassiveSearch, the_first_fit_is_told_whichever_was_taken) {
+  std::size_t others = 0;
+  for (const std::uint64_t seed : {0U, 3U, 6U, 9U}) {
+    const Network network = amplified(passive_networks::passive_network(seed, 2, 150, 'S'), 1.5);
+    const Search alone = fit_to_error(network.data(), {});
+    const PassiveSearch found = made_passive(alone, network.data(), *network.matrix, {});
+    others += found.enforcement.error_before != found.first.error ? 1 : 0;
+    EXPECT_EQ(found.first.order, alone.fit.model.poles.size()) << seed;
+    // An error of 1e-6 and more: the rounding of values is nothing beside it.
+    ASSERT_GT(alone.fit.report.relative_error, 1e-6) << seed;
+    EXPECT_NEAR(found.first.error / alone.fit.report.relative_error, 1.0, 1e-6) << seed;
+  }
+  EXPECT_GT(others, 0U);  // else nothing was tested
+}
+
+/// Relative to data in which a response counts by the inverse of what it is allowed by the noise.
+TEST(PassiveSearch, the_error_of_the_model_taken_has_the_weights_of_the_first_fit) {
+  const Target target;
+  std::size_t others = 0;
+  for (const std::uint64_t seed : {0U, 3U, 6U, 9U}) {
+    Network network = passive_networks::passive_network(seed, 2, 150, 'S');
+    passive_networks::add_noise(network, 1e-2, seed);
+    network = amplified(std::move(network), 1.5);
+    const Search alone = fit_to_error(network.data(), target);
+    const PassiveSearch found = made_passive(alone, network.data(), *network.matrix, target);
+    if (found.enforcement.error_before == found.first.error) {
+      continue;
+    }
+    ++others;
+    double weights = 0.0;
+    double squares = 0.0;
+    double squares_before = 0.0;
+    for (std::size_t r = 0; r < 4; ++r) {
+      const double noise = 1.1 * std::min(alone.findings.noise[r], alone.fit.report.errors[r].relative);
+      const double weight = std::pow(target.error / std::max(target.error, noise), 2);
+      weights += weight;
+      squares += weight * std::pow(found.search.fit.report.errors[r].relative, 2);
+      squares_before += weight * std::pow(alone.fit.report.errors[r].relative, 2);
+    }
+    EXPECT_NEAR(found.enforcement.error_after / std::sqrt(squares / weights), 1.0, 1e-6) << seed;
+    EXPECT_NEAR(found.first.error / std::sqrt(squares_before / weights), 1.0, 1e-6) << seed;
+  }
+  EXPECT_GT(others, 0U);  // else nothing was tested
+}
+
+TEST(PassiveSearch, room_poles_count_for_the_limit_on_the_order) {
+  const auto order = [](char parameter, std::uint64_t seed, std::size_t samples, const Target& target) {
+    const Network network = passive_networks::passive_network(seed, 2, samples, parameter);
+    const PassiveSearch found = fit_to_error_passively(network.data(), *network.matrix, target);
+    return std::pair(found.search.fit.model.poles.size(), found.enforcement.room_pairs);
+  };
+  std::size_t with_room = 0;
+  for (const auto& [parameter, seed] :
+       {std::pair{'S', 3U}, std::pair{'S', 6U}, std::pair{'Y', 0U}, std::pair{'Y', 2U}, std::pair{'Y', 3U},
+        std::pair{'Y', 9U}, std::pair{'Z', 0U}, std::pair{'Z', 1U}}) {
+    for (const std::size_t most : {8U, 12U, 16U}) {
+      const auto [poles, pairs] = order(parameter, seed, 150, {.error = 1e-4, .most_poles = most});
+      EXPECT_LE(poles, most) << parameter << seed;
+      with_room += pairs;
+    }
+    const auto [poles, pairs] = order(parameter, seed, 24, {.error = 1e-4});
+    EXPECT_LE(poles, 12U) << parameter << seed;  // half the samples
+  }
+  EXPECT_GT(with_room, 0U);  // else nothing was tested
+}
+
+/// Data with noise of 1e-6, which exceed 1 by a part in 500.
+TEST(PassiveSearch, what_missed_its_target_and_grew_is_lost_to_passivity_and_not_to_noise) {
+  Network network = passive_networks::passive_network(9, 2, 150, 'S');
+  passive_networks::add_noise(network, 1e-6, 9);
+  network = amplified(std::move(network), 1.002);
+  const Target target{.error = 1e-7, .most_poles = 30};
+  const Search alone = fit_to_error(network.data(), target);
+  ASSERT_EQ(alone.end, SearchEnd::noise);
+  ASSERT_TRUE(succeeded(alone));
+  const PassiveSearch found = made_passive(alone, network.data(), *network.matrix, target);
+  ASSERT_GT(found.search.error, 1.05 * alone.error);
+  EXPECT_EQ(found.search.end, SearchEnd::lost_to_passivity);
+  EXPECT_FALSE(succeeded(found.search));
+  EXPECT_TRUE(found.search.fit.report.finding.ends_with(" before the model was made passive"))
+      << found.search.fit.report.finding;
+  EXPECT_EQ(found.search.fit.model.origin->finding, found.search.fit.report.finding);
+}
+
 TEST(PassiveSearch, passive_fits_are_those_of_the_plain_search) {
   // Losses of a tenth: a fit to a part in a thousand stays passive.
   const std::vector<double> frequencies = band(80, 0.0, 2.0);
@@ -311,6 +403,32 @@ TEST(PassiveRefitting, poles_stay_where_they_are_not_to_be_polished) {
       made_passive_by_refitting(made.fit, made.network.data(), *made.network.matrix, made.options);
   EXPECT_EQ(found.fit.model.poles, made.fit.model.poles);
   EXPECT_GT(found.enforcement.error_after, 1.05 * found.enforcement.error_before);
+}
+
+TEST(PassiveRefitting, the_fit_that_was_given_is_told_whichever_was_taken) {
+  const Refitting made(14, 20, 200, 'S');
+  ASSERT_LT(made.refitted.fit.model.poles.size(), 20U);
+  EXPECT_EQ(made.refitted.first.order, 20U);
+  EXPECT_EQ(made.refitted.first.error, made.alone.enforcement.error_before);
+  EXPECT_NE(made.refitted.first.error, made.refitted.enforcement.error_before);
+  EXPECT_EQ(made.alone.first.order, 20U);
+  EXPECT_EQ(made.alone.first.error, made.alone.enforcement.error_before);
+}
+
+TEST(PassiveRefitting, a_callback_that_ends_it_is_not_asked_again) {
+  for (const int last : {1, 2, 3}) {
+    // Data far above 1: every order is worth another one.
+    Network network = amplified(passive_networks::passive_network(13, 2, 200, 'S'), 1.5);
+    Options options;
+    options.complex_pairs = 12;
+    const Fit fit = polefit::fit(network.data(), options);
+    int calls = 0;
+    options.progress = [&](const Progress&) { return ++calls < last; };
+    const PassiveFit found = made_passive_by_refitting(fit, network.data(), *network.matrix, options);
+    EXPECT_EQ(calls, last);
+    EXPECT_EQ(found.fit.report.reason, StopReason::cancelled) << last;
+    EXPECT_TRUE(passivity(found.fit.model).passive) << last;
+  }
 }
 
 TEST(PassiveRefitting, refuses_poles_that_need_not_be_stable) {

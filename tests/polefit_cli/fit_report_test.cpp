@@ -134,6 +134,7 @@ FitOutcome corrected(double error_before, double error_after) {
   outcome.enforcement->remedy = polefit::Remedy::nearest;
   outcome.enforcement->error_before = error_before;
   outcome.enforcement->error_after = error_after;
+  outcome.first = {.order = 3, .error = error_before};
   return outcome;
 }
 
@@ -148,11 +149,50 @@ TEST(FitReport, says_what_making_a_model_passive_has_cost) {
   const std::string certified = "certified at all frequencies (largest singular value 0.5 at 0 Hz)";
   FitOutcome outcome = corrected(1e-3, 1.004e-3);
   EXPECT_EQ(passive_line(outcome), certified + "; cost 0.4 % of the error");
-  outcome.enforcement->room_pairs = 2;
-  EXPECT_EQ(passive_line(outcome), certified + "; cost 0.4 % of the error, and 2 pole pairs beyond the band");
+  outcome.enforcement->room_pairs = 1;
+  outcome.first.order = 1;
+  EXPECT_EQ(passive_line(outcome), certified + "; cost 0.4 % of the error, and 1 pole pair beyond the band");
   EXPECT_EQ(passive_line(corrected(1e-3, 1.0005e-3)), certified + "; cost below 0.1 % of the error");
+  outcome = corrected(1e-3, 1.004e-3);
   outcome.enforcement->remedy = polefit::Remedy::none;
   EXPECT_EQ(passive_line(outcome), certified);
+}
+
+TEST(FitReport, the_cost_of_another_order_is_that_against_the_first_fit) {
+  FitOutcome outcome = corrected(0.01, 0.01);
+  outcome.search_succeeded = false;
+  outcome.first = {.order = 12, .error = 1e-3};
+  EXPECT_TRUE(passive_line(outcome).ends_with("; the error was 0.001 before, with 12 poles"));
+  outcome.first.error = 0.00996;
+  EXPECT_TRUE(passive_line(outcome).ends_with("; cost 0.4 % of the error of 12 poles"));
+  outcome.enforcement->remedy = polefit::Remedy::none;  // it was passive, the first was not
+  EXPECT_TRUE(passive_line(outcome).ends_with("; cost 0.4 % of the error of 12 poles"));
+}
+
+TEST(FitReport, fewer_poles_than_were_asked_for_are_told) {
+  FitOutcome outcome = corrected(1e-3, 1e-3);
+  const auto order = [&] {
+    const std::string text = fit_report(network_of(1), outcome);
+    return text.substr(text.find("  order"), text.find("  passive") - text.find("  order"));
+  };
+  EXPECT_EQ(order(), "  order       3 poles (1 conjugate pair, 1 real)\n");
+  outcome.first.order = 7;
+  EXPECT_EQ(order(), "  order       3 poles (1 conjugate pair, 1 real); 7 made no better passive model\n");
+  outcome.search_succeeded = true;  // no order was asked for
+  EXPECT_EQ(fit_report(network_of(1), outcome).find("made no better"), std::string::npos);
+}
+
+TEST(FitReport, a_passive_model_that_does_not_follow_the_data_any_more_is_told_and_has_not_converged) {
+  const std::string lost = "; it does not follow the data any more: the error was 0.001 before";
+  EXPECT_FALSE(converged(corrected(1e-3, 0.31)));
+  EXPECT_NE(passive_line(corrected(1e-3, 0.31)).find(lost), std::string::npos);
+  EXPECT_TRUE(converged(corrected(1e-3, 0.29)));
+  EXPECT_EQ(passive_line(corrected(1e-3, 0.29)).find("follow the data"), std::string::npos);
+  EXPECT_TRUE(converged(corrected(0.05, 0.45)));  // little was lost
+  EXPECT_FALSE(converged(corrected(0.05, 0.55)));
+  FitOutcome searched = corrected(1e-3, 0.31);
+  searched.search_succeeded = true;
+  EXPECT_FALSE(converged(searched));
 }
 
 TEST(FitReport, a_given_order_that_costs_more_than_a_twentieth_is_told_to_be_no_good_choice) {

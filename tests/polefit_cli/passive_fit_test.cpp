@@ -149,6 +149,33 @@ TEST_F(PassiveFit, a_target_that_is_lost_to_passivity_is_told_by_text_and_status
   expect_passive_model("m.json");
 }
 
+TEST_F(PassiveFit, a_model_that_does_not_follow_the_data_any_more_is_told_by_text_and_status) {
+  polefit::write_touchstone(amplified(violating_two_port(), 30.0), "s.s2p");
+  const std::string lost = "; it does not follow the data any more: the error was ";
+  for (const std::vector<std::string>& order :
+       {std::vector<std::string>{}, std::vector<std::string>{"--poles", "8"}}) {
+    std::vector<std::string> fit{"fit", "s.s2p", "--passive", "-o", "m.json"};
+    fit.insert(fit.end(), order.begin(), order.end());
+    EXPECT_EQ(run(fit), 1) << errors();
+    EXPECT_NE(output().find(lost), std::string::npos) << output();
+    EXPECT_EQ(output().find(lost + "0 before"), std::string::npos) << output();
+    expect_passive_model("m.json");
+  }
+}
+
+TEST_F(PassiveFit, fewer_poles_than_were_asked_for_are_told_in_help_and_table) {
+  ASSERT_EQ(run({"fit", "--help"}), 0);
+  std::string help = output();
+  std::replace(help.begin(), help.end(), '\n', ' ');
+  EXPECT_NE(help.find("fewer"), std::string::npos) << help;
+  polefit::write_touchstone(passive_network(14, 2, 200, 'S'), "s.s2p");
+  ASSERT_EQ(run({"fit", "s.s2p", "--poles", "20", "-o", "m.json"}), 0) << errors() << output();
+  const std::size_t poles = polefit::load("m.json").poles.size();
+  ASSERT_LT(poles, 20U);
+  EXPECT_NE(output().find("  order       " + std::to_string(poles) + " poles ("), std::string::npos);
+  EXPECT_NE(output().find("); 20 made no better passive model\n"), std::string::npos) << output();
+}
+
 TEST_F(PassiveFit, a_single_response_takes_part_as_that_of_a_one_port) {
   const polefit::Network network = violating_one_port();
   std::ofstream file("f_data.in");

@@ -14,6 +14,7 @@
 #include "polefit/model/overall_error.hpp"
 #include "polefit/problem/problem.hpp"
 #include "polefit/search/ladder.hpp"
+#include "polefit/search/limit_on_order.hpp"
 #include "polefit/search/measured.hpp"
 #include "polefit/search/sentence.hpp"
 #include "polefit/search/within_noise.hpp"
@@ -21,10 +22,6 @@
 namespace polefit {
 namespace {
 
-constexpr std::size_t usual_limit = 100;
-constexpr std::size_t largest_limit = 400;
-/// Poles that a turn of the data takes: two follow the delay, the others the reflections behind it.
-constexpr double poles_a_turn = 4.5;
 /// Coefficients are bounded by the error over this part of the goal, or over the rounding of a factorisation.
 constexpr double delta_of_goal = 1e-6;
 constexpr double least_delta = 1e-14;
@@ -32,16 +29,6 @@ constexpr double least_delta = 1e-14;
 /// the target's measure did not: each has a smaller goal.
 constexpr int most_searches = 4;
 constexpr double margin = 0.9;
-
-std::size_t limit_on_order(const Target& target, const Problem& problem, const Turns& turns) {
-  std::size_t most = usual_limit;
-  if (target.most_poles) {
-    most = *target.most_poles;
-  } else if (poles_a_turn * turns.most > static_cast<double>(usual_limit)) {
-    most = std::min(largest_limit, static_cast<std::size_t>(poles_a_turn * turns.most));
-  }
-  return std::min(most, problem.samples / 2);
-}
 
 /// The error of the weighted data that is asked for first: the measure itself where it is the one that is
 /// minimised, else one that is likely to do.
@@ -69,7 +56,7 @@ class Searcher {
         options_(options),
         problem_(make_problem(data, options, ResponseScale::inverse_norm)),
         facts_(facts_of(problem_)),
-        limit_(limit_on_order(target, problem_, facts_.turns)) {}
+        limit_(limit_on_order(target, facts_.turns.most, problem_.samples)) {}
 
   Search run() {
     double wanted = first_goal(data_, target_);

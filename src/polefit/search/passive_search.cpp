@@ -9,16 +9,14 @@
 #include <vector>
 
 #include "polefit/fitting/finish.hpp"
+#include "polefit/search/limit_on_order.hpp"
 #include "polefit/search/measured.hpp"
-#include "polefit/search/sentence.hpp"
+#include "polefit/search/passive_choice.hpp"
 #include "polefit/search/within_noise.hpp"
 
 namespace polefit {
 namespace {
 
-/// An error that has grown by less is as good as before.
-constexpr double harmless = 1.05;
-constexpr double rounding = 1e-8;
 constexpr std::size_t most_room_pairs = 6;
 /// Of the order that was found, those that are tried in its place, and of the target.
 constexpr std::array smaller{0.75, 0.5, 0.375};
@@ -35,17 +33,12 @@ class Searcher {
       : data_(data), matrix_(matrix), target_(target), options_(options) {}
 
   PassiveSearch run(Search first) {
-    first_end_ = first.end;
-    first_error_ = first.error;
-    const std::string first_finding = first.fit.report.finding;
+    before_ = {.end = first.end, .finding = first.fit.report.finding, .error = first.error};
+    const std::size_t order = first.fit.model.poles.size();
+    share_ = data_.weights.empty() ? weigh_by_noise(first) : 1.0;
     offer(std::move(first));
-    const std::size_t order = order_;
-    const double before = best_->enforcement.error_before;
-    const auto enough = [&] {
-      return cancelled_ || meets(*best_) ||
-             (first_end_ != SearchEnd::target_met &&
-              best_->enforcement.error_after <= std::max(harmless * before, before + rounding));
-    };
+    before_.weighted = best_->enforcement.error_before;
+    const auto enough = [&] { return cancelled_ || is_enough(*best_, before_, target_); };
     for (std::size_t i = 0; i < smaller.size() && !enough(); ++i) {
       if (i < tighter.size()) {
         Target with_room = target_;
@@ -59,31 +52,19 @@ class Searcher {
       }
     }
     best_->search.steps = std::move(steps_);
-    tell_end(first_finding);
+    best_->first = {.order = order, .error = before_.weighted};
+    tell_end();
     return *std::move(best_);
   }
 
  private:
-  bool meets(const PassiveSearch& found) const { return found.search.error <= target_.error; }
-
   /// The end of the model that is taken, of which searches with other targets and limits say nothing.
-  void tell_end(const std::string& first_finding) {
+  void tell_end() {
     Search& search = best_->search;
-    if (meets(*best_)) {
-      search.end = SearchEnd::target_met;
-    } else if (cancelled_) {
-      search.end = SearchEnd::cancelled;
-    } else if (within_noise(search.fit.report, search.findings, target_) ||
-               (first_end_ == SearchEnd::met_to_noise && search.error <= harmless * first_error_)) {
-      search.end = SearchEnd::met_to_noise;
-    } else if (first_end_ == SearchEnd::target_met || first_end_ == SearchEnd::met_to_noise) {
-      search.end = SearchEnd::lost_to_passivity;
-    } else {
-      search.end = first_end_;
-    }
+    const bool ended = cancelled_ && !meets(*best_, target_);
+    search.end = ended ? SearchEnd::cancelled : end_of(*best_, before_, target_);
     std::string& finding = search.fit.report.finding;
-    finding =
-        search.end == first_end_ ? first_finding : sentence(search, target_, 0, data_.frequencies.size());
+    finding = finding_of(*best_, before_, target_, data_.frequencies.size());
     if (search.fit.model.origin) {
       search.fit.model.origin->finding = finding;
     }
@@ -94,23 +75,24 @@ class Searcher {
     steps_.insert(steps_.end(), search.steps.begin(), search.steps.end());
     cancelled_ = cancelled_ || search.end == SearchEnd::cancelled;
     Fit& fit = search.fit;
-    order_ = fit.model.poles.size();
+    const std::size_t order = fit.model.poles.size();
+    const std::size_t limit = limit_on_order(target_, search.findings.turns, data_.frequencies.size());
+    const std::size_t free_pairs = (std::max(limit, order) - order) / 2;
     EnforcementOptions options{.move_poles = true,
-                               .most_room_pairs = most_room_pairs,
+                               .most_room_pairs = std::min(most_room_pairs, free_pairs),
                                .keep_value_at_zero = keeps_zero(data_, options_)};
     NetworkData data = data_;
     if (data_.weights.empty()) {
-      const double share = weigh_by_noise(search);
       data.weights = weights_;
-      options.error_wanted = target_.measure == Measure::relative_rms ? share * target_.error : 0.0;
+      options.error_wanted = target_.measure == Measure::relative_rms ? share_ * target_.error : 0.0;
     }
     PassiveFit passive = made_passive(std::move(fit), data, matrix_, options);
     search.fit = std::move(passive.fit);
     if (passive.enforcement.remedy != Remedy::none) {
       search.error = measured(search.fit.report, target_.measure);
     }
-    PassiveSearch found{std::move(search), std::move(passive.enforcement)};
-    if (!best_ || better(found, *best_)) {
+    PassiveSearch found{std::move(search), std::move(passive.enforcement), {}};
+    if (!best_ || better(found, *best_, target_)) {
       best_ = std::move(found);
     }
   }
@@ -122,7 +104,6 @@ class Searcher {
     const std::size_t samples = data_.responses.samples;
     double squares = 0.0;
     double present = 0.0;
-    weights_.clear();
     for (std::size_t r = 0; r < data_.responses.responses; ++r) {
       const ResponseError& error = search.fit.report.errors[r];
       const double noise = above_noise * std::min(search.findings.noise[r], error.relative);
@@ -142,16 +123,6 @@ class Searcher {
     return std::sqrt(present / squares);
   }
 
-  bool better(const PassiveSearch& found, const PassiveSearch& than) const {
-    if (meets(found) != meets(than)) {
-      return meets(found);
-    }
-    if (meets(found)) {
-      return found.search.fit.model.poles.size() < than.search.fit.model.poles.size();
-    }
-    return found.search.error < than.search.error;
-  }
-
   const NetworkData& data_;
   const NetworkMatrix& matrix_;
   const Target& target_;
@@ -159,9 +130,8 @@ class Searcher {
   std::optional<PassiveSearch> best_;
   std::vector<Step> steps_;
   std::vector<double> weights_;  // by the noise; none where no response has any that counts
-  std::size_t order_ = 0;
-  SearchEnd first_end_ = SearchEnd::target_met;
-  double first_error_ = 0.0;
+  double share_ = 1.0;           // by which the error may be larger than the target with them
+  Before before_;
   bool cancelled_ = false;
 };
 
@@ -191,25 +161,26 @@ PassiveSearch made_passive(Search found, const NetworkData& data, const NetworkM
 
 PassiveFit made_passive(Fit fit, const NetworkData& data, const NetworkMatrix& matrix,
                         const EnforcementOptions& options) {
+  const std::size_t order = fit.model.poles.size();
   fit.model.network = matrix;
   Enforcement enforced = enforce_passivity(fit.model, data, options);
   fit.model = std::move(enforced.model);
   if (enforced.report.remedy != Remedy::none) {
     add_errors(data, fit);
   }
-  return {std::move(fit), std::move(enforced.report)};
+  const FirstFit first{.order = order, .error = enforced.report.error_before};
+  return {std::move(fit), std::move(enforced.report), first};
 }
 
 PassiveFit made_passive_by_refitting(Fit fit, const NetworkData& data, const NetworkMatrix& matrix,
                                      const Options& options) {
   check_stable(options);
   const std::size_t order = fit.model.poles.size();
-  EnforcementOptions keeping{.move_poles = options.polish,
-                             .keep_value_at_zero = keeps_zero(data, options)};
+  EnforcementOptions keeping{.move_poles = options.polish, .keep_value_at_zero = keeps_zero(data, options)};
+  bool cancelled = fit.report.reason == StopReason::cancelled;
   PassiveFit best = made_passive(std::move(fit), data, matrix, keeping);
-  const double before = best.enforcement.error_before;
-  const double enough = std::max(harmless * before, before + rounding);
-  keeping.error_wanted = enough;
+  const FirstFit first = best.first;
+  keeping.error_wanted = enough_after(first.error);
   std::vector<std::size_t> orders;
   if (options.starting_poles.empty()) {
     // Just enough fewer for two pairs beyond the band, first.
@@ -219,7 +190,7 @@ PassiveFit made_passive_by_refitting(Fit fit, const NetworkData& data, const Net
     }
   }
   for (const std::size_t fewer : orders) {
-    if (best.enforcement.error_after <= enough || best.fit.report.reason == StopReason::cancelled) {
+    if (cancelled || is_enough(best.enforcement, first.error)) {
       break;
     }
     if (fewer == 0) {
@@ -231,10 +202,15 @@ PassiveFit made_passive_by_refitting(Fit fit, const NetworkData& data, const Net
     smaller_fit.complex_pairs = (fewer - smaller_fit.real_poles) / 2;
     keeping.most_room_pairs = (order - fewer) / 2;
     PassiveFit found = made_passive(polefit::fit(data, smaller_fit), data, matrix, keeping);
-    if (found.enforcement.error_after < best.enforcement.error_after) {
+    cancelled = found.fit.report.reason == StopReason::cancelled;
+    if (better(found, best)) {
       best = std::move(found);
     }
   }
+  if (cancelled) {
+    best.fit.report.reason = StopReason::cancelled;
+  }
+  best.first = first;
   return best;
 }
 

@@ -39,11 +39,15 @@ std::string limit_reached(const Search& search, std::size_t limit, std::size_t s
   return text;
 }
 
+std::string aim_of(const Target& target) { return "target of " + text::significant(target.error, 3); }
+
 }  // namespace
 
+std::string missed(const Target& target) { return aim_of(target) + " not met: "; }
+
 std::string sentence(const Search& search, const Target& target, std::size_t limit, std::size_t samples) {
-  const std::string aim = "target of " + text::significant(target.error, 3);
-  const std::string missed = aim + " not met: ";
+  const std::string aim = aim_of(target);
+  const std::string missed = polefit::missed(target);
   switch (search.end) {
     case SearchEnd::target_met:
       return aim + " met";

@@ -14,4 +14,7 @@ namespace polefit {
 /// samples   of each response
 std::string sentence(const Search& search, const Target& target, std::size_t limit, std::size_t samples);
 
+/// How that of a target that was not met begins.
+std::string missed(const Target& target);
+
 }  // namespace polefit

@@ -116,6 +116,7 @@ FitOutcome fitted(const FitCommand& command, const polefit::Network& network, po
             polefit::made_passive_by_refitting(outcome.fit, network, options, weights);
         outcome.fit = std::move(passive.fit);
         outcome.enforcement = std::move(passive.enforcement);
+        outcome.first = passive.first;
       });
     }
     return outcome;
@@ -129,6 +130,7 @@ FitOutcome fitted(const FitCommand& command, const polefit::Network& network, po
           polefit::made_passive(search, network, command.target, options, weights);
       search = std::move(passive.search);
       outcome.enforcement = std::move(passive.enforcement);
+      outcome.first = passive.first;
     });
   }
   outcome.search_succeeded = polefit::succeeded(search);

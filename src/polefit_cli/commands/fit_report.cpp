@@ -23,6 +23,9 @@ constexpr double poor_error = 1e-2;
 /// Growth of an error that is told as a percentage.
 constexpr double least_percents = 1e-3;
 constexpr double most_percents = 1.0;
+/// An error of a model that has nothing of the data left, and its growth where it is passivity that took it.
+constexpr double no_likeness = 0.3;
+constexpr double ruin = 10.0;
 /// An error that has grown by more sends a search to other orders.
 constexpr double worth_another_order = 1.05;
 
@@ -88,27 +91,44 @@ std::vector<std::size_t> worst_first(const std::vector<polefit::ResponseError>& 
 
 bool is_passive(const FitOutcome& outcome) { return outcome.passivity && outcome.passivity->passive; }
 
-bool is_corrected(const FitOutcome& outcome) {
-  return outcome.enforcement && outcome.enforcement->remedy != polefit::Remedy::none;
+/// Whether the order is another one than that of the first fit, but for room poles.
+bool has_other_order(const FitOutcome& outcome) {
+  return outcome.fit.model.poles.size() != outcome.first.order + 2 * outcome.enforcement->room_pairs;
 }
 
-/// "cost 0.4 % of the error", or what it was where that would be no percentage.
-std::string cost_text(const polefit::EnforcementReport& report) {
-  const double growth = report.error_after / report.error_before - 1.0;
+/// Whether the model is another one than there would be if nothing had been done for its passivity.
+bool is_corrected(const FitOutcome& outcome) {
+  return outcome.enforcement &&
+         (outcome.enforcement->remedy != polefit::Remedy::none ||
+          outcome.enforcement->error_before != outcome.first.error || has_other_order(outcome));
+}
+
+/// "cost 0.4 % of the error", or what it was where that would be no percentage; and of how many poles, where
+/// others were taken.
+std::string cost_text(const FitOutcome& outcome) {
+  const double before = outcome.first.error;
+  const double growth = outcome.enforcement->error_after / before - 1.0;
+  const bool other = has_other_order(outcome);
+  const std::string order = text::counted(outcome.first.order, "pole");
+  const std::string was =
+      "the error was " + short_number(before, 2) + " before" + (other ? ", with " + order : "");
+  if (lost_the_data(outcome)) {
+    return "it does not follow the data any more: " + was;
+  }
   if (!(growth <= most_percents)) {
-    return "the error was " + short_number(report.error_before, 2) + " before";
+    return was;
   }
   return "cost " + (growth < least_percents ? "below 0.1" : short_number(100.0 * growth, 2)) +
-         " % of the error";
+         " % of the error" + (other ? " of " + order : "");
 }
 
 std::string correction_text(const FitOutcome& outcome) {
   const polefit::EnforcementReport& report = *outcome.enforcement;
-  std::string text = "; " + cost_text(report);
+  std::string text = "; " + cost_text(outcome);
   if (report.room_pairs > 0) {
     text += ", and " + text::counted(report.room_pairs, "pole pair") + " beyond the band";
   }
-  if (!outcome.search_succeeded && !(report.error_after <= worth_another_order * report.error_before)) {
+  if (!outcome.search_succeeded && !(report.error_after <= worth_another_order * outcome.first.error)) {
     text += "; a target (--error) or another order may do better";
   }
   return text;
@@ -129,8 +149,13 @@ std::optional<std::string> passive_text(const polefit::Network& network, const F
 
 }  // namespace
 
+bool lost_the_data(const FitOutcome& outcome) {
+  return outcome.enforcement && !(outcome.enforcement->error_after <= no_likeness) &&
+         !(outcome.enforcement->error_after <= ruin * outcome.first.error);
+}
+
 bool converged(const FitOutcome& outcome) {
-  if (outcome.to_be_passive && !is_passive(outcome)) {
+  if ((outcome.to_be_passive && !is_passive(outcome)) || lost_the_data(outcome)) {
     return false;
   }
   if (outcome.search_succeeded) {
@@ -156,7 +181,11 @@ std::string fit_report(const polefit::Network& network, const FitOutcome& outcom
   add("data", text::counted(network.names.size(), "response") + ", " +
                   text::counted(network.frequencies.size(), "sample") + " from " + frequency_text(*lowest) +
                   " to " + frequency_text(*highest));
-  add("order", order_text(outcome.fit.model));
+  const bool other_order = !outcome.search_succeeded && outcome.enforcement &&
+                           outcome.fit.model.poles.size() != outcome.first.order;
+  add("order",
+      order_text(outcome.fit.model) +
+          (other_order ? "; " + std::to_string(outcome.first.order) + " made no better passive model" : ""));
   if (outcome.search_succeeded) {
     add("search", text::counted(outcome.orders_tried, "order") + " tried; " + report.finding);
   }

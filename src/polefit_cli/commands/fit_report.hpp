@@ -8,6 +8,7 @@
 #include "polefit/enforcement.hpp"
 #include "polefit/network.hpp"
 #include "polefit/order_search.hpp"
+#include "polefit/passive_search.hpp"
 #include "polefit/passivity.hpp"
 
 namespace polefit_cli {
@@ -21,13 +22,18 @@ struct FitOutcome {
   std::optional<polefit::Passivity> passivity;            ///< of a stable model of a whole matrix
   bool to_be_passive = false;                             ///< whether it was to be made passive
   std::optional<polefit::EnforcementReport> enforcement;  ///< what that took
+  polefit::FirstFit first;                                ///< what there was before, where that was done
   std::string not_corrected;                              ///< why it was not done, where it was tried
   std::optional<polefit::SampledPassivity> active;        ///< the data, where they are not passive
   double seconds = 0.0;
 };
 
+/// Whether the model followed the data until it was made passive, and does not any more: its error is above
+/// 0.3, and more than ten times what it was.
+bool lost_the_data(const FitOutcome& outcome);
+
 /// Whether a user may take the model without another thought: it fits as was asked, and is passive where it
-/// was to be.
+/// was to be and follows the data for all that.
 bool converged(const FitOutcome& outcome);
 
 /// Whether the model of a network of S parameters amplifies what it does not fit: its error is above 1e-2,

@@ -50,7 +50,8 @@ constexpr auto fit_options = std::to_array<OptionEntry>(
      {.names = "--poles",
       .kind = any,
       .type = "N",
-      .description = "Fit with that many poles, without a search"},
+      .description =
+          "Fit with that many poles, without a search; fewer where these make a better passive model"},
      {.names = "--real",
       .kind = any,
       .type = "N",
