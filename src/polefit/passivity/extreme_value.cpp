@@ -38,7 +38,7 @@ constexpr std::size_t most_refined = 12;
 
 bool smaller(const Extreme& a, const Extreme& b) { return a.measure < b.measure; }
 
-struct Peak {
+struct Candidate {
   std::size_t place = 0;
   double reach = 0.0;  ///< how large the measure about it could be
 };
@@ -49,23 +49,23 @@ double clearly_above(double best) { return best + certified_margin * std::abs(be
 /// The values that are no smaller than those beside them, and the best or where it could be exceeded: those
 /// first that reach highest. A peak between places is not farther above the larger one than that is above the
 /// smaller one on its other side.
-std::vector<Peak> peaks_of(const std::vector<Extreme>& values, double best) {
+std::vector<Candidate> candidates_of(const std::vector<Extreme>& values, double best) {
   const auto first = std::max_element(values.begin(), values.end(), smaller);
   const auto highest = static_cast<std::size_t>(first - values.begin());
-  std::vector<Peak> peaks;
+  std::vector<Candidate> candidates;
   for (std::size_t i = 0; i < values.size(); ++i) {
     const double here = values[i].measure;
     const double before = values[i == 0 ? i : i - 1].measure;
     const double behind = values[std::min(i + 1, values.size() - 1)].measure;
     const double reach = here + (here - std::min(before, behind));
     if (here >= before && here >= behind && (reach > clearly_above(best) || i == highest)) {
-      peaks.push_back({i, reach});
+      candidates.push_back({i, reach});
     }
   }
-  std::stable_sort(peaks.begin(), peaks.end(),
-                   [](const Peak& a, const Peak& b) { return a.reach > b.reach; });
-  peaks.resize(std::min(peaks.size(), most_refined));
-  return peaks;
+  std::stable_sort(candidates.begin(), candidates.end(),
+                   [](const Candidate& a, const Candidate& b) { return a.reach > b.reach; });
+  candidates.resize(std::min(candidates.size(), most_refined));
+  return candidates;
 }
 
 /// Whether something above the best could be between value i and the one before: where going on from the
@@ -208,12 +208,12 @@ Extreme Scan::largest_within(double lowest, double highest) const {
   for (int i = 0; i < refinements; ++i) {
     within = finer(std::move(within), far_below);
   }
-  for (const Peak& peak : peaks_of(within, best.measure)) {
-    if (peak.reach < best.measure) {
+  for (const Candidate& candidate : candidates_of(within, best.measure)) {
+    if (candidate.reach < best.measure) {
       break;
     }
-    const Extreme better = refined(within[std::max<std::size_t>(peak.place, 1) - 1].omega,
-                                   within[std::min(peak.place + 1, within.size() - 1)].omega);
+    const Extreme better = refined(within[std::max<std::size_t>(candidate.place, 1) - 1].omega,
+                                   within[std::min(candidate.place + 1, within.size() - 1)].omega);
     // What is larger by rounding alone is not: the places are rounder frequencies.
     if (better.measure > best.measure + rounding * size) {
       best = better;
