@@ -172,6 +172,91 @@ TEST(Passivity, intervals_of_violation_end_at_the_crossings_of_the_hamiltonian) 
   EXPECT_GT(compared, 100U);
 }
 
+/// The largest measure of frequencies that are dense over an interval and about every resonance.
+double largest_of_many(const ScaledModel& model, double lowest, double highest) {
+  constexpr int even = 2000;
+  constexpr int about_a_pole = 400;
+  constexpr double widths = 4.0;
+  std::vector<double> omegas;
+  for (int i = 0; i <= even; ++i) {
+    omegas.push_back(lowest + (highest - lowest) * i / even);
+  }
+  for (const Complex pole : model.poles) {
+    for (int i = -about_a_pole; i <= about_a_pole; ++i) {
+      omegas.push_back(pole.imag() - pole.real() * widths * i / about_a_pole);
+    }
+  }
+  double largest = -infinity;
+  for (const double omega : omegas) {
+    largest = omega >= lowest && omega <= highest ? std::max(largest, measure_at(model, omega)) : largest;
+  }
+  return largest;
+}
+
+/// Resonances that turn the phase of each port by another angle, so that the ports' largest conductances lie
+/// beside each other in nearly the same height.
+Model twin_peaks(std::uint64_t seed) {
+  RandomNumbers numbers(seed);
+  const int pairs = 1 + numbers.below(3);
+  std::vector<Complex> poles;
+  std::vector<Complex> residues(static_cast<std::size_t>(8 * pairs));
+  for (int i = 0; i < pairs; ++i) {
+    const double omega = 1.0 + 0.2 * i;
+    const Complex pole{-omega * std::pow(10.0, numbers.between(-4.0, -1.0)), omega};
+    poles.insert(poles.end(), {pole, std::conj(pole)});
+    for (const int port : {0, 1}) {
+      const Complex residue =
+          std::polar(std::abs(pole.real()) * numbers.between(0.9, 1.1), numbers.between(-2.0, 2.0));
+      const auto place = static_cast<std::size_t>(port * 6 * pairs + 2 * i);
+      residues[place] = -residue;
+      residues[place + 1] = -std::conj(residue);
+    }
+  }
+  return matrix_model('Y', 2, poles, residues, {0.1, 0.0, 0.0, 0.1});
+}
+
+TEST(Passivity, the_worst_value_of_an_interval_is_the_largest_of_all_its_peaks) {
+  std::size_t compared = 0;
+  for (std::uint64_t seed = 0; seed < 600; ++seed) {
+    const bool scattering = seed % 3 == 0;
+    const Model model = seed % 3 == 2 ? random_model(seed, scattering, 0.3)
+                        : scattering  ? random_model(seed, scattering, 1.5)
+                                      : twin_peaks(seed);
+    const ScaledModel scaled = scaled_model(model);
+    for (const Violation& violation : passivity(model).violations) {
+      if (std::isinf(violation.highest)) {
+        continue;
+      }
+      const auto omega = [&](double hertz) { return hertz * numerics::two_pi / scaled.unit; };
+      const double told = scattering ? violation.worst : -violation.worst / scaled.scale;
+      const double seen = largest_of_many(scaled, omega(violation.lowest), omega(violation.highest));
+      EXPECT_GE(told, seen - 1e-9 * std::abs(seen)) << seed << " " << (seen - told) / seen;
+      ++compared;
+    }
+  }
+  EXPECT_GT(compared, 700U);
+}
+
+TEST(Passivity, of_peaks_that_differ_by_a_hundred_thousandth_the_larger_one_is_told) {
+  // Re(e^(j phi) / (1 + j x)) is at most (1 + cos(phi)) / 2, at x = tan(phi / 2): between places, where the
+  // lower peak of the other port is at one.
+  constexpr double damping = 1e-6;
+  constexpr double phi = 0.3;
+  const double size = 2.0 * (1.0 + 1e-5) / (1.0 + std::cos(phi));
+  const Complex turned(-damping, 1.0);
+  const Complex plain(-damping, 2.0);
+  const Complex residue = -damping * std::polar(size, phi);
+  std::vector<Complex> residues(16);
+  residues[0] = residue;
+  residues[1] = std::conj(residue);
+  residues[14] = residues[15] = -damping;
+  const Passivity found = passivity(matrix_model('Y', 2, {turned, std::conj(turned), plain, std::conj(plain)},
+                                                 residues, {-0.1, 0.0, 0.0, -0.1}));
+  ASSERT_EQ(found.violations.size(), 1U);
+  EXPECT_NEAR(found.violations[0].frequency * numerics::two_pi, 1.0, 1e-6);
+  EXPECT_NEAR(found.violations[0].worst, -1.1 - 1e-5, 1e-6);  // of which the conjugate pole has some 1e-7
+}
+
 TEST(Passivity, lossless_networks_pass_and_those_above_by_more_than_the_tolerance_do_not) {
   for (const double excess : {0.0, 1e-12, 1e-10}) {
     EXPECT_TRUE(passivity(matrix_model('S', 2, {}, {}, {0.0, 1.0 + excess, 1.0 + excess, 0.0})).passive)

@@ -88,6 +88,29 @@ TEST(PassivityReport, of_many_intervals_lists_the_worst_by_frequency_and_says_ho
   EXPECT_NE(smallest.find("-1.4 S   3.75 kHz\n  and 3 more"), std::string::npos) << smallest;
 }
 
+TEST(PassivityReport, says_what_decided_and_calls_certified_only_what_a_certificate_told) {
+  polefit::Passivity passivity;
+  passivity.passive = true;
+  passivity.pieces = 100000;
+  passivity.method = polefit::PassivityMethod::hamiltonian;
+  const auto report = [&] { return passivity_report(one_port('S'), passivity, "m.json", most_intervals); };
+  EXPECT_NE(report().find("passive     yes, at all frequencies\n"), std::string::npos) << report();
+  EXPECT_NE(
+      report().find("decided     by a Hamiltonian matrix, after bounds on 100000 pieces of the frequency "
+                    "axis\n"),
+      std::string::npos)
+      << report();
+  passivity.passive = false;
+  EXPECT_NE(report().find("passive     no\n"), std::string::npos) << report();
+  passivity.method = polefit::PassivityMethod::certificate;
+  passivity.decided = false;
+  EXPECT_NE(report().find("passive     could not be told\n"), std::string::npos) << report();
+  EXPECT_NE(report().find("decided     no, after bounds on 100000 pieces"), std::string::npos) << report();
+  passivity.proportional_fault = "S grows with the frequency";  // whatever the rest does
+  EXPECT_NE(report().find("passive     no\n"), std::string::npos) << report();
+  EXPECT_EQ(passivity_verdict(passivity), "not passive: S grows with the frequency");
+}
+
 TEST(PassivityReport, names_a_fault_of_proportional_terms_and_what_could_not_be_told) {
   polefit::Passivity passivity;
   passivity.proportional_fault = "S grows with the frequency";

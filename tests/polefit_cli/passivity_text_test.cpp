@@ -39,6 +39,9 @@ TEST(PassivityText, says_from_where_to_where_a_model_is_not_passive) {
   passivity.violations.push_back({5e9, infinity, 1.5, 6e9});
   EXPECT_EQ(passivity_text(passivity, 'S'),
             "no: largest singular value 2 at 3 GHz, above 1 in 2 intervals from 1 GHz on");
+  passivity.violations.front().lowest = 0.0;  // with a gap between them
+  EXPECT_EQ(passivity_text(passivity, 'S'),
+            "no: largest singular value 2 at 3 GHz, above 1 in 2 intervals from 0 Hz on");
   passivity.violations = {{0.0, infinity, 2.0, 3e9}};
   EXPECT_EQ(passivity_text(passivity, 'S'),
             "no: largest singular value 2 at 3 GHz, above 1 at all frequencies");
@@ -84,7 +87,10 @@ TEST(PassivityText, a_line_about_any_model_of_a_network_says_why_nothing_is_told
   EXPECT_EQ(passivity_line(model), "no: 1 pole not in the left half-plane");
   model.poles = {-1.0};
   model.residues = {std::numeric_limits<double>::quiet_NaN()};
-  EXPECT_EQ(passivity_line(model), "not told: its numbers are not finite");
+  EXPECT_EQ(passivity_line(model), "not told: the model has numbers that are not finite");
+  model.residues = {1e200};
+  EXPECT_EQ(passivity_line(model),
+            "not told: the model has numbers that are too large or too small to tell whether it is passive");
 }
 
 TEST(PassivityText, of_what_is_no_stable_whole_matrix_is_none) {

@@ -667,7 +667,21 @@ TEST_F(Program, exports_for_simulations_in_time_warn_of_a_model_that_is_not_pass
   model.poles = {{1.0, 5.0}, {1.0, -5.0}};
   write("unstable.json", polefit::to_json(model));
   EXPECT_EQ(run({"export", "unstable.json", "--state-space"}), 0);
-  EXPECT_NE(errors().find("its poles are not all in the left half-plane"), std::string::npos) << errors();
+  EXPECT_NE(errors().find("is not passive: its poles are not all in the left half-plane"), std::string::npos)
+      << errors();
+}
+
+TEST_F(Program, of_numbers_whose_products_overflow_says_so_wherever_passivity_is_told) {
+  polefit::Model model = polefit::model_from_json(one_port_json(0.75));
+  model.constants = {1e308};
+  write("huge.json", polefit::to_json(model));
+  const std::string reason =
+      "the model has numbers that are too large or too small to tell whether it is passive";
+  EXPECT_EQ(run({"info", "huge.json"}), 0) << errors();
+  EXPECT_NE(output().find("passive: not told: " + reason), std::string::npos) << output();
+  EXPECT_EQ(run({"export", "huge.json", "--spice"}), 0) << errors();
+  EXPECT_NE(errors().find("huge.json may not be passive: " + reason), std::string::npos) << errors();
+  expect_refusal({"passivity", "huge.json"}, reason);
 }
 
 TEST_F(Program, bad_files_are_refused_with_file_and_line) {

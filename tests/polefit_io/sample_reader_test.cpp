@@ -58,6 +58,16 @@ TEST(SampleReader, what_is_no_finite_number_is_refused_with_its_place) {
   }
 }
 
+TEST(SampleReader, two_values_on_every_line_are_refused_and_not_read_across_lines) {
+  for (const std::string_view text : {"1e9 0.5\n2e9 0.25\n3e9 0.125\n", "\n1e9,0.5\r\n\n 2e9\t0.25"}) {
+    EXPECT_EQ(io_error_of([&] { network_of(text); }).found, "two values on every line") << text;
+  }
+  // One line with more, or with what stands for more, and the lines are no table of two columns.
+  for (const std::string_view text : {"1 2 3\n4 5\n6 7\n", "1 2\n3\n", "1,,3\n4,5\n6 7\n", "1 2/\n3 4\n"}) {
+    EXPECT_NO_THROW(network_of(text)) << text;
+  }
+}
+
 TEST(SampleReader, a_text_without_samples_is_refused) {
   for (const std::string_view text : {"", "\n\n", "1 2", "\xEF\xBB\xBF"}) {
     EXPECT_EQ(io_error_of([&] { network_of(text); }).found, "no sample");

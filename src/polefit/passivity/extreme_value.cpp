@@ -26,8 +26,66 @@ constexpr std::array places{-11.0, -6.0, -3.0, -1.5, -0.7, 0.0, 0.7, 1.5, 3.0, 6
 constexpr std::size_t frequencies_a_block = 16;
 constexpr int steps_a_decade = 10;
 constexpr double decades_beyond = 3.0;
+/// Where a gap between places could hide something above the best, so many more are looked at in it, and
+/// again in their gaps; of what comes within this part of all that was seen the peaks are refined. Of the
+/// intervals of 15,000 random models none was then told wrong, of 10,000 one by a single refinement in 8
+/// places.
+constexpr int places_a_gap = 4;
+constexpr int refinements = 2;
+constexpr double nearly_best = 0.05;
+/// Else ripples of a flat model would take longer than all of its places.
+constexpr std::size_t most_refined = 12;
 
 bool smaller(const Extreme& a, const Extreme& b) { return a.measure < b.measure; }
+
+struct Candidate {
+  std::size_t place = 0;
+  double reach = 0.0;  ///< how large the measure about it could be
+};
+
+/// What is above the best by more than is told of it.
+double clearly_above(double best) { return best + certified_margin * std::abs(best) + rounding; }
+
+/// The values that are no smaller than those beside them, and the best or where it could be exceeded: those
+/// first that reach highest. A peak between places is not farther above the larger one than that is above the
+/// smaller one on its other side.
+std::vector<Candidate> candidates_of(const std::vector<Extreme>& values, double best) {
+  const auto first = std::max_element(values.begin(), values.end(), smaller);
+  const auto highest = static_cast<std::size_t>(first - values.begin());
+  std::vector<Candidate> candidates;
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    const double here = values[i].measure;
+    const double before = values[i == 0 ? i : i - 1].measure;
+    const double behind = values[std::min(i + 1, values.size() - 1)].measure;
+    const double reach = here + (here - std::min(before, behind));
+    if (here >= before && here >= behind && (reach > clearly_above(best) || i == highest)) {
+      candidates.push_back({i, reach});
+    }
+  }
+  std::stable_sort(candidates.begin(), candidates.end(),
+                   [](const Candidate& a, const Candidate& b) { return a.reach > b.reach; });
+  candidates.resize(std::min(candidates.size(), most_refined));
+  return candidates;
+}
+
+/// Whether something above the best could be between value i and the one before: where going on from the
+/// larger of them as steeply as it goes anywhere about them reaches it, and at the ends of an interval, which
+/// lie at the limit.
+bool could_hide_more(const std::vector<Extreme>& values, std::size_t i, double best) {
+  const double width = values[i].omega - values[i - 1].omega;
+  if (!(width > 0.0)) {
+    return false;
+  }
+  double steepest = 0.0;
+  for (std::size_t k = i - 1; k <= i + 1; ++k) {
+    if (k > 0 && k < values.size() && values[k].omega > values[k - 1].omega) {
+      const double rise = std::abs(values[k].measure - values[k - 1].measure);
+      steepest = std::max(steepest, rise / (values[k].omega - values[k - 1].omega));
+    }
+  }
+  const double larger = std::max(values[i].measure, values[i - 1].measure);
+  return i == 1 || i + 1 == values.size() || larger + steepest * width > clearly_above(best);
+}
 
 }  // namespace
 
@@ -145,12 +203,51 @@ Extreme Scan::largest_within(double lowest, double highest) const {
   std::copy_if(places_.begin(), places_.end(), std::back_inserter(within),
                [&](const Extreme& place) { return place.omega > lowest && place.omega < highest; });
   within.push_back(at(highest));
-  const auto best = std::max_element(within.begin(), within.end(), smaller);
-  const double low = best == within.begin() ? best->omega : std::prev(best)->omega;
-  const double high = best + 1 == within.end() ? best->omega : std::next(best)->omega;
-  const Extreme better = refined(low, high);
-  // What is larger by rounding alone is not: the places are rounder frequencies.
-  return better.measure > best->measure + rounding * std::abs(best->measure) ? better : *best;
+  Extreme best = *std::max_element(within.begin(), within.end(), smaller);
+  const double size = model_.scattering ? std::abs(best.measure) : 1.0;
+  const double least = std::min_element(within.begin(), within.end(), smaller)->measure;
+  const double far_below = best.measure - nearly_best * (best.measure - least);
+  for (int i = 0; i < refinements; ++i) {
+    within = finer(std::move(within), far_below);
+  }
+  for (const Candidate& candidate : candidates_of(within, best.measure)) {
+    if (candidate.reach < best.measure) {
+      break;
+    }
+    const Extreme better = refined(within[std::max<std::size_t>(candidate.place, 1) - 1].omega,
+                                   within[std::min(candidate.place + 1, within.size() - 1)].omega);
+    // What is larger by rounding alone is not: the places are rounder frequencies.
+    if (better.measure > best.measure + rounding * size) {
+      best = better;
+    }
+  }
+  return best;
+}
+
+/// With more places where something above the best could hide. A value far below it is told to be so, and no
+/// more.
+std::vector<Extreme> Scan::finer(std::vector<Extreme> values, double far_below) const {
+  const double best = std::max_element(values.begin(), values.end(), smaller)->measure;
+  std::vector<double> omegas;
+  for (std::size_t i = 1; i < values.size(); ++i) {
+    const double low = values[i - 1].omega;
+    const double high = values[i].omega;
+    const int count = could_hide_more(values, i, best) ? places_a_gap : 0;
+    for (int k = 1; k <= count; ++k) {
+      const double part = static_cast<double>(k) / (places_a_gap + 1);
+      omegas.push_back(std::isinf(high) ? low / (1.0 - part) : low + part * (high - low));
+    }
+  }
+  const std::vector<double> measures = measures_above(model_, omegas, far_below);
+  for (std::size_t i = 0; i < omegas.size(); ++i) {
+    values.push_back({omegas[i], measures[i]});
+  }
+  for (Extreme& value : values) {
+    value.measure = std::max(value.measure, far_below);
+  }
+  std::stable_sort(values.begin(), values.end(),
+                   [](const Extreme& a, const Extreme& b) { return a.omega < b.omega; });
+  return values;
 }
 
 Extreme Scan::certified_largest(std::size_t most) const {

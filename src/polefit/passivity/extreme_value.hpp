@@ -34,7 +34,7 @@ class Scan {
   explicit Scan(const ScaledModel& model);
 
   /// The largest one between two frequencies, the higher of which may be infinite: of the places, of the ends
-  /// and of what golden sections find about the best of these.
+  /// and of what golden sections find where there could be a larger one between these.
   Extreme largest_within(double lowest, double highest) const;
   Extreme largest() const;
   /// The same, where a certificate has the last word: it ends when nothing is larger by more than a part in a
@@ -42,6 +42,7 @@ class Scan {
   Extreme certified_largest(std::size_t most) const;
 
  private:
+  std::vector<Extreme> finer(std::vector<Extreme> values, double far_below) const;
   Extreme refined(double low, double high) const;
   Extreme refined_about(double omega) const;
   Extreme at(double omega) const { return {omega, measure_at(model_, omega)}; }

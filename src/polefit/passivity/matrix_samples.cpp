@@ -2,22 +2,33 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
+#include <limits>
 
 #include "numerics/angular_frequency.hpp"
 
 namespace polefit {
 namespace {
 
-double root_mean_square(const NetworkData& data, std::size_t r) {
+/// A power of two near a size above 0, whose inverse is finite; 1 of none.
+double unit_near(double size) {
+  return size > 0.0 ? std::ldexp(1.0, std::ilogb(std::max(size, std::numeric_limits<double>::min()))) : 1.0;
+}
+
+/// Of `count` values, none below 0, in a unit of their own so that their squares neither overflow nor vanish.
+template <typename Function>
+double root_mean_square(std::size_t count, const Function& value) {
   double largest = 0.0;
-  for (std::size_t k = 0; k < data.responses.samples; ++k) {
-    largest = std::max(largest, std::abs(data.responses(r, k)));
+  for (std::size_t i = 0; i < count; ++i) {
+    largest = std::max(largest, value(i));
   }
+  const double unit = unit_near(largest);
   double squares = 0.0;
-  for (std::size_t k = 0; k < data.responses.samples && largest > 0.0; ++k) {
-    squares += std::norm(data.responses(r, k) / largest);
+  for (std::size_t i = 0; i < count; ++i) {
+    const double relative = value(i) / unit;
+    squares += relative * relative;
   }
-  return largest * std::sqrt(squares / static_cast<double>(data.responses.samples));
+  return unit * std::sqrt(squares / static_cast<double>(count));
 }
 
 /// Of responses that count by the inverse of their size; those of zeros count as the largest does, and by 1
@@ -25,7 +36,8 @@ double root_mean_square(const NetworkData& data, std::size_t r) {
 std::vector<double> inverse_sizes(const NetworkData& data) {
   std::vector<double> sizes;
   for (std::size_t r = 0; r < data.responses.responses; ++r) {
-    sizes.push_back(root_mean_square(data, r));
+    sizes.push_back(root_mean_square(data.responses.samples,
+                                     [&](std::size_t k) { return std::abs(data.responses(r, k)); }));
   }
   const double largest = *std::max_element(sizes.begin(), sizes.end());
   std::vector<double> weights;
@@ -34,14 +46,6 @@ std::vector<double> inverse_sizes(const NetworkData& data) {
     weights.push_back(1.0 / (size > 0.0 ? size : largest > 0.0 ? largest : 1.0));
   }
   return weights;
-}
-
-double mean_square(const std::vector<double>& values) {
-  double squares = 0.0;
-  for (const double value : values) {
-    squares += value * value;
-  }
-  return squares / static_cast<double>(values.size());
 }
 
 /// The factors whose product is nearest to the weights: of the responses first, then of the samples.
@@ -62,7 +66,7 @@ Factors factors_of(const NetworkData& data) {
   Factors factors;
   for (std::size_t r = 0; r < n; ++r) {
     const auto own = data.weights.subspan(r * m, m);
-    factors.responses.push_back(std::sqrt(mean_square({own.begin(), own.end()})));
+    factors.responses.push_back(root_mean_square(m, [&](std::size_t k) { return own[k]; }));
   }
   for (std::size_t k = 0; k < m; ++k) {
     double squares = 0.0;
@@ -78,8 +82,9 @@ Factors factors_of(const NetworkData& data) {
   }
   // A response that does not count at all still must not run away.
   const double largest = *std::max_element(factors.responses.begin(), factors.responses.end());
+  const double unit = unit_near(largest);
   for (double& factor : factors.responses) {
-    factor = std::max(factor, 1e-6 * largest);
+    factor = std::max(factor, 1e-6 * largest) / unit;
   }
   return factors;
 }
@@ -95,12 +100,13 @@ double MatrixSamples::highest() const {
 MatrixSamples matrix_samples(const ScaledModel& model, const WholeMatrix& matrix, const NetworkData& data) {
   const Factors factors = factors_of(data);
   MatrixSamples samples;
-  const double unit = std::sqrt(mean_square(factors.samples));
+  const double unit =
+      root_mean_square(data.responses.samples, [&](std::size_t k) { return factors.samples[k]; });
   for (std::size_t k = 0; k < data.responses.samples; ++k) {
     samples.omega.push_back(numerics::two_pi * data.frequencies[k] / model.unit);
     samples.omega_weights.push_back(factors.samples[k] / (unit > 0.0 ? unit : 1.0));
   }
-  double squares = 0.0;
+  std::vector<double> moduli;
   for (std::size_t column = 0; column < model.ports; ++column) {
     for (std::size_t row = 0; row < model.ports; ++row) {
       samples.element_weights.push_back(factors.responses[matrix.response(row, column)]);
@@ -112,12 +118,12 @@ MatrixSamples matrix_samples(const ScaledModel& model, const WholeMatrix& matrix
         const std::complex<double> value = data.responses(matrix.response(row, column), k);
         const std::size_t place = row + column * model.ports;
         const double weight = samples.omega_weights[k] * samples.element_weights[place];
-        squares += std::norm(weight * value);
+        moduli.push_back(weight * std::abs(value));
         samples.values.push_back(value - std::complex<double>(0.0, samples.omega[k] * model.e(row, column)));
       }
     }
   }
-  const double size = std::sqrt(squares / static_cast<double>(samples.values.size()));
+  const double size = root_mean_square(moduli.size(), [&](std::size_t i) { return moduli[i]; });
   if (size > 0.0 && std::isfinite(size)) {
     for (double& weight : samples.element_weights) {
       weight /= size;

@@ -79,13 +79,21 @@ std::string coefficients(const ExportCommand& command, const polefit::Model& mod
                [&] { return polefit::s_solver_coefficients(model, response, command.highest_frequency); });
 }
 
-/// Why a model is not passive, or which value leaves that open.
-std::string cause_text(const polefit::Model& model, const std::optional<polefit::Passivity>& passivity) {
-  if (!passivity) {
-    return "its poles are not all in the left half-plane";
+/// Why a model is not passive, or what leaves that open.
+std::string cause_text(const polefit::Model& model, const Judgement& judgement) {
+  if (!judgement.passivity) {
+    return judgement.reason;
   }
-  return passivity->proportional_fault.empty() ? extreme_text(*passivity, model.network->parameter)
-                                               : passivity->proportional_fault;
+  return judgement.passivity->proportional_fault.empty()
+             ? extreme_text(*judgement.passivity, model.network->parameter)
+             : judgement.passivity->proportional_fault;
+}
+
+/// Else it may be passive for all that is known.
+bool is_known_to_be_active(const polefit::Model& model, const Judgement& judgement) {
+  return judgement.passivity
+             ? judgement.passivity->decided || !judgement.passivity->proportional_fault.empty()
+             : !is_stable(model);
 }
 
 /// A simulation in time can grow without bound where a model gives back more energy than it was given.
@@ -93,15 +101,15 @@ void warn_of_growth(const polefit::Model& model, const std::string& shown) {
   if (polefit::incompleteness(model.network)) {
     return;
   }
-  const std::optional<polefit::Passivity> passivity = passivity_of(model);
-  if (passivity && passivity->passive) {
+  const Judgement judgement = judgement_of(model);
+  if (judgement.passivity && judgement.passivity->passive) {
     return;
   }
-  const bool told = !passivity || passivity->decided;
+  const bool known = is_known_to_be_active(model, judgement);
   text::print_error(
       "polefit",
-      text::printable("warning: " + shown + (told ? " is not passive" : " may not be passive") + ": " +
-                      cause_text(model, passivity) +
+      text::printable("warning: " + shown + (known ? " is not passive" : " may not be passive") + ": " +
+                      cause_text(model, judgement) +
                       "; a circuit with it may grow without bound. polefit fit --passive makes a passive "
                       "model, polefit passivity tells more"));
 }

@@ -29,13 +29,21 @@ std::string limit_text(char parameter, double tolerance) {
 }
 
 std::string decision_text(const polefit::Passivity& passivity) {
-  return "by bounds on " + text::counted(passivity.pieces, "piece") + " of the frequency axis";
+  const std::string pieces = text::counted(passivity.pieces, "piece") + " of the frequency axis";
+  if (!passivity.decided) {
+    return "no, after bounds on " + pieces;
+  }
+  return passivity.method == polefit::PassivityMethod::certificate
+             ? "by bounds on " + pieces
+             : "by a Hamiltonian matrix, after bounds on " + pieces;
 }
 
 std::string answer_text(const polefit::Passivity& passivity) {
-  return passivity.passive   ? "yes, certified at all frequencies"
-         : passivity.decided ? "no"
-                             : "could not be told";
+  if (!passivity.passive) {
+    return passivity.decided || !passivity.proportional_fault.empty() ? "no" : "could not be told";
+  }
+  return passivity.method == polefit::PassivityMethod::certificate ? "yes, certified at all frequencies"
+                                                                   : "yes, at all frequencies";
 }
 
 /// The worst ones, by rising frequency.
@@ -79,7 +87,7 @@ std::string passivity_verdict(const polefit::Passivity& passivity) {
   if (passivity.passive) {
     return "passive at all frequencies";
   }
-  if (!passivity.decided) {
+  if (!passivity.decided && passivity.proportional_fault.empty()) {
     return "could not be told to be passive";
   }
   return "not passive" + (!passivity.proportional_fault.empty() ? ": " + passivity.proportional_fault

@@ -24,24 +24,35 @@ std::string intervals_text(const std::vector<polefit::Violation>& violations, ch
   const double lowest = violations.front().lowest;
   const double highest = violations.back().highest;
   if (std::isinf(highest)) {
-    return text + (lowest > 0.0 ? "from " + frequency_text(lowest) + " on" : "at all frequencies");
+    const bool gaps = lowest > 0.0 || violations.size() > 1;
+    return text + (gaps ? "from " + frequency_text(lowest) + " on" : "at all frequencies");
   }
   return text + "from " + frequency_text(lowest) + " to " + frequency_text(highest);
 }
 
 }  // namespace
 
-std::optional<polefit::Passivity> passivity_of(const polefit::Model& model) {
-  const bool stable = std::all_of(model.poles.begin(), model.poles.end(),
-                                  [](std::complex<double> pole) { return pole.real() < 0.0; });
-  if (!stable || polefit::incompleteness(model.network)) {
-    return std::nullopt;
+bool is_stable(const polefit::Model& model) {
+  return std::all_of(model.poles.begin(), model.poles.end(),
+                     [](std::complex<double> pole) { return pole.real() < 0.0; });
+}
+
+Judgement judgement_of(const polefit::Model& model) {
+  if (!is_stable(model)) {
+    return {std::nullopt, "its poles are not all in the left half-plane"};
+  }
+  if (polefit::incompleteness(model.network)) {
+    return {std::nullopt, model.network ? part_text(*model.network) : "it is of no network"};
   }
   try {
-    return polefit::passivity(model);
-  } catch (const polefit::Error&) {
-    return std::nullopt;
+    return {polefit::passivity(model), ""};
+  } catch (const polefit::Error& error) {
+    return {std::nullopt, error.what()};
   }
+}
+
+std::optional<polefit::Passivity> passivity_of(const polefit::Model& model) {
+  return judgement_of(model).passivity;
 }
 
 std::string judged_number(double value, char parameter) {
@@ -130,9 +141,9 @@ std::optional<std::string> passivity_line(const polefit::Model& model) {
   if (unstable > 0) {
     return "no: " + text::counted(unstable, "pole") + " not in the left half-plane";
   }
-  const std::optional<polefit::Passivity> passivity = passivity_of(model);
-  return passivity ? passivity_text(*passivity, model.network->parameter)
-                   : "not told: its numbers are not finite";
+  const Judgement judgement = judgement_of(model);
+  return judgement.passivity ? passivity_text(*judgement.passivity, model.network->parameter)
+                             : "not told: " + judgement.reason;
 }
 
 }  // namespace polefit_cli

@@ -10,8 +10,16 @@
 
 namespace polefit_cli {
 
+/// Whether all poles are in the left half-plane.
+bool is_stable(const polefit::Model& model);
+
 /// What can be said of a model: nothing where it is no whole matrix, is not stable, or has numbers that are
-/// not finite.
+/// not finite, too large or too small.
+struct Judgement {
+  std::optional<polefit::Passivity> passivity;
+  std::string reason;  ///< why there is none
+};
+Judgement judgement_of(const polefit::Model& model);
 std::optional<polefit::Passivity> passivity_of(const polefit::Model& model);
 
 /// With six digits, and as many more as tell a singular value from 1.
