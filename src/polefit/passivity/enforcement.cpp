@@ -32,6 +32,8 @@ constexpr double harmless = 1.01;
 constexpr double no_error = 1e-8;
 /// Poles are moved, and room poles tried, where the error has grown by more.
 constexpr double worth_a_trial = 1.05;
+/// Of a pole that may move, in parts of its modulus: rounding hides what a resonance without losses does.
+constexpr double least_damping = 1e-9;
 constexpr double first_damping = 1e-3;
 constexpr double damping_after_success = 0.2;
 constexpr double damping_after_failure = 8.0;
@@ -148,6 +150,9 @@ class Enforcer {
     if (symmetric_) {
       symmetrise(base_.ports, samples_);
     }
+    if (options.move_poles && !options.keep_value_at_zero) {
+      damp_resonances();
+    }
     lowest_ = samples_.lowest();
     highest_ = samples_.highest();
     enough_ = std::max(harmless * before_, before_ + no_error);
@@ -202,6 +207,16 @@ class Enforcer {
  private:
   Harm harm(const ScaledModel& model, double outside) const {
     return {model, samples_, outside, options_.keep_value_at_zero};
+  }
+
+  void damp_resonances() {
+    for_each_group(
+        base_.poles, [](std::size_t) {},
+        [&](std::size_t i) {
+          const double damping = std::max(-base_.poles[i].real(), least_damping * std::abs(base_.poles[i]));
+          base_.poles[i].real(-damping);
+          base_.poles[i + 1].real(-damping);
+        });
   }
 
   /// Where the value at 0 Hz is near the limit, a margin would leave none for it.
