@@ -11,6 +11,7 @@
 #include "independent_passivity.hpp"
 #include "passive_networks.hpp"
 #include "polefit/error.hpp"
+#include "polefit/fit.hpp"
 #include "polefit/order_search.hpp"
 #include "polefit/passivity/scaled_model.hpp"
 #include "support.hpp"
@@ -176,6 +177,42 @@ TEST(Enforcement, poles_move_where_they_may_and_the_error_would_grow) {
     const Enforcement found = enforce_passivity(made.model, made.data(), {.move_poles = true});
     EXPECT_EQ(found.report.moves, 0U) << seed;
     EXPECT_EQ(found.model.poles, made.model.poles) << seed;
+  }
+}
+
+/// A coil between two ports with a resonance between each and the ground, fitted to six digits.
+TEST(Enforcement, resonances_without_losses_keep_what_they_are) {
+  const Complex pole{-1e-13, 1.0};
+  const std::vector<Complex> poles{-1e-12, pole, std::conj(pole)};
+  const auto of_residues = [&](double off, double angle) {
+    std::vector<Complex> residues;
+    for (const double sign : {1.0, -1.0, -1.0, 1.0}) {
+      const Complex residue = 0.5 * (sign > 0.0 ? Complex(1.0 - off, angle) : Complex(1.0, 0.0));
+      residues.insert(residues.end(), {sign * 0.2, residue, std::conj(residue)});
+    }
+    return matrix_model('Y', 2, poles, residues, {0.0, 0.0, 0.0, 0.0});
+  };
+  Case made = exact(of_residues(0.0, 0.0), band(200, 0.05, 3.0));
+  EXPECT_TRUE(passivity(made.model).passive);
+  made.model = of_residues(1e-6, 2e-6);
+  EXPECT_FALSE(passivity(made.model).passive);
+  const Enforcement found = enforce_passivity(made.model, made.data(), {.move_poles = true});
+  EXPECT_TRUE(found.report.passivity.passive);
+  EXPECT_LE(found.report.error_before, 1e-5);
+  // No residues are nearer than those without what was changed.
+  EXPECT_LE(found.report.error_after, 2.0 * found.report.error_before + 1e-6);
+}
+
+TEST(Enforcement, ends_no_farther_from_the_data_than_nothing_is) {
+  for (const auto& [seed, poles] : {std::pair{23U, 13U}, std::pair{2U, 12U}, std::pair{24U, 13U}}) {
+    const Network network = passive_networks::passive_network(seed, 2, 150, 'Y');
+    Options options;
+    options.complex_pairs = poles / 2;
+    options.real_poles = poles % 2;
+    Model model = fit(network, options).model;
+    const Enforcement found = enforce_passivity(model, network.data());
+    EXPECT_TRUE(found.report.passivity.passive) << seed;
+    EXPECT_LE(found.report.error_after, 1.0 + 1e-12) << seed;
   }
 }
 

@@ -138,6 +138,52 @@ TEST(Certificate, a_direction_without_losses_takes_few_pieces_whatever_others_do
   }
 }
 
+TEST(Certificate, judges_admittances_by_the_norm_of_their_values_where_that_is_wanted) {
+  int holding = 0;
+  int other = 0;
+  for (std::uint64_t seed = 0; seed < 200; ++seed) {
+    ScaledModel model = scaled_model(random_model(seed, false, seed % 2 == 0 ? 0.05 : -0.01));
+    const double by_scale = Scan(model).largest().measure;
+    model.by_norm = true;
+    const double largest = Scan(model).largest().measure;
+    other += std::abs(largest - by_scale) > 0.1 * std::abs(by_scale) ? 1 : 0;
+    for (const double away : {-0.2, -0.01, 0.01, 0.2}) {
+      const double limit = largest + away * std::abs(largest);
+      const Certificate certificate = certify(model, limit, Thoroughness::yes_or_no);
+      if (away > 0.0 || certificate.witness) {
+        EXPECT_EQ(certificate.holds, away > 0.0) << seed << " " << away;
+      }
+      EXPECT_TRUE(certificate.decided || certificate.witness) << seed << " " << away;
+      if (certificate.witness) {
+        EXPECT_GT(measure_at(model, *certificate.witness), limit) << seed;
+      }
+      const Certificate all = certify(model, limit, Thoroughness::intervals);
+      EXPECT_EQ(all.violating.empty(), certificate.holds) << seed << " " << away;
+      holding += certificate.holds ? 1 : 0;
+    }
+  }
+  EXPECT_EQ(holding, 400);
+  EXPECT_GT(other, 100);  // else by the scale would do as well
+}
+
+/// A parallel resonance of quality 5e11, whose height is as many times what it is beside it.
+TEST(Passivity, what_is_active_beside_a_resonance_does_not_pass_for_its_height) {
+  const Complex pole{-1e-12, 1.0};
+  const std::vector<Complex> poles{pole, std::conj(pole)};
+  for (const char parameter : {'Y', 'Z'}) {
+    const Passivity lossless = passivity(matrix_model(parameter, 1, poles, {0.5, 0.5}, {0.0}));
+    EXPECT_TRUE(lossless.passive) << parameter;
+    const Passivity active = passivity(matrix_model(parameter, 1, poles, {0.5, 0.5}, {-1e-6}));
+    EXPECT_FALSE(active.passive) << parameter;
+    EXPECT_TRUE(active.decided) << parameter;
+    // The resonance itself adds to the real part, by a part in 1e12 of the square of the distance.
+    EXPECT_NEAR(active.extreme, -1e-6, 1e-11) << parameter;
+    ASSERT_FALSE(active.violations.empty()) << parameter;
+    EXPECT_EQ(active.violations.front().lowest, 0.0) << parameter;
+    EXPECT_EQ(active.violations.back().highest, infinity) << parameter;
+  }
+}
+
 TEST(Passivity, intervals_of_violation_end_at_the_crossings_of_the_hamiltonian) {
   std::size_t compared = 0;
   for (std::uint64_t seed = 0; seed < 100; ++seed) {

@@ -116,6 +116,24 @@ TEST(SampledPassivity, the_tolerance_is_three_times_the_noise_where_that_is_more
   EXPECT_TRUE(sampled_passivity(large, matrix_of_ports('S', 2), std::vector<double>(4, 0.2)).passive);
 }
 
+/// A capacitor: where its admittance is small, noise is all that its real part is.
+TEST(SampledPassivity, noise_counts_as_it_is_where_admittances_are_small) {
+  std::vector<double> frequencies;
+  std::vector<Complex> values;
+  double squares = 0.0;
+  for (int k = 1; k <= 100; ++k) {
+    frequencies.push_back(k);
+    values.emplace_back(k % 2 == 0 ? 1e-5 : -1e-5, 1e-4 * k);
+    squares += std::norm(values.back());
+  }
+  const NetworkData data = data_of(frequencies, values, 1);
+  const std::vector<double> noise{1e-5 / std::sqrt(squares / 100.0)};
+  EXPECT_TRUE(sampled_passivity(data, matrix_of_ports('Y', 1), noise).passive);
+  EXPECT_FALSE(sampled_passivity(data, matrix_of_ports('Y', 1)).passive);
+  values[99] = {-5e-5, 1e-2};
+  EXPECT_FALSE(sampled_passivity(data_of(frequencies, values, 1), matrix_of_ports('Y', 1), noise).passive);
+}
+
 TEST(SampledPassivity, refuses_what_is_no_whole_matrix) {
   const std::vector<double> frequencies{1.0, 2.0};
   const std::vector<Complex> values(8, 0.5);
