@@ -25,4 +25,12 @@ Decision decide(const ScaledModel& model, double limit, std::size_t most) {
   return decision;
 }
 
+Decision decide_as_result(ScaledModel model, double tolerance, std::size_t most) {
+  model.least = 0.0;
+  if (!model.scattering) {
+    model.scale = std::min(model.scale, size_of(model));
+  }
+  return decide(model, model.limit() + tolerance, most);
+}
+
 }  // namespace polefit

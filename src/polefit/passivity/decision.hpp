@@ -26,4 +26,8 @@ struct Decision {
 Decision decide(const ScaledModel& model, double limit,
                 std::size_t most = std::numeric_limits<std::size_t>::max());
 
+/// The same of a model in the making, with its limit and a tolerance: without the least that its eigenvalues
+/// are to be, and no larger than in units of its own size, by which it will be judged.
+Decision decide_as_result(ScaledModel model, double tolerance, std::size_t most);
+
 }  // namespace polefit

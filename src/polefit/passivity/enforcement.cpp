@@ -361,7 +361,7 @@ class Enforcer {
   }
 
   bool is_passive(const ScaledModel& model) const {
-    return decide(model, model.limit() + tolerance_, pieces_to_be_certain).holds();
+    return decide_as_result(model, tolerance_, pieces_to_be_certain).holds();
   }
 
   /// S over what it exceeds 1 by, Y and Z with as much conductance or resistance more as they lack, and a

@@ -167,9 +167,7 @@ class Search {
       return false;
     }
     current_.x = harm_.expanded(y);
-    const double least = std::exchange(current_.least, 0.0);
-    const Decision decision = decide(current_, current_.limit() + options_.tolerance, most_pieces);
-    current_.least = least;
+    const Decision decision = decide_as_result(current_, options_.tolerance, most_pieces);
     if (decision.certificate.witness) {
       const double omega = *decision.certificate.witness;
       grid_.insert(std::upper_bound(grid_.begin(), grid_.end(), omega), omega);

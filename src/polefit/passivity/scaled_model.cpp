@@ -47,30 +47,24 @@ double unit_of(const Model& model) {
   return largest > 0.0 && std::isfinite(largest) ? std::exp2(std::ilogb(largest)) : 1.0;
 }
 
-/// The middle one of the norms of H at frequencies over the band of the fit, or over that of the poles.
-double size_of(const ScaledModel& model, const std::optional<Origin>& origin) {
-  constexpr int places = 33;
+/// The frequencies over which the size of the values is told: the band of the fit, or that of the poles and
+/// beyond it on either side.
+void set_band(ScaledModel& scaled, const std::optional<Origin>& origin) {
   constexpr double decades = 3.0;  // where the band starts at 0
+  constexpr double beyond = 10.0;
   double lowest = std::numeric_limits<double>::infinity();
   double highest = 0.0;
   if (origin && origin->highest > 0.0) {
-    lowest = numerics::two_pi * origin->lowest / model.unit;
-    highest = numerics::two_pi * origin->highest / model.unit;
+    lowest = numerics::two_pi * origin->lowest / scaled.unit;
+    highest = numerics::two_pi * origin->highest / scaled.unit;
   } else {
-    for (const std::complex<double> pole : model.poles) {
-      lowest = std::min(lowest, std::abs(pole));
-      highest = std::max(highest, std::abs(pole));
+    for (const std::complex<double> pole : scaled.poles) {
+      lowest = std::min(lowest, std::abs(pole) / beyond);
+      highest = std::max(highest, std::abs(pole) * beyond);
     }
   }
-  lowest = std::max(std::min(lowest, highest), highest * std::pow(10.0, -decades));
-  std::vector<double> norms;
-  for (int i = 0; i < places; ++i) {
-    const double part = static_cast<double>(i) / (places - 1);
-    norms.push_back(norm_of(value_at(model, lowest * std::pow(highest / lowest, part))));
-  }
-  std::nth_element(norms.begin(), norms.begin() + places / 2, norms.end());
-  const double size = norms[places / 2];
-  return size > 0.0 && std::isfinite(size) ? size : 1.0;
+  scaled.highest = highest;
+  scaled.lowest = std::max(std::min(lowest, highest), highest * std::pow(10.0, -decades));
 }
 
 /// Whether products of a few of its numbers are in the range of a double.
@@ -126,7 +120,8 @@ ScaledModel scaled_model(const Model& model) {
                 "the model has numbers that are too large or too small to tell whether it is passive");
   }
   if (!scaled.scattering) {
-    scaled.scale = size_of(scaled, model.origin);
+    set_band(scaled, model.origin);
+    scaled.scale = size_of(scaled);
   }
   return scaled;
 }
@@ -187,6 +182,21 @@ double norm_of(const ComplexMatrix& value) {
     squares += value.re.elements[i] * value.re.elements[i] + value.im.elements[i] * value.im.elements[i];
   }
   return std::sqrt(squares);
+}
+
+double size_of(const ScaledModel& model) {
+  constexpr int places = 33;
+  std::vector<double> norms;
+  norms.reserve(places);
+  for (int i = 0; i < places; ++i) {
+    const double part = static_cast<double>(i) / (places - 1);
+    const double omega =
+        model.highest > 0.0 ? model.lowest * std::pow(model.highest / model.lowest, part) : 0.0;
+    norms.push_back(norm_of(value_at(model, omega)));
+  }
+  std::nth_element(norms.begin(), norms.begin() + places / 2, norms.end());
+  const double size = norms[places / 2];
+  return size > 0.0 && std::isfinite(size) ? size : 1.0;
 }
 
 double unit_of(const ScaledModel& model, const ComplexMatrix& value) {

@@ -34,6 +34,8 @@ struct ScaledModel {
   /// A size of the values: 1 for S, else the middle one of their norms over the band. Resonances, which have
   /// no largest value without losses, are no measure for what is lost beside them.
   double scale = 1.0;
+  double lowest = 0.0;   ///< of the band that is meant
+  double highest = 0.0;  ///< likewise
   /// Whether a value of Y or Z is judged in units of its own norm where that is larger: rounding leaves no
   /// less of a resonance than a part of its height.
   bool by_norm = false;
@@ -63,6 +65,9 @@ ComplexMatrix value_at(const ScaledModel& model, double omega);
 
 /// Frobenius norm.
 double norm_of(const ComplexMatrix& value);
+
+/// The scale of Y or Z as the values are now; 1 where they are nothing.
+double size_of(const ScaledModel& model);
 
 /// The unit in which eigenvalues of a value of Y or Z are judged; 1 for S.
 double unit_of(const ScaledModel& model, const ComplexMatrix& value);
