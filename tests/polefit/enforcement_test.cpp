@@ -199,8 +199,9 @@ TEST(Enforcement, resonances_without_losses_keep_what_they_are) {
   const Enforcement found = enforce_passivity(made.model, made.data(), {.move_poles = true});
   EXPECT_TRUE(found.report.passivity.passive);
   EXPECT_LE(found.report.error_before, 1e-5);
-  // No residues are nearer than those without what was changed.
-  EXPECT_LE(found.report.error_after, 2.0 * found.report.error_before + 1e-6);
+  // A damping of 1e-8 changes the value at a distance of 1.2e-3 from a resonance, which is nearly all of the
+  // data, by 8e-6 of that.
+  EXPECT_LE(found.report.error_after, 2.0 * found.report.error_before + 1e-5);
 }
 
 TEST(Enforcement, ends_no_farther_from_the_data_than_nothing_is) {

@@ -33,7 +33,7 @@ constexpr double no_error = 1e-8;
 /// Poles are moved, and room poles tried, where the error has grown by more.
 constexpr double worth_a_trial = 1.05;
 /// Of a pole that may move, in parts of its modulus: rounding hides what a resonance without losses does.
-constexpr double least_damping = 1e-9;
+constexpr double least_damping = 1e-8;
 constexpr double first_damping = 1e-3;
 constexpr double damping_after_success = 0.2;
 constexpr double damping_after_failure = 8.0;
