@@ -25,7 +25,8 @@ enum class Remedy {
 /// The choices of an enforcement.
 struct EnforcementOptions {
   /// Whether poles may move where the error would grow by more than 5 per cent without that. They stay
-  /// stable.
+  /// stable. Resonances whose damping is less than 1e-8 of their modulus get that in any case, unless the
+  /// value at 0 Hz is kept.
   bool move_poles = false;
   /// Pairs of poles that may be added beyond the band, where nothing else keeps the error.
   std::size_t most_room_pairs = 0;

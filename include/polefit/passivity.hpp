@@ -35,8 +35,9 @@ struct Passivity {
   bool decided = true;
   /// What decided, or was asked first where nothing could.
   PassivityMethod method = PassivityMethod::certificate;
-  /// What no singular value exceeds, or (Y, Z) what no eigenvalue falls below, in units of the largest value
-  /// of the model: 1 + 1e-9, and -1e-9, so that lossless networks pass, which touch the limit.
+  /// What no singular value exceeds, or (Y, Z) what no eigenvalue falls below: 1 + 1e-9, and -1e-9 times the
+  /// norm of the value there or, where that is larger, the middle one of the norms over the band. So lossless
+  /// networks pass, which touch the limit.
   double tolerance = 1e-9;
   std::size_t pieces = 0;  ///< of the frequency axis that were looked at
   /// The largest singular value of S, the smallest eigenvalue of (H + H^H) / 2 of Y or Z, of those looked at.

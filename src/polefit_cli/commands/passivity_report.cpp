@@ -24,7 +24,7 @@ std::string value_text(double value, char parameter) {
 std::string limit_text(char parameter, double tolerance) {
   return (parameter == 'S'
               ? "no singular value of S above 1, with a tolerance of "
-              : "no eigenvalue of the Hermitian part below 0, with a tolerance of the largest value times ") +
+              : "no eigenvalue of the Hermitian part below 0, with a tolerance of the value's norm times ") +
          short_number(tolerance);
 }
 
