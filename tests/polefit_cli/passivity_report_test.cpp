@@ -51,7 +51,7 @@ TEST(PassivityReport, lists_every_interval_up_to_infinity) {
   1-port, Z parameters, reference 50 ohms
 
   passive     no
-  limit       no eigenvalue of the Hermitian part below 0, with a tolerance of the largest value times 1e-09
+  limit       no eigenvalue of the Hermitian part below 0, with a tolerance of the value's norm times 1e-09
   smallest    -2 ohms at infinity
   decided     by bounds on 20 pieces of the frequency axis
 

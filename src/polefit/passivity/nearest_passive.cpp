@@ -58,9 +58,11 @@ std::vector<double> grid_of(const ScaledModel& model, double highest) {
       add(pole.imag() + place * damping);
     }
     // On the way from a sharp resonance to the places of the band.
-    for (double distance = apart * places * damping; distance < highest / steps_in_band; distance *= apart) {
+    double distance = apart * places * damping;
+    while (distance < highest / steps_in_band) {
       add(pole.imag() - distance);
       add(pole.imag() + distance);
+      distance *= apart;
     }
   }
   for (int i = 1; i <= steps_in_band; ++i) {
