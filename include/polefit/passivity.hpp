@@ -64,7 +64,7 @@ inline CertifiedPassivity certified(const Passivity& passivity) {
 ///
 /// Throws Error (bad_shape) as check, for a model that is no whole matrix, whose poles are not stable, or
 /// with numbers that are not finite, or whose products overflow or vanish: above 1e100, or dampings below
-/// 1e-100, in units of the band.
+/// 1e-100, in units of the band, or values of Y or Z below 1e-100.
 POLEFIT_EXPORT Passivity passivity(const Model& model);
 
 /// What is held against the limit, one value a frequency: the largest singular value of S, the smallest

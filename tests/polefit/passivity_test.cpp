@@ -603,6 +603,10 @@ TEST(Passivity, of_what_is_no_stable_matrix_is_refused) {
   model.residues = {0.5};
   model.network.reset();
   EXPECT_THROW(static_cast<void>(passivity(model)), Error);
+  // Squares of these vanish, and with them what is active.
+  EXPECT_THROW(static_cast<void>(passivity(matrix_model('Y', 1, {-1.0}, {0.5e-300}, {-1e-300}))), Error);
+  EXPECT_FALSE(passivity(matrix_model('Y', 1, {-1.0}, {0.5e-90}, {-1e-90})).passive);
+  EXPECT_TRUE(passivity(matrix_model('Y', 1, {}, {}, {0.0})).passive);
 }
 
 }  // namespace

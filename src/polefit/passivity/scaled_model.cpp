@@ -75,7 +75,8 @@ bool is_in_range(const ScaledModel& model) {
              model.poles.begin(), model.poles.end(),
              [](std::complex<double> a) { return std::abs(a) <= largest && a.real() <= -1.0 / largest; }) &&
          std::all_of(model.x.elements.begin(), model.x.elements.end(), small) &&
-         std::all_of(model.e.elements.begin(), model.e.elements.end(), small);
+         std::all_of(model.e.elements.begin(), model.e.elements.end(), small) &&
+         (model.scattering || size_of(model) >= 1.0 / largest);
 }
 
 }  // namespace
@@ -115,12 +116,12 @@ ScaledModel scaled_model(const Model& model) {
       scaled.e(row, column) = model.proportionals[r] * scaled.unit;
     }
   }
+  set_band(scaled, model.origin);
   if (!is_in_range(scaled)) {
     throw Error(ErrorKind::bad_shape,
                 "the model has numbers that are too large or too small to tell whether it is passive");
   }
   if (!scaled.scattering) {
-    set_band(scaled, model.origin);
     scaled.scale = size_of(scaled);
   }
   return scaled;
@@ -177,11 +178,21 @@ std::vector<std::complex<double>> basis_at(const ScaledModel& model, double omeg
 }
 
 double norm_of(const ComplexMatrix& value) {
+  double largest = 0.0;
+  for (std::size_t i = 0; i < value.re.elements.size(); ++i) {
+    largest = std::max({largest, std::abs(value.re.elements[i]), std::abs(value.im.elements[i])});
+  }
+  if (!(largest > 0.0) || !std::isfinite(largest)) {
+    return largest;
+  }
+  // In units of the largest, so that no square leaves the range.
   double squares = 0.0;
   for (std::size_t i = 0; i < value.re.elements.size(); ++i) {
-    squares += value.re.elements[i] * value.re.elements[i] + value.im.elements[i] * value.im.elements[i];
+    const double re = value.re.elements[i] / largest;
+    const double im = value.im.elements[i] / largest;
+    squares += re * re + im * im;
   }
-  return std::sqrt(squares);
+  return largest * std::sqrt(squares);
 }
 
 double size_of(const ScaledModel& model) {

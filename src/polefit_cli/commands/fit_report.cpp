@@ -110,8 +110,7 @@ std::string cost_text(const FitOutcome& outcome) {
   const double growth = outcome.enforcement->error_after / before - 1.0;
   const bool other = has_other_order(outcome);
   const std::string order = text::counted(outcome.first.order, "pole");
-  std::string was =
-      "the error was " + short_number(before, 2) + " before" + (other ? ", with " + order : "");
+  std::string was = "the error was " + short_number(before, 2) + " before" + (other ? ", with " + order : "");
   if (lost_the_data(outcome)) {
     return "it does not follow the data any more: " + was;
   }
