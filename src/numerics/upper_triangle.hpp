@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <vector>
 
 #include "numerics/matrix.hpp"
 
@@ -21,6 +22,18 @@ inline Matrix solve_upper(const Matrix& u, Matrix x) {
     }
   }
   return x;
+}
+
+/// The x of u^T x = b, for the first b.size() columns of u, none of whose diagonal elements is 0.
+template <class Number>
+std::vector<Number> solve_transposed(const Matrix& u, std::vector<Number> b) {
+  for (std::size_t j = 0; j < b.size(); ++j) {
+    for (std::size_t i = 0; i < j; ++i) {
+      b[j] -= u(i, j) * b[i];
+    }
+    b[j] /= u(j, j);
+  }
+  return b;
 }
 
 }  // namespace numerics

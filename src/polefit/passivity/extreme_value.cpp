@@ -92,7 +92,7 @@ bool could_hide_more(const std::vector<Extreme>& values, std::size_t i, double b
 ComplexMatrix judged_matrix(const ScaledModel& model, const ComplexMatrix& value) {
   const std::size_t n = model.ports;
   ComplexMatrix judged(n, n);
-  const double unit = unit_of(model, value);
+  const double unit = unit_of_value(model, value);
   for (std::size_t j = 0; j < n; ++j) {
     for (std::size_t i = j; i < n; ++i) {
       if (!model.scattering) {

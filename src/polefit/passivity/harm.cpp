@@ -95,14 +95,7 @@ double Harm::in_band(const Matrix& y) const {
 }
 
 std::vector<Complex> Harm::lowered(const std::vector<Complex>& phi) const {
-  std::vector<Complex> p = phi;
-  for (std::size_t j = 0; j < p.size(); ++j) {
-    for (std::size_t i = 0; i < j; ++i) {
-      p[j] -= r_(i, j) * p[i];
-    }
-    p[j] /= r_(j, j);
-  }
-  return p;
+  return numerics::solve_transposed(r_, phi);
 }
 
 Matrix Harm::raised(Matrix z) const { return numerics::solve_upper(r_, std::move(z)); }

@@ -55,7 +55,7 @@ std::optional<ComplexMatrix> clipped(const ScaledModel& model, const ComplexMatr
     return std::nullopt;
   }
   ComplexMatrix result = h;
-  const double unit = unit_of(model, h);
+  const double unit = unit_of_value(model, h);
   for (std::size_t c = n; c-- > 0 && measure(c) > largest;) {
     for (std::size_t i = 0; i < n; ++i) {
       Complex left = (largest - measure(c)) * unit * -found->vectors(i, c);

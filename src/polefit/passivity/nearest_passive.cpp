@@ -227,7 +227,7 @@ class Search {
       const double beyond = peaks.front().measure - limit_;
       violation.most = std::max(violation.most, beyond);
       violation.most_value =
-          std::max(violation.most_value, beyond * unit_of(current_, value_at(current_, omega)));
+          std::max(violation.most_value, beyond * unit_of_value(current_, value_at(current_, omega)));
       violations_[i] = std::max(violations_[i], peaks.front().measure - limit_);
       std::move(peaks.begin(), peaks.end(), std::back_inserter(violation.peaks));
     }

@@ -44,7 +44,7 @@ std::pair<Complex, Complex> products(const std::vector<Complex>& x, const std::v
 std::vector<Peak> peaks_at(const ScaledModel& model, double omega, double limit, bool symmetric) {
   const ComplexMatrix h = value_at(model, omega);
   const std::size_t n = model.ports;
-  const double unit = unit_of(model, h);
+  const double unit = unit_of_value(model, h);
   const auto found = numerics::hermitian_eigenvalues(judged_matrix(model, h), true);
   std::vector<Peak> peaks;
   for (std::size_t c = n; found && c-- > 0;) {
@@ -84,6 +84,14 @@ double product(const Normal& a, const Normal& b) {
   const auto of_c = products(a.c, b.c);
   const auto of_p = products(a.p, b.p);
   return 0.5 * (of_c.first * of_p.first + of_c.second * of_p.second).real();
+}
+
+std::vector<double> multipliers_of(const Matrix& products, const std::vector<double>& distances,
+                                   const std::vector<double>& start) {
+  const double largest = distances.empty() ? 0.0 : *std::max_element(distances.begin(), distances.end());
+  return numerics::nonnegative_minimum(products, distances, start,
+                                       std::max(least_tolerance, relative_tolerance * largest), most_changes)
+      .x;
 }
 
 Planes::Plane Planes::plane_of(const Peak& peak) const {
@@ -131,11 +139,7 @@ void Planes::add(const std::vector<Peak>& peaks) {
 }
 
 Matrix Planes::nearest_beyond(const std::vector<double>& distances) {
-  const double largest = distances.empty() ? 0.0 : *std::max_element(distances.begin(), distances.end());
-  multipliers_ =
-      numerics::nonnegative_minimum(products_, distances, multipliers_,
-                                    std::max(least_tolerance, relative_tolerance * largest), most_changes)
-          .x;
+  multipliers_ = multipliers_of(products_, distances, multipliers_);
   for (std::size_t l = 0; l < planes_.size(); ++l) {
     planes_[l].held = planes_[l].held || multipliers_[l] > 0.0;
   }

@@ -36,6 +36,14 @@ struct Normal {
 
 double product(const Normal& a, const Normal& b);
 
+/// How hard each plane holds back what is nearest behind all of them, 0 where it does not.
+///
+/// products    of the normals, each of length 1
+/// distances   of the centre beyond the planes
+/// start       multipliers to begin with, one for each plane, or none
+std::vector<double> multipliers_of(const Matrix& products, const std::vector<double>& distances,
+                                   const std::vector<double>& start);
+
 class Planes {
  public:
   /// `harm` must outlive it. No measure is to be above the limit.

@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "numerics/inverse_factor.hpp"
-#include "numerics/nonnegative_minimum.hpp"
+#include "numerics/upper_triangle.hpp"
 #include "polefit/passivity/harm_rows.hpp"
 
 namespace polefit {
@@ -18,9 +18,6 @@ using Complex = std::complex<double>;
 constexpr double least_curvature = 1e-6;
 /// A step takes at most this part of a pole's distance from an axis.
 constexpr double longest = 0.5;
-constexpr double relative_tolerance = 1e-10;
-constexpr double least_tolerance = 1e-14;
-constexpr int most_changes = 4000;
 
 /// The derivatives of partial fractions by their poles, in the order of the basis of the poles.
 void append_squares(const Poles& poles, Complex s, std::vector<Complex>& functions) {
@@ -73,9 +70,7 @@ PoleMoves::PoleMoves(const ScaledModel& model, const MatrixSamples& samples, dou
   const std::size_t n = model.poles.size();
   if (keep_zero) {
     offset_ = value_at(model, 0.0).re.elements;
-    keep_zero_ = false;
     at_zero_ = functions_at(0.0);
-    keep_zero_ = true;
   }
   Matrix coefficients(functions_ + n, model.x.columns);
   for (std::size_t e = 0; e < model.x.columns; ++e) {
@@ -131,7 +126,7 @@ std::vector<Complex> PoleMoves::functions_at(double omega) const {
   } else {
     append_squares(model_.poles, {0.0, omega}, functions);
   }
-  for (std::size_t k = 0; keep_zero_ && k < functions.size(); ++k) {
+  for (std::size_t k = 0; k < at_zero_.size(); ++k) {
     functions[k] -= at_zero_[k];
   }
   return functions;
@@ -142,12 +137,7 @@ void PoleMoves::add_plane(const Peak& peak, double limit, const Matrix& triangle
   std::vector<Complex> p = functions_at(peak.omega);
   std::vector<Complex> rest(p.begin() + static_cast<std::ptrdiff_t>(functions_), p.end());
   p.resize(functions_);
-  for (std::size_t j = 0; j < functions_; ++j) {
-    for (std::size_t i = 0; i < j; ++i) {
-      p[j] -= triangle(i, j) * p[i];
-    }
-    p[j] /= triangle(j, j);
-  }
+  p = numerics::solve_transposed(triangle, std::move(p));
   for (std::size_t j = 0; j < rest.size(); ++j) {
     for (std::size_t i = 0; i < functions_; ++i) {
       rest[j] -= triangle(i, functions_ + j) * p[i];
@@ -214,12 +204,10 @@ std::optional<ScaledModel> PoleMoves::moved(double damping) const {
   std::vector<std::vector<double>> slopes;
   std::vector<double> lengths;
   std::vector<double> distances;
-  double farthest = 0.0;
   for (const Plane& plane : planes_) {
     slopes.push_back(half(plane.slopes));
     lengths.push_back(std::sqrt(product(plane.normal, plane.normal) + dot(slopes.back(), slopes.back())));
     distances.push_back((plane.distance + dot(slopes.back(), step)) / lengths.back());
-    farthest = std::max(farthest, distances.back());
   }
   Matrix products(count, count);
   for (std::size_t j = 0; j < count; ++j) {
@@ -229,10 +217,7 @@ std::optional<ScaledModel> PoleMoves::moved(double damping) const {
           (lengths[i] * lengths[j]);
     }
   }
-  const std::vector<double> multipliers =
-      numerics::nonnegative_minimum(products, distances, {},
-                                    std::max(least_tolerance, relative_tolerance * farthest), most_changes)
-          .x;
+  const std::vector<double> multipliers = multipliers_of(products, distances, {});
   for (std::size_t l = 0; l < count; ++l) {
     for (std::size_t i = 0; i < n; ++i) {
       step[i] -= multipliers[l] / lengths[l] * slopes[l][i];

@@ -52,8 +52,8 @@ class PoleMoves {
 
   const ScaledModel& model_;
   bool keep_zero_;
-  std::size_t functions_;  // phi alone
-  std::vector<std::complex<double>> at_zero_;
+  std::size_t functions_;                      // phi alone
+  std::vector<std::complex<double>> at_zero_;  // of phi and psi; none where the value at 0 Hz is free
   std::vector<double> offset_;
   Matrix curvature_;              // A
   std::vector<double> downhill_;  // minus the slopes of the distance

@@ -210,7 +210,7 @@ double size_of(const ScaledModel& model) {
   return size > 0.0 && std::isfinite(size) ? size : 1.0;
 }
 
-double unit_of(const ScaledModel& model, const ComplexMatrix& value) {
+double unit_of_value(const ScaledModel& model, const ComplexMatrix& value) {
   return model.by_norm && !model.scattering ? std::max(model.scale, norm_of(value)) : model.scale;
 }
 

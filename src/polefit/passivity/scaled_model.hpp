@@ -70,6 +70,6 @@ double norm_of(const ComplexMatrix& value);
 double size_of(const ScaledModel& model);
 
 /// The unit in which eigenvalues of a value of Y or Z are judged; 1 for S.
-double unit_of(const ScaledModel& model, const ComplexMatrix& value);
+double unit_of_value(const ScaledModel& model, const ComplexMatrix& value);
 
 }  // namespace polefit
