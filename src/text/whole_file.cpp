@@ -5,9 +5,11 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cassert>
 #include <cerrno>
+#include <csignal>
 #include <cstddef>
 #include <cstdint>
 #include <system_error>
@@ -32,6 +34,74 @@ void check_name(const std::string& name) {
   throw IoError({.file = target, .found = found, .expected = "a regular file or a name that is free"});
 }
 
+constexpr const char* replaceable = "a file that may be replaced";
+constexpr const char* writable = "what can be written to";
+constexpr const char* usable_folder = "a folder in which a file can be made";
+
+/// What a name stands for as a target.
+enum class TargetKind {
+  free_or_regular,  ///< a name for a whole new file
+  stream,           ///< a device without blocks, a pipe: written to as it is
+};
+
+TargetKind kind_of(const std::string& target) {
+  struct stat status = {};
+  if (::stat(target.c_str(), &status) != 0) {
+    // Another error than that there is none shows when the file is made.
+    return TargetKind::free_or_regular;
+  }
+  if (S_ISREG(status.st_mode)) {
+    return TargetKind::free_or_regular;
+  }
+  if (!S_ISCHR(status.st_mode) && !S_ISFIFO(status.st_mode)) {
+    refuse_target(target, "what is no regular file");
+  }
+  return TargetKind::stream;
+}
+
+void check_access(const std::filesystem::path& path, int kind, const std::string& target,
+                  const char* expected) {
+  if (::faccessat(AT_FDCWD, path.c_str(), kind, AT_EACCESS) != 0) {
+    throw system_io_error(target, errno, expected);
+  }
+}
+
+/// Names of files that are to go when the process is ended by a signal. More than these are left behind.
+std::array<std::atomic<const char*>, 16> unfinished;
+
+/// Lets no signal in while it lives, so that no file is made and then not remembered.
+class SignalsHeld {
+ public:
+  SignalsHeld() {
+    sigset_t all;
+    sigfillset(&all);
+    ::pthread_sigmask(SIG_SETMASK, &all, &before_);
+  }
+  SignalsHeld(const SignalsHeld&) = delete;
+  SignalsHeld& operator=(const SignalsHeld&) = delete;
+  ~SignalsHeld() { ::pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+
+ private:
+  sigset_t before_{};
+};
+
+/// Takes the name down in a free place.
+void remember_unfinished(const char* name) {
+  for (std::atomic<const char*>& place : unfinished) {
+    const char* nothing = nullptr;
+    if (place.compare_exchange_strong(nothing, name)) {
+      return;
+    }
+  }
+}
+
+void forget_unfinished(const char* name) {
+  for (std::atomic<const char*>& place : unfinished) {
+    const char* same = name;
+    place.compare_exchange_strong(same, nullptr);
+  }
+}
+
 /// Bytes to make room for at once; a size that a file only claims takes no more memory than that.
 std::size_t expected_size(int descriptor) {
   constexpr std::int64_t most = std::int64_t{1} << 30;
@@ -40,7 +110,7 @@ std::size_t expected_size(int descriptor) {
   return known ? static_cast<std::size_t>(std::clamp<std::int64_t>(status.st_size, 0, most)) : 0;
 }
 
-/// Closes a file that was only read.
+/// Closes a file of which nothing is lost by that.
 class OpenFile {
  public:
   explicit OpenFile(int descriptor) : descriptor_(descriptor) {}
@@ -53,9 +123,9 @@ class OpenFile {
   int descriptor_;
 };
 
-}  // namespace
-
-std::string read_to_end(int descriptor, const std::string& shown) {
+/// Reads to the end, and shows each piece to `check`, with the content up to it.
+template <class Check>
+std::string read_with(int descriptor, const std::string& shown, const Check& check) {
   std::string content;
   content.reserve(expected_size(descriptor));
   std::vector<char> buffer(std::size_t{1} << 16);
@@ -67,8 +137,79 @@ std::string read_to_end(int descriptor, const std::string& shown) {
     if (count < 0 && errno != EINTR) {
       throw system_io_error(shown, errno, "a file that can be read");
     }
-    content.append(buffer.data(), count < 0 ? 0 : static_cast<std::size_t>(count));
+    const std::string_view piece(buffer.data(), count < 0 ? 0 : static_cast<std::size_t>(count));
+    content.append(piece);
+    check(content, piece);
   }
+}
+
+/// Follows a text as it is read, so that one without an end is refused before it fills the memory.
+class TextBounds {
+ public:
+  TextBounds(const std::string& shown, const TextLimits& limits) : shown_(shown), limits_(limits) {}
+
+  void check(std::string_view content, std::string_view piece) {
+    if (content.size() > limits_.bytes) {
+      refuse("more than " + std::to_string(limits_.bytes) + " bytes", "a file of at most as many");
+    }
+    // Lines that begin and end within a piece are shorter than any limit.
+    const std::size_t before = content.size() - piece.size();
+    const std::size_t first_end = piece.find('\n');
+    const bool ends = first_end != std::string_view::npos;
+    if ((ends ? before + first_end : content.size()) - line_ > limits_.line) {
+      refuse("a line of more than " + std::to_string(limits_.line) + " bytes", "text in lines");
+    }
+    line_ = ends ? before + piece.rfind('\n') + 1 : line_;
+  }
+
+ private:
+  [[noreturn]] void refuse(std::string found, std::string expected) const {
+    throw IoError({.file = shown_, .found = std::move(found), .expected = std::move(expected)});
+  }
+
+  const std::string& shown_;
+  const TextLimits& limits_;
+  std::size_t line_ = 0;  // where the last one begins
+};
+
+/// The open file that a name of this process stands for, as /dev/stdout does; nothing for other names. Such
+/// a file is written to where it stands, for what went there before is to stay.
+std::optional<int> own_descriptor(std::filesystem::path name) {
+  constexpr int most_links = 40;
+  for (int links = 0; links < most_links; ++links) {
+    std::error_code failed;
+    const std::filesystem::path folder = std::filesystem::canonical(name.parent_path(), failed);
+    const std::string number = name.filename().string();
+    if (!failed && folder == "/proc/" + std::to_string(::getpid()) + "/fd" && !number.empty() &&
+        number.size() <= 9 && number.find_first_not_of("0123456789") == std::string::npos) {
+      return std::stoi(number);
+    }
+    const std::filesystem::path target = std::filesystem::read_symlink(name, failed);
+    if (failed) {
+      return std::nullopt;
+    }
+    name = name.parent_path() / target;
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
+std::string read_to_end(int descriptor, const std::string& shown) {
+  return read_with(descriptor, shown, [](std::string_view, std::string_view) {});
+}
+
+TextLimits text_limits() {
+  constexpr std::uint64_t most = std::uint64_t{1} << 33;
+  const auto pages = static_cast<std::uint64_t>(std::max<long>(1, ::sysconf(_SC_PHYS_PAGES)));
+  const auto size = static_cast<std::uint64_t>(std::max<long>(1, ::sysconf(_SC_PAGESIZE)));
+  return {.bytes = std::min(most, pages * size / 2), .line = std::size_t{1} << 28};
+}
+
+std::string read_text(int descriptor, const std::string& shown, const TextLimits& limits) {
+  TextBounds bounds(shown, limits);
+  return read_with(descriptor, shown,
+                   [&](std::string_view content, std::string_view piece) { bounds.check(content, piece); });
 }
 
 void write_all(int descriptor, std::string_view content, const std::string& shown) {
@@ -88,10 +229,42 @@ std::string read_whole_file(const std::string& name) {
     throw system_io_error(name, errno, "a file that can be opened");
   }
   const OpenFile file(descriptor);
-  return read_to_end(file.descriptor(), name);
+  return read_text(file.descriptor(), name);
+}
+
+bool is_standard_output(const std::string& name) { return own_descriptor(name) == STDOUT_FILENO; }
+
+void check_target(const std::string& name) {
+  check_name(name);
+  if (const auto own = own_descriptor(name)) {
+    const int mode = ::fcntl(*own, F_GETFL);
+    if (mode < 0 || (mode & O_ACCMODE) == O_RDONLY) {
+      throw system_io_error(name, EBADF, writable);
+    }
+    return;
+  }
+  if (kind_of(name) == TargetKind::stream) {
+    check_access(name, W_OK, name, writable);
+    return;
+  }
+  static_cast<void>(ReplacementFile::place_of(name));
 }
 
 void replace_whole_file(const std::string& name, std::string_view content) {
+  check_name(name);
+  if (const auto own = own_descriptor(name)) {
+    write_all(*own, content, name);
+    return;
+  }
+  if (kind_of(name) == TargetKind::stream) {
+    const int descriptor = ::open(name.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY);
+    if (descriptor < 0) {
+      throw system_io_error(name, errno, writable);
+    }
+    const OpenFile stream(descriptor);
+    write_all(stream.descriptor(), content, name);
+    return;
+  }
   ReplacementFile file(name);
   file.write(content);
   file.commit();
@@ -113,8 +286,14 @@ ReplacementFile::Place ReplacementFile::place_of(const std::string& target) {
     if (!S_ISREG(status.st_mode)) {  // a device, which renaming would replace
       refuse_target(target, "what is no regular file");
     }
+    // Renaming would not ask: that is allowed by the folder.
+    check_access(place.file, W_OK, target, replaceable);
     place.permissions = status.st_mode & 07777;
+  } else if (errno != ENOENT) {
+    throw system_io_error(target, errno, usable_folder);
   }
+  const std::filesystem::path folder = place.file.parent_path();
+  check_access(folder.empty() ? "." : folder, W_OK | X_OK, target, usable_folder);
   return place;
 }
 
@@ -129,6 +308,7 @@ ReplacementFile::ReplacementFile(std::string target, Place place)
     : target_(std::move(target)), place_(std::move(place)) {
   static std::atomic<unsigned> files{0};
   const std::filesystem::path directory = place_.file.parent_path();
+  const SignalsHeld held;
   // What a process of the same number left behind is nobody's to remove.
   do {
     const std::string own = ".unfinished-" + std::to_string(::getpid()) + "-" + std::to_string(++files);
@@ -136,8 +316,9 @@ ReplacementFile::ReplacementFile(std::string target, Place place)
     descriptor_ = ::open(name_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
   } while (descriptor_ < 0 && errno == EEXIST);
   if (descriptor_ < 0) {
-    throw system_io_error(target_, errno, "a folder in which a file can be made");
+    throw system_io_error(target_, errno, usable_folder);
   }
+  remember_unfinished(name_.c_str());
 }
 
 ReplacementFile::~ReplacementFile() {
@@ -146,6 +327,7 @@ ReplacementFile::~ReplacementFile() {
   }
   if (!name_.empty()) {
     ::unlink(name_.c_str());
+    forget_unfinished(name_.c_str());
   }
 }
 
@@ -165,7 +347,16 @@ void ReplacementFile::commit() {
   if (::rename(name_.c_str(), place_.file.c_str()) != 0) {
     throw system_io_error(target_, errno, "the file to be replaced");
   }
+  forget_unfinished(name_.c_str());
   name_.clear();
+}
+
+void remove_unfinished_files() noexcept {
+  for (const std::atomic<const char*>& place : unfinished) {
+    if (const char* const name = place.load()) {
+      ::unlink(name);
+    }
+  }
 }
 
 }  // namespace text

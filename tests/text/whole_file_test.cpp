@@ -237,13 +237,138 @@ TEST_F(WholeFile, what_is_no_regular_file_is_not_replaced) {
   ASSERT_EQ(mkfifo("pipe", 0600), 0);
   std::filesystem::create_symlink("pipe", "link");  // never a device: a mistake would replace it
   for (const char* name : {"folder", "pipe", "link"}) {
-    const IoErrorDetails details = io_error_of([&] { replace_whole_file(name, "new"); });
+    const IoErrorDetails details = io_error_of([&] { ReplacementFile file(name); });
     EXPECT_EQ(details.file, name);
     EXPECT_EQ(details.found, "what is no regular file");
     EXPECT_EQ(details.expected, "a regular file or a name that is free");
   }
+  EXPECT_EQ(io_error_of([] { replace_whole_file("folder", "new"); }).found, "what is no regular file");
+  EXPECT_EQ(io_error_of([] { check_target("folder"); }).found, "what is no regular file");
   EXPECT_TRUE(std::filesystem::is_fifo("pipe"));
   EXPECT_EQ(names(), (Names{"folder", "link", "pipe"}));
+}
+
+TEST_F(WholeFile, a_pipe_is_written_to) {
+  ASSERT_EQ(mkfifo("pipe", 0600), 0);
+  std::filesystem::create_symlink("pipe", "link");
+  for (const char* name : {"pipe", "link"}) {
+    std::string received;
+    check_target(name);
+    std::thread reader([&] { received = content_of("pipe"); });
+    replace_whole_file(name, std::string(200000, 'x'));
+    reader.join();
+    EXPECT_TRUE(received == std::string(200000, 'x'));
+  }
+  EXPECT_TRUE(std::filesystem::is_fifo("pipe"));
+}
+
+TEST_F(WholeFile, a_character_device_is_written_to) {
+  std::filesystem::create_symlink("/dev/null", "nothing");
+  check_target("nothing");
+  replace_whole_file("nothing", "new");
+  EXPECT_TRUE(std::filesystem::is_symlink("nothing"));
+  std::filesystem::create_symlink("/dev/full", "full");
+  expect_system_error(io_error_of([] { replace_whole_file("full", "new"); }), "full", ENOSPC,
+                      "the content to be written");
+}
+
+TEST_F(WholeFile, an_open_file_of_the_process_is_written_to_where_it_stands) {
+  if (!testing_support::system_has_process_files()) {
+    GTEST_SKIP() << "the system shows no open files";
+  }
+  const int file = open("log", O_WRONLY | O_CREAT, 0600);
+  write_all(file, "before ", "log");
+  const std::string name = "/dev/fd/" + std::to_string(file);
+  std::filesystem::create_symlink(name, "link");
+  check_target(name);
+  replace_whole_file(name, "new ");
+  replace_whole_file("link", "newer");
+  EXPECT_EQ(content_of("log"), "before new newer");
+  ASSERT_EQ(close(file), 0);
+  EXPECT_THROW(check_target(name), IoError);
+  const int readable = open("log", O_RDONLY);
+  EXPECT_THROW(check_target("/proc/self/fd/" + std::to_string(readable)), IoError);
+  ASSERT_EQ(close(readable), 0);
+}
+
+TEST_F(WholeFile, the_names_of_standard_output_are_known) {
+  if (!testing_support::system_has_process_files()) {
+    GTEST_SKIP() << "the system shows no open files";
+  }
+  std::filesystem::create_symlink("/dev/stdout", "link");
+  for (const char* name : {"/dev/stdout", "/dev/fd/1", "/proc/self/fd/1", "link"}) {
+    EXPECT_TRUE(is_standard_output(name)) << name;
+  }
+  std::filesystem::create_symlink("loop", "loop");
+  for (const char* name : {"/dev/stderr", "/dev/fd/11", "1", "-", "", "loop", "/dev/fd/", "/dev/null"}) {
+    EXPECT_FALSE(is_standard_output(name)) << name;
+  }
+}
+
+TEST_F(WholeFile, a_target_that_has_no_place_is_told_beforehand) {
+  expect_system_error(io_error_of([] { check_target("missing/data"); }), "missing/data", ENOENT,
+                      "a folder in which a file can be made");
+  const std::string long_name(300, 'x');
+  expect_system_error(io_error_of([&] { check_target(long_name); }), long_name, ENAMETOOLONG,
+                      "a folder in which a file can be made");
+  EXPECT_THROW(check_target("/proc/self/data"), IoError);
+  check_target("data");
+  write("data", "old");
+  check_target("data");
+  EXPECT_EQ(content_of("data"), "old");
+  EXPECT_EQ(names(), Names{"data"});
+}
+
+TEST_F(WholeFile, an_unfinished_file_is_removed_when_the_process_is_to_end) {
+  write("data", "old");
+  ReplacementFile first("data");
+  ReplacementFile second("other");
+  EXPECT_EQ(names().size(), 3U);
+  remove_unfinished_files();
+  EXPECT_EQ(names(), Names{"data"});
+  EXPECT_EQ(content_of("data"), "old");
+}
+
+TEST_F(WholeFile, what_is_finished_stays_when_the_process_is_to_end) {
+  std::string name;
+  {
+    ReplacementFile file("data");
+    name = file.name();
+    file.commit();
+    write(name, "somebody's");
+    remove_unfinished_files();
+  }
+  { const ReplacementFile given_up("data"); }
+  remove_unfinished_files();
+  EXPECT_EQ(names(), (Names{name, "data"}));
+}
+
+TEST_F(WholeFile, a_text_without_an_end_is_refused_before_it_is_read_whole) {
+  const auto refusal = [](const std::string& content, TextLimits limits) {
+    write("text", content);
+    const int file = open("text", O_RDONLY);
+    const IoErrorDetails details = io_error_of([&] { read_text(file, "some text", limits); });
+    EXPECT_EQ(details.file, "some text");
+    close(file);
+    return details.found;
+  };
+  const std::string line = std::string(99, 'x') + "\n";
+  std::string text;
+  for (int i = 0; i < 2000; ++i) {  // more than is read at a time
+    text += line;
+  }
+  EXPECT_EQ(refusal(text, {.bytes = text.size() - 1, .line = 1000}),
+            "more than " + std::to_string(text.size() - 1) + " bytes");
+  EXPECT_EQ(refusal(std::string(100000, 'x') + "\n", {.bytes = 1000000, .line = 99998}),
+            "a line of more than 99998 bytes");
+  const int file = open("text", O_RDONLY);
+  EXPECT_EQ(read_text(file, "some text", {.bytes = 100001, .line = 100000}).size(), 100001U);
+  close(file);
+}
+
+TEST_F(WholeFile, a_device_without_lines_is_refused_by_its_first_line) {
+  EXPECT_EQ(io_error_of([] { read_whole_file("/dev/zero"); }).found,
+            "a line of more than " + std::to_string(text_limits().line) + " bytes");
 }
 
 TEST_F(WholeFile, a_name_that_the_system_would_take_for_another_is_refused) {

@@ -13,13 +13,21 @@
 namespace polefit {
 namespace {
 
-constexpr std::size_t block = numerics::SampleParts::most;
+/// Samples that are evaluated together: fewer where there are so many poles that their basis would not fit
+/// into 16 MiB, and no more than there are.
+std::size_t samples_at_once(std::size_t poles, std::size_t samples) {
+  constexpr std::size_t largest_basis = std::size_t{1} << 20;
+  constexpr std::size_t widest = numerics::SampleParts::most;
+  const std::size_t most = std::min(widest, std::max<std::size_t>(1, samples));
+  return std::clamp<std::size_t>(largest_basis / std::max<std::size_t>(1, poles), 1, most);
+}
 
 /// fit += sum_i c_i u_i, with the real and imaginary parts of u_i from u_re[i * block] and u_im[i * block]
 /// on. Each sample has its own sum, in the order of the poles whatever the number of samples.
 [[gnu::always_inline]] inline void add_terms(std::size_t order, const std::complex<double>* c,
-                                             std::size_t count, const double* u_re, const double* u_im,
-                                             double* __restrict fit_re, double* __restrict fit_im) {
+                                             std::size_t block, std::size_t count, const double* u_re,
+                                             const double* u_im, double* __restrict fit_re,
+                                             double* __restrict fit_im) {
   for (std::size_t i = 0; i < order; ++i) {
     const double c_re = c[i].real();
     const double c_im = c[i].imag();
@@ -35,10 +43,17 @@ constexpr std::size_t block = numerics::SampleParts::most;
 /// The model at a few consecutive frequencies: what its responses have in common is made once.
 class ModelBlock {
  public:
-  explicit ModelBlock(const Model& model)
-      : model_(model), u_re_(model.poles.size() * block), u_im_(model.poles.size() * block) {}
+  /// For `samples` frequencies in all.
+  ModelBlock(const Model& model, std::size_t samples)
+      : model_(model),
+        length_(samples_at_once(model.poles.size(), samples)),
+        u_re_(model.poles.size() * length_),
+        u_im_(model.poles.size() * length_) {}
 
-  /// Goes to `frequencies`, at most `block` of them.
+  /// At most so many frequencies stand in a block.
+  std::size_t length() const { return length_; }
+
+  /// Goes to `frequencies`, at most `length()` of them.
   void move_to(std::span<const double> frequencies) {
     count_ = frequencies.size();
     for (std::size_t k = 0; k < count_; ++k) {
@@ -47,7 +62,7 @@ class ModelBlock {
     }
     for (std::size_t i = 0; i < model_.poles.size(); ++i) {
       numerics::fill_real_pole_column(model_.poles[i], static_cast<int>(count_), s_.re.data(), s_.im.data(),
-                                      &u_re_[i * block], &u_im_[i * block]);
+                                      &u_re_[i * length_], &u_im_[i * length_]);
     }
   }
 
@@ -58,12 +73,13 @@ class ModelBlock {
       fit.im[k] = model_.proportionals[response] * s_.im[k];
     }
     numerics::run_with<add_terms>(numerics::widest_vector_unit(), model_.poles.size(),
-                                  model_.residues_of(response).data(), count_, u_re_.data(), u_im_.data(),
-                                  fit.re.data(), fit.im.data());
+                                  model_.residues_of(response).data(), length_, count_, u_re_.data(),
+                                  u_im_.data(), fit.re.data(), fit.im.data());
   }
 
  private:
   const Model& model_;
+  std::size_t length_;
   std::size_t count_ = 0;
   numerics::SampleParts s_;
   std::vector<double> u_re_;
@@ -137,10 +153,10 @@ std::vector<std::complex<double>> evaluate(const Model& model, std::span<const d
   check_shape(model);
   const std::size_t samples = frequencies.size();
   std::vector<std::complex<double>> result(model.responses() * samples);
-  ModelBlock model_block(model);
+  ModelBlock model_block(model, samples);
   numerics::SampleParts fit;
-  for (std::size_t first = 0; first < samples; first += block) {
-    const std::size_t count = std::min(block, samples - first);
+  for (std::size_t first = 0; first < samples; first += model_block.length()) {
+    const std::size_t count = std::min(model_block.length(), samples - first);
     model_block.move_to(frequencies.subspan(first, count));
     for (std::size_t r = 0; r < model.responses(); ++r) {
       model_block.values(r, fit);
@@ -159,11 +175,11 @@ std::vector<ResponseError> errors(const Model& model, const NetworkData& data) {
   const std::size_t samples = data.responses.samples;
   std::vector<Moduli> differences(model.responses());
   std::vector<Moduli> values(model.responses());
-  ModelBlock model_block(model);
+  ModelBlock model_block(model, samples);
   numerics::SampleParts difference;
   numerics::SampleParts value;
-  for (std::size_t first = 0; first < samples; first += block) {
-    const std::size_t count = std::min(block, samples - first);
+  for (std::size_t first = 0; first < samples; first += model_block.length()) {
+    const std::size_t count = std::min(model_block.length(), samples - first);
     model_block.move_to(data.frequencies.subspan(first, count));
     for (std::size_t r = 0; r < model.responses(); ++r) {
       model_block.values(r, difference);

@@ -54,7 +54,7 @@ OptionValues values_of(FitCommand& fit) {
   using Measures = std::vector<std::pair<std::string_view, polefit::Measure>>;
   using Weightings = std::vector<std::pair<std::string_view, polefit::Weighting>>;
   return {{"NETWORK", name(fit.network.file)},
-          {"--output", name(fit.output)},
+          {"--output", output_name(fit.output)},
           {"--error", above_zero(fit.target.error)},
           {"--poles", whole_number(fit.poles, {0})},
           {"--real", whole_number(fit.real, {0})},
@@ -90,7 +90,7 @@ OptionValues values_of(FitCommand& fit) {
 OptionValues values_of(PlotCommand& plot) {
   return {{"MODEL", name(plot.model)},
           {"NETWORK", network_file(plot.network)},
-          {"--output", name(plot.output)},
+          {"--output", output_name(plot.output)},
           {"--responses", names(plot.responses)},
           {"--panels", whole_number(plot.panels, {1, static_cast<int>(most_panels)})},
           {"--poles", flag(plot.poles)},
@@ -99,7 +99,7 @@ OptionValues values_of(PlotCommand& plot) {
 
 OptionValues values_of(PassivityCommand& passivity) {
   return {{"MODEL", name(passivity.model)},
-          {"--output", name(passivity.output)},
+          {"--output", output_name(passivity.output)},
           {"--all", flag(passivity.all)},
           {"--parameter", parameter(passivity.declaration)},
           {"--reference", above_zero(passivity.declaration.reference)}};
@@ -109,7 +109,7 @@ OptionValues values_of(ExportCommand& chosen) {
   using Formats = std::vector<std::pair<std::string_view, polefit::ComplexFormat>>;
   using Versions = std::vector<std::pair<std::string_view, int>>;
   return {{"MODEL", name(chosen.model)},
-          {"--output", name(chosen.output)},
+          {"--output", output_name(chosen.output)},
           {"--spice", flag_for(chosen.kind, ExportKind::spice)},
           {"--state-space", flag_for(chosen.kind, ExportKind::state_space)},
           {"--touchstone", flag_for(chosen.kind, ExportKind::touchstone)},
@@ -129,7 +129,7 @@ OptionValues values_of(ExportCommand& chosen) {
 
 OptionValues values_of(EvalCommand& eval) {
   return {{"MODEL", name(eval.model)},
-          {"--output", name(eval.output)},
+          {"--output", output_name(eval.output)},
           {"--grid", grid(eval.frequencies)},
           {"--like", network_file(eval.like)},
           {"--format", network_format(eval.like)}};

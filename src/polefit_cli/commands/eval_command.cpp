@@ -7,7 +7,7 @@ namespace polefit_cli {
 
 ExitStatus run(const EvalCommand& command) {
   constexpr std::size_t default_count = 201;
-  refuse_output_that_is_an_input(command.output, {command.model, command.like ? command.like->file : ""});
+  check_outputs({command.output}, {command.model, command.like ? command.like->file : ""});
   const polefit::Model model = read_model(command.model);
   const std::string shown = shown_input(command.model);
   std::vector<double> frequencies;

@@ -144,7 +144,7 @@ std::string exported(const ExportCommand& command, polefit::Model& model) {
 }  // namespace
 
 ExitStatus run(const ExportCommand& command) {
-  refuse_output_that_is_an_input(command.output, {command.model});
+  check_outputs({command.output}, {command.model});
   polefit::Model model = read_model(command.model);
   write_output(command.output, exported(command, model));
   if (command.kind == ExportKind::spice || command.kind == ExportKind::state_space) {

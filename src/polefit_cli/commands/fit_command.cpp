@@ -2,9 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
-#include <csignal>
 #include <cstdio>
-#include <initializer_list>
 #include <optional>
 #include <string>
 #include <utility>
@@ -18,6 +16,7 @@
 #include "polefit_cli/commands/fit_report.hpp"
 #include "polefit_cli/commands/passivity_text.hpp"
 #include "polefit_cli/commands/progress_bar.hpp"
+#include "polefit_cli/commands/signals.hpp"
 #include "polefit_cli/commands/streams.hpp"
 #include "polefit_cli/commands/tables.hpp"
 #include "polefit_cli/commands/weights.hpp"
@@ -25,32 +24,6 @@
 
 namespace polefit_cli {
 namespace {
-
-volatile std::sig_atomic_t interrupted = 0;
-
-/// Lets the first Ctrl-C end a fit with the model so far; a second one ends the program, as does the first
-/// where no model is to be written.
-class Interruption {
- public:
-  explicit Interruption(bool heeded) {
-    if (heeded) {
-      struct sigaction action {};
-      action.sa_handler = [](int) { interrupted = 1; };
-      action.sa_flags = static_cast<int>(SA_RESETHAND);
-      ::sigaction(SIGINT, &action, nullptr);
-    }
-  }
-  bool wanted() const { return interrupted != 0; }
-};
-
-/// The model, and the table on standard output.
-void refuse_outputs_that_are_inputs(const FitCommand& command) {
-  const std::initializer_list<std::string> inputs{command.network.file, command.weights_file};
-  refuse_output_that_is_an_input(command.output, inputs);
-  if (!command.quiet) {
-    refuse_output_that_is_an_input("-", inputs);
-  }
-}
 
 polefit::Network read_chosen_network(const FitCommand& command) {
   const std::string text = read_input(command.network.file);
@@ -143,7 +116,7 @@ FitOutcome fitted(const FitCommand& command, const polefit::Network& network, po
 
 ExitStatus run(const FitCommand& command) {
   const auto start = std::chrono::steady_clock::now();
-  refuse_outputs_that_are_inputs(command);
+  check_outputs({command.output, command.quiet ? "" : "-"}, {command.network.file, command.weights_file});
   const polefit::Network network = read_chosen_network(command);
   if (command.passive.value_or(false)) {
     check_whole(network.matrix, network.names.size(), network.file);

@@ -8,7 +8,7 @@
 namespace polefit_cli {
 
 ExitStatus run(const InfoCommand& command) {
-  refuse_output_that_is_an_input("-", {command.file.file});
+  check_outputs({"-"}, {command.file.file});
   const std::string text = read_input(command.file.file);
   const std::string shown = shown_input(command.file.file);
   const bool model = command.file.format == polefit::NetworkFormat::by_name && looks_like_model(text);

@@ -4,6 +4,7 @@
 #include "polefit_cli/commands/grid.hpp"
 #include "text/io_error.hpp"
 #include "text/number_text.hpp"
+#include "text/whole_file.hpp"
 
 namespace polefit_cli {
 namespace {
@@ -44,6 +45,19 @@ OptionValue name(std::string& value) {
   return {[&value](const std::string& text) {
     value = text;
     return text.empty() ? found_and_expected(text, "a text") : std::string();
+  }};
+}
+
+OptionValue output_name(std::string& value) {
+  return {[&value](const std::string& text) {
+    value = text;
+    if (text.empty()) {
+      return found_and_expected(text, "a text");
+    }
+    if (text::is_standard_output(text)) {
+      value = "-";
+    }
+    return std::string();
   }};
 }
 

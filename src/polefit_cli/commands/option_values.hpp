@@ -42,6 +42,9 @@ OptionValue flag(std::optional<bool>& value);
 /// A text that is not empty, which a script's unset variable would be.
 OptionValue name(std::string& value);
 
+/// The name of a file to write; a minus too where it is that of standard output, such as /dev/stdout.
+OptionValue output_name(std::string& value);
+
 /// The name of a subcircuit.
 OptionValue subcircuit_name(std::string& value);
 

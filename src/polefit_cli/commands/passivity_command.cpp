@@ -40,8 +40,7 @@ void check_judgeable(const polefit::Model& model, const std::string& shown) {
 }  // namespace
 
 ExitStatus run(const PassivityCommand& command) {
-  refuse_output_that_is_an_input("-", {command.model});
-  refuse_output_that_is_an_input(command.output, {command.model});
+  check_outputs({command.output, "-"}, {command.model});
   const bool drawn = !command.output.empty();
   const PictureFormat format = drawn ? picture_format(command.output) : PictureFormat::svg;
   const std::string shown = shown_input(command.model);

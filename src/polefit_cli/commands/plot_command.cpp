@@ -97,8 +97,7 @@ std::string fit_title(const PlotCommand& command, const polefit::Model& model) {
 }  // namespace
 
 ExitStatus run(const PlotCommand& command) {
-  refuse_output_that_is_an_input(command.output,
-                                 {command.model, command.network ? command.network->file : ""});
+  check_outputs({command.output}, {command.model, command.network ? command.network->file : ""});
   const PictureFormat format = picture_format(command.output);
   const polefit::Model model = read_model(command.model);
   std::string script;

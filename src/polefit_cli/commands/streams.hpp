@@ -25,8 +25,10 @@ std::string read_input(const std::string& name);
 /// away to be one.
 void write_output(const std::string& name, std::string_view content);
 
-/// Throws text::IoError when the output is one of the inputs: the same file under whatever name, also behind
-/// a standard stream. Names that are empty or of no file yet are none, nor is what is no regular file.
-void refuse_output_that_is_an_input(const std::string& output, std::initializer_list<std::string> inputs);
+/// Throws text::IoError before anything is done when an output has no place to go, is one of the inputs or is
+/// another output too: the same file under whatever name, also behind a standard stream. Empty names stand
+/// for nothing, and what is no regular file may be everything at once. No message goes to standard error
+/// where that is an input; standard output gets them then.
+void check_outputs(std::initializer_list<std::string> outputs, std::initializer_list<std::string> inputs);
 
 }  // namespace polefit_cli

@@ -85,10 +85,11 @@ std::string matrix_text(const StateSpace& space, const WholeMatrix& matrix, char
 }  // namespace
 
 std::string state_space_text(const Model& model) {
-  const StateSpace space = state_space(model);
+  check(model);
   refuse_numbers_not_finite(model);
   const auto matrix = whole_matrix(model.network);
-  check_size(model.poles.size(), matrix ? matrix->ports() : 1);
+  check_size(model.poles.size(), matrix ? matrix->ports() : 1);  // before there are matrices of that size
+  const StateSpace space = state_space(model);
   return matrix ? matrix_text(space, *matrix, model.network->parameter) : single_input_text(space);
 }
 
