@@ -50,7 +50,7 @@ TEST(CommandLine, a_fit_without_options_searches_for_the_order) {
   EXPECT_EQ(fit.network.file, "filter.s2p");
   EXPECT_EQ(fit.network.format, polefit::NetworkFormat::by_name);
   EXPECT_FALSE(fit.poles);
-  EXPECT_EQ(fit.target.error, 1e-3);
+  EXPECT_FALSE(fit.error);
   EXPECT_TRUE(fit.options.constant);
   EXPECT_FALSE(fit.options.proportional);
   EXPECT_TRUE(fit.options.stable);
@@ -112,9 +112,9 @@ TEST(CommandLine, every_option_of_a_fit_arrives) {
 TEST(CommandLine, every_option_of_a_search_arrives) {
   const auto fit = command<FitCommand>({"fit", "a.s2p", "--error", "1e-5", "--measure", "worst",
                                         "--max-poles", "12", "--weights-file", "w.txt", "--constant"});
-  EXPECT_EQ(fit.target.error, 1e-5);
-  EXPECT_EQ(fit.target.measure, polefit::Measure::worst_response);
-  EXPECT_EQ(fit.target.most_poles, 12U);
+  EXPECT_EQ(fit.error, 1e-5);
+  EXPECT_EQ(fit.measure, polefit::Measure::worst_response);
+  EXPECT_EQ(fit.most_poles, 12U);
   EXPECT_EQ(fit.weights_file, "w.txt");
 }
 
@@ -181,7 +181,6 @@ TEST(CommandLine, what_does_not_fit_together_is_refused_in_one_line) {
   complaint({"export", "m.json"});
   complaint({"export", "m.json", "--spice", "--csv"});
   complaint({"eval", "m.json", "--grid", "1", "--like", "a.s2p"});
-  EXPECT_NE(complaint({"fit", "a.s2p", "--poles", "4", "--error", "1"}).find("--error"), std::string::npos);
   EXPECT_NE(complaint({"fit", "a.s2p", "--poles", "4", "--real", "1"}).find("conjugate"), std::string::npos);
   EXPECT_NE(complaint({"fit", "a.s2p", "--poles", "4", "--real", "5"}).find("more than"), std::string::npos);
   EXPECT_NE(complaint({"fit", "a.s2p", "--real", "5"}).find("--poles"), std::string::npos);
@@ -193,11 +192,19 @@ struct WithoutEffect {
   const char* part;
 };
 
+TEST(CommandLine, a_target_may_stand_beside_an_order) {
+  const auto fit =
+      command<FitCommand>({"fit", "a.s2p", "--poles", "4", "--error", "0.1", "--measure", "largest"});
+  EXPECT_EQ(fit.poles, 4U);
+  EXPECT_EQ(fit.error, 0.1);
+  EXPECT_EQ(fit.measure, polefit::Measure::largest_error);
+}
+
 TEST(CommandLine, an_option_without_effect_is_refused_with_its_reason) {
   const std::vector<WithoutEffect> cases{
-      {{"fit", "a.s2p", "--poles", "4", "--error", "1"}, "--error has no effect with --poles: "},
       {{"fit", "a.s2p", "--poles", "4", "--max-poles", "3"}, "--max-poles has no effect with --poles: "},
-      {{"fit", "a.s2p", "--poles", "4", "--measure", "worst"}, "--measure has no effect with --poles: "},
+      {{"fit", "a.s2p", "--poles", "4", "--measure", "worst"},
+       "--measure has no effect with --poles and without --error: "},
       {{"fit", "a.s2p", "--real", "2"}, "--real has no effect without --poles: "},
       {{"fit", "a.s2p", "--weights", "root", "--weights-file", "w"},
        "--weights has no effect with --weights-file"},
@@ -232,7 +239,7 @@ TEST(CommandLine, numbers_of_all_forms_are_decimal) {
   EXPECT_EQ(command<FitCommand>({"fit", "a.s2p", "--poles", "1e1"}).poles, 10U);
   EXPECT_EQ(command<FitCommand>({"fit", "a.s2p", "--poles", "2", "--iterations", "4.0"}).options.iterations,
             4);
-  EXPECT_EQ(command<FitCommand>({"fit", "a.s2p", "--error", "1d-3"}).target.error, 1e-3);
+  EXPECT_EQ(command<FitCommand>({"fit", "a.s2p", "--error", "1d-3"}).error, 1e-3);
   EXPECT_EQ(command<FitCommand>({"fit", "a.s2p", "--reference", "5e1"}).declaration.reference, 50.0);
   EXPECT_NE(complaint({"fit", "a.s2p", "--poles", "4.5"}).find("found \"4.5\", expected a whole number"),
             std::string::npos);

@@ -272,4 +272,40 @@ TEST(FitReport, the_line_of_a_search_tells_order_error_and_what_is_tried) {
             "searching   order 24   error 1.2e-05   polishing");
 }
 
+TEST(FitReport, a_model_of_given_order_that_does_not_follow_the_data_has_not_converged) {
+  FitOutcome outcome = outcome_of(2);
+  outcome.fit.report.relative_error = 0.3;
+  EXPECT_TRUE(converged(outcome));
+  EXPECT_EQ(fit_report(network_of(2), outcome).find("follow the data"), std::string::npos);
+  for (const double error : {0.31, std::numeric_limits<double>::quiet_NaN()}) {
+    outcome.fit.report.relative_error = error;
+    EXPECT_FALSE(converged(outcome)) << error;
+    EXPECT_NE(
+        fit_report(network_of(2), outcome).find("  fit         it does not follow the data: the error is "),
+        std::string::npos);
+  }
+}
+
+TEST(FitReport, a_target_that_is_named_decides_for_a_given_order) {
+  FitOutcome outcome = outcome_of(2);
+  outcome.fit.report.relative_error = 0.02;
+  outcome.fit.report.worst_relative_error = 0.03;
+  outcome.fit.report.largest_error = 0.4;
+  const auto expect = [&](polefit::Measure measure, double error) {
+    outcome.target = polefit::Target{.error = error, .measure = measure};
+    outcome.fit.report.reason = polefit::StopReason::iteration_limit;  // which does not matter then
+    EXPECT_TRUE(converged(outcome)) << error;
+    EXPECT_NE(
+        fit_report(network_of(2), outcome).find("  fit         target of " + short_number(error) + " met\n"),
+        std::string::npos);
+    outcome.target->error = std::nextafter(error, 0.0);
+    outcome.fit.report.reason = polefit::StopReason::poles_settled;
+    EXPECT_FALSE(converged(outcome)) << error;
+    EXPECT_NE(fit_report(network_of(2), outcome).find(" not met: the error is "), std::string::npos);
+  };
+  expect(polefit::Measure::relative_rms, 0.02);
+  expect(polefit::Measure::worst_response, 0.03);
+  expect(polefit::Measure::largest_error, 0.4);
+}
+
 }  // namespace

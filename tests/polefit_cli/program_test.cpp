@@ -122,6 +122,30 @@ TEST_F(Program, a_fit_that_does_not_converge_has_a_status_of_its_own_and_writes_
   EXPECT_NE(output().find("not met"), std::string::npos);
 }
 
+TEST_F(Program, a_fit_of_given_order_that_is_of_no_use_has_the_status_of_one_that_does_not_converge) {
+  // Two resonances, of which one pair follows one.
+  std::string text = "# GHz S RI R 50\n";
+  for (int k = 1; k <= 100; ++k) {
+    const Complex s(0.0, 0.1 * k);
+    const Complex value = 0.1 / (s - Complex(-0.1, 3.0)) + 0.1 / (s - Complex(-0.1, -3.0)) +
+                          0.1 / (s - Complex(-0.1, 7.0)) + 0.1 / (s - Complex(-0.1, -7.0));
+    text += std::to_string(0.1 * k) + " " + std::to_string(value.real()) + " " +
+            std::to_string(value.imag()) + "\n";
+  }
+  write("two.s1p", text);
+  EXPECT_EQ(run({"fit", "two.s1p", "--poles", "2", "--write-anyway", "-q", "-o", "m.json"}), 1);
+  EXPECT_EQ(output() + errors(), "");
+  EXPECT_EQ(run({"fit", "two.s1p", "--poles", "2"}), 1);
+  EXPECT_NE(output().find("it does not follow the data: the error is 0."), std::string::npos) << output();
+  EXPECT_EQ(run({"fit", "two.s1p", "--poles", "4", "-q"}), 0);
+}
+
+TEST_F(Program, a_target_beside_an_order_decides_the_status) {
+  EXPECT_EQ(run({"fit", "filter.s2p", "--poles", "3", "--real", "1", "--error", "1e-6", "-q"}), 0);
+  EXPECT_EQ(run({"fit", "filter.s2p", "--poles", "2", "--error", "1e-6"}), 1);
+  EXPECT_NE(output().find("target of 1e-06 not met"), std::string::npos) << output();
+}
+
 TEST_F(Program, a_model_that_neither_fits_nor_stays_below_the_data_is_written_only_when_asked) {
   // A delay of 20 ns every 45 MHz: nothing can be made of it.
   std::ofstream file("delay.s1p");
@@ -257,7 +281,7 @@ TEST_F(Program, the_first_interruption_ends_a_search_with_the_best_model_so_far)
 }
 
 TEST_F(Program, the_standard_streams_carry_network_and_model) {
-  EXPECT_EQ(run({"fit", "-", "--format", "csv", "--poles", "1", "-o", "-"},
+  EXPECT_EQ(run({"fit", "-", "--format", "csv", "--poles", "1", "--error", "1", "-o", "-"},
                 [] {
                   write("in.csv", "frequency (MHz),re,im\n1,1,0\n2,0.5,-0.5\n3,0.2,-0.4\n4,0.1,-0.3\n");
                   dup2(open("in.csv", O_RDONLY), STDIN_FILENO);
@@ -288,7 +312,8 @@ TEST_F(Program, chosen_responses_are_fitted_alone) {
 }
 
 TEST_F(Program, the_value_at_zero_hertz_can_be_exact) {
-  EXPECT_EQ(run({"fit", "filter.s2p", "--poles", "1", "--exact-dc", "-q", "-o", "m.json"}), 0);
+  EXPECT_EQ(run({"fit", "filter.s2p", "--poles", "1", "--error", "1", "--exact-dc", "-q", "-o", "m.json"}),
+            0);
   const std::vector<double> zero{0.0};
   const std::vector<Complex> values = polefit::evaluate(polefit::load("m.json"), zero);
   const std::vector<Complex> expected = polefit::evaluate(two_port(), zero);
@@ -345,7 +370,9 @@ TEST_F(Program, a_circuit_of_a_model_from_standard_input_has_a_plain_name) {
 
 TEST_F(Program, a_reference_alone_keeps_the_parameter_that_a_one_port_has) {
   write("z.csv", "f,Z11 re,Z11 im\n1,1,0\n2,0.5,-0.5\n3,0.2,-0.4\n");
-  ASSERT_EQ(run({"fit", "z.csv", "--poles", "1", "--reference", "75", "-q", "-o", "z.json"}), 0) << errors();
+  ASSERT_EQ(run({"fit", "z.csv", "--poles", "1", "--error", "1", "--reference", "75", "-q", "-o", "z.json"}),
+            0)
+      << errors();
   const polefit::Model found = polefit::load("z.json");
   ASSERT_TRUE(found.network);
   EXPECT_EQ(found.network->parameter, 'Z');
@@ -355,7 +382,9 @@ TEST_F(Program, a_reference_alone_keeps_the_parameter_that_a_one_port_has) {
 
 TEST_F(Program, a_parameter_alone_keeps_the_reference_that_a_one_port_has) {
   write("z.s1p", "# Hz S RI R 75\n1 1 0\n2 0.5 -0.5\n3 0.2 -0.4\n");
-  ASSERT_EQ(run({"fit", "z.s1p", "--poles", "1", "--parameter", "S", "-q", "-o", "z.json"}), 0) << errors();
+  ASSERT_EQ(run({"fit", "z.s1p", "--poles", "1", "--error", "1", "--parameter", "S", "-q", "-o", "z.json"}),
+            0)
+      << errors();
   EXPECT_EQ(polefit::load("z.json").network->references, (std::vector<double>{75}));
   ASSERT_EQ(run({"export", "z.json", "--touchstone", "--parameter", "S"}), 0) << errors();
   EXPECT_NE(output().find("R 75"), std::string::npos) << output();
@@ -489,7 +518,7 @@ TEST_F(Program, touchstone_is_not_written_under_a_name_for_other_ports) {
 TEST_F(Program, a_model_is_not_drawn_with_data_of_another_parameter) {
   write("z.csv", "f,Z11 re,Z11 im\n1,1,0\n2,0.5,-0.5\n3,0.2,-0.4\n");
   write("s.csv", "f,S11 re,S11 im\n1,1,0\n2,0.5,-0.5\n3,0.2,-0.4\n");
-  ASSERT_EQ(run({"fit", "z.csv", "--poles", "1", "-q", "-o", "z.json"}), 0);
+  ASSERT_EQ(run({"fit", "z.csv", "--poles", "1", "--error", "1", "-q", "-o", "z.json"}), 0);
   expect_refusal({"plot", "z.json", "s.csv", "-o", "f.svg"}, "none of the model's responses");
 }
 

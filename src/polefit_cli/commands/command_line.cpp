@@ -55,13 +55,13 @@ OptionValues values_of(FitCommand& fit) {
   using Weightings = std::vector<std::pair<std::string_view, polefit::Weighting>>;
   return {{"NETWORK", name(fit.network.file)},
           {"--output", output_name(fit.output)},
-          {"--error", above_zero(fit.target.error)},
+          {"--error", above_zero(fit.error)},
           {"--poles", whole_number(fit.poles, {0})},
           {"--real", whole_number(fit.real, {0})},
-          {"--measure", choice(fit.target.measure, Measures{{"rms", polefit::Measure::relative_rms},
-                                                            {"worst", polefit::Measure::worst_response},
-                                                            {"largest", polefit::Measure::largest_error}})},
-          {"--max-poles", whole_number(fit.target.most_poles, {0})},
+          {"--measure", choice(fit.measure, Measures{{"rms", polefit::Measure::relative_rms},
+                                                     {"worst", polefit::Measure::worst_response},
+                                                     {"largest", polefit::Measure::largest_error}})},
+          {"--max-poles", whole_number(fit.most_poles, {0})},
           {"--spacing", choice(fit.options.placement, Placements{{"linear", polefit::Placement::linear},
                                                                  {"log", polefit::Placement::logarithmic},
                                                                  {"peaks", polefit::Placement::peaks}})},
@@ -149,6 +149,9 @@ std::string complaint_about(const FitCommand& fit) {
   if (fit.real && (*fit.poles - *fit.real) % 2 != 0) {
     return "--poles " + std::to_string(*fit.poles) + " without --real " + std::to_string(*fit.real) +
            " leaves a pole without its conjugate";
+  }
+  if (fit.poles && fit.measure && !fit.error) {
+    return "--measure has no effect with --poles and without --error: it says what that means";
   }
   if (fit.passive.value_or(false) && !fit.options.stable) {
     return "--passive and --no-stable were given, expected one of them: a model with poles in the right "

@@ -32,7 +32,9 @@ struct FitCommand {
   std::string output;                ///< none: no model is written
   std::optional<std::size_t> poles;  ///< the order; without it one is searched for
   std::optional<std::size_t> real;   ///< so many of the poles
-  polefit::Target target;
+  std::optional<double> error;       ///< target of a search, or of the order that is given
+  std::optional<polefit::Measure> measure;
+  std::optional<std::size_t> most_poles;
   polefit::Options options;
   polefit::Weighting weighting = polefit::Weighting::balanced;
   std::string weights_file;            ///< none, or what says the weights in place of their kind

@@ -77,8 +77,12 @@ void correct(const FitCommand& command, FitOutcome& outcome, const Action& actio
 
 FitOutcome fitted(const FitCommand& command, const polefit::Network& network, polefit::Options options) {
   const std::vector<double> weights = chosen_weights(command, network);
+  const polefit::Target target{.error = command.error.value_or(polefit::Target().error),
+                               .measure = command.measure.value_or(polefit::Target().measure),
+                               .most_poles = command.most_poles};
   FitOutcome outcome;
   if (command.poles) {
+    outcome.target = command.error ? std::optional(target) : std::nullopt;
     options.real_poles = command.real.value_or(*command.poles % 2);
     options.complex_pairs = (*command.poles - options.real_poles) / 2;
     outcome.fit = polefit::fit(network, options, weights);
@@ -94,13 +98,12 @@ FitOutcome fitted(const FitCommand& command, const polefit::Network& network, po
     }
     return outcome;
   }
-  polefit::Search search = polefit::fit_to_error(network, command.target, options, weights);
+  polefit::Search search = polefit::fit_to_error(network, target, options, weights);
   outcome.noise = search.findings.noise;
   outcome.to_be_passive = to_be_passive(command, network, outcome);
   if (outcome.to_be_passive) {
     correct(command, outcome, [&] {
-      polefit::PassiveSearch passive =
-          polefit::made_passive(search, network, command.target, options, weights);
+      polefit::PassiveSearch passive = polefit::made_passive(search, network, target, options, weights);
       search = std::move(passive.search);
       outcome.enforcement = std::move(passive.enforcement);
       outcome.first = passive.first;

@@ -89,6 +89,42 @@ std::vector<std::size_t> worst_first(const std::vector<polefit::ResponseError>& 
   return order;
 }
 
+double error_of(const polefit::Report& report, polefit::Measure measure) {
+  switch (measure) {
+    case polefit::Measure::worst_response:
+      return report.worst_relative_error;
+    case polefit::Measure::largest_error:
+      return report.largest_error;
+    default:
+      return report.relative_error;
+  }
+}
+
+bool has_settled(polefit::StopReason reason) {
+  return reason == polefit::StopReason::poles_settled || reason == polefit::StopReason::residual_settled;
+}
+
+bool follows_the_data(const FitOutcome& outcome) { return outcome.fit.report.relative_error <= no_likeness; }
+
+/// What became of the target that was named beside an order, or that the model is of no use; nothing where
+/// there is nothing to say.
+std::string given_order_text(const FitOutcome& outcome) {
+  const polefit::Report& report = outcome.fit.report;
+  if (outcome.search_succeeded) {
+    return {};
+  }
+  if (outcome.target) {
+    const double error = error_of(report, outcome.target->measure);
+    const std::string target = "target of " + short_number(outcome.target->error, 3);
+    return error <= outcome.target->error ? target + " met"
+                                          : target + " not met: the error is " + short_number(error, 2);
+  }
+  return follows_the_data(outcome)
+             ? ""
+             : "it does not follow the data: the error is " + short_number(report.relative_error, 2) +
+                   "; more poles or a search (--error) may do better";
+}
+
 bool is_passive(const FitOutcome& outcome) { return outcome.passivity && outcome.passivity->passive; }
 
 /// Whether the order is another one than that of the first fit, but for room poles.
@@ -160,8 +196,10 @@ bool converged(const FitOutcome& outcome) {
   if (outcome.search_succeeded) {
     return *outcome.search_succeeded;
   }
-  const polefit::StopReason reason = outcome.fit.report.reason;
-  return reason == polefit::StopReason::poles_settled || reason == polefit::StopReason::residual_settled;
+  if (outcome.target) {
+    return error_of(outcome.fit.report, outcome.target->measure) <= outcome.target->error;
+  }
+  return follows_the_data(outcome) && has_settled(outcome.fit.report.reason);
 }
 
 bool harmful(const polefit::Network& network, const FitOutcome& outcome) {
@@ -187,6 +225,9 @@ std::string fit_report(const polefit::Network& network, const FitOutcome& outcom
           (other_order ? "; " + std::to_string(outcome.first.order) + " made no better passive model" : ""));
   if (outcome.search_succeeded) {
     add("search", text::counted(outcome.orders_tried, "order") + " tried; " + report.finding);
+  }
+  if (const std::string told = given_order_text(outcome); !told.empty()) {
+    add("fit", told);
   }
   if (network.matrix && network.matrix->parameter == 'S' && report.gain > largest_gain) {
     add("gain", "up to " + short_number(report.gain, 2) + " times the largest value of the data");

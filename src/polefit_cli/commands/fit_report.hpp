@@ -16,7 +16,8 @@ namespace polefit_cli {
 /// What a fit did: of given order, or after a search.
 struct FitOutcome {
   polefit::Fit fit;
-  std::optional<bool> search_succeeded;  ///< none for a given order
+  std::optional<bool> search_succeeded;   ///< none for a given order
+  std::optional<polefit::Target> target;  ///< of a given order, where one was named
   std::size_t orders_tried = 0;
   std::vector<double> noise;  ///< of each response, where a search could tell it from the data
   std::optional<polefit::Passivity> passivity;            ///< of a stable model of a whole matrix
@@ -33,7 +34,8 @@ struct FitOutcome {
 bool lost_the_data(const FitOutcome& outcome);
 
 /// Whether a user may take the model without another thought: it fits as was asked, and is passive where it
-/// was to be and follows the data for all that.
+/// was to be and follows the data for all that. A model of given order fits when it meets the target that was
+/// named; without one when its relocations have settled and its error is at most 0.3.
 bool converged(const FitOutcome& outcome);
 
 /// Whether the model of a network of S parameters amplifies what it does not fit: its error is above 1e-2,

@@ -45,8 +45,9 @@ constexpr auto fit_options = std::to_array<OptionEntry>(
      {.names = "--error",
       .kind = any,
       .type = "X",
-      .description = "Search for the order that reaches this error (the default, with 0.001)",
-      .superseded_by = no_search},
+      .description =
+          "Search for the order that reaches this error (the default, with 0.001); with --poles, what "
+          "the exit status is decided by"},
      {.names = "--poles",
       .kind = any,
       .type = "N",
@@ -62,8 +63,7 @@ constexpr auto fit_options = std::to_array<OptionEntry>(
       .type = "rms|worst|largest",
       .description =
           "What --error means: rms over all responses, each relative to its own (default), that of the "
-          "worst response, or the largest modulus of a difference",
-      .superseded_by = no_search},
+          "worst response, or the largest modulus of a difference"},
      {.names = "--max-poles",
       .kind = any,
       .type = "N",
