@@ -110,5 +110,22 @@ TEST(PassivityText, of_what_is_no_stable_whole_matrix_is_none) {
   EXPECT_FALSE(passivity_of(model));
 }
 
+TEST(PassivityText, a_model_of_tens_of_thousands_of_poles_is_not_judged_in_passing) {
+  polefit::Model model;
+  for (int i = 1; i <= 40000; ++i) {
+    model.poles.emplace_back(-static_cast<double>(i), 0.0);
+  }
+  model.residues.assign(model.poles.size(), 0.0);
+  model.constants = {0.0};
+  model.proportionals = {0.0};
+  model.network = polefit::NetworkMatrix{'S', {50.0}, polefit::all_elements(1)};
+  EXPECT_FALSE(judgement_in_passing(model).passivity);
+  EXPECT_EQ(passivity_line(model),
+            "not told: the model is too large to be judged in passing, polefit passivity does it");
+  model.poles.resize(1);
+  model.residues.resize(1);
+  EXPECT_TRUE(judgement_in_passing(model).passivity);
+}
+
 }  // namespace
 }  // namespace polefit_cli

@@ -272,6 +272,37 @@ TEST(Axis, a_single_value_makes_an_axis_around_it) {
   }
 }
 
+TEST(Axis, every_axis_has_an_end_and_finite_marks_whatever_its_range) {
+  const AxisPlace place{AxisPlace::Direction::along, 300.0};
+  const double infinity = std::numeric_limits<double>::infinity();
+  const std::vector<double> sizes = {5e-324, 1e-310, 1e-290, 1e-200, 1.0, 1e200, 1e290, 1.7e308, infinity};
+  const auto expect_finite = [](const Axis& axis) {
+    EXPECT_TRUE(std::isfinite(axis.low) && std::isfinite(axis.high));
+    EXPECT_LT(axis.low, axis.high);
+    EXPECT_LE(axis.ticks.size(), 10000U);
+    for (const Tick& tick : axis.ticks) {
+      EXPECT_TRUE(std::isfinite(tick.position)) << tick.text;
+      EXPECT_LE(tick.text.size(), 40U) << tick.text;
+    }
+  };
+  for (const double a : sizes) {
+    for (const double b : sizes) {
+      const double low = std::min(a, b);
+      const double high = std::max(a, b);
+      for (const double beginning : {low, -low, 0.0, -high}) {
+        expect_finite(linear_axis(beginning, high, place));
+      }
+      expect_finite(decade_axis_of_frequency(low, high, place));
+      expect_finite(decade_axis_of_errors(low, high, place));
+      const SignedDecades decades(low, high);
+      EXPECT_TRUE(std::isfinite(decades.position(high)));
+      if (showable(high) > 0.0) {
+        expect_finite(decades.axis(-high, high, place));
+      }
+    }
+  }
+}
+
 TEST(Axis, decades_of_frequency_have_prefixes) {
   const Axis axis = decade_axis_of_frequency(50.0, 2e9, across);
   std::map<double, std::string> texts;
@@ -582,8 +613,8 @@ TEST(FitScript, a_zero_is_left_out_and_breaks_the_curve) {
   EXPECT_EQ(data.size(), picture.frequencies.size());  // a blank line in its place
   EXPECT_EQ(data[7], "");
   EXPECT_EQ(blocks(script, "fit_magnitude").at(0)[100], "");
-  EXPECT_EQ(count_of(script, "nan"), 0U);
-  EXPECT_EQ(count_of(script, "inf"), 0U);
+  EXPECT_EQ(count_of(script, " nan"), 0U);
+  EXPECT_EQ(count_of(script, " inf"), 0U);
 }
 
 TEST(FitScript, the_curve_of_the_phase_never_jumps) {
@@ -664,6 +695,36 @@ TEST(PoleScript, every_pole_is_a_cross_at_its_place) {
   EXPECT_EQ(count_of(script, "\"3 poles: 1 real, 1 pair\""), 1U);
   EXPECT_EQ(count_of(script, "\"Re(a) / 2π in GHz\""), 1U);
   EXPECT_EQ(count_of(script, "set object rectangle"), 3U);  // the band twice, the right half plane
+}
+
+TEST(PoleScript, a_band_below_all_numbers_has_an_end) {
+  polefit::Model model;
+  model.poles = {-1.0, Complex(-1.0, 3.0), Complex(-1.0, -3.0)};
+  model.residues = {1.0, 1.0, 1.0};
+  model.constants = {0.0};
+  model.proportionals = {0.0};
+  for (const double highest : {5e-324, 1e-300, 1.7e308}) {
+    model.origin = polefit::Origin{.lowest = 0.0, .highest = highest, .samples = 2, .errors = {}};
+    const std::string script = pole_script(pole_picture(model, ""), PictureFormat::svg);
+    EXPECT_EQ(count_of(script, " inf"), 0U) << highest;
+    EXPECT_EQ(count_of(script, " nan"), 0U) << highest;
+    model.poles[0] = -highest;
+    EXPECT_FALSE(pole_script(pole_picture(model, ""), PictureFormat::svg).empty());
+  }
+}
+
+TEST(Pictures, the_error_of_a_panel_neither_vanishes_nor_overflows) {
+  polefit::Model model;
+  model.constants = {0.0};
+  model.proportionals = {0.0};
+  for (const double size : {1e-310, 1e200}) {
+    polefit::Network network;
+    network.names = {"a"};
+    network.frequencies = {1.0, 2.0};
+    network.values = {size, size};
+    const FitPicture picture = fit_picture(model, network, std::vector<MatchedResponse>{{0, 0}}, "");
+    EXPECT_NEAR(picture.panels[0].rms, size, 1e-12 * size + 5e-324);  // a few roundings of hypot
+  }
 }
 
 TEST(PoleScript, poles_of_many_decades_stand_apart) {
@@ -1106,6 +1167,16 @@ TEST_F(Gnuplot, when_gnuplot_fails_the_old_picture_stays) {
     EXPECT_EQ(content_of("fit.svg"), "old");
     EXPECT_EQ(files(), Files{"fit.svg"});
   }
+}
+
+TEST_F(Gnuplot, a_drawing_without_an_end_is_ended) {
+  const Variable path("PATH", fake("echo $$ >process; exec /bin/sleep 1000"));
+  const text::IoErrorDetails error =
+      io_error_of([] { draw("", PictureFormat::svg, std::chrono::seconds(1)); });
+  EXPECT_EQ(error.file, "gnuplot");
+  EXPECT_EQ(error.found, "no end after 1 seconds");
+  EXPECT_EQ(kill(std::stoi(content_of("process")), 0), -1) << "it goes on";
+  EXPECT_EQ(errno, ESRCH);
 }
 
 TEST_F(Gnuplot, a_mistake_in_a_script_is_told_in_its_words) {

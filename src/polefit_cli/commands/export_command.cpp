@@ -101,7 +101,7 @@ void warn_of_growth(const polefit::Model& model, const std::string& shown) {
   if (polefit::incompleteness(model.network)) {
     return;
   }
-  const Judgement judgement = judgement_of(model);
+  const Judgement judgement = judgement_in_passing(model);
   if (judgement.passivity && judgement.passivity->passive) {
     return;
   }

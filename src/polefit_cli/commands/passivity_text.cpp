@@ -51,6 +51,15 @@ Judgement judgement_of(const polefit::Model& model) {
   }
 }
 
+Judgement judgement_in_passing(const polefit::Model& model) {
+  constexpr double most = 1e9;  // a minute or two
+  const auto poles = static_cast<double>(model.poles.size());
+  if (poles * poles * static_cast<double>(model.responses()) > most) {
+    return {std::nullopt, "the model is too large to be judged in passing, polefit passivity does it"};
+  }
+  return judgement_of(model);
+}
+
 std::optional<polefit::Passivity> passivity_of(const polefit::Model& model) {
   return judgement_of(model).passivity;
 }
@@ -141,7 +150,7 @@ std::optional<std::string> passivity_line(const polefit::Model& model) {
   if (unstable > 0) {
     return "no: " + text::counted(unstable, "pole") + " not in the left half-plane";
   }
-  const Judgement judgement = judgement_of(model);
+  const Judgement judgement = judgement_in_passing(model);
   return judgement.passivity ? passivity_text(*judgement.passivity, model.network->parameter)
                              : "not told: " + judgement.reason;
 }

@@ -51,14 +51,14 @@ std::vector<double> relative_errors(const polefit::Model& model, const polefit::
   const std::size_t samples = network.frequencies.size();
   std::vector<double> errors;
   for (const MatchedResponse& response : matched) {
-    double squares = 0.0;
+    double difference = 0.0;
     double size = 0.0;
     for (std::size_t k = 0; k < samples; ++k) {
       const std::complex<double> data = network.values[response.in_network * samples + k];
-      squares += std::norm(data - values[response.in_model * samples + k]);
-      size += std::norm(data);
+      difference = std::hypot(difference, std::abs(data - values[response.in_model * samples + k]));
+      size = std::hypot(size, std::abs(data));
     }
-    errors.push_back(size > 0.0 ? std::sqrt(squares / size) : std::sqrt(squares));
+    errors.push_back(size > 0.0 ? difference / size : difference);
   }
   return errors;
 }

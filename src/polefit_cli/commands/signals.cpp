@@ -2,6 +2,7 @@
 
 #include <csignal>
 
+#include "polefit_cli/pictures/run_gnuplot.hpp"
 #include "text/whole_file.hpp"
 
 namespace polefit_cli {
@@ -24,6 +25,7 @@ void handle_once(int signal, void (*handler)(int)) {
 /// Ends the process by the same signal, which is held back until the handler returns.
 void clean_up_and_end(int signal) {
   text::remove_unfinished_files();
+  end_drawing();
   ::raise(signal);
 }
 

@@ -3,8 +3,8 @@
 
 namespace polefit_cli {
 
-/// From now on SIGINT, SIGTERM and SIGHUP remove the files that are not finished before they end the process.
-/// A signal that was ignored, as nohup arranges it, stays so.
+/// From now on SIGINT, SIGTERM and SIGHUP remove the files that are not finished, and end what is drawing,
+/// before they end the process. A signal that was ignored, as nohup arranges it, stays so.
 void clean_up_on_signals();
 
 /// Lets the first Ctrl-C end a fit with the model so far; a second one ends the program, as does the first

@@ -20,6 +20,10 @@ constexpr double line_height = 12.0;
 // and then may find it outside.
 constexpr double a_hair = 1.0 + 1e-6;
 
+// Between these nothing that is computed for an axis leaves the range of numbers, nor does gnuplot.
+constexpr double least_shown = 1e-300;
+constexpr double most_shown = 1e300;
+
 /// The least distance of marks with such texts.
 double spacing(std::size_t characters, AxisPlace place) {
   return place.direction == AxisPlace::Direction::up ? 1.8 * line_height
@@ -108,11 +112,18 @@ std::string power_of_ten(int decade) { return "10^{" + with_true_minus(std::to_s
 
 }  // namespace
 
+double showable(double value) {
+  const double size = std::abs(value);
+  return size >= least_shown ? std::copysign(std::min(size, most_shown), value) : 0.0;
+}
+
 Axis linear_axis(double low, double high, AxisPlace place) {
+  low = showable(low);
+  high = showable(high);
   // Closer values would have no different numbers at the marks.
-  const double least_span = 1e-9 * std::max(std::abs(low), std::abs(high));
-  if (high - low <= least_span) {
-    const double margin = low == 0.0 && high == 0.0 ? 1.0 : 0.05 * std::max(std::abs(low), std::abs(high));
+  const double largest = std::max(std::abs(low), std::abs(high));
+  if (high - low <= std::max(1e-9 * largest, least_shown)) {
+    const double margin = largest == 0.0 ? 1.0 : std::max(0.05 * largest, least_shown);
     low -= margin;
     high += margin;
   }
@@ -133,14 +144,17 @@ Axis linear_axis(double low, double high, AxisPlace place) {
 }
 
 Axis decade_axis_of_frequency(double low, double high, AxisPlace place) {
+  low = std::clamp(low, least_shown, most_shown / 10.0);
+  high = std::clamp(high, low * a_hair, most_shown);
   return {Scale::logarithmic, low / a_hair, high * a_hair,
           decade_ticks(low, high, 5, place, prefixed_decade)};
 }
 
 Axis decade_axis_of_errors(double low, double high, AxisPlace place) {
   constexpr int most_decades = 8;
-  const int last = decade_above(high);
-  const int first = std::max(std::min(decade_below(low), last - 1), last - most_decades);
+  const int last = decade_above(std::clamp(high, least_shown, most_shown));
+  const int lowest = decade_below(std::clamp(low, least_shown, most_shown));
+  const int first = std::max(std::min(lowest, last - 1), last - most_decades);
   const double bottom = std::pow(10.0, first);
   const double top = std::pow(10.0, last);
   return {Scale::logarithmic, bottom / a_hair, top * a_hair,
@@ -148,13 +162,14 @@ Axis decade_axis_of_errors(double low, double high, AxisPlace place) {
 }
 
 SignedDecades::SignedDecades(double smallest, double largest)
-    : first_(decade_below(smallest)), last_(decade_above(largest)) {
+    : first_(decade_below(std::clamp(smallest, least_shown, most_shown))),
+      last_(decade_above(std::clamp(largest, least_shown, most_shown))) {
   constexpr int most_decades = 18;
   first_ = std::max(std::min(first_, last_ - 1), last_ - most_decades);
 }
 
 double SignedDecades::position(double value) const {
-  const double size = std::abs(value) / std::pow(10.0, first_);
+  const double size = std::abs(showable(value)) / std::pow(10.0, first_);
   return std::copysign(size < 1.0 ? size : 1.0 + std::log10(size), value);
 }
 

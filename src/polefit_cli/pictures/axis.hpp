@@ -31,7 +31,11 @@ struct AxisPlace {
   double length = 0.0;
 };
 
-/// From `low` to `high`, which may be equal; marks at round numbers.
+/// What an axis can show of a value: 0 below 1e-300, and 1e300 beyond that.
+double showable(double value);
+
+/// From `low` to `high`, which may be equal; marks at round numbers. Of all axes the ends are what can be
+/// shown.
 Axis linear_axis(double low, double high, AxisPlace place);
 
 /// From `low` to `high` in hertz, 0 < low < high, marks at decades: 100, 1 k, 10 k.

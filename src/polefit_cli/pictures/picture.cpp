@@ -140,11 +140,11 @@ std::vector<std::complex<double>> slice(const std::vector<std::complex<double>>&
 }
 
 double root_mean_square(const ResponsePanel& panel) {
-  double sum = 0.0;
+  double norm = 0.0;
   for (std::size_t k = 0; k < panel.data.size(); ++k) {
-    sum += std::norm(panel.data[k] - panel.fit[k]);
+    norm = std::hypot(norm, std::abs(panel.data[k] - panel.fit[k]));
   }
-  return std::sqrt(sum / static_cast<double>(panel.data.size()));
+  return norm / std::sqrt(static_cast<double>(panel.data.size()));
 }
 
 void check_count(std::size_t responses) {

@@ -28,7 +28,8 @@ class Coordinate {
   /// For values with this range, zero included, on an axis that goes on by some of it at either end.
   Coordinate(const std::vector<double>& values, double margin_below, double margin_above, AxisPlace place) {
     double smallest = std::numeric_limits<double>::infinity();
-    for (const double value : values) {
+    for (const double whole : values) {
+      const double value = showable(whole);
       low_ = std::min(low_, value);
       high_ = std::max(high_, value);
       smallest = value == 0.0 ? smallest : std::min(smallest, std::abs(value));
@@ -55,7 +56,10 @@ class Coordinate {
 
   /// Of zero, as a part of the axis.
   double part_below_zero() const { return -axis_.low / (axis_.high - axis_.low); }
-  double position(double value) const { return decades_ ? decades_->position(value) : value / unit_.size; }
+  double position(double whole) const {
+    const double value = showable(whole);
+    return decades_ ? decades_->position(value) : value / unit_.size;
+  }
   const Axis& axis() const { return axis_; }
   const char* unit() const { return unit_.name; }
 

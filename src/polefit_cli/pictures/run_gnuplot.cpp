@@ -8,11 +8,14 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstddef>
+#include <optional>
 #include <string_view>
 #include <system_error>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -148,15 +151,50 @@ class Start {
   posix_spawnattr_t attributes_{};
 };
 
-/// The status of the process when it has ended.
-int wait_for(pid_t process) {
+/// The process that draws, 0 when there is none.
+std::atomic<pid_t> drawing{0};
+
+/// The status of the process if it has ended.
+std::optional<int> ended(pid_t process) {
   int status = 0;
-  while (::waitpid(process, &status, 0) < 0) {
-    if (errno != EINTR) {
-      fail_with(errno, "the program to end");
-    }
+  const pid_t found = ::waitpid(process, &status, WNOHANG);
+  if (found < 0 && errno != EINTR) {
+    fail_with(errno, "the program to end");
   }
-  return status;
+  return found == process ? std::optional(status) : std::nullopt;
+}
+
+/// The status of the process when it has ended. What takes too long is ended itself.
+int wait_for(pid_t process, std::chrono::seconds limit) {
+  constexpr std::chrono::milliseconds longest_pause(10);
+  const auto start = std::chrono::steady_clock::now();
+  std::chrono::milliseconds pause(1);
+  for (;;) {
+    if (const std::optional<int> status = ended(process)) {
+      return *status;
+    }
+    if (std::chrono::steady_clock::now() - start > limit) {
+      ::kill(process, SIGKILL);
+      ::waitpid(process, nullptr, 0);
+      fail("no end after " + std::to_string(limit.count()) + " seconds", "a picture");
+    }
+    std::this_thread::sleep_for(pause);
+    pause = std::min(2 * pause, longest_pause);
+  }
+}
+
+/// Starts the process, which is known as the one that draws until it has ended.
+int status_of(const Start& start, std::chrono::seconds limit) {
+  struct Known {
+    Known() = default;
+    Known(const Known&) = delete;
+    Known& operator=(const Known&) = delete;
+    ~Known() { drawing = 0; }
+  };
+  const pid_t process = start.run();
+  drawing = process;
+  const Known known;
+  return wait_for(process, limit);
 }
 
 /// The beginning of what gnuplot said, on one line.
@@ -208,12 +246,18 @@ void check_end(int status, const std::string& messages) {
 
 }  // namespace
 
-Drawing draw(const std::string& script, PictureFormat format) {
+void end_drawing() noexcept {
+  if (const pid_t process = drawing.load(); process != 0) {
+    ::kill(process, SIGKILL);
+  }
+}
+
+Drawing draw(const std::string& script, PictureFormat format, std::chrono::seconds limit) {
   const NamelessFile input;
   const NamelessFile output;
   const NamelessFile messages;
   input.fill(script);
-  const int status = wait_for(Start(input, output, messages).run());
+  const int status = status_of(Start(input, output, messages), limit);
   Drawing drawing{output.content(), first_words(messages.content())};
   check_end(status, drawing.messages);
   if (!is_whole(drawing.picture, format)) {
