@@ -13,6 +13,7 @@
 #include "io_error_of.hpp"
 #include "numerics.hpp"
 #include "polefit/network.hpp"
+#include "polefit_io/network/csv_header.hpp"
 #include "polefit_io/network/csv_reader.hpp"
 #include "polefit_io/network/csv_writer.hpp"
 #include "polefit_io/network/header_cell.hpp"
@@ -414,14 +415,30 @@ TEST(Csv, a_matrix_is_read_back_as_a_matrix) {
   EXPECT_TRUE(same_network(network_of(csv_of(network)), network));
 }
 
+TEST(Csv, what_a_terminal_would_obey_in_a_name_is_replaced_and_the_table_read_back) {
+  Network network = network_of("frequency,a re,a im,b re,b im\n1,2,3,4,5\n");
+  network.names = {"a\033[31m\n",
+                   "\xE2\x80\xAE"
+                   "b\xFC"};
+  const std::string text = csv_of(network);
+  EXPECT_EQ(network_of(text).names, (Names{"a?[31m?", "???b?"}));
+  network.names = {"a\033", "a\007"};
+  EXPECT_EQ(io_error_of([&] { csv_of(network); }).found, "the response \"a?\" twice");
+}
+
+TEST(Csv, a_name_of_a_thousand_bytes_is_the_longest) {
+  const std::string longest(longest_name, 'a');
+  EXPECT_EQ(network_of("f," + longest + " re," + longest + " im\n1,2,3\n").names, Names{longest});
+  expect_refusal("f," + longest + "b re," + longest + "b im\n1,2,3\n", 1, 2, "a name of 1001 bytes", "1000");
+}
+
 TEST(Csv, what_would_not_be_read_back_is_not_written) {
   Network network = network_of("frequency,a re,a im,b re,b im\n1,2,3,4,5\n");
   const auto found = [](Network other, const auto& spoil) {
     spoil(other);
     return io_error_of([&] { csv_of(other); }).found;
   };
-  for (const std::string& name :
-       {std::string(), std::string(" \t"), std::string("a\nb"), std::string("a\0", 2), std::string("\xFC")}) {
+  for (const std::string& name : {std::string(), std::string("  "), std::string(longest_name + 1, 'a')}) {
     EXPECT_EQ(found(network, [&](Network& n) { n.names[1] = name; }),
               "the name " + text::excerpt(name) + " of a response");
   }

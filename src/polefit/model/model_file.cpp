@@ -5,11 +5,13 @@
 #include <complex>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <limits>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <set>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "polefit/error.hpp"
@@ -22,7 +24,6 @@ namespace polefit {
 namespace {
 
 using nlohmann::json;
-using nlohmann::ordered_json;
 
 constexpr const char* format_name = "polefit model";
 constexpr int format_version = 1;
@@ -314,57 +315,104 @@ void add_response(const Item& response, std::size_t order, Model& model) {
   }
 }
 
-std::string pair_text(std::complex<double> z) { return json::array({z.real(), z.imag()}).dump(); }
+// The library's values are only made of single numbers and texts: those of lists and objects want memory when
+// they are destroyed, and end the process where there is none.
 
-std::string response_json(const Model& model, std::size_t response) {
-  ordered_json object;
-  if (!model.names.empty()) {
-    object["name"] = model.names[response];
+template <class Value>
+std::string scalar_text(const Value& value) {
+  return json(value).dump();
+}
+
+std::string pair_text(std::complex<double> z) {
+  return "[" + scalar_text(z.real()) + "," + scalar_text(z.imag()) + "]";
+}
+
+/// The members of an object on one line, as they are added.
+class LineOfMembers {
+ public:
+  LineOfMembers& add(const char* key, const std::string& value) {
+    text_.append(text_.size() > 1 ? ",\"" : "\"").append(key).append("\":").append(value);
+    return *this;
   }
-  if (model.network) {
-    object["row"] = model.network->elements[response].row;
-    object["column"] = model.network->elements[response].column;
+  std::string take() && { return std::move(text_) + "}"; }
+
+ private:
+  std::string text_ = "{";
+};
+
+std::string list_text(const std::vector<std::string>& values) {
+  std::string text = "[";
+  for (const std::string& value : values) {
+    text.append(text.size() > 1 ? "," : "").append(value);
   }
-  if (model.origin) {
-    const ResponseError& error = model.origin->errors[response];
-    object["error"] = {{"rms", error.rms}, {"relative", error.relative}, {"largest", error.largest}};
-  }
-  object["constant"] = model.constants[response];
-  object["proportional"] = model.proportionals[response];
-  ordered_json& residues = object["residues"] = ordered_json::array();
-  for (const std::complex<double> c : model.residues_of(response)) {
-    residues.push_back(ordered_json::array({c.real(), c.imag()}));
-  }
+  return text + "]";
+}
+
+template <class Values, class Text>
+std::vector<std::string> texts_of(const Values& values, const Text& text) {
+  std::vector<std::string> texts;
+  texts.reserve(values.size());
+  std::transform(values.begin(), values.end(), std::back_inserter(texts), text);
+  return texts;
+}
+
+std::string name_text(const Model& model, std::size_t response) {
   try {
-    return object.dump();
-  } catch (const ordered_json::type_error&) {  // bytes in the only string
+    return scalar_text(model.names[response]);
+  } catch (const json::type_error&) {
     fail(response_text(response) + ".name is not UTF-8: " + excerpt(model.names[response]));
   }
 }
 
+std::string response_json(const Model& model, std::size_t response) {
+  LineOfMembers members;
+  if (!model.names.empty()) {
+    members.add("name", name_text(model, response));
+  }
+  if (model.network) {
+    const MatrixElement& element = model.network->elements[response];
+    members.add("row", scalar_text(element.row)).add("column", scalar_text(element.column));
+  }
+  if (model.origin) {
+    const ResponseError& error = model.origin->errors[response];
+    LineOfMembers parts;
+    parts.add("rms", scalar_text(error.rms))
+        .add("relative", scalar_text(error.relative))
+        .add("largest", scalar_text(error.largest));
+    members.add("error", std::move(parts).take());
+  }
+  members.add("constant", scalar_text(model.constants[response]))
+      .add("proportional", scalar_text(model.proportionals[response]))
+      .add("residues", list_text(texts_of(model.residues_of(response), pair_text)));
+  return std::move(members).take();
+}
+
 std::string network_json(const NetworkMatrix& network) {
-  const ordered_json object = {{"parameter", std::string(1, network.parameter)},
-                               {"references", network.references}};
-  return object.dump();
+  LineOfMembers members;
+  members.add("parameter", scalar_text(std::string(1, network.parameter)))
+      .add("references", list_text(texts_of(network.references, scalar_text<double>)));
+  return std::move(members).take();
 }
 
 std::string origin_json(const Origin& origin) {
-  ordered_json object = {{"lowest", origin.lowest}, {"highest", origin.highest}, {"samples", origin.samples}};
+  LineOfMembers members;
+  members.add("lowest", scalar_text(origin.lowest))
+      .add("highest", scalar_text(origin.highest))
+      .add("samples", scalar_text(origin.samples));
   if (!origin.finding.empty()) {
-    object["finding"] = origin.finding;
+    members.add("finding", scalar_text(origin.finding));
   }
-  return object.dump();
+  return std::move(members).take();
 }
 
 std::string passivity_json(const CertifiedPassivity& certified) {
-  ordered_json object = {
-      {"passive", certified.passive}, {"tolerance", certified.tolerance}, {"extreme", certified.extreme}};
-  if (std::isinf(certified.frequency)) {
-    object["frequency"] = infinite_text;
-  } else {
-    object["frequency"] = certified.frequency;
-  }
-  return object.dump();
+  LineOfMembers members;
+  members.add("passive", scalar_text(certified.passive))
+      .add("tolerance", scalar_text(certified.tolerance))
+      .add("extreme", scalar_text(certified.extreme))
+      .add("frequency", std::isinf(certified.frequency) ? scalar_text(std::string(infinite_text))
+                                                        : scalar_text(certified.frequency));
+  return std::move(members).take();
 }
 
 /// `[` and the lines, with commas between them, and `]`.
@@ -380,10 +428,7 @@ void append_list(std::string& text, const std::vector<std::string>& lines) {
 
 std::string to_json(const Model& model) {
   check_for_file(model);
-  std::vector<std::string> poles;
-  for (const std::complex<double> a : model.poles) {
-    poles.push_back(pair_text(a));
-  }
+  const std::vector<std::string> poles = texts_of(model.poles, pair_text);
   std::vector<std::string> responses;
   for (std::size_t r = 0; r < model.responses(); ++r) {
     responses.push_back(response_json(model, r));

@@ -245,7 +245,8 @@ std::variant<Command, Answer> parse_command_line(std::span<const char* const> ar
   app.footer("polefit COMMAND --help tells more, with examples.");
   std::map<std::string_view, CommandOptions> commands;
   for (const CommandEntry& entry : command_table()) {
-    commands.emplace(entry.name, CommandOptions(app, entry));
+    const bool may_be_meant = std::find(arguments.begin(), arguments.end(), entry.name) != arguments.end();
+    commands.emplace(entry.name, CommandOptions(app, entry, may_be_meant));
   }
   try {
     app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));

@@ -41,9 +41,12 @@ std::string no_effect(std::string_view preposition, std::string_view other, std:
 
 }  // namespace
 
-CommandOptions::CommandOptions(CLI::App& program, const CommandEntry& command)
+CommandOptions::CommandOptions(CLI::App& program, const CommandEntry& command, bool may_be_meant)
     : command_(&command),
       app_(program.add_subcommand(std::string(command.name), std::string(command.description))) {
+  if (!may_be_meant) {
+    return;
+  }
   for (const OptionEntry& option : command.options) {
     add(option);
   }
@@ -62,6 +65,7 @@ void CommandOptions::add(const OptionEntry& option) {
     // What may not be repeated is refused when it is taken.
     added->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
   }
+  options_.emplace(main_name(option), added);
   if (!option.group.empty()) {
     added->group(std::string(option.group));
   }
@@ -132,7 +136,7 @@ std::string CommandOptions::take(OptionValues values) const {
     std::string name(main_name(option));
     const OptionValue value = values.at(name);
     values.erase(name);
-    const std::vector<std::string> texts = find(name)->results();
+    const std::vector<std::string> texts = options_.at(name)->results();
     if (texts.size() > 1 && !value.repeats) {
       return name.append(": found it " + std::to_string(texts.size()) + " times, expected once");
     }

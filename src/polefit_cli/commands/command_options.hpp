@@ -2,6 +2,7 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <map>
 #include <span>
 #include <string>
 #include <string_view>
@@ -14,8 +15,9 @@ namespace polefit_cli {
 
 class CommandOptions {
  public:
-  /// Adds the command to a program, which must outlive it.
-  CommandOptions(CLI::App& program, const CommandEntry& command);
+  /// Adds the command to a program, which must outlive it; its options too unless it cannot be the one that
+  /// is meant, since there are many.
+  CommandOptions(CLI::App& program, const CommandEntry& command, bool may_be_meant);
 
   /// What is wrong with the options that were given together, or nothing. `arguments` are the whole line.
   std::string complaint_about_choice(std::span<const char* const> arguments) const;
@@ -26,8 +28,7 @@ class CommandOptions {
 
  private:
   void add(const OptionEntry& option);
-  CLI::Option* find(std::string_view name) const { return app_->get_option(std::string(name)); }
-  bool is_given(std::string_view name) const { return find(name)->count() > 0; }
+  bool is_given(std::string_view name) const { return options_.at(name)->count() > 0; }
   /// Those that were given, of several with bars between them.
   std::vector<std::string_view> given_of(std::string_view names) const;
   std::string lack_of_effect(const OptionEntry& option) const;
@@ -35,6 +36,8 @@ class CommandOptions {
 
   const CommandEntry* command_;
   CLI::App* app_;
+  // By main names; the library's own search ends the process where memory does not suffice for it.
+  std::map<std::string_view, CLI::Option*> options_;
 };
 
 }  // namespace polefit_cli

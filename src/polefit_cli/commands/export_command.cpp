@@ -96,22 +96,21 @@ bool is_known_to_be_active(const polefit::Model& model, const Judgement& judgeme
              : !is_stable(model);
 }
 
-/// A simulation in time can grow without bound where a model gives back more energy than it was given.
-void warn_of_growth(const polefit::Model& model, const std::string& shown) {
+/// What there is to say of a model with which a simulation in time can grow without bound, because it gives
+/// back more energy than it was given; nothing of others.
+std::string warning_of_growth(const polefit::Model& model, const std::string& shown) {
   if (polefit::incompleteness(model.network)) {
-    return;
+    return {};
   }
   const Judgement judgement = judgement_in_passing(model);
   if (judgement.passivity && judgement.passivity->passive) {
-    return;
+    return {};
   }
   const bool known = is_known_to_be_active(model, judgement);
-  text::print_error(
-      "polefit",
-      text::printable("warning: " + shown + (known ? " is not passive" : " may not be passive") + ": " +
-                      cause_text(model, judgement) +
-                      "; a circuit with it may grow without bound. polefit fit --passive makes a passive "
-                      "model, polefit passivity tells more"));
+  return text::printable("warning: " + shown + (known ? " is not passive" : " may not be passive") + ": " +
+                         cause_text(model, judgement) +
+                         "; a circuit with it may grow without bound. polefit fit --passive makes a passive "
+                         "model, polefit passivity tells more");
 }
 
 std::string exported(const ExportCommand& command, polefit::Model& model) {
@@ -146,9 +145,12 @@ std::string exported(const ExportCommand& command, polefit::Model& model) {
 ExitStatus run(const ExportCommand& command) {
   check_outputs({command.output}, {command.model});
   polefit::Model model = read_model(command.model);
-  write_output(command.output, exported(command, model));
-  if (command.kind == ExportKind::spice || command.kind == ExportKind::state_space) {
-    warn_of_growth(model, shown_input(command.model));
+  const std::string text = exported(command, model);
+  const bool of_time = command.kind == ExportKind::spice || command.kind == ExportKind::state_space;
+  const std::string warning = of_time ? warning_of_growth(model, shown_input(command.model)) : "";
+  write_output(command.output, text);
+  if (!warning.empty()) {
+    text::print_error("polefit", warning);
   }
   return succeeded;
 }

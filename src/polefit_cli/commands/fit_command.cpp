@@ -141,21 +141,18 @@ ExitStatus run(const FitCommand& command) {
   }
   bar.clear();
   const bool kept_back = !command.output.empty() && !command.write_anyway && harmful(network, outcome);
+  outcome.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  std::string report = command.quiet ? "" : fit_report(network, outcome);
+  if (!command.quiet && command.output.empty()) {
+    report += "\nNo model file was asked for: -o MODEL.json writes one.\n";
+  }
   if (!command.output.empty() && !kept_back) {
     write_output(command.output, about(network.file, [&] { return polefit::to_json(outcome.fit.model); }));
   }
-  outcome.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-
-  if (!command.quiet) {
-    std::string report = fit_report(network, outcome);
-    if (command.output.empty()) {
-      report += "\nNo model file was asked for: -o MODEL.json writes one.\n";
-    }
-    if (is_standard_stream(command.output)) {
-      static_cast<void>(std::fputs(report.c_str(), stderr));
-    } else {
-      write_output("-", report);
-    }
+  if (is_standard_stream(command.output)) {
+    static_cast<void>(std::fputs(report.c_str(), stderr));
+  } else {
+    write_output("-", report);
   }
   if (kept_back) {
     throw text::IoError({.file = command.output,

@@ -48,14 +48,14 @@ ExitStatus run(const PassivityCommand& command) {
   declare(model, shown, command.declaration);
   check_judgeable(model, shown);
   const polefit::Passivity passivity = about(shown, [&] { return polefit::passivity(model); });
+  const std::string report = passivity_report(
+      model, passivity, shown, command.all ? std::numeric_limits<std::size_t>::max() : most_intervals);
   if (drawn) {
     const PassivityPicture picture =
         passivity_picture(model, passivity, title_of(command.model), passivity_verdict(passivity));
     const std::string messages = draw_to(command.output, passivity_script(picture, format), format);
     static_cast<void>(std::fputs(messages.c_str(), stderr));
   }
-  const std::string report = passivity_report(
-      model, passivity, shown, command.all ? std::numeric_limits<std::size_t>::max() : most_intervals);
   if (is_standard_stream(command.output)) {
     static_cast<void>(std::fputs(report.c_str(), stderr));
   } else {

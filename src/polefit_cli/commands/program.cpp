@@ -1,5 +1,8 @@
 #include "polefit_cli/commands/program.hpp"
 
+#include <unistd.h>
+
+#include <cstdlib>
 #include <exception>
 #include <new>
 #include <stdexcept>
@@ -8,6 +11,7 @@
 
 #include "polefit_cli/commands/command_line.hpp"
 #include "polefit_cli/commands/commands.hpp"
+#include "polefit_cli/commands/signals.hpp"
 #include "polefit_cli/commands/streams.hpp"
 #include "text/io_error.hpp"
 #include "text/plain_text.hpp"
@@ -19,6 +23,10 @@ namespace {
 /// One line, whatever names of files and arguments hold.
 void complain(const std::string& message) { text::print_error("polefit", text::printable(message)); }
 
+int run_to_its_end(const Command& command) {
+  return std::visit([](const auto& chosen) -> int { return run(chosen); }, command);
+}
+
 int run_to_its_end(std::span<const char* const> arguments) {
   const std::variant<Command, Answer> parsed = parse_command_line(arguments);
   if (const Answer* const answer = std::get_if<Answer>(&parsed)) {
@@ -29,15 +37,17 @@ int run_to_its_end(std::span<const char* const> arguments) {
     write_output("-", answer->text);
     return succeeded;
   }
-  return std::visit([](const auto& command) -> int { return run(command); }, std::get<Command>(parsed));
+  return run_to_its_end(std::get<Command>(parsed));
 }
 
-}  // namespace
+void tell_of_memory() noexcept { text::print_error("polefit", "there is not enough memory"); }
 
-int run_program(std::span<const char* const> arguments) noexcept {
+/// The status of a command or a command line, whatever ends it.
+template <class Work>
+int status_of(const Work& work) noexcept {
   try {
     try {
-      return run_to_its_end(arguments);
+      return run_to_its_end(work);
     } catch (const text::IoError& error) {
       complain(text::line_message(error.details()));
     } catch (const std::bad_alloc&) {
@@ -48,9 +58,31 @@ int run_program(std::span<const char* const> arguments) noexcept {
       complain(error.what());
     }
   } catch (...) {  // memory, which even a message can lack
-    text::print_error("polefit", "there is not enough memory");
+    tell_of_memory();
   }
   return bad_input;
 }
+
+[[noreturn]] void end_by_terminate() noexcept {
+  try {
+    if (const std::exception_ptr cause = std::current_exception()) {
+      std::rethrow_exception(cause);
+    }
+  } catch (const std::bad_alloc&) {
+    clean_up();
+    tell_of_memory();
+    ::_exit(bad_input);
+  } catch (...) {  // a fault of ours, which a core dump may explain
+  }
+  std::abort();
+}
+
+}  // namespace
+
+void end_without_memory() { std::set_terminate(end_by_terminate); }
+
+int run_program(std::span<const char* const> arguments) noexcept { return status_of(arguments); }
+
+int run_command(const Command& command) noexcept { return status_of(command); }
 
 }  // namespace polefit_cli

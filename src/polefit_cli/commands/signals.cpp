@@ -24,12 +24,16 @@ void handle_once(int signal, void (*handler)(int)) {
 
 /// Ends the process by the same signal, which is held back until the handler returns.
 void clean_up_and_end(int signal) {
-  text::remove_unfinished_files();
-  end_drawing();
+  clean_up();
   ::raise(signal);
 }
 
 }  // namespace
+
+void clean_up() noexcept {
+  text::remove_unfinished_files();
+  end_drawing();
+}
 
 void clean_up_on_signals() {
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {

@@ -124,6 +124,10 @@ void add_response(const std::vector<std::string>& cells, std::size_t column, con
   if (!text::is_plain_text(a->name)) {
     place.fail(column, "the name " + text::excerpt(a->name), "a name in UTF-8 without control characters");
   }
+  if (a->name.size() > longest_name) {
+    place.fail(column, "a name of " + std::to_string(a->name.size()) + " bytes",
+               "one of at most " + std::to_string(longest_name));
+  }
   header.responses.push_back(*columns);
   header.names.emplace_back(a->name.empty() ? "f" : a->name);
 }

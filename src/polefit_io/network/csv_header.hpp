@@ -11,6 +11,9 @@
 
 namespace polefit_io {
 
+/// Bytes of a response's name; a longer one would be no name, and no table could show it.
+inline constexpr std::size_t longest_name = 1000;
+
 /// A line of the file, for messages.
 struct TablePlace {
   const std::string& file;

@@ -4,10 +4,12 @@
 #include <cmath>
 #include <complex>
 #include <cstddef>
+#include <iterator>
 #include <string_view>
 #include <utility>
 #include <vector>
 
+#include "polefit_io/network/csv_header.hpp"
 #include "text/decimal.hpp"
 #include "text/io_error.hpp"
 #include "text/plain_text.hpp"
@@ -33,13 +35,21 @@ void append_cell(std::string& text, std::string_view cell) {
   throw text::IoError({.file = network.file, .found = std::move(found), .expected = std::move(expected)});
 }
 
-void check_names(const polefit::Network& network) {
+/// The names as the table has them: what terminals would obey in them is replaced, for tables are shown
+/// there.
+std::vector<std::string> shown_names(const polefit::Network& network) {
+  std::vector<std::string> names;
+  std::transform(network.names.begin(), network.names.end(), std::back_inserter(names), text::printable);
+  return names;
+}
+
+void check_names(const polefit::Network& network, const std::vector<std::string>& shown) {
   std::vector<std::string_view> names;
-  for (const std::string& name : network.names) {
+  for (const std::string& name : shown) {
     names.push_back(text::without_blanks(name));
-    if (names.back().empty() || !text::is_plain_text(name)) {
+    if (names.back().empty() || name.size() > longest_name) {
       fail(network, "the name " + text::excerpt(name) + " of a response",
-           "names in UTF-8 without control characters");
+           "names of 1 to " + std::to_string(longest_name) + " bytes");
     }
   }
   std::sort(names.begin(), names.end());
@@ -49,11 +59,11 @@ void check_names(const polefit::Network& network) {
 }
 
 /// Refuses what read_csv would refuse.
-void check_readable(const polefit::Network& network) {
+void check_readable(const polefit::Network& network, const std::vector<std::string>& names) {
   if (network.names.empty() || network.frequencies.empty()) {
     fail(network, network.names.empty() ? "no responses" : "no frequencies", "at least one");
   }
-  check_names(network);
+  check_names(network, names);
   if (!std::all_of(network.frequencies.begin(), network.frequencies.end(),
                    [](double f) { return std::isfinite(f) && f >= 0.0; })) {
     fail(network, "a frequency that is below 0 or not finite", "finite frequencies from 0 upwards");
@@ -68,9 +78,10 @@ void check_readable(const polefit::Network& network) {
 }  // namespace
 
 std::string csv_of(const polefit::Network& network) {
-  check_readable(network);
+  const std::vector<std::string> names = shown_names(network);
+  check_readable(network, names);
   std::string text = "frequency";
-  for (const std::string& name : network.names) {
+  for (const std::string& name : names) {
     for (const char* part : {" re", " im"}) {
       text += ',';
       append_cell(text, name + part);
