@@ -18,8 +18,9 @@ struct Character {
 /// bytes than they need, surrogates and what is beyond the last code are none.
 std::optional<Character> first_character(std::string_view text);
 
-/// Whether the code is that of a control character, of which there are some beyond ASCII: those that end lines and
-/// those that turn the direction of the text behind them too, which can make a name look like another one.
+/// Whether the code is that of a control character, of which there are some beyond ASCII: those that end
+/// lines and those that turn the direction of the text behind them too, which can make a name look like
+/// another one.
 constexpr bool is_control(std::uint32_t code) {
   const bool ends_line = code == 0x2028 || code == 0x2029;
   const bool turns_direction = code == 0x061C || code == 0x200E || code == 0x200F ||

@@ -9,7 +9,6 @@
 #include <atomic>
 #include <cassert>
 #include <cerrno>
-#include <csignal>
 #include <cstddef>
 #include <cstdint>
 #include <system_error>
@@ -17,6 +16,7 @@
 #include <vector>
 
 #include "text/io_error.hpp"
+#include "text/signals_held.hpp"
 
 namespace text {
 namespace {
@@ -68,22 +68,6 @@ void check_access(const std::filesystem::path& path, int kind, const std::string
 
 /// Names of files that are to go when the process is ended by a signal. More than these are left behind.
 std::array<std::atomic<const char*>, 16> unfinished;
-
-/// Lets no signal in while it lives, so that no file is made and then not remembered.
-class SignalsHeld {
- public:
-  SignalsHeld() {
-    sigset_t all;
-    sigfillset(&all);
-    ::pthread_sigmask(SIG_SETMASK, &all, &before_);
-  }
-  SignalsHeld(const SignalsHeld&) = delete;
-  SignalsHeld& operator=(const SignalsHeld&) = delete;
-  ~SignalsHeld() { ::pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-
- private:
-  sigset_t before_{};
-};
 
 /// Takes the name down in a free place.
 void remember_unfinished(const char* name) {

@@ -1,8 +1,6 @@
 /// Whole runs in bad surroundings: which message, which exit status, which files are left alone.
 
-#include <linux/capability.h>
 #include <sys/mount.h>
-#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <termios.h>
@@ -12,6 +10,7 @@
 #include <functional>
 #include <utility>
 
+#include "bad_surroundings.hpp"
 #include "run_program.hpp"
 #include "support.hpp"
 
@@ -68,18 +67,6 @@ class Faults : public InOwnDirectory {
     expect_results_untouched();
   }
 };
-
-/// The exit status of a run whose surroundings this system does not allow.
-constexpr int not_allowed_here = 125;
-
-/// From the next program on, root too needs the permission of a file to use it.
-void obey_permissions() {
-  for (const int privilege : {CAP_DAC_OVERRIDE, CAP_DAC_READ_SEARCH}) {
-    if (geteuid() == 0 && prctl(PR_CAPBSET_DROP, privilege) != 0) {
-      _exit(not_allowed_here);
-    }
-  }
-}
 
 /// A file that holds something else each time it is read to its end: the line of a terminal, on which an end
 /// of file is typed behind each content.

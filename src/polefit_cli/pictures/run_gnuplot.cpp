@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "text/io_error.hpp"
+#include "text/signals_held.hpp"
 #include "text/whole_file.hpp"
 
 namespace polefit_cli {
@@ -191,10 +192,12 @@ int status_of(const Start& start, std::chrono::seconds limit) {
     Known& operator=(const Known&) = delete;
     ~Known() { drawing = 0; }
   };
-  const pid_t process = start.run();
-  drawing = process;
   const Known known;
-  return wait_for(process, limit);
+  {
+    const text::SignalsHeld held;
+    drawing = start.run();
+  }
+  return wait_for(drawing, limit);
 }
 
 /// The beginning of what gnuplot said, on one line.
