@@ -229,6 +229,37 @@ TEST(Evaluate, a_model_whose_arrays_do_not_fit_together_is_refused) {
   refused(bad, "the model has 0 errors, expected 2");
 }
 
+TEST(ModelCheck, names_are_different_and_those_of_their_elements) {
+  Model model;
+  model.constants = {0.1, 0.2};
+  model.proportionals = {0.0, 0.0};
+  model.names = {"S11", "S(1,2)"};
+  model.network = {'S', {50.0, 50.0}, {{1, 1}, {1, 2}}};
+  EXPECT_NO_THROW(check(model));
+  Model other = model;
+  other.names[1] = "transmission";
+  EXPECT_NO_THROW(check(other));
+  other.names[1] = "S(2,1)";
+  expect_bad_shape([&] { check(other); },
+                   "responses[1].name is \"S(2,1)\", expected \"S12\", which is row 1 and column 2");
+  EXPECT_NO_THROW(check_shape(other));
+  other.names[1] = "Z12";
+  expect_bad_shape([&] { check(other); },
+                   "responses[1].name is \"Z12\", expected \"S12\", which is row 1 and column 2");
+  other.names = {"a", "a"};
+  expect_bad_shape([&] { check(other); },
+                   "responses[1].name is \"a\" as that of responses[0] is, expected a name of its own");
+  other.network.reset();
+  expect_bad_shape([&] { check(other); },
+                   "responses[1].name is \"a\" as that of responses[0] is, expected a name of its own");
+  // A transmission that is declared a port.
+  Model port;
+  port.constants = port.proportionals = {0.0};
+  port.names = {"S21"};
+  port.network = {'S', {50.0}, {{1, 1}}};
+  EXPECT_NO_THROW(check(port));
+}
+
 TEST(Errors, they_are_mean_relative_and_largest_moduli_of_the_differences) {
   const std::vector<double> frequencies{1.0, 2.0};
   const std::vector<Complex> values{{4.0, 4.0}, {1.0, 0.0}};
