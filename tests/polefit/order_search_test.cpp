@@ -13,6 +13,7 @@
 
 #include "numerics.hpp"
 #include "numerics/angular_frequency.hpp"
+#include "polefit/search/sentence.hpp"
 
 namespace polefit {
 namespace {
@@ -173,6 +174,15 @@ TEST(OrderSearch, has_met_its_target_where_the_error_of_the_model_that_it_return
   std::cout << met << " met, " << missed << " with the weights only\n";
   EXPECT_GE(met, 5);
   EXPECT_GE(missed, 1);
+}
+
+TEST(OrderSearch, a_limit_that_is_half_the_number_of_samples_is_told_as_that) {
+  Search search;
+  search.end = SearchEnd::most_poles;
+  EXPECT_EQ(sentence(search, {.error = 1e-3}, 6, 13),
+            "target of 0.001 not met: the limit of 6 poles, half the number of samples, is reached");
+  EXPECT_EQ(sentence(search, {.error = 1e-3}, 6, 6),
+            "target of 0.001 not met: the limit of 6 poles is reached");
 }
 
 TEST(OrderSearch, does_not_model_pure_noise) {

@@ -158,6 +158,23 @@ TEST_F(Program, exact_values_at_zero_hertz_that_no_model_has_are_refused_with_a_
                  "poles and constant is 0 there");
 }
 
+TEST_F(Program, values_without_a_grid_are_those_of_201_frequencies_of_the_band) {
+  ASSERT_EQ(run({"fit", "filter.s2p", "--poles", "3", "-o", "m.json"}), 0);
+  ASSERT_EQ(run({"eval", "m.json"}), 0);
+  EXPECT_EQ(lines_of(output()).size(), 202U);  // with the heading
+}
+
+TEST_F(Program, the_help_fits_into_a_hundred_columns) {
+  for (const char* const command : {"fit", "eval", "plot", "export", "info", "passivity"}) {
+    ASSERT_EQ(run({command, "--help"}), 0);
+    for (const std::string& line : lines_of(output())) {
+      // Its last line and its usage are sentences of any length.
+      const bool described = line.starts_with("  ") && !line.starts_with("  polefit ");
+      EXPECT_TRUE(!described || line.size() <= 100) << line;
+    }
+  }
+}
+
 TEST_F(Program, without_an_order_one_is_searched_for) {
   EXPECT_EQ(run({"fit", "filter.s2p", "--error", "1e-6", "-o", "m.json"}), 0);
   EXPECT_NE(output().find("target of 1e-06 met"), std::string::npos) << output();
