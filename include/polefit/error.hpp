@@ -10,14 +10,14 @@ namespace polefit {
 
 /// What an error is about.
 enum class ErrorKind {
-  no_samples,           ///< an empty grid, or no responses
-  bad_shape,            ///< sizes that do not fit together, or a model that is not what is wanted of it
-  bad_frequency,        ///< negative, infinite or not a number
-  bad_sample,           ///< infinite or not a number
-  bad_weight,           ///< negative, infinite or not a number
-  zero_data,            ///< weighted responses without a value other than zero, or that overflow
-  bad_option,           ///< an option outside its range
-  too_many_unknowns,    ///< more unknowns than equations
+  no_samples,         ///< an empty grid, or no responses
+  bad_shape,          ///< sizes that do not fit together, or a model that is not what is wanted of it
+  bad_frequency,      ///< negative or not a number, above 1e300 Hz, or all of them below 1e-302 Hz and not 0
+  bad_sample,         ///< infinite or not a number, or with a modulus beyond the largest double
+  bad_weight,         ///< negative, infinite or not a number, or too far from the others
+  zero_data,          ///< weighted responses without a value other than zero
+  bad_option,         ///< an option outside its range
+  too_many_unknowns,  ///< more unknowns than equations
   numerical_breakdown,  ///< an eigenvalue or least-squares routine did not deliver
   bad_model_file,       ///< a model file that cannot be read, written or understood
   bad_network_file,     ///< a network file, or one of an export, that cannot be read, written or understood

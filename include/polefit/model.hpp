@@ -50,7 +50,7 @@ struct Model {
   std::vector<std::complex<double>> residues;           ///< of the first response, then of the second, ...
   std::vector<double> constants;                        ///< d, one a response
   std::vector<double> proportionals;                    ///< h in seconds, one a response
-  std::vector<std::string> names;                       ///< one a response, or none
+  std::vector<std::string> names;                       ///< one a response, no two the same, or none
   std::optional<NetworkMatrix> network = std::nullopt;  ///< when the responses are elements of one
   std::optional<Origin> origin = std::nullopt;          ///< set by a fit, unless an error overflows
   std::optional<CertifiedPassivity> passivity = std::nullopt;  ///< of a whole matrix that was certified
@@ -68,7 +68,8 @@ struct Model {
 POLEFIT_EXPORT void check_shape(const Model& model);
 
 /// The same, and that poles and residues are real or have their exact conjugates beside them: the model is a
-/// real system. Throws Error (bad_shape) otherwise.
+/// real system. Names are different, and none is that of another element of the matrix, as "S21" in row 1 and
+/// column 2 of several ports would be. Throws Error (bad_shape) otherwise.
 POLEFIT_EXPORT void check(const Model& model);
 
 /// Values of every response at frequencies in hertz: those of the first response first. A pole on a point

@@ -50,17 +50,19 @@ struct Responses {
 
 /// What is fitted. Nothing is copied; all of it must outlive the call.
 struct NetworkData {
-  std::span<const double> frequencies;  ///< M values in hertz, not below 0, in any order, also repeated
+  std::span<const double> frequencies;  ///< M values in hertz, not below 0, in any order, also repeated; at
+                                        ///< most 1e300, the highest 0 or at least 1e-302
   Responses responses;                  ///< R of M samples each
-  std::span<const std::string> names;   ///< of the responses; R, or none
+  std::span<const std::string> names;   ///< of the responses; R, no two the same, or none
   /// Factors on the residuals: none (each response then counts by the inverse square root of its norm), M
   /// (per sample), or R * M (those of the first response first).
   std::span<const double> weights;
 };
 
 /// Nothing for data that can be fitted. Throws Error otherwise: no_samples; bad_shape for sizes that do not
-/// fit together; bad_frequency, bad_weight and bad_sample for values that data cannot have; zero_data when
-/// weights hide all that is not 0, or the weighted samples overflow. Data of zeros can be fitted: by zero.
+/// fit together; bad_frequency, bad_weight and bad_sample for values that data cannot have, also for weights
+/// of a response that are below 1e-120 of its largest one where it is largest; zero_data when weights hide
+/// all that is not 0. Data of zeros can be fitted: by zero.
 POLEFIT_EXPORT void check(const NetworkData& data);
 
 }  // namespace polefit

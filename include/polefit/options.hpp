@@ -52,8 +52,11 @@ struct Options {
   /// relocation does not minimise the error of data that no stable poles follow.
   bool polish = true;
   int threads = 1;  ///< the results do not depend on it
-  /// The model takes the value of every response there exactly; at 0 Hz its real part, and with a single
-  /// unknown a response one part only.
+  /// The model takes the value of every response there exactly; with a single unknown a response one part
+  /// only. At 0 Hz, where a model is real, an imaginary part below 1e-6 of the value or 1e-9 of the largest
+  /// value of the response counts as rounding. What no model can meet is refused (bad_option): a larger
+  /// imaginary part, samples at 0 Hz that differ by more than that, and any value other than 0 without a pole
+  /// and a constant.
   std::optional<std::size_t> exact_sample;
   /// Called after each relocation; false ends the run with the model so far.
   std::function<bool(const Progress&)> progress;

@@ -17,7 +17,8 @@ enum class Weighting {
 };
 
 /// The weights as NetworkData takes them: none for `balanced`, which a fit without weights is. A sample of 0
-/// gets the largest weight that another sample of its response has. Throws Error (bad_shape) for responses
+/// gets the largest weight that another sample of its response has. Inverses that would overflow, and all
+/// others with them, are multiplied by 2^-51. Throws Error (bad_shape) for responses
 /// without a value at each frequency.
 POLEFIT_EXPORT std::vector<double> weights(const NetworkData& data, Weighting weighting);
 

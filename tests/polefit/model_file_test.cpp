@@ -333,6 +333,8 @@ TEST(ModelJson, what_a_reader_would_refuse_is_not_written) {
   EXPECT_EQ(refused([](Model& m) { m.proportionals.clear(); }),
             "the model has 0 proportional terms, expected 2");
   EXPECT_EQ(refused([](Model& m) { m.names.pop_back(); }), "the model has 1 names, expected 2");
+  EXPECT_EQ(refused([](Model& m) { m.names[1] = m.names[0]; }),
+            "responses[1].name is \"S11\" as that of responses[0] is, expected a name of its own");
   EXPECT_EQ(refused([](Model& m) { std::swap(m.poles[1], m.poles[2]); }),
             "poles[1] leads a pair without a positive imaginary part");
   EXPECT_EQ(refused([](Model& m) { m.residues[0].imag(1.0); }),
@@ -415,6 +417,14 @@ TEST(ModelJson, names_are_of_all_responses_or_of_none) {
             "responses[1] has a name, the responses before it have none");
   EXPECT_EQ(refusal_of(example_with("\"name\":\"S21\",", "")),
             "responses[1] has no name, the responses before it have one");
+}
+
+TEST(ModelJson, names_that_contradict_row_and_column_are_refused) {
+  const std::string text = R"json({"format":"polefit model","version":1,"poles":[],
+    "network":{"parameter":"S","references":[50,50]},
+    "responses":[{"name":"S(2,1)","row":1,"column":2,"constant":0.5,"proportional":0,"residues":[]}]})json";
+  EXPECT_EQ(refusal_of(text),
+            "responses[0].name is \"S(2,1)\", expected \"S12\", which is row 1 and column 2");
 }
 
 TEST(ModelJson, text_that_does_not_follow_the_schema_is_refused_with_the_place) {

@@ -4,12 +4,14 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <utility>
 
 #include "numerics.hpp"
 #include "numerics/angular_frequency.hpp"
 #include "numerics/complex_division.hpp"
 #include "polefit/error.hpp"
+#include "polefit/model/overall_error.hpp"
 #include "requests.hpp"
 
 namespace polefit {
@@ -227,6 +229,63 @@ TEST(Evaluate, a_model_whose_arrays_do_not_fit_together_is_refused) {
   bad = model;
   bad.origin = Origin();
   refused(bad, "the model has 0 errors, expected 2");
+}
+
+TEST(LargestGain, terms_proportional_to_s_have_no_part_in_it) {
+  Model model;
+  model.poles = {-1.0};
+  model.residues = {1.0};
+  model.constants = {0.0};
+  model.proportionals = {10.0};
+  const Gain gain = largest_gain(model);
+  EXPECT_EQ(gain.largest, 1.0);  // 1 / (s + 1) at 0
+  EXPECT_EQ(gain.frequency, 0.0);
+}
+
+TEST(OverallError, is_no_number_where_one_of_the_errors_is_none) {
+  constexpr double none = std::numeric_limits<double>::quiet_NaN();
+  for (const std::size_t undefined : {0U, 1U, 2U}) {
+    std::vector<ResponseError> errors(3, {.rms = 1.0, .relative = 0.5, .largest = 2.0});
+    errors[undefined] = {none, none, none};
+    const OverallError overall = overall_error(errors);
+    EXPECT_TRUE(std::isnan(overall.relative)) << undefined;
+    EXPECT_TRUE(std::isnan(overall.worst)) << undefined;
+    EXPECT_TRUE(std::isnan(overall.largest)) << undefined;
+  }
+}
+
+TEST(ModelCheck, names_are_different_and_those_of_their_elements) {
+  Model model;
+  model.constants = {0.1, 0.2};
+  model.proportionals = {0.0, 0.0};
+  model.names = {"S11", "S(1,2)"};
+  model.network = {'S', {50.0, 50.0}, {{1, 1}, {1, 2}}};
+  EXPECT_NO_THROW(check(model));
+  Model other = model;
+  other.names[1] = "transmission";
+  EXPECT_NO_THROW(check(other));
+  other.names[1] = "S(2,1)";
+  expect_bad_shape([&] { check(other); },
+                   "responses[1].name is \"S(2,1)\", expected \"S12\", which is row 1 and column 2");
+  EXPECT_NO_THROW(check_shape(other));
+  other.names = {"reflection", "S(1,1)"};
+  expect_bad_shape([&] { check(other); },
+                   "responses[1].name is \"S(1,1)\", expected \"S12\", which is row 1 and column 2");
+  other.names = {"S11", "Z12"};
+  expect_bad_shape([&] { check(other); },
+                   "responses[1].name is \"Z12\", expected \"S12\", which is row 1 and column 2");
+  other.names = {"a", "a"};
+  expect_bad_shape([&] { check(other); },
+                   "responses[1].name is \"a\" as that of responses[0] is, expected a name of its own");
+  other.network.reset();
+  expect_bad_shape([&] { check(other); },
+                   "responses[1].name is \"a\" as that of responses[0] is, expected a name of its own");
+  // A transmission that is declared a port.
+  Model port;
+  port.constants = port.proportionals = {0.0};
+  port.names = {"S21"};
+  port.network = {'S', {50.0}, {{1, 1}}};
+  EXPECT_NO_THROW(check(port));
 }
 
 TEST(Errors, they_are_mean_relative_and_largest_moduli_of_the_differences) {

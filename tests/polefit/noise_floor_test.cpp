@@ -15,7 +15,7 @@ using namespace test_networks;
 
 double floor_of(const Network& network) {
   const Problem problem = make_problem(network.data(), {});
-  return NoiseEstimate(problem, by_frequency(problem)).of(0);
+  return NoiseEstimate(problem, by_frequency(problem)).of(0) / problem.inverse_unit[0];
 }
 
 /// Three resonances of quality 20 to 50 in 1..3 Hz.

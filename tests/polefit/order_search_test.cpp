@@ -13,6 +13,7 @@
 
 #include "numerics.hpp"
 #include "numerics/angular_frequency.hpp"
+#include "polefit/search/sentence.hpp"
 
 namespace polefit {
 namespace {
@@ -83,6 +84,7 @@ void expect_in_order(const Search& search, const Target& target) {
   EXPECT_FALSE(search.steps.empty());
   EXPECT_LE(order_of(search), target.most_poles.value_or(400));
   EXPECT_TRUE(std::isfinite(search.error));
+  EXPECT_NO_THROW(check(search.fit.model));
   if (search.end == SearchEnd::target_met) {
     EXPECT_LE(search.error, target.error);
   }
@@ -132,6 +134,55 @@ TEST(OrderSearch, meets_the_target_in_every_measure) {
                             : measure == Measure::worst_response ? report.worst_relative_error
                                                                  : report.largest_error);
   }
+}
+
+TEST(OrderSearch, has_met_its_target_where_the_error_of_the_model_that_it_returns_has_and_only_there) {
+  int met = 0;
+  int missed = 0;
+  for (std::uint64_t seed = 0; seed < 30; ++seed) {
+    SCOPED_TRACE(seed);
+    Samples samples = network(12, 1 + seed % 3, 201, seed);
+    RandomNumbers numbers(seed + 100);
+    // What is minimised has weights, the error that counts has none: either may be met without the other.
+    samples.weights.assign(201, 1.0);
+    const bool noisy = seed % 2 == 0;
+    for (std::size_t k = 0; k < samples.values.size(); ++k) {
+      samples.values[k] += (noisy && k % 201 < 10 ? 1e-2 : 1e-6) * Complex(numbers(), numbers());
+    }
+    for (std::size_t k = 0; k < 201; ++k) {
+      samples.weights[k] = noisy ? (k < 10 ? 100.0 : 1.0) : (k < 100 ? 1.0 : 1e-3);
+    }
+    const double error = std::pow(10.0, -1.0 - static_cast<double>(seed % 7) / 3.0);
+    const Target target{.error = error,
+                        .measure = seed % 5 == 0 ? Measure::worst_response : Measure::relative_rms};
+    const Search search = fit_to_error(samples.view(), target);
+    const Report& report = search.fit.report;
+    const double found =
+        target.measure == Measure::worst_response ? report.worst_relative_error : report.relative_error;
+    EXPECT_EQ(search.error, found);
+    EXPECT_EQ(search.end == SearchEnd::target_met, found <= error);
+    EXPECT_EQ(report.finding.ends_with(" met"), found <= error) << report.finding;
+    EXPECT_EQ(search.fit.model.origin->finding, report.finding);
+    if (found <= error) {
+      EXPECT_TRUE(succeeded(search));
+      ++met;
+    } else if (search.end == SearchEnd::missed_measure) {
+      EXPECT_FALSE(succeeded(search));
+      ++missed;
+    }
+  }
+  std::cout << met << " met, " << missed << " with the weights only\n";
+  EXPECT_GE(met, 5);
+  EXPECT_GE(missed, 1);
+}
+
+TEST(OrderSearch, a_limit_that_is_half_the_number_of_samples_is_told_as_that) {
+  Search search;
+  search.end = SearchEnd::most_poles;
+  EXPECT_EQ(sentence(search, {.error = 1e-3}, 6, 13),
+            "target of 0.001 not met: the limit of 6 poles, half the number of samples, is reached");
+  EXPECT_EQ(sentence(search, {.error = 1e-3}, 6, 6),
+            "target of 0.001 not met: the limit of 6 poles is reached");
 }
 
 TEST(OrderSearch, does_not_model_pure_noise) {
@@ -225,6 +276,23 @@ TEST(OrderSearch, keeps_an_exact_sample_in_the_final_model) {
       // Rounding of the constraint and of the evaluation: 11 terms of size 1 each.
       EXPECT_LE(std::abs(values[r * 301 + exact] - value), 1e-12);
     }
+  }
+}
+
+TEST(OrderSearch, refuses_a_model_without_poles_and_constant_where_a_sample_is_to_be_exact) {
+  const Samples samples = network(4, 1, 101);
+  Options options;
+  options.constant = false;
+  options.exact_sample = 0;
+  try {
+    static_cast<void>(fit_to_error(samples.view(), {.error = 1e-3, .most_poles = 0}, options));
+    FAIL() << "accepted";
+  } catch (const Error& error) {
+    EXPECT_EQ(error.kind(), ErrorKind::bad_option);
+    EXPECT_STREQ(
+        error.what(),
+        "the value of sample 0 (counted from 0) of response 0 (counted from 0) cannot be exact: a model "
+        "without poles and constant is 0 there");
   }
 }
 
@@ -367,10 +435,10 @@ TEST(OrderSearch, what_is_wrong_is_said_of_all_the_data_and_not_of_a_part_of_the
   samples.values[57] = 1.0;
   samples.frequencies[2] = -1.0;
   EXPECT_EQ(refusal_of(samples).substr(0, 34), "frequency 2 (counted from 0) is -1");
-  // Their squares are summed in units in which 101 equal values overflow and the 81 of a part do not.
   samples = network(4, 1, 101);
-  samples.values.assign(101, 1.05 / std::sqrt(101.0) * std::numeric_limits<double>::max());
-  EXPECT_EQ(refusal_of(samples), "the weighted data overflow");
+  samples.values[57] = {1.5e308, 1.5e308};
+  EXPECT_EQ(refusal_of(samples),
+            "the modulus of sample 57 of response 0 (counted from 0) is beyond the largest double");
 }
 
 TEST(OrderSearch, choices_out_of_range_are_refused_before_the_data_are_looked_at) {
@@ -388,19 +456,38 @@ TEST(OrderSearch, a_network_of_four_ports_takes_a_handful_of_steps) {
   EXPECT_LE(search.steps.size(), 10U);  // 6 as measured; one for each pair would be 9
 }
 
-TEST(OrderSearch, ends_on_data_near_the_end_of_the_range) {
-  Samples samples = network(4, 2, 60);
+TEST(OrderSearch, the_size_of_the_responses_does_not_matter_to_their_relative_errors) {
+  const Samples samples = network(8, 2, 101);
+  const Search expected = fit_to_error(samples.view(), {.error = 1e-6});
+  ASSERT_EQ(expected.end, SearchEnd::target_met);
+  // Residues of all of them are in the range, and no value is so small that it lost digits.
+  for (const auto& [first, second] :
+       {std::pair(-1000, -1000), std::pair(-600, 600), std::pair(1015, -1000)}) {
+    Samples scaled = samples;
+    for (std::size_t k = 0; k < scaled.values.size(); ++k) {
+      const int exponent = k < 101 ? first : second;
+      scaled.values[k] = {std::ldexp(scaled.values[k].real(), exponent),
+                          std::ldexp(scaled.values[k].imag(), exponent)};
+    }
+    const Search found = fit_to_error(scaled.view(), {.error = 1e-6});
+    EXPECT_EQ(found.end, expected.end) << first;
+    EXPECT_EQ(found.fit.model.poles, expected.fit.model.poles) << first;
+    EXPECT_EQ(found.error, expected.error) << first;
+  }
+}
+
+TEST(OrderSearch, data_near_the_smallest_double_are_fitted_to_the_digits_they_have) {
+  Samples samples = network(4, 1, 101);
   for (Complex& value : samples.values) {
-    value *= 1e160;
+    value = {std::ldexp(value.real(), -1060), std::ldexp(value.imag(), -1060)};
   }
-  int relocations = 0;
-  Options options;
-  options.progress = [&](const Progress&) { return ++relocations < 5000; };
-  try {
-    static_cast<void>(fit_to_error(samples.view(), {.error = 0.5}, options));
-  } catch (const Error&) {  // refusing them is an end as well
-  }
-  EXPECT_LT(relocations, 5000);
+  const Search found = fit_to_error(samples.view(), {.error = 1e-9});
+  EXPECT_TRUE(std::isfinite(found.fit.report.gain));
+  // Parts of the data, of the constant and of each of eight products are rounded to 2^-1074 at most, those of
+  // residues to as much over |s - a|, which is 0.06 at least: two parts of at most 2^-1074 (1 + 8 + 8 /
+  // 0.06), relative to a root mean square above 2^-1064.
+  EXPECT_LE(found.error, 200.0 * 0x1p-1074 / 0x1p-1064);
+  EXPECT_GT(found.error, 0.0);
 }
 
 TEST(OrderSearch, fits_data_of_zeros_by_zero_without_poles) {

@@ -5,6 +5,8 @@
 #include <array>
 #include <string>
 
+#include "polefit/search/within_noise.hpp"
+
 namespace polefit {
 namespace {
 
@@ -88,6 +90,26 @@ TEST(PassiveChoice, whatever_was_in_the_way_of_a_target_growth_above_a_twentieth
   // No order follows such data, passive or not.
   const Before coarse = before_with(SearchEnd::too_coarse, 0.5);
   EXPECT_EQ(end_of(found_with(0.9), coarse, target), SearchEnd::too_coarse);
+}
+
+TEST(WithinNoise, of_the_worst_response_each_has_to_be_and_of_all_their_mean) {
+  Report report;
+  report.errors.resize(2);
+  report.errors[0].relative = 1.05e-3;
+  report.errors[1].relative = 1.2e-3;
+  Findings findings;
+  findings.noise = {1e-3, 1e-3};
+  findings.noise_floor = 1e-3;
+  // Permitted is 1.1e-3 each; the mean of the squares is that of 1.13e-3.
+  const double small = 1e-6;
+  EXPECT_FALSE(within_noise(report, findings, {.error = small}));
+  EXPECT_FALSE(within_noise(report, findings, {.error = small, .measure = Measure::worst_response}));
+  report.errors[0].relative = 0.9e-3;  // and now that of 1.06e-3
+  EXPECT_TRUE(within_noise(report, findings, {.error = small}));
+  EXPECT_FALSE(within_noise(report, findings, {.error = small, .measure = Measure::worst_response}));
+  report.errors[1].relative = 1.09e-3;
+  EXPECT_TRUE(within_noise(report, findings, {.error = small, .measure = Measure::worst_response}));
+  EXPECT_FALSE(within_noise(report, findings, {.error = small, .measure = Measure::largest_error}));
 }
 
 /// Who asks for an error below 1e-8 counts what a correction adds to it.

@@ -3,8 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
+#include <utility>
+#include <vector>
 
 #include "networks.hpp"
+#include "polefit/weights.hpp"
 
 namespace polefit {
 namespace {
@@ -173,6 +177,83 @@ TEST(Problem, a_response_that_all_but_vanishes_disturbs_nobody_by_either_path) {
                   1e-6 * expected.report.errors[0].relative)
           << factor;
     }
+  }
+}
+
+TEST(Problem, fits_of_data_of_any_size_are_those_of_the_same_data_near_one) {
+  const NetworkKind kind{.pairs = 3, .responses = 2, .proportional = true, .noise = 1e-3};
+  const Network network = random_network(kind, 8);
+  const Fit expected = fit(network.data(), options_for(kind));
+  // Powers of four, whose roots make no rounding in the weights of the responses, within which residues in
+  // rad/s do not overflow and terms proportional to s do not vanish.
+  for (const int exponent : {-980, -600, 600, 980}) {
+    Network scaled = network;
+    for (Complex& value : scaled.values) {
+      value = {std::ldexp(value.real(), exponent), std::ldexp(value.imag(), exponent)};
+    }
+    const Fit found = fit(scaled.data(), options_for(kind));
+    EXPECT_EQ(found.model.poles, expected.model.poles) << exponent;
+    EXPECT_EQ(found.report.relative_error, expected.report.relative_error) << exponent;
+    for (std::size_t i = 0; i < found.model.residues.size(); ++i) {
+      EXPECT_EQ(std::ldexp(found.model.residues[i].real(), -exponent), expected.model.residues[i].real());
+    }
+    for (std::size_t r = 0; r < 2; ++r) {
+      EXPECT_EQ(std::ldexp(found.model.constants[r], -exponent), expected.model.constants[r]) << exponent;
+      EXPECT_EQ(std::ldexp(found.model.proportionals[r], -exponent), expected.model.proportionals[r])
+          << exponent;
+    }
+  }
+}
+
+/// Weights by the inverse of the modulus of each sample.
+Fit relative_fit(const Network& network, const Options& options) {
+  NetworkData data = network.data();
+  const std::vector<double> relative = weights(data, Weighting::relative);
+  data.weights = relative;
+  return fit(data, options);
+}
+
+TEST(Problem, relative_weights_make_responses_of_any_size_alike) {
+  const NetworkKind kind{.pairs = 3, .responses = 2, .noise = 1e-3};
+  const Network network = random_network(kind, 9);
+  const std::size_t samples = network.frequencies.size();
+  const Fit expected = relative_fit(network, options_for(kind));
+  for (const auto& [first, second] : {std::pair(-830, 0), std::pair(-1000, 900), std::pair(500, 500)}) {
+    Network scaled = network;
+    for (std::size_t k = 0; k < 2 * samples; ++k) {
+      const int exponent = k < samples ? first : second;
+      scaled.values[k] = {std::ldexp(scaled.values[k].real(), exponent),
+                          std::ldexp(scaled.values[k].imag(), exponent)};
+    }
+    const Fit found = relative_fit(scaled, options_for(kind));
+    EXPECT_EQ(found.model.poles, expected.model.poles) << first;
+    EXPECT_EQ(found.report.relative_error, expected.report.relative_error) << first;
+  }
+}
+
+TEST(Problem, relative_weights_of_a_response_over_a_hundred_decades_are_obeyed) {
+  const std::vector<double> frequencies{1.0, 2.0, 3.0, 4.0};
+  Options constant;
+  constant.complex_pairs = 0;
+  Network small_and_large;
+  small_and_large.model.constants = {0.0};
+  small_and_large.frequencies = frequencies;
+  small_and_large.values = {1.0, 1e-100, 1e-100, 1e-100};
+  // The constant c has the least (c - 1)^2 + 3 (1e100 c - 1)^2: 1e-100 but for a part of 1e-100.
+  const Fit found = relative_fit(small_and_large, constant);
+  EXPECT_NEAR(found.model.constants[0], 1e-100, 10.0 * eps * 1e-100);
+
+  Network too_far = small_and_large;
+  std::fill(too_far.values.begin() + 1, too_far.values.end(), 1e-250);
+  try {
+    static_cast<void>(relative_fit(too_far, constant));
+    FAIL() << "accepted";
+  } catch (const Error& error) {
+    EXPECT_EQ(error.kind(), ErrorKind::bad_weight);
+    EXPECT_STREQ(
+        error.what(),
+        "the weights of response 0 (counted from 0) are too far apart: where it is largest, they are "
+        "below 1e-120 of the largest one");
   }
 }
 

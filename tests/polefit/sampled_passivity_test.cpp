@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <optional>
 
 #include "enforcement_cases.hpp"
@@ -81,6 +82,38 @@ TEST(SampledPassivity, y_and_z_are_judged_relative_to_their_norm) {
       EXPECT_EQ(found.highest, 2.0);
       EXPECT_NEAR(found.extreme, (1.0 - x) / std::sqrt(2.0 + 2.0 * x * x), 10.0 * eps);
     }
+  }
+}
+
+TEST(SampledPassivity, y_and_z_of_any_size_are_judged_as_those_near_one_are) {
+  const std::vector<double> frequencies{1.0, 2.0};
+  const std::vector<Complex> values{{1.0, 0.5}, {1.0, 0.0}, {1.5, -1.0}, {0.5, 0.5},
+                                    {1.0, 0.0}, {0.5, 0.5}, {1.0, 0.0},  {2.0, 0.0}};
+  const std::vector<double> noise{0.01, 0.02, 0.03, 0.04};
+  const SampledPassivity expected =
+      sampled_passivity(data_of(frequencies, values, 4), matrix_of_ports('Z', 2), noise);
+  ASSERT_EQ(expected.samples, 1U);
+  for (const int exponent : {-1000, -600, 600, 1020}) {
+    std::vector<Complex> scaled;
+    for (const Complex value : values) {
+      scaled.emplace_back(std::ldexp(value.real(), exponent), std::ldexp(value.imag(), exponent));
+    }
+    const SampledPassivity found =
+        sampled_passivity(data_of(frequencies, scaled, 4), matrix_of_ports('Z', 2), noise);
+    EXPECT_EQ(found.extreme, expected.extreme) << exponent;
+    EXPECT_EQ(found.samples, 1U) << exponent;
+    EXPECT_EQ(found.tolerance, expected.tolerance) << exponent;
+  }
+}
+
+TEST(SampledPassivity, s_parameters_of_any_size_have_a_finite_largest_singular_value) {
+  for (const double size : {0x1p-1074, 1e-310, 1e-200, 1e200, 1.7e308}) {
+    const SampledPassivity found = sampled_passivity(data_of({1.0}, std::vector<Complex>(4, size), 4),
+                                                     matrix_of_ports('S', 2), {0.1, 0.1, 0.1, 0.1});
+    // Of [[a, a], [a, a]] it is 2 a.
+    const double expected = std::min(2.0 * size, std::numeric_limits<double>::max());
+    EXPECT_NEAR(found.extreme, expected, 10.0 * eps * expected) << size;
+    EXPECT_EQ(found.passive, size < 1.0) << size;
   }
 }
 

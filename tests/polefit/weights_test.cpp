@@ -32,6 +32,14 @@ TEST(Weights, root_ones_are_inverse_roots_of_moduli) {
   EXPECT_EQ(weights(two_responses.data(), Weighting::root), (std::vector<double>{0.5, 2, 2, 0, 0, 0}));
 }
 
+TEST(Weights, relative_ones_of_the_smallest_double_are_finite_and_as_far_from_the_others_as_their_moduli) {
+  Network network = two_responses;
+  network.values[0] = 0x1p-1074;
+  network.values[4] = 0x1p100;
+  EXPECT_EQ(weights(network.data(), Weighting::relative),
+            (std::vector<double>{0x1p1023, 0x1p-49, 0x1p1023, 0x1p-151, 0x1p-151, 0x1p-151}));
+}
+
 TEST(Weights, responses_without_a_value_at_each_frequency_are_refused) {
   NetworkData data = two_responses.data();
   const std::vector<double> more(5, 1.0);

@@ -22,6 +22,11 @@ TEST(FitReport, numbers_are_short_and_frequencies_have_a_prefix) {
   EXPECT_EQ(frequency_text(2.4e9), "2.4 GHz");
   EXPECT_EQ(frequency_text(1.5e12), "1.5 THz");
   EXPECT_EQ(frequency_text(1e3), "1 kHz");
+  EXPECT_EQ(frequency_text(9.87654e15), "9876.54 THz");
+  EXPECT_EQ(frequency_text(1.2345e299), "1.23e+299 Hz");
+  EXPECT_EQ(frequency_text(-1.2345e299), "-1.23e+299 Hz");
+  EXPECT_EQ(frequency_text(5e-324), "4.94e-324 Hz");
+  EXPECT_EQ(frequency_text(0.000125), "0.000125 Hz");
   EXPECT_EQ(text::counted(1, "pole"), "1 pole");
   EXPECT_EQ(text::counted(0, "pole"), "0 poles");
 }
@@ -69,6 +74,18 @@ polefit::Network network_of(std::size_t responses) {
     network.names.push_back("R" + std::to_string(r));
   }
   return network;
+}
+
+TEST(FitReport, the_error_over_all_is_finite_whatever_its_size) {
+  for (const double size : {1e-200, 1e200}) {
+    FitOutcome outcome = outcome_of(2);
+    outcome.fit.report.errors[0].rms = 3.0 * size;
+    outcome.fit.report.errors[1].rms = 4.0 * size;
+    // The root of (9 + 16) / 2 is 3.54.
+    const std::string expected = size < 1.0 ? "0.02   3.5e-200" : "0.02   3.5e+200";
+    const std::string text = fit_report(network_of(2), outcome);
+    EXPECT_NE(text.find(expected), std::string::npos) << text;
+  }
 }
 
 TEST(FitReport, tells_order_path_and_errors_of_the_worst_responses_first) {

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "text/decimal.hpp"
 #include "text/io_error.hpp"
 
 namespace {
@@ -46,6 +47,20 @@ TEST(Grid, a_grid_over_decades_has_both_its_ends_and_equal_ratios) {
   // A logarithm and a power, each right to a few units in the last place.
   EXPECT_NEAR(grid[1], 10.0, 1e-13);
   EXPECT_NEAR(grid[2], 100.0, 1e-12);
+}
+
+TEST(Grid, the_ends_of_a_grid_over_decades_are_what_was_asked_for_to_the_bit) {
+  for (int k = 0; k < 50; ++k) {
+    const double from = 1e3 * (1.0 + 0.137 * k);
+    const double to = 1e9 * (1.0 + 0.137 * k);
+    std::string text;
+    text::append_shortest(text, from);
+    text += ':';
+    text::append_shortest(text, to);
+    const std::vector<double> grid = read_grid(text + ":9:log");
+    EXPECT_EQ(grid.front(), from);
+    EXPECT_EQ(grid.back(), to);
+  }
 }
 
 TEST(Grid, a_list_has_its_frequencies_in_their_order) {

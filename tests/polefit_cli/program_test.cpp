@@ -108,6 +108,73 @@ TEST_F(Program, a_fit_writes_a_model_of_the_network_and_tells_how_good_it_is) {
   }
 }
 
+/// A table of a response of one real pole, times `unit`, from 0 Hz on.
+std::string table_in_units_of(const std::string& parameter, double unit) {
+  std::string text = "frequency," + parameter + "11 re," + parameter + "11 im\n";
+  for (int k = 0; k <= 40; ++k) {
+    const Complex value = unit * (0.2 + 0.6 / Complex(1.0, 0.1 * k));
+    std::array<char, 100> line;
+    std::snprintf(line.data(), line.size(), "%d,%.17g,%.17g\n", k, value.real(), value.imag());
+    text += line.data();
+  }
+  return text;
+}
+
+TEST_F(Program, tables_have_no_undefined_numbers_whatever_the_size_of_the_data) {
+  for (const double unit : {0x1p-1074, 4e-310, 1e-300, 1e-160, 1e160, 1e300}) {
+    for (const char* const parameter : {"S", "Y", "Z"}) {
+      write("net.csv", table_in_units_of(parameter, unit));
+      for (const std::vector<std::string>& choice : std::vector<std::vector<std::string>>{
+               {}, {"--poles", "1", "--real", "1"}, {"--no-passive"}, {"--weights", "relative"}}) {
+        std::vector<std::string> arguments{"fit", "net.csv"};
+        arguments.insert(arguments.end(), choice.begin(), choice.end());
+        const int status = run(arguments);
+        EXPECT_TRUE(status == 0 || status == 1) << errors();
+        EXPECT_EQ(output().find("nan"), std::string::npos) << unit << output();
+        EXPECT_EQ(output().find(" inf"), std::string::npos) << unit << output();
+        // One pole follows what has as many digits as other data; whether Y and Z beyond 1e-100 and 1e100 are
+        // passive cannot be told.
+        const bool told = *parameter == 'S' || choice == std::vector<std::string>{"--no-passive"};
+        EXPECT_TRUE(status == 0 || !told || unit == 0x1p-1074) << unit << output();
+      }
+    }
+  }
+}
+
+TEST_F(Program, exact_values_at_zero_hertz_that_no_model_has_are_refused_with_a_reason) {
+  const std::string head = "frequency,S11 re,S11 im\n";
+  const std::string tail = "1,0.4,0.1\n2,0.3,0.1\n3,0.2,0.1\n4,0.1,0.1\n";
+  write("complex.csv", head + "0,0.5,0.25\n" + tail);
+  expect_refusal({"fit", "complex.csv", "--exact-dc"},
+                 "complex.csv: the value at 0 Hz of response 0 (counted from 0) cannot be exact: it has an "
+                 "imaginary part of 0.25");
+  write("twice.csv", head + "0,0.5,0\n0,0.75,0\n" + tail);
+  expect_refusal(
+      {"fit", "twice.csv", "--exact-dc", "--poles", "1"},
+      "twice.csv: the value at 0 Hz of response 0 (counted from 0) cannot be exact: samples 0 and 1");
+  write("net.csv", head + "0,0.5,0\n" + tail);
+  expect_refusal({"fit", "net.csv", "--exact-dc", "--poles", "0", "--no-constant"},
+                 "net.csv: the value at 0 Hz of response 0 (counted from 0) cannot be exact: a model without "
+                 "poles and constant is 0 there");
+}
+
+TEST_F(Program, values_without_a_grid_are_those_of_201_frequencies_of_the_band) {
+  ASSERT_EQ(run({"fit", "filter.s2p", "--poles", "3", "-o", "m.json"}), 0);
+  ASSERT_EQ(run({"eval", "m.json"}), 0);
+  EXPECT_EQ(lines_of(output()).size(), 202U);  // with the heading
+}
+
+TEST_F(Program, the_help_fits_into_a_hundred_columns) {
+  for (const char* const command : {"fit", "eval", "plot", "export", "info", "passivity"}) {
+    ASSERT_EQ(run({command, "--help"}), 0);
+    for (const std::string& line : lines_of(output())) {
+      // Its last line and its usage are sentences of any length.
+      const bool described = line.starts_with("  ") && !line.starts_with("  polefit ");
+      EXPECT_TRUE(!described || line.size() <= 100) << line;
+    }
+  }
+}
+
 TEST_F(Program, without_an_order_one_is_searched_for) {
   EXPECT_EQ(run({"fit", "filter.s2p", "--error", "1e-6", "-o", "m.json"}), 0);
   EXPECT_NE(output().find("target of 1e-06 met"), std::string::npos) << output();
@@ -724,7 +791,7 @@ TEST_F(Program, bad_files_are_refused_with_file_and_line) {
   expect_refusal({"info", "bad.json"}, "bad.json");
   expect_refusal({"eval", "filter.s2p", "--grid", "1"}, "filter.s2p");
   expect_refusal({"fit", "filter.s2p", "--responses", "S33"}, "S33");
-  expect_refusal({"fit", "filter.s2p", "--poles", "1000"}, "filter.s2p: 807 unknowns");
+  expect_refusal({"fit", "filter.s2p", "--poles", "1000"}, "filter.s2p: 1001 unknowns");
   expect_refusal({"fit"}, "NETWORK");
   write("f_data.in", "1 1 0\n2 0.5 -0.5\n3 0.2 0.1\n");
   expect_refusal({"fit", "f_data.in", "--exact-dc"}, "no sample at 0 Hz");

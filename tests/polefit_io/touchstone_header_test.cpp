@@ -41,6 +41,12 @@ TEST(TouchstoneHeader, the_layout_is_what_the_keywords_say) {
   EXPECT_EQ(layout.format, MatrixFormat::lower);
 }
 
+TEST(TouchstoneHeader, two_ports_may_stand_by_rows) {
+  const Layout layout =
+      header_of({"[Version] 2.0", "[Number of Ports] 2", "[Two-Port Data Order] 12_21"}).layout(line(4));
+  EXPECT_EQ(layout.order, PortOrder::by_rows);
+}
+
 TEST(TouchstoneHeader, the_order_of_two_ports_means_nothing_to_others) {
   const Layout layout =
       header_of({"[Version] 2.0", "[Number of Ports] 3", "[Two-Port Data Order] 21_12"}).layout(line(4));

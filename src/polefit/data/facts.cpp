@@ -27,15 +27,14 @@ DataFacts facts_of(const Problem& problem) {
     const double steps = static_cast<double>(std::max<std::size_t>(1, problem.samples - 1));
     const double step = 360.0 * turns_of_response(problem, r, facts.by_frequency) / steps;
     const double noise = std::abs(step) > coarse_step ? 0.0 : estimate.of(r);
-    const double unit = unit_of_response(problem, r);
     double size = 0.0;
     for (std::size_t k = 0; k < problem.samples; ++k) {
-      size += std::norm(problem.value(r, k) / unit);
+      size += std::norm(problem.value(r, k));
       const double part = noise * problem.factor(r, k);
       squares += part * part;
     }
     size = std::sqrt(size / static_cast<double>(problem.samples));
-    facts.noise.push_back(size > 0.0 ? noise / unit / size : 0.0);
+    facts.noise.push_back(size > 0.0 ? noise / size : 0.0);
   }
   facts.floor = std::sqrt(squares) / problem.norm;
   facts.turns = turns_of(problem, facts.by_frequency, facts.noise);

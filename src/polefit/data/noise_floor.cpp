@@ -74,11 +74,10 @@ NoiseEstimate::NoiseEstimate(const Problem& problem, const std::vector<std::size
 }
 
 double NoiseEstimate::of(std::size_t r) const {
-  const double unit = unit_of_response(problem_, r);
   std::vector<Complex> values;
   values.reserve(order_.size());
   for (const std::size_t k : order_) {
-    values.push_back(problem_.value(r, k) / unit);
+    values.push_back(problem_.value(r, k));
   }
   std::array<double, most_degree + 1> size{};
   double least = std::numeric_limits<double>::infinity();
@@ -98,7 +97,7 @@ double NoiseEstimate::of(std::size_t r) const {
     size[d] = std::sqrt(median(squares) / std::numbers::ln2);
     least = std::min(least, size[d]);
   }
-  return size[7] > plateau * size[5] ? least * unit : 0.0;
+  return size[7] > plateau * size[5] ? least : 0.0;
 }
 
 }  // namespace polefit

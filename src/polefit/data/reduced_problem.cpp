@@ -37,6 +37,7 @@ ReducedProblem::ReducedProblem(const Problem& whole, const Combinations& data, c
   }
   problem_.zeros.assign(samples, 0.0);
   problem_.response_scale.assign(count, 1.0);
+  problem_.inverse_unit.assign(count, 1.0);
   problem_.constant = whole.constant;
   problem_.proportional = whole.proportional;
   problem_.given = Responses::by_response(values_, count);

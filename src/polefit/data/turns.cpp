@@ -13,11 +13,10 @@ constexpr double mostly_noise = 0.3;
 }  // namespace
 
 double turns_of_response(const Problem& problem, std::size_t r, const std::vector<std::size_t>& order) {
-  const double unit = unit_of_response(problem, r);
   double phase = 0.0;
   for (std::size_t k = 1; k < order.size(); ++k) {
-    const Complex here = problem.value(r, order[k]) / unit;
-    const Complex before = problem.value(r, order[k - 1]) / unit;
+    const Complex here = problem.value(r, order[k]);
+    const Complex before = problem.value(r, order[k - 1]);
     const Complex step = here * std::conj(before);
     phase += step == Complex() ? 0.0 : std::arg(step);
   }

@@ -32,7 +32,9 @@ void check_finite(const Model& model) {
       !std::all_of(model.residues.begin(), model.residues.end(), both_finite) ||
       !std::all_of(model.constants.begin(), model.constants.end(), finite) ||
       !std::all_of(model.proportionals.begin(), model.proportionals.end(), finite)) {
-    throw Error(ErrorKind::numerical_breakdown, "the model overflowed");
+    throw Error(ErrorKind::numerical_breakdown,
+                "the model overflows: residues in rad/s times the unit of such data are beyond the "
+                "largest double");
   }
 }
 

@@ -197,7 +197,8 @@ double weighted_error(const Problem& problem, const NetworkData& data, const Mod
   double squares = 0.0;
   for (std::size_t r = 0; r < problem.responses; ++r) {
     for (std::size_t k = 0; k < problem.samples; ++k) {
-      squares += std::norm(problem.factor(r, k) * (problem.value(r, k) - values[r * problem.samples + k]));
+      squares += std::norm(problem.factor(r, k) *
+                           (problem.value(r, k) - problem.in_unit(r, values[r * problem.samples + k])));
     }
   }
   return std::sqrt(squares) / problem.norm;
@@ -342,12 +343,9 @@ Fit fit(const NetworkData& data, const Options& options) {
     return fit_of_zeros(data);
   }
   const Problem problem = make_problem(data, options);
-  // Before there are any poles, clamped so that nothing overflows.
-  const std::size_t most = 2 * problem.samples + 1;
-  const std::size_t order = options.starting_poles.empty() ? std::min(options.real_poles, most) +
-                                                                 2 * std::min(options.complex_pairs, most)
-                                                           : options.starting_poles.size();
+  const std::size_t order = order_of(options);
   check_sizes(problem.samples, problem.responses, order, options);
+  check_exact_sample(data, options, order);
   Poles poles = starting_poles(problem, options);
   Fit result;
   NoiseOfData noise(problem);

@@ -212,15 +212,16 @@ Model identify_residues(const Problem& problem, const Poles& poles, std::optiona
   const auto store = [&](std::size_t first, const Matrix& x) {
     for (std::size_t i = 0; i < x.columns; ++i) {
       const std::size_t r = first + i;
+      const auto given = [&](auto in_unit) { return in_unit / problem.inverse_unit[r]; };
       Complex* const residues = model.residues.data() + r * n;
       residues_from_unknowns(poles, x.column(i), residues);
-      std::transform(residues, residues + n, residues, [&](Complex c) { return c * problem.scale; });
+      std::transform(residues, residues + n, residues, [&](Complex c) { return given(c * problem.scale); });
       std::size_t j = n;
       if (problem.constant) {
-        model.constants[r] = x(j++, i);
+        model.constants[r] = given(x(j++, i));
       }
       if (problem.proportional) {
-        model.proportionals[r] = x(j, i) / problem.scale;
+        model.proportionals[r] = given(x(j, i) / problem.scale);
       }
     }
   };

@@ -112,6 +112,11 @@ class Moduli {
   double root_mean_square(std::size_t count) const {
     return count == 0 ? 0.0 : unit_ * std::sqrt(sum_ / static_cast<double>(count));
   }
+  /// Its root mean square over that of as many others; over 1 where that is 0. Not by way of these: near the
+  /// smallest double they have no digits.
+  double over(const Moduli& others, std::size_t count) const {
+    return others.sum_ > 0.0 ? unit_ / others.unit_ * std::sqrt(sum_ / others.sum_) : root_mean_square(count);
+  }
   /// Not a number as soon as one of the numbers is none, which a maximum alone would not show.
   double largest() const { return std::isnan(sum_) ? sum_ : unit_ * std::sqrt(largest_); }
 
@@ -146,6 +151,7 @@ void check_shape(const Model& model) { refuse(ErrorKind::bad_shape, shape_fault(
 
 void check(const Model& model) {
   check_shape(model);
+  refuse(ErrorKind::bad_shape, name_fault(model));
   refuse(ErrorKind::bad_shape, pair_fault(model));
 }
 
@@ -197,9 +203,8 @@ std::vector<ResponseError> errors(const Model& model, const NetworkData& data) {
 
   std::vector<ResponseError> result(model.responses());
   for (std::size_t r = 0; r < result.size(); ++r) {
-    const double rms = differences[r].root_mean_square(samples);
-    const double size = values[r].root_mean_square(samples);
-    result[r] = {rms, size == 0.0 ? rms : rms / size, differences[r].largest()};
+    result[r] = {differences[r].root_mean_square(samples), differences[r].over(values[r], samples),
+                 differences[r].largest()};
   }
   return result;
 }

@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <numeric>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <tuple>
@@ -18,6 +19,7 @@
 
 #include "polefit/error.hpp"
 #include "polefit/model.hpp"
+#include "text/io_error.hpp"
 
 namespace polefit {
 
@@ -75,6 +77,37 @@ inline std::optional<std::string> matrix_fault(const NetworkMatrix& network) {
     }
   }
   return repeated_element_fault(network.elements);
+}
+
+/// Two responses of one name.
+inline std::optional<std::string> repeated_name_fault(std::span<const std::string> names) {
+  std::vector<std::size_t> order(names.size());
+  std::iota(order.begin(), order.end(), std::size_t{0});
+  std::stable_sort(order.begin(), order.end(),
+                   [&](std::size_t i, std::size_t k) { return names[i] < names[k]; });
+  const auto same = std::adjacent_find(order.begin(), order.end(),
+                                       [&](std::size_t i, std::size_t k) { return names[i] == names[k]; });
+  if (same == order.end()) {
+    return std::nullopt;
+  }
+  return response_text(*(same + 1)) + ".name is " + text::excerpt(names[*same]) + " as that of " +
+         response_text(*same) + " is, expected a name of its own";
+}
+
+/// The same of a model, or a name that is that of another element of its matrix. That of a single port is
+/// what it was declared to be, whatever its name was before.
+inline std::optional<std::string> name_fault(const Model& model) {
+  const std::size_t ports = model.network ? model.network->ports() : 0;
+  for (std::size_t r = 0; ports > 1 && r < model.names.size(); ++r) {
+    const std::optional<NamedElement> named = named_element(model.names[r]);
+    const NamedElement expected{.parameter = model.network->parameter, .element = model.network->elements[r]};
+    if (named && !(named->parameter == expected.parameter && named->element == expected.element)) {
+      return response_text(r) + ".name is " + text::excerpt(model.names[r]) + ", expected " +
+             text::excerpt(element_name(expected.parameter, expected.element, ports)) + ", which is row " +
+             std::to_string(expected.element.row) + " and column " + std::to_string(expected.element.column);
+    }
+  }
+  return repeated_name_fault(model.names);
 }
 
 /// Arrays whose sizes do not fit together, or responses that are no elements of the matrix. The other

@@ -3,36 +3,15 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <limits>
 
 #include "numerics/angular_frequency.hpp"
+#include "polefit/model/root_mean_square.hpp"
 
 namespace polefit {
 namespace {
 
-/// A power of two near a size above 0, whose inverse is finite; 1 of none.
-double unit_near(double size) {
-  return size > 0.0 ? std::ldexp(1.0, std::ilogb(std::max(size, std::numeric_limits<double>::min()))) : 1.0;
-}
-
-/// Of `count` values, none below 0, in a unit of their own so that their squares neither overflow nor vanish.
-template <typename Function>
-double root_mean_square(std::size_t count, const Function& value) {
-  double largest = 0.0;
-  for (std::size_t i = 0; i < count; ++i) {
-    largest = std::max(largest, value(i));
-  }
-  const double unit = unit_near(largest);
-  double squares = 0.0;
-  for (std::size_t i = 0; i < count; ++i) {
-    const double relative = value(i) / unit;
-    squares += relative * relative;
-  }
-  return unit * std::sqrt(squares / static_cast<double>(count));
-}
-
-/// Of responses that count by the inverse of their size; those of zeros count as the largest does, and by 1
-/// where all are.
+/// Of responses that count by the inverse of their size; those of zeros, or as good as that, count as the
+/// largest does, and by 1 where all are.
 std::vector<double> inverse_sizes(const NetworkData& data) {
   std::vector<double> sizes;
   for (std::size_t r = 0; r < data.responses.responses; ++r) {
@@ -43,7 +22,7 @@ std::vector<double> inverse_sizes(const NetworkData& data) {
   std::vector<double> weights;
   weights.reserve(sizes.size());
   for (const double size : sizes) {
-    weights.push_back(1.0 / (size > 0.0 ? size : largest > 0.0 ? largest : 1.0));
+    weights.push_back(1.0 / (size > least_size ? size : largest > least_size ? largest : 1.0));
   }
   return weights;
 }
@@ -124,7 +103,7 @@ MatrixSamples matrix_samples(const ScaledModel& model, const WholeMatrix& matrix
     }
   }
   const double size = root_mean_square(moduli.size(), [&](std::size_t i) { return moduli[i]; });
-  if (size > 0.0 && std::isfinite(size)) {
+  if (size > least_size && std::isfinite(size)) {
     for (double& weight : samples.element_weights) {
       weight /= size;
     }

@@ -2,9 +2,12 @@
 #include <cmath>
 #include <limits>
 #include <optional>
+#include <utility>
+#include <vector>
 
 #include "polefit/enforcement.hpp"
 #include "polefit/error.hpp"
+#include "polefit/model/root_mean_square.hpp"
 #include "polefit/passivity/extreme_value.hpp"
 #include "polefit/passivity/scaled_model.hpp"
 
@@ -26,15 +29,32 @@ ComplexMatrix value_of(const NetworkData& data, const WholeMatrix& matrix, std::
 
 /// Root mean square of the norm of the noise of all elements.
 double size_of_noise(const NetworkData& data, const std::vector<double>& noise) {
-  double noisy = 0.0;
-  for (std::size_t r = 0; r < noise.size(); ++r) {
-    double squares = 0.0;
-    for (std::size_t k = 0; k < data.responses.samples; ++k) {
-      squares += std::norm(data.responses(r, k));
+  return std::sqrt(static_cast<double>(noise.size())) * root_mean_square(noise.size(), [&](std::size_t r) {
+           return noise[r] * root_mean_square(data.responses.samples,
+                                              [&](std::size_t k) { return std::abs(data.responses(r, k)); });
+         });
+}
+
+/// In a unit, a power of two, in which its largest part is about 1.
+struct ScaledValue {
+  ComplexMatrix value;
+  double unit;
+};
+
+ScaledValue scaled(ComplexMatrix value) {
+  double largest = 0.0;
+  for (const auto* part : {&value.re.elements, &value.im.elements}) {
+    for (const double element : *part) {
+      largest = std::max(largest, std::abs(element));
     }
-    noisy += noise[r] * noise[r] * squares;
   }
-  return noisy > 0.0 ? std::sqrt(noisy / static_cast<double>(data.responses.samples)) : 0.0;
+  const double unit = unit_near(largest);
+  for (auto* part : {&value.re.elements, &value.im.elements}) {
+    for (double& element : *part) {
+      element /= unit;
+    }
+  }
+  return {std::move(value), unit};
 }
 
 }  // namespace
@@ -56,21 +76,23 @@ SampledPassivity sampled_passivity(const NetworkData& data, const NetworkMatrix&
   SampledPassivity result;
   const double least = result.tolerance;
   const double of_noise = times_noise * size_of_noise(data, noise);
-  double squares = 0.0;
+  std::vector<double> norms;
   double worst = -std::numeric_limits<double>::infinity();
   for (std::size_t k = 0; k < data.responses.samples; ++k) {
-    const ComplexMatrix value = value_of(data, *whole, k);
+    const auto [value, unit] = scaled(value_of(data, *whole, k));
     const double norm = norm_of(value);
-    squares += norm * norm;
-    const double size = form.scattering || !(norm > 0.0) ? 1.0 : norm;
+    norms.push_back(norm * unit);
+    // In that unit; of S, which is held against 1, as it is.
+    const double size = form.scattering ? 1.0 / unit : norm > 0.0 ? norm : 1.0;
     // Noise is the same where there is hardly anything else.
-    const double permitted = std::max(least * size, of_noise);
+    const double permitted = std::max(least * size, of_noise / unit);
     const double measure = measure_of(form, value);
     const double frequency = data.frequencies[k];
-    const double excess = (measure - form.limit()) / permitted;
+    const double excess = (measure - form.limit() / unit) / permitted;
     if (excess > worst) {
       worst = excess;
-      result.extreme = form.scattering ? measure : -measure / size;
+      result.extreme =
+          form.scattering ? std::min(measure * unit, std::numeric_limits<double>::max()) : -measure / size;
       result.frequency = frequency;
     }
     if (excess > 1.0) {
@@ -79,7 +101,7 @@ SampledPassivity sampled_passivity(const NetworkData& data, const NetworkMatrix&
       ++result.samples;
     }
   }
-  const double usual = std::sqrt(squares / static_cast<double>(data.responses.samples));
+  const double usual = root_mean_square(norms.size(), [&](std::size_t k) { return norms[k]; });
   result.tolerance = std::max(least, form.scattering || !(usual > 0.0) ? of_noise : of_noise / usual);
   result.passive = result.samples == 0;
   return result;

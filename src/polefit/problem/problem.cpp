@@ -2,15 +2,23 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <map>
+#include <optional>
 #include <string>
 #include <utility>
 
 #include "numerics/angular_frequency.hpp"
+#include "polefit/model/model_faults.hpp"
+#include "polefit/model/root_mean_square.hpp"
+#include "text/decimal.hpp"
 
 namespace polefit {
 namespace {
+
+/// Between these partial fractions are in the range of a double, also those of poles some decades outside of
+/// the band.
+constexpr double highest_frequency = 1e300;
+constexpr double lowest_band = 1e-302;
 
 void check_shapes(const NetworkData& data) {
   const std::size_t samples = data.frequencies.size();
@@ -31,6 +39,9 @@ void check_shapes(const NetworkData& data) {
     throw Error(ErrorKind::bad_shape, "there are " + std::to_string(responses) + " responses but " +
                                           std::to_string(data.names.size()) + " names");
   }
+  if (const auto fault = repeated_name_fault(data.names)) {
+    throw Error(ErrorKind::bad_shape, *fault);
+  }
   if (!data.weights.empty() && data.weights.size() != samples && data.weights.size() != responses * samples) {
     throw Error(ErrorKind::bad_shape, "there are " + std::to_string(data.weights.size()) + " weights, not " +
                                           std::to_string(samples) + " or " +
@@ -41,17 +52,21 @@ void check_shapes(const NetworkData& data) {
 void check_values(const NetworkData& data) {
   for (std::size_t k = 0; k < data.frequencies.size(); ++k) {
     const double frequency = data.frequencies[k];
-    // In rad/s and in the units of the problem, which may be twice the mean, it has to be finite too.
-    if (!std::isfinite(2.0 * numerics::two_pi * frequency) || frequency < 0.0) {
+    if (!(frequency >= 0.0 && frequency <= highest_frequency)) {
       throw Error(ErrorKind::bad_frequency, "frequency " + std::to_string(k) + " (counted from 0) is " +
-                                                std::to_string(frequency) +
-                                                "; frequencies are finite and not below 0");
+                                                text::significant(frequency, 6) +
+                                                "; frequencies are not below 0 and at most 1e300 Hz");
     }
+  }
+  const double last = *std::max_element(data.frequencies.begin(), data.frequencies.end());
+  if (last > 0.0 && last < lowest_band) {
+    throw Error(ErrorKind::bad_frequency, "the highest frequency is " + text::significant(last, 6) +
+                                              " Hz; that of a fit is 0 or at least 1e-302 Hz");
   }
   for (const double weight : data.weights) {
     if (!std::isfinite(weight) || weight < 0.0) {
       throw Error(ErrorKind::bad_weight,
-                  "a weight is " + std::to_string(weight) + "; weights are finite and not below 0");
+                  "a weight is " + text::significant(weight, 6) + "; weights are finite and not below 0");
     }
   }
   for (std::size_t r = 0; r < data.responses.responses; ++r) {
@@ -61,13 +76,15 @@ void check_values(const NetworkData& data) {
         throw Error(ErrorKind::bad_sample, "sample " + std::to_string(k) + " of response " +
                                                std::to_string(r) + " (counted from 0) is not finite");
       }
+      // The modulus of others cannot overflow.
+      if (std::max(std::abs(value.real()), std::abs(value.imag())) >= 0x1p1023 &&
+          !std::isfinite(std::abs(value))) {
+        throw Error(ErrorKind::bad_sample, "the modulus of sample " + std::to_string(k) + " of response " +
+                                               std::to_string(r) +
+                                               " (counted from 0) is beyond the largest double");
+      }
     }
   }
-}
-
-/// A power of two near a number above 0, whose inverse is finite.
-double unit_near(double size) {
-  return std::ldexp(1.0, std::ilogb(std::max(size, std::numeric_limits<double>::min())));
 }
 
 bool equal_responses(const NetworkData& data, std::size_t r, std::size_t other) {
@@ -113,6 +130,18 @@ double largest_part(const Problem& problem, std::size_t r) {
   return largest;
 }
 
+/// Powers of two whose inverses are finite; values below the smallest are then still above 2^-53.
+void set_units(Problem& problem) {
+  constexpr int most = 1022;
+  problem.inverse_unit.assign(problem.responses, 1.0);
+  for (std::size_t r = 0; r < problem.responses; ++r) {
+    const double largest = largest_part(problem, r);
+    if (largest > 0.0) {
+      problem.inverse_unit[r] = std::ldexp(1.0, std::clamp(-std::ilogb(largest), -most, most));
+    }
+  }
+}
+
 /// 0 for a response of zeros.
 double scale_without_weights(const Problem& problem, std::size_t r, ResponseScale scale) {
   const double largest = largest_part(problem, r);
@@ -123,45 +152,104 @@ double scale_without_weights(const Problem& problem, std::size_t r, ResponseScal
   if (!(largest > 0.0)) {
     return 0.0;
   }
-  return scale == ResponseScale::inverse_norm ? 1.0 / std::sqrt(squares) / largest
-                                              : 1.0 / (std::sqrt(largest) * std::sqrt(std::sqrt(squares)));
+  if (scale == ResponseScale::inverse_norm) {
+    return 1.0 / std::sqrt(squares) / largest;
+  }
+  const double given = largest / problem.inverse_unit[r];
+  return 1.0 / (std::sqrt(given) * std::sqrt(std::sqrt(squares))) / problem.inverse_unit[r];
 }
 
-/// A power of two near the largest of the weights; `otherwise` when all are 0.
-double unit_of_weights(std::span<const double> weights, double otherwise) {
+/// A power of two near the largest of the weights; 1 when all are 0.
+double unit_of_weights(std::span<const double> weights) {
   const double most = *std::max_element(weights.begin(), weights.end());
-  return most > 0.0 ? unit_near(most) : otherwise;
+  return most > 0.0 ? unit_near(most) : 1.0;
+}
+
+/// Weights in units of their own.
+void set_weights(const NetworkData& data, Problem& problem) {
+  if (data.weights.size() > problem.samples) {
+    problem.given_weights = data.weights;
+    for (std::size_t r = 0; r < problem.responses; ++r) {
+      const double own =
+          unit_of_weights(data.weights.subspan(problem.source[r] * problem.samples, problem.samples));
+      problem.weight_unit.push_back(1.0 / own);
+    }
+  } else {
+    const double unit = unit_of_weights(data.weights);
+    std::transform(data.weights.begin(), data.weights.end(), problem.weight.begin(),
+                   [&](double weight) { return weight / unit; });
+  }
+}
+
+/// The exponent of the largest product of a weight and a value of response r, both as they were given;
+/// nothing where all are 0. Exponents, since the products may be far out of the range of a double.
+std::optional<int> exponent_of_weighted(const NetworkData& data, const Problem& problem, std::size_t r) {
+  const std::size_t of_response =
+      data.weights.size() > problem.samples ? problem.source[r] * problem.samples : 0;
+  std::optional<int> most;
+  for (std::size_t k = 0; k < problem.samples; ++k) {
+    const Complex value = problem.given(problem.source[r], k);
+    const double part = std::max(std::abs(value.real()), std::abs(value.imag()));
+    const double weight = data.weights[of_response + k];
+    if (part > 0.0 && weight > 0.0) {
+      const int exponent = std::ilogb(part) + std::ilogb(weight);
+      most = std::max(exponent, most.value_or(exponent));
+    }
+  }
+  return most;
+}
+
+/// Makes the largest of the weighted values about 1, whatever the units of weights and values.
+void scale_by_weights(const NetworkData& data, Problem& problem) {
+  /// What the largest product lacks to the product of the largest weight and value, as an exponent: squares
+  /// of what makes up for it must not overflow.
+  constexpr int most_apart = 400;
+  std::vector<std::optional<int>> exponents;
+  std::optional<int> top;
+  for (std::size_t r = 0; r < problem.responses; ++r) {
+    exponents.push_back(exponent_of_weighted(data, problem, r));
+    if (exponents[r]) {
+      top = std::max(*exponents[r], top.value_or(*exponents[r]));
+    }
+  }
+  for (std::size_t r = 0; r < problem.responses; ++r) {
+    if (!exponents[r]) {
+      problem.response_scale[r] = 0.0;
+      continue;
+    }
+    const double unit =
+        problem.has_own_weights() ? problem.weight_unit[r] : 1.0 / unit_of_weights(data.weights);
+    const int of_units = -std::ilogb(problem.inverse_unit[r]) - std::ilogb(unit);
+    if (of_units - *exponents[r] > most_apart) {
+      throw Error(
+          ErrorKind::bad_weight,
+          "the weights of response " + std::to_string(problem.source[r]) +
+              " (counted from 0) are too far apart: where it is largest, they are below 1e-120 of the "
+              "largest one");
+    }
+    problem.response_scale[r] = std::ldexp(1.0, of_units - *top);
+  }
 }
 
 /// Weights and data in units of their own, so that squares neither overflow nor vanish.
 void scale_residuals(const NetworkData& data, ResponseScale scale, Problem& problem) {
   problem.weight.assign(problem.samples, 1.0);
   problem.response_scale.assign(problem.responses, 1.0);
+  set_units(problem);
   if (data.weights.empty()) {
     for (std::size_t r = 0; r < problem.responses; ++r) {
       problem.response_scale[r] = scale_without_weights(problem, r, scale);
     }
-  } else {
-    double largest = 0.0;
-    for (std::size_t r = 0; r < problem.responses; ++r) {
-      largest = std::max(largest, largest_part(problem, r));
-    }
-    if (largest > 0.0) {
-      problem.response_scale.assign(problem.responses, 1.0 / unit_near(largest));
-    }
-    const double unit = unit_of_weights(data.weights, 1.0);
-    if (data.weights.size() > problem.samples) {
-      problem.given_weights = data.weights;
-      for (std::size_t r = 0; r < problem.responses; ++r) {
-        const double own =
-            unit_of_weights(data.weights.subspan(problem.source[r] * problem.samples, problem.samples), unit);
-        problem.weight_unit.push_back(1.0 / own);
-        problem.response_scale[r] *= own / unit;
+    const double most = *std::max_element(problem.response_scale.begin(), problem.response_scale.end());
+    if (most > 0.0) {
+      const double unit = unit_near(most);
+      for (double& factor : problem.response_scale) {
+        factor /= unit;
       }
-    } else {
-      std::transform(data.weights.begin(), data.weights.end(), problem.weight.begin(),
-                     [&](double weight) { return weight / unit; });
     }
+  } else {
+    set_weights(data, problem);
+    scale_by_weights(data, problem);
   }
   std::vector<double> times(problem.responses);
   for (const std::size_t r : problem.place) {
@@ -198,10 +286,8 @@ Problem scaled_residuals(const NetworkData& data, ResponseScale scale) {
 }
 
 void check_norm(const Problem& problem) {
-  if (!(problem.norm > 0.0) || !std::isfinite(problem.norm)) {
-    throw Error(ErrorKind::zero_data, problem.norm > 0.0
-                                          ? "the weighted data overflow"
-                                          : "all weighted samples are 0: there is nothing to fit");
+  if (!(problem.norm > 0.0)) {
+    throw Error(ErrorKind::zero_data, "all weighted samples are 0: there is nothing to fit");
   }
 }
 
@@ -251,8 +337,6 @@ Problem scaled_by(Problem problem, const std::vector<double>& factors) {
   sum_powers(problem);
   return problem;
 }
-
-double unit_of_response(const Problem& problem, std::size_t r) { return unit_near(largest_part(problem, r)); }
 
 Problem make_problem(const NetworkData& data, const Options& options, ResponseScale scale) {
   check_shapes(data);

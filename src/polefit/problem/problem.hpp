@@ -25,17 +25,21 @@ struct Problem {
   std::vector<double> omega;        ///< of the samples, scaled
   std::vector<double> zeros;        ///< as many zeros: the real parts of the sample points
   std::vector<double> weight;       ///< of each sample, shared by the responses, the largest near 1
-  std::vector<double> response_scale;  ///< factor on the residuals of each response beside the weights
+  std::vector<double> response_scale;  ///< factor on the residuals of each response beside the weights, in
+                                       ///< its unit
   std::vector<double> power;  ///< of each sample: sum of the squares of the weighted, scaled responses
   double norm = 0.0;          ///< square root of the sum of the powers
   bool constant = true;
   bool proportional = false;
 
   Responses given;                        ///< the caller's responses
+  std::vector<double> inverse_unit;       ///< of each response here: a power of two, its values then near 1
   std::span<const double> given_weights;  ///< of each of the caller's responses' samples when they differ
   std::vector<double> weight_unit;        ///< factor on those of each response here, the largest then near 1
 
-  Complex value(std::size_t r, std::size_t k) const { return given(source[r], k); }
+  /// In the unit of response r, which makes no rounding: what the caller gave may be of any size.
+  Complex value(std::size_t r, std::size_t k) const { return in_unit(r, given(source[r], k)); }
+  Complex in_unit(std::size_t r, Complex value) const { return inverse_unit[r] * value; }
   bool has_own_weights() const { return !given_weights.empty(); }
   double sample_weight(std::size_t r, std::size_t k) const {
     return has_own_weights() ? weight_unit[r] * given_weights[source[r] * samples + k] : weight[k];
@@ -47,10 +51,6 @@ struct Problem {
 
 /// The problem with the responses' scales multiplied by factors, one a response.
 Problem scaled_by(Problem problem, const std::vector<double>& factors);
-
-/// A power of two near the largest part of response r, in units of which squares of its values neither
-/// overflow nor vanish altogether.
-double unit_of_response(const Problem& problem, std::size_t r);
 
 /// What a response without weights counts by.
 enum class ResponseScale {

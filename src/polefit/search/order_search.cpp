@@ -18,6 +18,7 @@
 #include "polefit/search/measured.hpp"
 #include "polefit/search/sentence.hpp"
 #include "polefit/search/within_noise.hpp"
+#include "text/decimal.hpp"
 
 namespace polefit {
 namespace {
@@ -103,6 +104,7 @@ class Searcher {
       };
     }
     const LadderResult found = climb(problem_, facts_, goal, wanted, limit_);
+    check_exact_sample(data_, options_, found.poles.size());
     Search search;
     search.steps = found.steps;
     Fit& fit = search.fit;
@@ -220,8 +222,8 @@ bool succeeded(const Search& search) {
 
 Search fit_to_error(const NetworkData& data, const Target& target, const Options& options) {
   if (!(target.error > 0.0)) {
-    throw Error(ErrorKind::bad_option,
-                "the target of the error is " + std::to_string(target.error) + "; it has to be above 0");
+    throw Error(ErrorKind::bad_option, "the target of the error is " + text::significant(target.error, 6) +
+                                           "; it has to be above 0");
   }
   check_options(options);
   check(data);
@@ -234,6 +236,7 @@ Search fit_to_error(const NetworkData& data, const Target& target, const Options
     search.fit.model.origin->finding = search.fit.report.finding;
     return search;
   }
+  check_exact_sample(data, options, 1);
   return Searcher(data, target, options).run();
 }
 

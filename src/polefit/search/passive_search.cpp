@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "polefit/fitting/finish.hpp"
+#include "polefit/model/root_mean_square.hpp"
 #include "polefit/search/limit_on_order.hpp"
 #include "polefit/search/measured.hpp"
 #include "polefit/search/passive_choice.hpp"
@@ -108,13 +109,12 @@ class Searcher {
       const ResponseError& error = search.fit.report.errors[r];
       const double noise = above_noise * std::min(search.findings.noise[r], error.relative);
       const double factor = noise > target_.error ? target_.error / noise : 1.0;
-      double norm = 0.0;
-      for (std::size_t k = 0; k < samples; ++k) {
-        norm += std::norm(data_.responses(r, k));
-      }
-      squares += norm > 0.0 ? factor * factor : 0.0;
-      present += norm > 0.0 ? 1.0 : 0.0;
-      weights_.insert(weights_.end(), samples, norm > 0.0 ? factor / std::sqrt(norm) : 0.0);
+      const double size =
+          root_mean_square(samples, [&](std::size_t k) { return std::abs(data_.responses(r, k)); });
+      const bool counts = size > least_size;
+      squares += counts ? factor * factor : 0.0;
+      present += counts ? 1.0 : 0.0;
+      weights_.insert(weights_.end(), samples, counts ? factor / size : 0.0);
     }
     if (!(squares < present)) {
       weights_.clear();

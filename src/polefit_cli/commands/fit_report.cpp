@@ -65,11 +65,19 @@ std::string path_text(const polefit::Report& report) {
 }
 
 double overall_rms(const std::vector<polefit::ResponseError>& errors) {
+  const auto smaller = [](const polefit::ResponseError& a, const polefit::ResponseError& b) {
+    return a.rms < b.rms;
+  };
+  const double largest = std::max_element(errors.begin(), errors.end(), smaller)->rms;
+  if (!(largest > 0.0)) {
+    return largest;
+  }
+  // In units of the largest, since squares may overflow or vanish.
   double squares = 0.0;
   for (const polefit::ResponseError& error : errors) {
-    squares += error.rms * error.rms;
+    squares += (error.rms / largest) * (error.rms / largest);
   }
-  return std::sqrt(squares / static_cast<double>(errors.size()));
+  return largest * std::sqrt(squares / static_cast<double>(errors.size()));
 }
 
 double root_mean_square(const std::vector<double>& values) {

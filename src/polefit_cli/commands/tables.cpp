@@ -28,6 +28,13 @@ std::string frequency_text(double hertz) {
   };
   constexpr std::array<Unit, 4> units{{{1e12, " THz"}, {1e9, " GHz"}, {1e6, " MHz"}, {1e3, " kHz"}}};
   constexpr int digits = 6;
+  // Where no prefix makes it short.
+  constexpr double far_above = 1e16;
+  constexpr double far_below = 1e-4;
+  constexpr int digits_there = 3;
+  if (std::abs(hertz) >= far_above || (hertz != 0.0 && std::abs(hertz) < far_below)) {
+    return short_number(hertz, digits_there) + " Hz";
+  }
   for (const Unit& unit : units) {
     if (std::abs(hertz) >= unit.size) {
       return short_number(hertz / unit.size, digits) + unit.name;
