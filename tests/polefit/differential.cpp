@@ -305,8 +305,8 @@ int main(int argc, char** argv) {
     }
     failed += faults.empty() ? 0 : 1;
     if (!faults.empty()) {
-      std::printf("%llu: %s%s\n", static_cast<unsigned long long>(seed), faults.front().c_str(),
-                  faults.size() > 1 ? " (and more)" : "");
+      std::printf("%llu: does not hold: %s%s\n", static_cast<unsigned long long>(seed),
+                  faults.front().c_str(), faults.size() > 1 ? " (and more)" : "");
       static_cast<void>(std::fflush(stdout));
     }
   }
