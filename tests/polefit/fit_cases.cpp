@@ -170,6 +170,8 @@ Value value_at(const Model& model, std::size_t response, Real omega, bool propor
 
 Real omega_of(double frequency) { return static_cast<Real>(numerics::two_pi) * static_cast<Real>(frequency); }
 
+bool is_finite(Complex z) { return std::isfinite(z.real()) && std::isfinite(z.imag()); }
+
 class Judge {
  public:
   Judge(const FitCase& asked, Effort effort) : asked_(asked), effort_(effort) {}
@@ -239,6 +241,10 @@ class Judge {
     if (options.exact_sample && *options.exact_sample >= samples) {
       due.push_back(ErrorKind::bad_option);
     }
+    if (!is_search() && !zero &&
+        !std::all_of(options.starting_poles.begin(), options.starting_poles.end(), is_finite)) {
+      due.push_back(ErrorKind::bad_option);
+    }
     const std::size_t order = is_search() || zero ? 0
                               : options.starting_poles.empty()
                                   ? options.real_poles + 2 * options.complex_pairs
@@ -291,9 +297,8 @@ class Judge {
     if (!faults_.empty()) {
       return;
     }
-    const auto finite = [](Complex z) { return std::isfinite(z.real()) && std::isfinite(z.imag()); };
-    expect(std::all_of(model.poles.begin(), model.poles.end(), finite), "poles are finite");
-    expect(std::all_of(model.residues.begin(), model.residues.end(), finite), "residues are finite");
+    expect(std::all_of(model.poles.begin(), model.poles.end(), is_finite), "poles are finite");
+    expect(std::all_of(model.residues.begin(), model.residues.end(), is_finite), "residues are finite");
     for (std::size_t r = 0; r < asked_.responses; ++r) {
       expect(std::isfinite(model.constants[r]) && std::isfinite(model.proportionals[r]), "terms are finite");
       expect(asked_.options.constant || is_passive_request() || model.constants[r] == 0.0,
@@ -588,6 +593,11 @@ class Judge {
       rounding += 8.0L * n * std::sqrt(n) * eps * std::sqrt(row) * std::sqrt(scaled);
       const Complex f = asked_.values[r * samples + k];
       rounding += 8.0L * eps * std::abs(Wide(f.real(), f.imag()));
+      if (found.enforcement && found.enforcement->remedy != Remedy::none) {
+        // What was kept is the value of a model whose terms may be a million times as large and cancel.
+        constexpr Real cancellation = 1e8L;
+        rounding += cancellation * eps * std::abs(Wide(f.real(), f.imag()));
+      }
       const Wide difference =
           value_at(model, r, omega_of(asked_.frequencies[k]), true).value - Wide(f.real(), f.imag());
       if (re_squares > 0.0L) {
@@ -604,12 +614,13 @@ class Judge {
   }
 
   /// What is left over is orthogonal to every function of the basis: |a_j^T r| <= C eps |a_j| (|r| + sum_i
-  /// |x_i| |a_i|), as it is after an orthogonal factorisation, C being some M + n times n.
+  /// |x_i| |a_i|), as it is after an orthogonal factorisation, C being some M + n times n: of 7000 networks
+  /// up to 21 times.
   void judge_residues(const Model& model) {
     const std::vector<std::vector<Wide>> columns = basis(model);
     const std::size_t samples = asked_.frequencies.size();
     const auto n = static_cast<Real>(columns.size());
-    const Real roundings = 4.0L * n * (n + static_cast<Real>(samples)) * eps;
+    const Real roundings = 64.0L * n * (n + static_cast<Real>(samples)) * eps;
     for (std::size_t r = 0; r < asked_.responses; ++r) {
       const std::vector<Real> size = norms(columns, r);
       const std::vector<Real> x = coefficients(model, r);
