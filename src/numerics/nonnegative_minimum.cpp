@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstddef>
 #include <limits>
+#include <utility>
 
 namespace numerics {
 namespace {
@@ -23,10 +24,12 @@ class ActiveSet {
   ActiveSet(const Matrix& k, const std::vector<double>& d) : k_(k), d_(d) {}
 
   const std::vector<std::size_t>& members() const { return members_; }
+  double operations() const { return operations_; }
 
   /// False when it depends on the others.
   bool add(std::size_t unknown) {
     const std::size_t n = members_.size();
+    operations_ += 0.5 * static_cast<double>(n * n);
     std::vector<double> row;
     double diagonal = element(unknown, unknown) * (1.0 + ridge);
     for (std::size_t i = 0; i < n; ++i) {
@@ -52,6 +55,7 @@ class ActiveSet {
   void remove(std::size_t place) {
     members_.erase(members_.begin() + static_cast<std::ptrdiff_t>(place));
     rows_.erase(rows_.begin() + static_cast<std::ptrdiff_t>(place));
+    operations_ += 2.0 * static_cast<double>((rows_.size() - place) * (rows_.size() - place));
     for (std::size_t j = place; j < rows_.size(); ++j) {
       const double length = std::hypot(rows_[j][j], rows_[j][j + 1]);
       const double c = rows_[j][j] / length;
@@ -67,8 +71,9 @@ class ActiveSet {
   }
 
   /// The values of the members that solve their equations.
-  std::vector<double> solution() const {
+  std::vector<double> solution() {
     const std::size_t n = members_.size();
+    operations_ += static_cast<double>(n * n);
     std::vector<double> x(n);
     for (std::size_t i = 0; i < n; ++i) {
       double sum = d_[members_[i]];
@@ -93,6 +98,7 @@ class ActiveSet {
   const std::vector<double>& d_;
   std::vector<std::size_t> members_;
   std::vector<std::vector<double>> rows_;  // of the factor, which is lower triangular
+  double operations_ = 0.0;
 };
 
 /// Those that are not excluded and have the largest slopes above the tolerance, the largest first: several at
@@ -158,8 +164,14 @@ void settle(ActiveSet& active, std::vector<double>& x) {
 NonnegativeMinimum nonnegative_minimum(const Matrix& k, const std::vector<double>& d,
                                        const std::vector<double>& start, double tolerance, int most) {
   const std::size_t n = d.size();
-  NonnegativeMinimum result{std::vector<double>(n), true};
+  NonnegativeMinimum result{std::vector<double>(n)};
   ActiveSet active(k, d);
+  double of_slopes = 0.0;
+  const auto ended = [&](bool converged) {
+    result.converged = converged;
+    result.operations = of_slopes + active.operations();
+    return std::move(result);
+  };
   for (std::size_t i = 0; i < start.size(); ++i) {
     if (start[i] > 0.0 && active.add(i)) {
       result.x[i] = start[i];
@@ -171,6 +183,7 @@ NonnegativeMinimum nonnegative_minimum(const Matrix& k, const std::vector<double
   int idle = 0;
   for (int change = 0; change < most; ++change) {
     std::vector<double> slopes = d;
+    of_slopes += static_cast<double>(n * active.members().size());
     for (const std::size_t j : active.members()) {
       const double* const column = k.column(j);
       const double value = result.x[j];
@@ -190,7 +203,7 @@ NonnegativeMinimum nonnegative_minimum(const Matrix& k, const std::vector<double
     const std::vector<std::size_t> steepest =
         steepest_of(slopes, tolerance, [&](std::size_t i) { return result.x[i] > 0.0 || refused[i]; });
     if (steepest.empty()) {
-      return result;
+      return ended(true);
     }
     bool added = false;
     for (const std::size_t i : steepest) {
@@ -209,8 +222,7 @@ NonnegativeMinimum nonnegative_minimum(const Matrix& k, const std::vector<double
       }
     }
   }
-  result.converged = false;
-  return result;
+  return ended(false);
 }
 
 }  // namespace numerics

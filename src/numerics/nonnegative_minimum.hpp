@@ -9,7 +9,8 @@ namespace numerics {
 
 struct NonnegativeMinimum {
   std::vector<double> x;
-  bool converged = true;  ///< else the steps were used up; x is not negative all the same
+  bool converged = true;    ///< else the steps were used up; x is not negative all the same
+  double operations = 0.0;  ///< multiplications with an addition, roughly
 };
 
 /// The x >= 0 at which x^T k x / 2 - d^T x is least, by an active set: unknowns above 0 solve their

@@ -190,5 +190,25 @@ TEST(NonnegativeMinimum, says_when_the_changes_are_used_up) {
   EXPECT_EQ(std::count(found.x.begin(), found.x.end(), 0.0), 2);
 }
 
+TEST(NonnegativeMinimum, tells_what_it_took) {
+  constexpr std::size_t n = 60;
+  RandomNumbers numbers(2);
+  const Matrix k = random_products(n, 2 * n, 0, numbers);
+  const std::vector<double> above(n, 1.0);
+  // All stay above 0 where the slopes at 1 are none: one factor, one solution and the slopes behind it.
+  std::vector<double> d(n);
+  for (std::size_t i = 0; i < n; ++i) {
+    for (std::size_t j = 0; j < n; ++j) {
+      d[i] += k(i, j);
+    }
+  }
+  const NonnegativeMinimum found = nonnegative_minimum(k, d, above, 1e-9, 1000);
+  ASSERT_TRUE(found.converged);
+  const double size = n;
+  const double factor = size * (size - 1.0) * (2.0 * size - 1.0) / 12.0;  // half of the sum of the squares
+  EXPECT_NEAR(found.operations, factor + 2.0 * size * size, 1e-6 * size);
+  EXPECT_EQ(nonnegative_minimum(k, std::vector<double>(n, -1.0), {}, 0.0, 10).operations, 0.0);
+}
+
 }  // namespace
 }  // namespace numerics

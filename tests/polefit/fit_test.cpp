@@ -906,6 +906,26 @@ INSTANTIATE_TEST_SUITE_P(Fit, BadDataTest, bad_data, name_of);
 INSTANTIATE_TEST_SUITE_P(Data, BadInputOfASearchTest, bad_data, name_of);
 INSTANTIATE_TEST_SUITE_P(Choices, BadInputOfASearchTest, bad_choices, name_of);
 
+TEST(Fit, poles_that_may_be_on_either_side_of_the_axis_never_stand_on_a_sample) {
+  // More unknowns of a relocation than equations: it takes one pole to 0 exactly.
+  const std::vector<double> frequencies{0.0, 2.8654554879909324, 28.654554879909327, 286.54554879909324};
+  const std::vector<Complex> values{{3.3955647043291106e-08, 5.925708317535674e-08},
+                                    {8.992124224982258e-08, 8.3794225170047593e-08},
+                                    {-1.1018069981278071e-07, 8.5634649637326419e-08},
+                                    {-6.4270265465524981e-08, -1.094295823462845e-07}};
+  const NetworkData data{frequencies, Responses::by_response(values, 1), {}, {}};
+  Options options;
+  options.complex_pairs = 0;
+  options.real_poles = 4;
+  options.placement = Placement::logarithmic;
+  options.stable = false;
+  const Fit found = fit(data, options);
+  EXPECT_TRUE(std::isfinite(found.report.relative_error));
+  for (const Complex pole : found.model.poles) {
+    EXPECT_NE(pole.real(), 0.0);
+  }
+}
+
 TEST(Fit, one_sample_is_fitted_by_a_constant) {
   const std::vector<double> frequencies{1e9};
   const std::vector<Complex> values{{0.5, 0.0}};

@@ -146,6 +146,15 @@ TEST(Zeros, those_of_the_right_half_plane_are_mirrored_if_the_model_is_to_be_sta
   EXPECT_LE(distance(zeros_of(unknowns, poles, true), {-1.0, {-0.25, 4.0}, {-0.25, -4.0}}), permitted);
 }
 
+TEST(Zeros, none_stays_on_the_axis_where_it_may_be_that_of_a_sample) {
+  // 1 + 2 / (s - 2) is zero at 0; a sigma of 1 has the poles themselves.
+  EXPECT_EQ(std::abs(zeros_of({2.0, 1.0}, {2.0}, false).at(0)), 1e-15);
+  const Poles pair{{0.0, 3.0}, {0.0, -3.0}};
+  const Poles found = zeros_of({0.0, 0.0, 1.0}, pair, false);
+  EXPECT_EQ(std::abs(found.at(0).real()), 1e-15 * 3.0);
+  EXPECT_EQ(found.at(1), std::conj(found.at(0)));
+}
+
 TEST(Zeros, none_is_farther_than_a_constant_over_the_band_can_tell) {
   // 1 + 1e12 / (s + 1) is zero at -1e12 - 1.
   const Poles zeros = zeros_of({1e12, 1.0}, {-1.0}, true);

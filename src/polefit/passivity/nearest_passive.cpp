@@ -97,8 +97,9 @@ class Search {
     std::size_t round = 0;
     std::vector<Peak> holding;
     double operations = 0.0;
+    // What is inconsistent, as planes moved inwards may be, takes an active set longest.
     while (!passive && round < options_.most_rounds && !planes_.empty() &&
-           operations < options_.most_operations) {
+           operations + planes_.operations() < options_.most_operations) {
       ++round;
       operations += operations_of_round();
       y = planes_.nearest([](double) { return 0.0; });
@@ -117,7 +118,8 @@ class Search {
     }
     current_.x = harm_.expanded(y);
     current_.least = 0.0;
-    return {current_, passive, harm_.in_band(y), round, operations, std::move(holding)};
+    return {current_,          passive, harm_.in_band(y), round, operations + planes_.operations(),
+            std::move(holding)};
   }
 
  private:
@@ -127,7 +129,7 @@ class Search {
     std::vector<Peak> peaks;
   };
 
-  /// Of the products of planes, which their equations take too, and of the values and measures on the grid.
+  /// Of the products of planes, and of the values and measures on the grid.
   double operations_of_round() const {
     const auto planes = static_cast<double>(planes_.size());
     const auto ports = static_cast<double>(current_.ports);

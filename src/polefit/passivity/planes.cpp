@@ -7,7 +7,6 @@
 #include <utility>
 
 #include "numerics/hermitian_eigenvalues.hpp"
-#include "numerics/nonnegative_minimum.hpp"
 #include "polefit/passivity/extreme_value.hpp"
 
 namespace polefit {
@@ -86,12 +85,11 @@ double product(const Normal& a, const Normal& b) {
   return 0.5 * (of_c.first * of_p.first + of_c.second * of_p.second).real();
 }
 
-std::vector<double> multipliers_of(const Matrix& products, const std::vector<double>& distances,
-                                   const std::vector<double>& start) {
+numerics::NonnegativeMinimum multipliers_of(const Matrix& products, const std::vector<double>& distances,
+                                            const std::vector<double>& start) {
   const double largest = distances.empty() ? 0.0 : *std::max_element(distances.begin(), distances.end());
   return numerics::nonnegative_minimum(products, distances, start,
-                                       std::max(least_tolerance, relative_tolerance * largest), most_changes)
-      .x;
+                                       std::max(least_tolerance, relative_tolerance * largest), most_changes);
 }
 
 Planes::Plane Planes::plane_of(const Peak& peak) const {
@@ -139,7 +137,9 @@ void Planes::add(const std::vector<Peak>& peaks) {
 }
 
 Matrix Planes::nearest_beyond(const std::vector<double>& distances) {
-  multipliers_ = multipliers_of(products_, distances, multipliers_);
+  numerics::NonnegativeMinimum found = multipliers_of(products_, distances, multipliers_);
+  multipliers_ = std::move(found.x);
+  operations_ += found.operations;
   for (std::size_t l = 0; l < planes_.size(); ++l) {
     planes_[l].held = planes_[l].held || multipliers_[l] > 0.0;
   }

@@ -12,6 +12,7 @@
 #include <cstddef>
 #include <vector>
 
+#include "numerics/nonnegative_minimum.hpp"
 #include "polefit/passivity/harm.hpp"
 #include "polefit/passivity/scaled_model.hpp"
 
@@ -41,8 +42,8 @@ double product(const Normal& a, const Normal& b);
 /// products    of the normals, each of length 1
 /// distances   of the centre beyond the planes
 /// start       multipliers to begin with, one for each plane, or none
-std::vector<double> multipliers_of(const Matrix& products, const std::vector<double>& distances,
-                                   const std::vector<double>& start);
+numerics::NonnegativeMinimum multipliers_of(const Matrix& products, const std::vector<double>& distances,
+                                            const std::vector<double>& start);
 
 class Planes {
  public:
@@ -63,6 +64,9 @@ class Planes {
     }
     return nearest_beyond(distances);
   }
+
+  /// That it took so far to find what is nearest, roughly.
+  double operations() const { return operations_; }
 
   /// Those that hold back what was the nearest last; their measures are the limit.
   std::vector<Peak> holding() const;
@@ -89,6 +93,7 @@ class Planes {
   std::vector<Plane> planes_;
   std::vector<double> multipliers_;
   Matrix products_;
+  double operations_ = 0.0;
 };
 
 }  // namespace polefit

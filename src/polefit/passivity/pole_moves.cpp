@@ -217,7 +217,7 @@ std::optional<ScaledModel> PoleMoves::moved(double damping) const {
           (lengths[i] * lengths[j]);
     }
   }
-  const std::vector<double> multipliers = multipliers_of(products, distances, {});
+  const std::vector<double> multipliers = multipliers_of(products, distances, {}).x;
   for (std::size_t l = 0; l < count; ++l) {
     for (std::size_t i = 0; i < n; ++i) {
       step[i] -= multipliers[l] / lengths[l] * slopes[l][i];

@@ -48,11 +48,22 @@ numerics::Matrix closed_loop(const std::vector<double>& unknowns, double constan
   return state;
 }
 
+double damping_of(Complex pole) {
+  return std::max(std::abs(pole.real()), least_damping * std::max(1.0, std::abs(pole)));
+}
+
+/// Of poles that may be on either side none stays on the axis, where it may be that of a sample.
+void move_off_the_axis(Poles& poles) {
+  for (Complex& pole : poles) {
+    pole.real(std::copysign(damping_of(pole), pole.real()));
+  }
+}
+
 }  // namespace
 
 void move_left(Poles& poles) {
   for (Complex& pole : poles) {
-    pole.real(-std::max(std::abs(pole.real()), least_damping * std::max(1.0, std::abs(pole))));
+    pole.real(-damping_of(pole));
   }
 }
 
@@ -77,6 +88,8 @@ Poles zeros_of(const std::vector<double>& unknowns, const Poles& poles, bool sta
   }
   if (stable) {
     move_left(zeros);
+  } else {
+    move_off_the_axis(zeros);
   }
   return zeros;
 }

@@ -1,0 +1,211 @@
+/// Any model and samples with any names are drawn: the script is of a bounded size, its numbers are finite,
+/// and no name can change anything of it but the text that is shown.
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <complex>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "fuzz/fuzz.hpp"
+#include "fuzz/models.hpp"
+#include "polefit/error.hpp"
+#include "polefit_cli/pictures/gnuplot_script.hpp"
+#include "polefit_cli/pictures/picture.hpp"
+#include "text/number_text.hpp"
+
+namespace {
+
+using s_solver::fuzz::Bytes;
+using s_solver::fuzz::check;
+
+/// Of a frequency, a pole, a value: the quotient of two, which axes are made of, is a normal number.
+constexpr double smallest = 1e-150;
+constexpr double largest = 1e150;
+
+double bounded(double value) {
+  const double size = std::abs(value);
+  return size > 0.0 ? std::copysign(std::clamp(size, smallest, largest), value) : value;
+}
+std::complex<double> bounded(std::complex<double> z) { return {bounded(z.real()), bounded(z.imag())}; }
+
+/// A script without what stands between its double quotes, of which each must end in its line, with nothing
+/// in it that the script's language looks at.
+std::string skeleton_of(const std::string& script) {
+  std::string skeleton;
+  char quote = '\0';
+  for (std::size_t i = 0; i < script.size(); ++i) {
+    const char c = script[i];
+    const auto code = static_cast<unsigned char>(c);
+    check(c == '\n' || (code >= 0x20 && code != 0x7F), "there are no control characters");
+    if (quote == '"' && c != '"') {
+      check(c != '\n' && c != '`' && c != '$' && c != '@' && c != '{' && c != '}' && c != '\'' && c != '#',
+            "a text from outside holds nothing that means something");
+      if (c == '\\') {
+        check(i + 3 < script.size(), "an escape is complete");
+        for (std::size_t digit = i + 1; digit < i + 4; ++digit) {
+          check(script[digit] >= '0' && script[digit] <= '7', "an escape is one of octal digits");
+        }
+      }
+      continue;
+    }
+    skeleton += c;
+    if (c == '\n') {
+      check(quote == '\0', "a text ends in its line");
+    } else if (quote == c) {
+      quote = '\0';
+    } else if (quote == '\0' && (c == '"' || c == '\'')) {
+      quote = c;
+    }
+  }
+  check(quote == '\0', "each text ends");
+  return skeleton;
+}
+
+/// Words of a script outside of quotes that are numbers are finite; lines of data are two of them.
+void check_numbers(const std::string& skeleton) {
+  bool in_data = false;
+  std::size_t begin = 0;
+  while (begin < skeleton.size()) {
+    const std::size_t end = skeleton.find('\n', begin);
+    const std::string line = skeleton.substr(begin, end - begin);
+    begin = end + 1;
+    if (in_data && line != "END") {
+      const std::size_t blank = line.find(' ');
+      double x = 0.0;
+      double y = 0.0;
+      check(line.empty() || (blank != std::string::npos && text::parse_real(line.substr(0, blank), x)),
+            "a line of data begins with a number");
+      // A third column may be there: behind it nothing is looked at but that it is finite.
+      std::string rest = blank == std::string::npos ? "" : line.substr(blank + 1);
+      while (!rest.empty()) {
+        const std::size_t next = std::min(rest.find(' '), rest.size());
+        check(text::parse_real(rest.substr(0, next), y) && std::isfinite(y), "data are finite numbers");
+        rest.erase(0, next + 1);
+      }
+      check(std::isfinite(x), "data are at finite numbers");
+      continue;
+    }
+    in_data = line.starts_with("$") && line.ends_with("<< END");
+    for (const char* const word : {"inf", "-nan", "[nan", ":nan", " nan"}) {
+      check(line.find(word) == std::string::npos, "there are no infinite numbers");
+    }
+  }
+}
+
+using polefit_cli::PictureFormat;
+using Script = std::function<std::string()>;
+
+void check_script(const Script& script, const Script& with_plain_texts) {
+  const std::string found = script();
+  check(found.size() < 4'000'000, "a script has a bounded size");
+  check(found.ends_with("unset multiplot\n"), "a script is complete");
+  const std::string skeleton = skeleton_of(found);
+  check(skeleton == skeleton_of(with_plain_texts()), "texts change nothing but what is shown");
+  check_numbers(skeleton);
+}
+
+std::string plain(const std::string& text) { return text.empty() ? "" : "a"; }
+
+void draw_fit(const polefit::Model& model, const polefit::Network& network, const std::string& title,
+              PictureFormat format) {
+  std::vector<polefit_cli::MatchedResponse> responses;
+  for (std::size_t r = 0; r < model.responses(); ++r) {
+    responses.push_back({r, r});
+  }
+  const polefit_cli::FitPicture picture = polefit_cli::fit_picture(model, network, responses, title);
+  polefit_cli::FitPicture other = picture;
+  other.title = plain(title);
+  for (polefit_cli::ResponsePanel& panel : other.panels) {
+    panel.name = plain(panel.name);
+  }
+  check_script([&] { return fit_script(picture, format); }, [&] { return fit_script(other, format); });
+}
+
+void draw_poles(const polefit::Model& model, const std::string& title, PictureFormat format) {
+  const polefit_cli::PolePicture picture = polefit_cli::pole_picture(model, title);
+  polefit_cli::PolePicture other = picture;
+  other.title = plain(title);
+  check_script([&] { return pole_script(picture, format); }, [&] { return pole_script(other, format); });
+}
+
+void draw_passivity(const polefit::Model& model, const std::string& title, PictureFormat format) {
+  polefit_cli::PassivityPicture picture;
+  try {
+    picture = polefit_cli::passivity_picture(model, polefit::passivity(model), title, title);
+  } catch (const polefit::Error& error) {
+    check(error.kind() == polefit::ErrorKind::bad_shape, "what is refused is a model that cannot be judged");
+    return;
+  }
+  polefit_cli::PassivityPicture other = picture;
+  other.title = plain(title);
+  other.verdict = plain(picture.verdict);
+  check_script([&] { return passivity_script(picture, format); },
+               [&] { return passivity_script(other, format); });
+}
+
+}  // namespace
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  Bytes bytes(data, size);
+  const int choices = bytes.take<std::uint8_t>();
+  const bool any = (choices & 1) != 0;
+  const std::string title = s_solver::fuzz::text_of(bytes, 60);
+  const auto ports = static_cast<std::size_t>(1 + bytes.take_up_to(1));
+  std::vector<std::string> names;
+  for (std::size_t r = 0; r < ports * ports; ++r) {
+    names.push_back(s_solver::fuzz::text_of(bytes, 12));
+  }
+  polefit::Model model = s_solver::fuzz::model_of(
+      bytes,
+      {.any = any, .whole = true, .ports = ports, .most_poles = 3, .proportional = (choices & 2) != 0});
+  for (std::vector<std::complex<double>>* const numbers : {&model.poles, &model.residues}) {
+    for (std::complex<double>& number : *numbers) {
+      number = bounded(number);
+    }
+  }
+  for (std::vector<double>* const numbers : {&model.constants, &model.proportionals}) {
+    for (double& number : *numbers) {
+      number = bounded(number);
+    }
+  }
+  for (std::complex<double>& pole : model.poles) {
+    pole = (choices & 4) != 0 ? std::complex(-std::abs(pole.real()), pole.imag()) : pole;
+  }
+  if ((choices & 8) != 0) {
+    double lowest = std::abs(bounded(s_solver::fuzz::finite_number(bytes, any)));
+    double highest = std::abs(bounded(s_solver::fuzz::finite_number(bytes, any)));
+    model.origin = {.lowest = std::min(lowest, highest),
+                    .highest = std::max(lowest, highest),
+                    .samples = 3,
+                    .errors = std::vector<polefit::ResponseError>(ports * ports)};
+  }
+  polefit::Network network;
+  network.file = "network";
+  network.matrix = model.network;
+  network.names = names;
+  const int samples = 1 + bytes.take_up_to(5);
+  for (int k = 0; k < samples; ++k) {
+    network.frequencies.push_back(std::abs(bounded(s_solver::fuzz::finite_number(bytes, any))));
+  }
+  for (std::size_t i = 0; i < ports * ports * network.frequencies.size(); ++i) {
+    const double real = bounded(s_solver::fuzz::finite_number(bytes, any));
+    network.values.emplace_back(real, bounded(s_solver::fuzz::finite_number(bytes, any)));
+  }
+  // They differ in little but the first lines.
+  const auto format = static_cast<PictureFormat>((choices >> 4) % 3);
+  switch (choices >> 6) {
+    case 0:
+      draw_poles(model, title, format);
+      break;
+    case 1:
+      draw_passivity(model, title, format);
+      break;
+    default:
+      draw_fit(model, network, title, format);
+  }
+  return 0;
+}
