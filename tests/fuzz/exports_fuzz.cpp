@@ -16,6 +16,8 @@
 #include "polefit/exports.hpp"
 #include "polefit/network.hpp"
 #include "text/number_text.hpp"
+#include "text/plain_text.hpp"
+#include "text/text_lines.hpp"
 
 namespace {
 
@@ -182,8 +184,13 @@ void check_networks(const Model& model, const std::vector<double>& frequencies) 
     check(error.kind() == ErrorKind::bad_option, "values that are not finite are refused");
     return;
   }
+  std::vector<std::string> expected_names;
+  for (const std::string& name : network.names) {
+    const std::string shown = text::printable(name);
+    expected_names.emplace_back(text::without_blanks(shown));
+  }
   const auto check_same = [&](const Network& back) {
-    check(back.names == network.names, "names come back");
+    check(back.names == expected_names, "names come back, but for what a terminal would obey");
     check(std::equal(back.frequencies.begin(), back.frequencies.end(), network.frequencies.begin(),
                      network.frequencies.end(), [](double a, double b) { return same_number(a, b); }),
           "frequencies come back to the bit");
@@ -205,7 +212,7 @@ void check_networks(const Model& model, const std::vector<double>& frequencies) 
         const std::string extension = ".s" + std::to_string(model.network->ports()) + "p";
         Network back = polefit::network_from_text(*text, "file" + extension);
         check(back.matrix->parameter == network.matrix->parameter, "the parameter comes back");
-        back.names = network.names;  // Touchstone has none
+        back.names = expected_names;  // Touchstone has none
         check_same(back);
       }
     }
@@ -236,7 +243,12 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
                     .samples = 7,
                     .errors = std::vector<polefit::ResponseError>(model.responses())};
   }
-  polefit::check(model);
+  try {
+    polefit::check(model);
+  } catch (const polefit::Error& error) {
+    check(error.kind() == ErrorKind::bad_shape && !model.names.empty(), "only names can be at fault");
+    return 0;
+  }
 
   const std::size_t ports = model.network ? model.network->ports() : 0;
   const auto netlist =

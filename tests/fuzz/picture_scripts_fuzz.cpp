@@ -22,16 +22,6 @@ namespace {
 using s_solver::fuzz::Bytes;
 using s_solver::fuzz::check;
 
-/// Of a frequency, a pole, a value: the quotient of two, which axes are made of, is a normal number.
-constexpr double smallest = 1e-150;
-constexpr double largest = 1e150;
-
-double bounded(double value) {
-  const double size = std::abs(value);
-  return size > 0.0 ? std::copysign(std::clamp(size, smallest, largest), value) : value;
-}
-std::complex<double> bounded(std::complex<double> z) { return {bounded(z.real()), bounded(z.imag())}; }
-
 /// A script without what stands between its double quotes, of which each must end in its line, with nothing
 /// in it that the script's language looks at.
 std::string skeleton_of(const std::string& script) {
@@ -162,22 +152,12 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   polefit::Model model = s_solver::fuzz::model_of(
       bytes,
       {.any = any, .whole = true, .ports = ports, .most_poles = 3, .proportional = (choices & 2) != 0});
-  for (std::vector<std::complex<double>>* const numbers : {&model.poles, &model.residues}) {
-    for (std::complex<double>& number : *numbers) {
-      number = bounded(number);
-    }
-  }
-  for (std::vector<double>* const numbers : {&model.constants, &model.proportionals}) {
-    for (double& number : *numbers) {
-      number = bounded(number);
-    }
-  }
   for (std::complex<double>& pole : model.poles) {
     pole = (choices & 4) != 0 ? std::complex(-std::abs(pole.real()), pole.imag()) : pole;
   }
   if ((choices & 8) != 0) {
-    double lowest = std::abs(bounded(s_solver::fuzz::finite_number(bytes, any)));
-    double highest = std::abs(bounded(s_solver::fuzz::finite_number(bytes, any)));
+    double lowest = std::abs(s_solver::fuzz::finite_number(bytes, any));
+    double highest = std::abs(s_solver::fuzz::finite_number(bytes, any));
     model.origin = {.lowest = std::min(lowest, highest),
                     .highest = std::max(lowest, highest),
                     .samples = 3,
@@ -189,11 +169,11 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   network.names = names;
   const int samples = 1 + bytes.take_up_to(5);
   for (int k = 0; k < samples; ++k) {
-    network.frequencies.push_back(std::abs(bounded(s_solver::fuzz::finite_number(bytes, any))));
+    network.frequencies.push_back(std::abs(s_solver::fuzz::finite_number(bytes, any)));
   }
   for (std::size_t i = 0; i < ports * ports * network.frequencies.size(); ++i) {
-    const double real = bounded(s_solver::fuzz::finite_number(bytes, any));
-    network.values.emplace_back(real, bounded(s_solver::fuzz::finite_number(bytes, any)));
+    const double real = s_solver::fuzz::finite_number(bytes, any);
+    network.values.emplace_back(real, s_solver::fuzz::finite_number(bytes, any));
   }
   // They differ in little but the first lines.
   const auto format = static_cast<PictureFormat>((choices >> 4) % 3);

@@ -457,7 +457,7 @@ class Judge {
   }
 
   /// A modulus may be larger between the places that are looked at: by 6 per cent at a single resonance
-  /// (gain.cpp), and what several make of it is not bounded. The worst of 100,000 networks is in the name.
+  /// (gain.cpp), and what several make of it is not bounded: a quarter is what none has exceeded yet.
   void judge_gain(const Fit& found) {
     Real largest_data = 0.0L;
     for (const Complex value : asked_.values) {

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <numbers>
 
 #include "independent_passivity.hpp"
 #include "numerics/angular_frequency.hpp"
@@ -610,6 +611,63 @@ TEST(Passivity, of_what_is_no_stable_matrix_is_refused) {
   EXPECT_THROW(static_cast<void>(passivity(matrix_model('Y', 1, {-1.0}, {0.5e-300}, {-1e-300}))), Error);
   EXPECT_FALSE(passivity(matrix_model('Y', 1, {-1.0}, {0.5e-90}, {-1e-90})).passive);
   EXPECT_TRUE(passivity(matrix_model('Y', 1, {}, {}, {0.0})).passive);
+}
+
+TEST(Passivity, a_shallow_violation_of_poles_over_eighteen_decades_is_found) {
+  // Made passive once, and told to be: 1e-7 of the value is lost at 28 MHz, of which the eigenvalues tell
+  // nothing.
+  Model model;
+  model.poles = {{-2596145791.497019, 0.0},
+                 {-759066867.7805424, 0.0},
+                 {-3142.7404085194157, 295680.9000801105},
+                 {-3142.7404085194157, -295680.9000801105},
+                 {-166595.41414965253, 0.0},
+                 {-27241.664138652504, 208739.17417278182},
+                 {-27241.664138652504, -208739.17417278182},
+                 {-1.428993833216997e-09, 0.0}};
+  model.residues = {{6166783848.058777, 0.0},
+                    {-1806454495.2552795, 0.0},
+                    {828.3356946493963, 121.20353775733241},
+                    {828.3356946493963, -121.20353775733241},
+                    {0.09272596999380767, 0.0},
+                    {334.3096706692045, -83.00892199143439},
+                    {334.3096706692045, 83.00892199143439},
+                    {-6.617641837142336e-13, 0.0},
+                    {-8398747317.661316, 0.0},
+                    {2462098950.076538, 0.0},
+                    {-165.29475864848035, 111.7619494831762},
+                    {-165.29475864848035, -111.7619494831762},
+                    {6.088252779472896, 0.0},
+                    {544.9013701921216, 42.39976398541114},
+                    {544.9013701921216, -42.39976398541114},
+                    {6.456394284902544e-13, 0.0},
+                    {-8398747317.661316, 0.0},
+                    {2462098950.076538, 0.0},
+                    {-165.29475864848035, 111.7619494831762},
+                    {-165.29475864848035, -111.7619494831762},
+                    {6.088252779472896, 0.0},
+                    {544.9013701921216, 42.39976398541114},
+                    {544.9013701921216, -42.39976398541114},
+                    {6.456394284902544e-13, 0.0},
+                    {11434929947.43454, 0.0},
+                    {-3355607704.8422966, 0.0},
+                    {11.14024194412923, -46.23435005430147},
+                    {11.14024194412923, 46.23435005430147},
+                    {399.1151426737006, 0.0},
+                    {799.1826292441403, 336.65393495293654},
+                    {799.1826292441403, -336.65393495293654},
+                    {-6.299073808609763e-13, 0.0}};
+  model.constants = {0.004504358519217216, -0.008494397918024456, -0.008494397918024456, 0.01604240915771374};
+  model.proportionals.assign(4, 0.0);
+  model.network = NetworkMatrix{'Y', {50.0, 50.0}, all_elements(2)};
+  const Passivity found = passivity(model);
+  EXPECT_FALSE(found.passive);
+  ASSERT_EQ(found.violations.size(), 1U);
+  const Violation& violation = found.violations.front();
+  EXPECT_LT(violation.worst, 0.0);
+  const long double omega =
+      2.0L * std::numbers::pi_v<long double> * static_cast<long double>(violation.frequency);
+  EXPECT_GT(independent::measure_at(model, omega), 5e-8L);  // above the tolerance of 1e-9 of a value of 0.5
 }
 
 }  // namespace

@@ -150,6 +150,39 @@ double rounding_at(const ScaledModel& model, double omega) {
          (terms / model.scale + static_cast<double>(model.ports));
 }
 
+/// From a frequency at which the measure is above the limit, upwards (1) or downwards (-1), to where it is so
+/// no more.
+double end_of_violation(const ScaledModel& model, double limit, double omega, double direction) {
+  double above = omega;
+  double below = omega;
+  for (double distance = 1e-6; below == above; distance *= 2.0) {
+    const double next = omega * std::exp(direction * distance);
+    if (next == 0.0 || std::isinf(next)) {
+      return next;
+    }
+    below = next;
+    above = measure_at(model, next) > limit ? next : above;
+  }
+  constexpr int halvings = 60;  // from any distance to rounding
+  for (int i = 0; i < halvings; ++i) {
+    const double middle = std::sqrt(above) * std::sqrt(below);
+    (measure_at(model, middle) > limit ? above : below) = middle;
+  }
+  return below;
+}
+
+/// A violation that a scan finds by more than rounding can do: eigenvalues as far apart as poles of many
+/// decades have none on the axis to tell of a shallow one.
+std::optional<CrossedInterval> overlooked(const ScaledModel& model, double limit) {
+  const Extreme extreme = Scan(model).largest();
+  if (!std::isfinite(extreme.omega) || !(extreme.omega > 0.0) ||
+      !(extreme.measure > limit + rounding_at(model, extreme.omega))) {
+    return std::nullopt;
+  }
+  return CrossedInterval{end_of_violation(model, limit, extreme.omega, -1.0),
+                         end_of_violation(model, limit, extreme.omega, 1.0)};
+}
+
 }  // namespace
 
 std::optional<std::vector<double>> hamiltonian_crossings(const ScaledModel& model, double limit) {
@@ -209,6 +242,12 @@ std::optional<HamiltonianDecision> decide_by_hamiltonian(const ScaledModel& mode
   decision.holds = decision.violating.empty();
   if (decision.holds && !(crossings->empty() && below)) {
     return std::nullopt;
+  }
+  if (decision.holds) {
+    if (const auto violation = overlooked(model, limit)) {
+      decision.violating.push_back(*violation);
+      decision.holds = false;
+    }
   }
   return decision;
 }

@@ -46,8 +46,8 @@ struct HamiltonianDecision {
 
 /// Whether the measure stays below the limit, told from its crossings: it holds where there are none and the
 /// measure is below the limit somewhere by more than rounding can do, and does not where the measure is
-/// above, likewise, between two crossings, before or behind them. Nothing where neither is so: no eigenvalue
-/// tells a touch from a crossing.
+/// above, likewise, between two crossings, before or behind them, or at a frequency that a scan finds
+/// although there are no crossings. Nothing where neither is so: no eigenvalue tells a touch from a crossing.
 std::optional<HamiltonianDecision> decide_by_hamiltonian(const ScaledModel& model, double limit);
 
 }  // namespace polefit

@@ -83,7 +83,7 @@ int labelled_decades(double decades, std::size_t characters, AxisPlace place) {
 template <class Text>
 std::vector<Tick> decade_ticks(double low, double high, std::size_t characters, AxisPlace place, Text text) {
   std::vector<Tick> ticks;
-  const int every = labelled_decades(std::log10(high / low), characters, place);
+  const int every = labelled_decades(std::log10(high) - std::log10(low), characters, place);
   for (int decade = decade_below(low); decade <= decade_above(high); ++decade) {
     const bool labelled = decade % every == 0;
     const int most = every == 1 ? 9 : 1;  // small marks within decades where there is room
