@@ -52,7 +52,7 @@ using Job = std::function<std::string(int threads)>;
 
 std::vector<Job> jobs() {
   std::vector<Job> all;
-  for (const std::uint64_t seed : {3, 4}) {
+  for (const std::uint64_t seed : {3U, 4U}) {
     const Network network = network_of(seed, 2 + seed % 2, 90);
     all.emplace_back([=](int threads) { return text_of(fit(network, options_of(threads))); });
     all.emplace_back([=](int threads) { return text_of(fit(network, options_of(threads, true))); });

@@ -352,6 +352,43 @@ TEST_F(Faults, no_limit_on_memory_makes_a_run_hang_or_crash) {
   }
 }
 
+TEST_F(Faults, a_fit_takes_no_more_memory_than_is_promised) {
+  if (!address_space_is_ours) {
+    GTEST_SKIP() << "the address sanitizer takes more";
+  }
+  struct Size {
+    int ports;
+    int samples;
+    int poles;
+  };
+  for (const Size& size : {Size{2, 4000, 20}, Size{8, 500, 40}, Size{20, 300, 20}}) {
+    std::string text = "# MHz S RI R 50\n";
+    for (int k = 1; k <= size.samples; ++k) {
+      text += std::to_string(k);
+      for (int row = 0; row < size.ports; ++row) {
+        for (int column = 0; column < size.ports; ++column) {
+          const double pole = 10.0 + 7.0 * row + 3.0 * column;  // of the data, in MHz
+          const std::complex<double> value = 0.1 / std::complex<double>(1.0, k / pole);
+          text += " " + std::to_string(value.real()) + " " + std::to_string(value.imag());
+        }
+        text += size.ports > 2 && row + 1 < size.ports ? "\n" : "";
+      }
+      text += "\n";
+    }
+    const std::string name = "large.s" + std::to_string(size.ports) + "p";
+    write(name, text);
+    static_cast<void>(run({"fit", name, "--poles", std::to_string(size.poles), "--iterations", "2",
+                           "--no-passive", "--threads", "2", "--error", "1", "-q", "-o", "result.json"}));
+    EXPECT_TRUE(std::filesystem::exists("result.json")) << errors();
+    const double responses = size.ports * size.ports;
+    const double bytes = 8.0 * 0x1p20 + static_cast<double>(text.size()) + 32.0 * size.samples * responses +
+                         24.0 * responses * size.poles * size.poles + 160.0 * size.samples * size.poles;
+    rusage used{};
+    ASSERT_EQ(getrusage(RUSAGE_CHILDREN, &used), 0);  // the largest of all runs so far
+    EXPECT_LE(1024.0 * static_cast<double>(used.ru_maxrss), bytes) << size.ports;
+  }
+}
+
 TEST_F(Faults, parallel_writers_leave_one_whole_result) {
   for (const Case& one : cases()) {
     if (one.result.ends_with(".svg")) {
@@ -390,23 +427,23 @@ TEST_F(Faults, a_signal_while_gnuplot_draws_ends_both_and_leaves_nothing) {
   write("bin/gnuplot", "#!/bin/sh\necho $$ >process\nkill -$SIGNAL $PPID\nexec sleep 1000\n");
   std::filesystem::permissions("bin/gnuplot", std::filesystem::perms::owner_all);
   const std::string path = std::filesystem::absolute("bin").string() + ":" + std::getenv("PATH");
-  for (const auto& [name, number] :
+  for (const auto& ending :
        std::vector<std::pair<const char*, int>>{{"INT", SIGINT}, {"TERM", SIGTERM}, {"HUP", SIGHUP}}) {
     write("result.svg", "old");
     write("process", "");
     const std::set<std::string> before = files();
     const int status = run({"plot", "model.json", "data.s1p", "-o", "result.svg"}, [&] {
       setenv("PATH", path.c_str(), 1);
-      setenv("SIGNAL", name, 1);
+      setenv("SIGNAL", ending.first, 1);
     });
-    EXPECT_EQ(status, 128 + number);
+    EXPECT_EQ(status, 128 + ending.second);
     EXPECT_EQ(content_of("result.svg"), "old");
     EXPECT_EQ(files(), before);
     // Ended, though perhaps not taken note of yet.
     const std::string process = lines_of(content_of("process")).at(0);
     const std::string state = "/proc/" + process + "/stat";
     EXPECT_TRUE(!std::filesystem::exists(state) || content_of(state).find(") Z ") != std::string::npos)
-        << name;
+        << ending.first;
   }
 }
 

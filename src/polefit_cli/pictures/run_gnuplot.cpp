@@ -153,7 +153,7 @@ class Start {
 };
 
 /// The process that draws, 0 when there is none.
-std::atomic<pid_t> drawing{0};
+std::atomic<pid_t> drawing_process{0};
 
 /// The status of the process if it has ended.
 std::optional<int> ended(pid_t process) {
@@ -190,14 +190,14 @@ int status_of(const Start& start, std::chrono::seconds limit) {
     Known() = default;
     Known(const Known&) = delete;
     Known& operator=(const Known&) = delete;
-    ~Known() { drawing = 0; }
+    ~Known() { drawing_process = 0; }
   };
   const Known known;
   {
     const text::SignalsHeld held;
-    drawing = start.run();
+    drawing_process = start.run();
   }
-  return wait_for(drawing, limit);
+  return wait_for(drawing_process, limit);
 }
 
 /// The beginning of what gnuplot said, on one line.
@@ -250,7 +250,7 @@ void check_end(int status, const std::string& messages) {
 }  // namespace
 
 void end_drawing() noexcept {
-  if (const pid_t process = drawing.load(); process != 0) {
+  if (const pid_t process = drawing_process.load(); process != 0) {
     ::kill(process, SIGKILL);
   }
 }
