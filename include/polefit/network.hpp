@@ -165,8 +165,8 @@ POLEFIT_EXPORT std::string touchstone_text(const Network& network, const Touchst
 
 /// A table: one line that names the columns, "frequency,S11 re,S11 im,...", and one for each sample, with
 /// frequencies in hertz and as many digits as it takes to read the same doubles back. What is not told: the
-/// references of a matrix, and which ports have no element. Control characters in names, and what is not UTF-8,
-/// become question marks.
+/// references of a matrix, and which ports have no element. Control characters in names, and what is not
+/// UTF-8, become question marks.
 ///
 /// Throws Error, in the name of the network's file: bad_shape as check; bad_network_file for what would not
 /// be read back: no responses or no frequencies, frequencies that are not finite and at least 0, values that

@@ -78,29 +78,29 @@ void check_exact_sample(const NetworkData& data, const Options& options, std::si
   const bool at_zero = data.frequencies[exact] == 0.0;
   const std::string place = at_zero ? "at 0 Hz" : "of sample " + std::to_string(exact) + " (counted from 0)";
   const bool nothing = poles == 0 && !options.constant && (at_zero || !options.proportional);
+  const auto refuse_value = [&](std::size_t response, const std::string& why) {
+    std::string sentence = "the value " + place;
+    sentence.append(" of response ").append(std::to_string(response));
+    sentence.append(" (counted from 0) cannot be exact: ").append(why);
+    throw Error(ErrorKind::bad_option, sentence);
+  };
   for (std::size_t r = 0; r < data.responses.responses; ++r) {
     const std::complex<double> value = data.responses(r, exact);
-    const std::string of_response = " of response " + std::to_string(r) + " (counted from 0)";
     if (nothing && value != 0.0) {
-      throw Error(ErrorKind::bad_option,
-                  "the value " + place + of_response +
-                      " cannot be exact: a model without poles and constant is 0 there");
+      refuse_value(r, "a model without poles and constant is 0 there");
     }
     if (!at_zero) {
       continue;
     }
     const double permitted = permitted_at_zero(data, r, value);
     if (std::abs(value.imag()) > permitted) {
-      throw Error(ErrorKind::bad_option, "the value at 0 Hz" + of_response +
-                                             " cannot be exact: it has an imaginary part of " +
-                                             text::significant(value.imag(), 3) + ", a model is real there");
+      refuse_value(
+          r, "it has an imaginary part of " + text::significant(value.imag(), 3) + ", a model is real there");
     }
     for (std::size_t k = 0; k < data.frequencies.size(); ++k) {
       if (data.frequencies[k] == 0.0 && std::abs(data.responses(r, k) - value) > permitted) {
-        throw Error(ErrorKind::bad_option, "the value at 0 Hz" + of_response + " cannot be exact: samples " +
-                                               std::to_string(std::min(k, exact)) + " and " +
-                                               std::to_string(std::max(k, exact)) +
-                                               " (counted from 0) are different ones");
+        refuse_value(r, "samples " + std::to_string(std::min(k, exact)) + " and " +
+                            std::to_string(std::max(k, exact)) + " (counted from 0) are different ones");
       }
     }
   }

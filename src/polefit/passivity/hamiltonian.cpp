@@ -155,8 +155,10 @@ double rounding_at(const ScaledModel& model, double omega) {
 double end_of_violation(const ScaledModel& model, double limit, double omega, double direction) {
   double above = omega;
   double below = omega;
-  for (double distance = 1e-6; below == above; distance *= 2.0) {
+  double distance = 1e-6;
+  while (below == above) {
     const double next = omega * std::exp(direction * distance);
+    distance *= 2.0;
     if (next == 0.0 || std::isinf(next)) {
       return next;
     }

@@ -25,7 +25,7 @@ void handle_once(int signal, void (*handler)(int)) {
 /// Ends the process by the same signal, which is held back until the handler returns.
 void clean_up_and_end(int signal) {
   clean_up();
-  ::raise(signal);
+  static_cast<void>(::raise(signal));
 }
 
 }  // namespace
