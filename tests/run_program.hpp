@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <filesystem>
 #include <functional>
 #include <stdexcept>
@@ -30,6 +31,9 @@ inline int run_program(
     throw std::runtime_error("cannot start a process");
   }
   if (child == 0) {
+    for (const int signal : {SIGHUP, SIGINT, SIGTERM}) {
+      static_cast<void>(std::signal(signal, SIG_DFL));  // whatever the tests were started under
+    }
     const bool ready = chdir(directory.c_str()) == 0 &&
                        dup2(open("stdout", O_WRONLY | O_CREAT | O_TRUNC, 0600), STDOUT_FILENO) >= 0 &&
                        dup2(open("stderr", O_WRONLY | O_CREAT | O_TRUNC, 0600), STDERR_FILENO) >= 0;

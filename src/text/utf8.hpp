@@ -19,13 +19,15 @@ struct Character {
 std::optional<Character> first_character(std::string_view text);
 
 /// Whether the code is that of a control character, of which there are some beyond ASCII: those that end
-/// lines and those that turn the direction of the text behind them too, which can make a name look like
-/// another one.
+/// lines too, those that turn the direction of the text behind them and those that nobody sees, which can
+/// make a name look like another one.
 constexpr bool is_control(std::uint32_t code) {
   const bool ends_line = code == 0x2028 || code == 0x2029;
   const bool turns_direction = code == 0x061C || code == 0x200E || code == 0x200F ||
                                (code >= 0x202A && code <= 0x202E) || (code >= 0x2066 && code <= 0x2069);
-  return code < 0x20 || (code >= 0x7F && code < 0xA0) || ends_line || turns_direction;
+  const bool unseen = code == 0x200B || (code >= 0x2060 && code <= 0x2064) || code == 0xFEFF ||
+                      (code >= 0xE0000 && code <= 0xE007F);
+  return code < 0x20 || (code >= 0x7F && code < 0xA0) || ends_line || turns_direction || unseen;
 }
 
 }  // namespace text

@@ -66,6 +66,24 @@ void check_access(const std::filesystem::path& path, int kind, const std::string
   }
 }
 
+/// What a folder keeps although one may write to it: a file that something is mounted on, and the files of
+/// others where each may only remove his own.
+void check_removable(const std::filesystem::path& file, const struct stat& status,
+                     const std::string& target) {
+  struct stat folder = {};
+  const std::filesystem::path parent = file.parent_path();
+  if (::stat(parent.empty() ? "." : parent.c_str(), &folder) != 0) {
+    throw system_io_error(target, errno, usable_folder);
+  }
+  if (folder.st_dev != status.st_dev) {
+    throw system_io_error(target, EBUSY, replaceable);
+  }
+  const uid_t user = ::geteuid();
+  if ((folder.st_mode & S_ISVTX) != 0 && user != 0 && user != folder.st_uid && user != status.st_uid) {
+    throw system_io_error(target, EPERM, replaceable);
+  }
+}
+
 /// Names of files that are to go when the process is ended by a signal. More than these are left behind.
 std::array<std::atomic<const char*>, 16> unfinished;
 
@@ -156,6 +174,19 @@ class TextBounds {
   std::size_t line_ = 0;  // where the last one begins
 };
 
+bool is_folder_of_open_files(const std::string& folder) {
+  return folder.starts_with("/proc/") && folder.ends_with("/fd");
+}
+
+/// Whether the name stands for what this process has open under the number: it may be that of another
+/// process, and in a container the numbers of processes are others than their names.
+bool is_open_as(const std::filesystem::path& name, int number) {
+  struct stat named = {};
+  struct stat open = {};
+  return ::stat(name.c_str(), &named) == 0 && ::fstat(number, &open) == 0 && named.st_dev == open.st_dev &&
+         named.st_ino == open.st_ino;
+}
+
 /// The open file that a name of this process stands for, as /dev/stdout does; nothing for other names. Such
 /// a file is written to where it stands, for what went there before is to stay.
 std::optional<int> own_descriptor(std::filesystem::path name) {
@@ -164,9 +195,10 @@ std::optional<int> own_descriptor(std::filesystem::path name) {
     std::error_code failed;
     const std::filesystem::path folder = std::filesystem::canonical(name.parent_path(), failed);
     const std::string number = name.filename().string();
-    if (!failed && folder == "/proc/" + std::to_string(::getpid()) + "/fd" && !number.empty() &&
-        number.size() <= 9 && number.find_first_not_of("0123456789") == std::string::npos) {
-      return std::stoi(number);
+    if (!failed && is_folder_of_open_files(folder.string()) && !number.empty() && number.size() <= 9 &&
+        number.find_first_not_of("0123456789") == std::string::npos) {
+      const bool own = folder == "/proc/" + std::to_string(::getpid()) + "/fd";
+      return own || is_open_as(name, std::stoi(number)) ? std::optional(std::stoi(number)) : std::nullopt;
     }
     const std::filesystem::path target = std::filesystem::read_symlink(name, failed);
     if (failed) {
@@ -187,7 +219,7 @@ TextLimits text_limits() {
   constexpr std::uint64_t most = std::uint64_t{1} << 33;
   const auto pages = static_cast<std::uint64_t>(std::max<long>(1, ::sysconf(_SC_PHYS_PAGES)));
   const auto size = static_cast<std::uint64_t>(std::max<long>(1, ::sysconf(_SC_PAGESIZE)));
-  return {.bytes = std::min(most, pages * size / 2), .line = std::size_t{1} << 28};
+  return {.bytes = std::min(most, pages * size / 4), .line = std::size_t{1} << 28};
 }
 
 std::string read_text(int descriptor, const std::string& shown, const TextLimits& limits) {
@@ -272,7 +304,8 @@ ReplacementFile::Place ReplacementFile::place_of(const std::string& target) {
     }
     // Renaming would not ask: that is allowed by the folder.
     check_access(place.file, W_OK, target, replaceable);
-    place.permissions = status.st_mode & 07777;
+    check_removable(place.file, status, target);
+    place.old = status;
   } else if (errno != ENOENT) {
     throw system_io_error(target, errno, usable_folder);
   }
@@ -283,7 +316,15 @@ ReplacementFile::Place ReplacementFile::place_of(const std::string& target) {
 
 ReplacementFile::ReplacementFile(const std::string& target) : ReplacementFile(target, place_of(target)) {
   // Before there is any content, which may not be for everybody.
-  if (place_.permissions && ::fchmod(descriptor_, *place_.permissions) != 0) {
+  if (!place_.old) {
+    return;
+  }
+  if (place_.old->st_uid != ::geteuid() || place_.old->st_gid != ::getegid()) {
+    // Only a privileged user can; the file of another one becomes one's own.
+    static_cast<void>(::fchown(descriptor_, place_.old->st_uid, place_.old->st_gid));
+  }
+  // Not with those by which a program would run as its owner.
+  if (::fchmod(descriptor_, place_.old->st_mode & 0777) != 0) {
     throw system_io_error(target_, errno, "its permissions to be kept");
   }
 }

@@ -1,7 +1,7 @@
 /// Files read and written whole: a file of a name is either the old or the whole new one, never a part of it.
 #pragma once
 
-#include <sys/types.h>
+#include <sys/stat.h>
 
 #include <cstddef>
 #include <filesystem>
@@ -17,8 +17,8 @@ struct TextLimits {
   std::size_t line = 0;  ///< bytes without a line end
 };
 
-/// 8 GiB, but not more than half of the machine's memory, and 256 MiB in a line: a model of hundreds of ports
-/// may stand in one.
+/// 8 GiB, but not more than a quarter of the machine's memory, of which a text that grows takes twice its
+/// size; and 256 MiB in a line: a model of hundreds of ports may stand in one.
 TextLimits text_limits();
 
 /// The bytes of the file. Throws IoError when it cannot be opened or read, or exceeds `text_limits`.
@@ -43,9 +43,9 @@ void remove_unfinished_files() noexcept;
 /// A file that takes the place of another one when it is finished: it is made beside the target, filled here
 /// or under its own name by another program, and renamed. It goes when it is not committed.
 ///
-/// A link stays a link to the file that is replaced, and the permissions stay. What is no regular file, such
-/// as a device, is refused, and so is a file without the permission to write it. All functions throw IoError
-/// with the name of the target.
+/// A link stays a link to the file that is replaced, and the permissions stay, and the owner where that is
+/// allowed. What is no regular file, such as a device, is refused, and so is a file without the permission to
+/// write it. All functions throw IoError with the name of the target.
 class ReplacementFile {
  public:
   /// Makes the file, empty.
@@ -67,8 +67,8 @@ class ReplacementFile {
 
   /// Where a target's new file goes.
   struct Place {
-    std::filesystem::path file;         ///< to which links lead
-    std::optional<mode_t> permissions;  ///< of the old one
+    std::filesystem::path file;      ///< to which links lead
+    std::optional<struct stat> old;  ///< of the file that is replaced
   };
   /// Throws where the constructor would, as far as that can be told without making a file.
   static Place place_of(const std::string& target);

@@ -660,6 +660,8 @@ TEST(Passivity, a_shallow_violation_of_poles_over_eighteen_decades_is_found) {
   model.constants = {0.004504358519217216, -0.008494397918024456, -0.008494397918024456, 0.01604240915771374};
   model.proportionals.assign(4, 0.0);
   model.network = NetworkMatrix{'Y', {50.0, 50.0}, all_elements(2)};
+  model.origin = Origin{
+      .lowest = 0.0, .highest = 51757.83409401638, .samples = 5, .errors = std::vector<ResponseError>(4)};
   const Passivity found = passivity(model);
   EXPECT_FALSE(found.passive);
   ASSERT_EQ(found.violations.size(), 1U);

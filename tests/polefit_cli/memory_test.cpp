@@ -36,9 +36,10 @@ std::atomic<bool> for_good{false};
 std::atomic<bool> has_failed{false};
 
 bool fails() {
-  const long left = allocations_left.load();
+  long left = allocations_left;
+  while (left > 0 && !allocations_left.compare_exchange_weak(left, left - 1)) {
+  }
   if (left != 0) {
-    allocations_left -= left > 0 ? 1 : 0;
     return false;
   }
   has_failed = true;

@@ -21,6 +21,9 @@ class Signals : public testing_support::InOwnDirectory {
   static int signal_that_ends(const std::function<void()>& action) {
     const pid_t child = fork();
     if (child == 0) {
+      for (const int signal : {SIGHUP, SIGINT, SIGTERM}) {
+        static_cast<void>(std::signal(signal, SIG_DFL));  // whatever the tests were started under
+      }
       action();
       _exit(0);
     }

@@ -64,9 +64,9 @@ TEST(Utf8, control_characters_stand_below_the_blank_and_from_7f_to_9f) {
   }
 }
 
-TEST(Utf8, characters_that_turn_the_direction_of_text_or_end_its_lines_are_control_characters) {
-  for (const std::uint32_t code :
-       {0x61CU, 0x200EU, 0x200FU, 0x2028U, 0x2029U, 0x202AU, 0x202EU, 0x2066U, 0x2069U}) {
+TEST(Utf8, characters_that_turn_text_end_its_lines_or_are_unseen_are_control_characters) {
+  for (const std::uint32_t code : {0x61CU, 0x200EU, 0x200FU, 0x2028U, 0x2029U, 0x202AU, 0x202EU, 0x2066U,
+                                   0x2069U, 0x200BU, 0x2060U, 0xFEFFU, 0xE0041U}) {
     EXPECT_TRUE(is_control(code)) << code;
   }
   for (const std::uint32_t code : {0x61BU, 0x200DU, 0x2010U, 0x2027U, 0x202FU, 0x2065U, 0x206AU, 0x3A9U}) {

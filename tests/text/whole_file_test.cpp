@@ -319,6 +319,38 @@ TEST_F(WholeFile, a_target_that_has_no_place_is_told_beforehand) {
   EXPECT_EQ(names(), Names{"data"});
 }
 
+TEST_F(WholeFile, a_file_of_somebody_else_stays_his_and_does_not_run_as_he) {
+  if (geteuid() != 0) {
+    GTEST_SKIP() << "only root gives files away";
+  }
+  constexpr uid_t somebody = 65534;
+  write("data", "old");
+  ASSERT_EQ(chown("data", somebody, somebody), 0);
+  ASSERT_EQ(chmod("data", 04750), 0);
+  replace_whole_file("data", "new");
+  struct stat status = {};
+  ASSERT_EQ(stat("data", &status), 0);
+  EXPECT_EQ(status.st_uid, somebody);
+  EXPECT_EQ(status.st_gid, somebody);
+  EXPECT_EQ(permissions("data"), 0750U);
+}
+
+TEST_F(WholeFile, the_file_of_somebody_else_in_a_folder_where_each_removes_his_own_is_told_beforehand) {
+  if (geteuid() != 0) {
+    GTEST_SKIP() << "only root becomes somebody else";
+  }
+  std::filesystem::create_directory("shared");
+  ASSERT_EQ(chmod("shared", 01777), 0);
+  write("shared/data", "old");
+  ASSERT_EQ(chmod("shared/data", 0666), 0);
+  // The folders above are for their owner alone.
+  ASSERT_EQ(chdir("shared"), 0);
+  ASSERT_EQ(seteuid(65534), 0);
+  const IoErrorDetails details = io_error_of([] { check_target("data"); });
+  ASSERT_EQ(seteuid(0), 0);
+  expect_system_error(details, "data", EPERM, "a file that may be replaced");
+}
+
 TEST_F(WholeFile, an_unfinished_file_is_removed_when_the_process_is_to_end) {
   write("data", "old");
   ReplacementFile first("data");

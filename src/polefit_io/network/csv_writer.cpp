@@ -49,7 +49,7 @@ void check_names(const polefit::Network& network, const std::vector<std::string>
     names.push_back(text::without_blanks(name));
     if (names.back().empty() || name.size() > longest_name) {
       fail(network, "the name " + text::excerpt(name) + " of a response",
-           "names of 1 to " + std::to_string(longest_name) + " bytes");
+           "names of 1 to " + std::to_string(longest_name) + " bytes that are not blank");
     }
   }
   std::sort(names.begin(), names.end());
