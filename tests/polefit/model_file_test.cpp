@@ -736,6 +736,14 @@ TEST_F(ModelFile, a_file_that_cannot_be_read_is_an_error) {
             "the name of a file: found a zero byte, expected a name that the system takes whole");
 }
 
+TEST_F(ModelFile, a_name_of_a_thousand_bytes_is_the_longest) {
+  Model model = example_model();
+  model.names[1] = std::string(1000, 'x');
+  EXPECT_EQ(model_from_json(to_json(model)).names[1], model.names[1]);
+  model.names[1] += 'x';
+  EXPECT_EQ(refusal([&] { to_json(model); }), "responses[1].name has 1001 bytes, expected at most 1000");
+}
+
 TEST_F(ModelFile, what_is_wrong_with_a_file_is_said_with_its_name) {
   const std::string file = write("m.json", example_with("[-7e7,0.0],", ""));
   EXPECT_EQ(refusal([&] { load(file); }), file + ": responses[1].residues has 2 elements, expected 3");

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cmath>
 #include <complex>
-#include <iostream>
 #include <limits>
 #include <string>
 #include <tuple>
@@ -147,7 +146,9 @@ TEST(OrderSearch, has_met_its_target_where_the_error_of_the_model_that_it_return
     samples.weights.assign(201, 1.0);
     const bool noisy = seed % 2 == 0;
     for (std::size_t k = 0; k < samples.values.size(); ++k) {
-      samples.values[k] += (noisy && k % 201 < 10 ? 1e-2 : 1e-6) * Complex(numbers(), numbers());
+      const double imaginary = numbers();
+      const double real = numbers();
+      samples.values[k] += (noisy && k % 201 < 10 ? 1e-2 : 1e-6) * Complex(real, imaginary);
     }
     for (std::size_t k = 0; k < 201; ++k) {
       samples.weights[k] = noisy ? (k < 10 ? 100.0 : 1.0) : (k < 100 ? 1.0 : 1e-3);
@@ -171,7 +172,6 @@ TEST(OrderSearch, has_met_its_target_where_the_error_of_the_model_that_it_return
       ++missed;
     }
   }
-  std::cout << met << " met, " << missed << " with the weights only\n";
   EXPECT_GE(met, 5);
   EXPECT_GE(missed, 1);
 }

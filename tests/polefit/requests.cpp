@@ -21,5 +21,11 @@ std::size_t all_requests = 0;
   }
   throw std::bad_alloc();
 }
+// Sorting asks for room that it can do without.
+[[gnu::noinline]] void* operator new(std::size_t size, const std::nothrow_t& /*unused*/) noexcept {
+  testing_support::largest_request = std::max(testing_support::largest_request, size);
+  testing_support::all_requests += size;
+  return std::malloc(std::max<std::size_t>(size, 1));
+}
 [[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
 [[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }

@@ -303,6 +303,18 @@ TEST(FitReport, a_model_of_given_order_that_does_not_follow_the_data_has_not_con
   }
 }
 
+TEST(FitReport, a_value_that_was_to_be_exact_and_is_not_is_told_by_text_and_status) {
+  FitOutcome outcome = outcome_of(2);
+  outcome.off_at_zero = 1e-9;
+  EXPECT_TRUE(converged(outcome));
+  EXPECT_EQ(fit_report(network_of(2), outcome).find("not exact"), std::string::npos);
+  for (const double off : {2e-6, std::numeric_limits<double>::infinity()}) {
+    outcome.off_at_zero = off;
+    EXPECT_FALSE(converged(outcome));
+    EXPECT_NE(fit_report(network_of(2), outcome).find("  0 Hz        not exact: "), std::string::npos);
+  }
+}
+
 TEST(FitReport, a_target_that_is_named_decides_for_a_given_order) {
   FitOutcome outcome = outcome_of(2);
   outcome.fit.report.relative_error = 0.02;

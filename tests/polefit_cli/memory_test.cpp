@@ -72,6 +72,13 @@ void* operator new(std::size_t size) { return allocated(size); }
 void* operator new[](std::size_t size) { return allocated(size); }
 void* operator new(std::size_t size, std::align_val_t alignment) { return allocated(size, alignment); }
 void* operator new[](std::size_t size, std::align_val_t alignment) { return allocated(size, alignment); }
+// Sorting asks for room that it can do without.
+void* operator new(std::size_t size, const std::nothrow_t& /*unused*/) noexcept {
+  return fails() ? nullptr : std::malloc(std::max<std::size_t>(1, size));
+}
+void* operator new[](std::size_t size, const std::nothrow_t& /*unused*/) noexcept {
+  return fails() ? nullptr : std::malloc(std::max<std::size_t>(1, size));
+}
 void operator delete(void* memory) noexcept { std::free(memory); }
 void operator delete[](void* memory) noexcept { std::free(memory); }
 void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }

@@ -36,6 +36,9 @@ inline std::string residue_text(std::size_t r, std::size_t i) {
   return response_text(r) + ".residues[" + std::to_string(i) + "]";
 }
 
+/// Bytes of a response's name; a longer one would be no name, and no table could show it.
+inline constexpr std::size_t longest_response_name = 1000;
+
 inline constexpr std::string_view network_parameters = "SYZ";
 inline constexpr const char* no_network_parameter = "network.parameter is none of S, Y and Z";
 
@@ -155,6 +158,17 @@ inline std::optional<std::string> origin_fault(const Origin& origin) {
       if (!possible(value)) {
         return fault(response_text(r) + ".error." + name);
       }
+    }
+  }
+  return std::nullopt;
+}
+
+/// A name that is longer than tables can show.
+inline std::optional<std::string> long_name_fault(const Model& model) {
+  for (std::size_t r = 0; r < model.names.size(); ++r) {
+    if (model.names[r].size() > longest_response_name) {
+      return response_text(r) + ".name has " + std::to_string(model.names[r].size()) +
+             " bytes, expected at most " + std::to_string(longest_response_name);
     }
   }
   return std::nullopt;

@@ -38,7 +38,8 @@ constexpr std::size_t deepest_level = 64;
 
 /// What a file has to hold: numbers, and as many as belong together.
 void check_for_file(const Model& model) {
-  for (const auto fault : {shape_fault, name_fault, number_fault, pair_fault, certificate_fault}) {
+  for (const auto fault :
+       {shape_fault, long_name_fault, name_fault, number_fault, pair_fault, certificate_fault}) {
     refuse(ErrorKind::bad_model_file, fault(model));
   }
 }

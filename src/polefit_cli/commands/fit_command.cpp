@@ -2,10 +2,13 @@
 
 #include <algorithm>
 #include <chrono>
+#include <complex>
+#include <cstddef>
 #include <cstdio>
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "polefit/error.hpp"
 #include "polefit/model_file.hpp"
@@ -115,6 +118,24 @@ FitOutcome fitted(const FitCommand& command, const polefit::Network& network, po
   return outcome;
 }
 
+/// How far a model is from the values at 0 Hz that it was to take, of the response where it is farthest, as a
+/// part of the largest value there.
+double off_at_zero(const polefit::Model& model, const polefit::Network& network, std::size_t sample) {
+  const std::vector<double> zero{0.0};
+  const std::vector<std::complex<double>> values = polefit::evaluate(model, zero);
+  const std::size_t samples = network.frequencies.size();
+  double farthest = 0.0;
+  for (std::size_t r = 0; r < values.size(); ++r) {
+    const auto data = network.values.begin() + static_cast<std::ptrdiff_t>(r * samples);
+    double largest = 0.0;
+    std::for_each_n(data, samples,
+                    [&](std::complex<double> value) { largest = std::max(largest, std::abs(value)); });
+    const double off = std::abs(values[r] - data[static_cast<std::ptrdiff_t>(sample)]);
+    farthest = std::max(farthest, off > 0.0 ? off / largest : 0.0);
+  }
+  return farthest;
+}
+
 }  // namespace
 
 ExitStatus run(const FitCommand& command) {
@@ -135,6 +156,9 @@ ExitStatus run(const FitCommand& command) {
     return !interruption.wanted();
   };
   FitOutcome outcome = fitted(command, network, options);
+  if (options.exact_sample) {
+    outcome.off_at_zero = off_at_zero(outcome.fit.model, network, *options.exact_sample);
+  }
   outcome.passivity = outcome.enforcement ? outcome.enforcement->passivity : passivity_of(outcome.fit.model);
   if (outcome.passivity) {
     outcome.fit.model.passivity = polefit::certified(*outcome.passivity);

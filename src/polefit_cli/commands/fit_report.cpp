@@ -26,6 +26,8 @@ constexpr double most_percents = 1.0;
 /// An error of a model that has nothing of the data left, and its growth where it is passivity that took it.
 constexpr double no_likeness = 0.3;
 constexpr double ruin = 10.0;
+/// Of what is taken exactly at 0 Hz, as a part of the largest value.
+constexpr double rounding_at_zero = 1e-9;
 /// An error that has grown by more sends a search to other orders.
 constexpr double worth_another_order = 1.05;
 
@@ -133,6 +135,8 @@ std::string given_order_text(const FitOutcome& outcome) {
                    "; more poles or a search (--error) may do better";
 }
 
+bool is_exact(const FitOutcome& outcome) { return outcome.off_at_zero <= rounding_at_zero; }
+
 bool is_passive(const FitOutcome& outcome) { return outcome.passivity && outcome.passivity->passive; }
 
 /// Whether the order is another one than that of the first fit, but for room poles.
@@ -198,7 +202,7 @@ bool lost_the_data(const FitOutcome& outcome) {
 }
 
 bool converged(const FitOutcome& outcome) {
-  if ((outcome.to_be_passive && !is_passive(outcome)) || lost_the_data(outcome)) {
+  if ((outcome.to_be_passive && !is_passive(outcome)) || lost_the_data(outcome) || !is_exact(outcome)) {
     return false;
   }
   if (outcome.search_succeeded) {
@@ -236,6 +240,10 @@ std::string fit_report(const polefit::Network& network, const FitOutcome& outcom
   }
   if (const std::string told = given_order_text(outcome); !told.empty()) {
     add("fit", told);
+  }
+  if (!is_exact(outcome)) {
+    add("0 Hz", "not exact: terms of the model that cancel leave " + short_number(outcome.off_at_zero, 2) +
+                    " of the largest value; fewer poles may do better");
   }
   if (network.matrix && network.matrix->parameter == 'S' && report.gain > largest_gain) {
     add("gain", "up to " + short_number(report.gain, 2) + " times the largest value of the data");

@@ -24,8 +24,10 @@ struct FitOutcome {
   bool to_be_passive = false;                             ///< whether it was to be made passive
   std::optional<polefit::EnforcementReport> enforcement;  ///< what that took
   polefit::FirstFit first;                                ///< what there was before, where that was done
-  std::string not_corrected;                              ///< why it was not done, where it was tried
-  std::optional<polefit::SampledPassivity> active;        ///< the data, where they are not passive
+  /// What the values at 0 Hz that were to be exact are off by, as a part of the largest of their response.
+  double off_at_zero = 0.0;
+  std::string not_corrected;                        ///< why it was not done, where it was tried
+  std::optional<polefit::SampledPassivity> active;  ///< the data, where they are not passive
   double seconds = 0.0;
 };
 

@@ -7,12 +7,12 @@
 #include <string_view>
 #include <vector>
 
+#include "polefit/model/model_faults.hpp"
 #include "polefit_io/network/header_cell.hpp"
 
 namespace polefit_io {
 
-/// Bytes of a response's name; a longer one would be no name, and no table could show it.
-inline constexpr std::size_t longest_name = 1000;
+inline constexpr std::size_t longest_name = polefit::longest_response_name;
 
 /// A line of the file, for messages.
 struct TablePlace {
