@@ -76,6 +76,18 @@ struct Search {
   std::vector<Step> steps;                ///< orders in the order in which they were tried
 };
 
+/// The error of a fit in the measure of a target.
+inline double measured(const Report& report, Measure measure) {
+  switch (measure) {
+    case Measure::relative_rms:
+      return report.relative_error;
+    case Measure::worst_response:
+      return report.worst_relative_error;
+    default:
+      return report.largest_error;
+  }
+}
+
 /// Whether a search did what was asked: the target is met; or as far as the noise allows, of data that are
 /// not mostly noise in all responses; or an end that is the data's (noise, not_causal, no_gain) left a
 /// relative error of at most 1e-2, which is common practice.

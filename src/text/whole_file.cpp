@@ -38,25 +38,17 @@ constexpr const char* replaceable = "a file that may be replaced";
 constexpr const char* writable = "what can be written to";
 constexpr const char* usable_folder = "a folder in which a file can be made";
 
-/// What a name stands for as a target.
-enum class TargetKind {
-  free_or_regular,  ///< a name for a whole new file
-  stream,           ///< a device without blocks, a pipe: written to as it is
-};
-
-TargetKind kind_of(const std::string& target) {
+/// Whether the target is a device without blocks or a pipe, which is written to as it is; refuses what is
+/// neither that nor a regular file. Why a file cannot be found shows when one is made.
+bool is_stream(const std::string& target) {
   struct stat status = {};
-  if (::stat(target.c_str(), &status) != 0) {
-    // Another error than that there is none shows when the file is made.
-    return TargetKind::free_or_regular;
-  }
-  if (S_ISREG(status.st_mode)) {
-    return TargetKind::free_or_regular;
+  if (::stat(target.c_str(), &status) != 0 || S_ISREG(status.st_mode)) {
+    return false;
   }
   if (!S_ISCHR(status.st_mode) && !S_ISFIFO(status.st_mode)) {
     refuse_target(target, "what is no regular file");
   }
-  return TargetKind::stream;
+  return true;
 }
 
 void check_access(const std::filesystem::path& path, int kind, const std::string& target,
@@ -259,7 +251,7 @@ void check_target(const std::string& name) {
     }
     return;
   }
-  if (kind_of(name) == TargetKind::stream) {
+  if (is_stream(name)) {
     check_access(name, W_OK, name, writable);
     return;
   }
@@ -272,7 +264,7 @@ void replace_whole_file(const std::string& name, std::string_view content) {
     write_all(*own, content, name);
     return;
   }
-  if (kind_of(name) == TargetKind::stream) {
+  if (is_stream(name)) {
     const int descriptor = ::open(name.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY);
     if (descriptor < 0) {
       throw system_io_error(name, errno, writable);

@@ -43,9 +43,9 @@ void remove_unfinished_files() noexcept;
 /// A file that takes the place of another one when it is finished: it is made beside the target, filled here
 /// or under its own name by another program, and renamed. It goes when it is not committed.
 ///
-/// A link stays a link to the file that is replaced, and the permissions stay, and the owner where that is
-/// allowed. What is no regular file, such as a device, is refused, and so is a file without the permission to
-/// write it. All functions throw IoError with the name of the target.
+/// A link stays a link to the file that is replaced. The owner stays where that is allowed, and so do the
+/// permissions but for those to run as the owner. What is no regular file, such as a device, is refused, and
+/// so is a file without the permission to write it. All functions throw IoError with the name of the target.
 class ReplacementFile {
  public:
   /// Makes the file, empty.

@@ -15,24 +15,19 @@ namespace {
 
 using s_solver::fuzz::Bytes;
 using s_solver::fuzz::check;
+using s_solver::fuzz::number;
+using s_solver::fuzz::pair_of_numbers;
 
-/// A number of any size, or one of a few plain ones, of which models are made that are nearly passive.
-double number(Bytes& bytes, bool any) {
-  return any ? bytes.take<double>() : static_cast<double>(bytes.take<std::int8_t>()) / 64.0;
-}
-
-std::complex<double> pair_of_numbers(Bytes& bytes, bool any) {
-  const double real = number(bytes, any);
-  return {real, number(bytes, any)};
-}
+/// Of plain numbers.
+constexpr double parts = 64.0;
 
 polefit::Model decoded(Bytes& bytes, int kind, std::size_t ports) {
   const bool any = (kind & 1) != 0;
   polefit::Model model;
   const int groups = bytes.take_up_to(2);
   for (int i = 0; i < groups; ++i) {
-    const double damping = std::abs(number(bytes, any)) * ((kind & 2) != 0 ? 1e-6 : 1.0);
-    const double imaginary = std::abs(number(bytes, any));
+    const double damping = std::abs(number(bytes, any, parts)) * ((kind & 2) != 0 ? 1e-6 : 1.0);
+    const double imaginary = std::abs(number(bytes, any, parts));
     model.poles.emplace_back(damping == 0.0 ? -0.01 : -damping, imaginary);
     if (imaginary != 0.0) {
       model.poles.push_back(std::conj(model.poles.back()));
@@ -46,11 +41,11 @@ polefit::Model decoded(Bytes& bytes, int kind, std::size_t ports) {
       }
       // In units of the damping, so that resonances are about 1.
       const double unit = any ? 1.0 : std::abs(pole.real());
-      const std::complex<double> residue = unit * pair_of_numbers(bytes, any);
+      const std::complex<double> residue = unit * pair_of_numbers(bytes, any, parts);
       model.residues.push_back(pole.imag() == 0.0 ? residue.real() : residue);
     }
-    model.constants.push_back(number(bytes, any));
-    model.proportionals.push_back((kind & 4) != 0 ? number(bytes, any) : 0.0);
+    model.constants.push_back(number(bytes, any, parts));
+    model.proportionals.push_back((kind & 4) != 0 ? number(bytes, any, parts) : 0.0);
   }
   const char parameter = (kind & 8) == 0 ? 'S' : (kind & 16) == 0 ? 'Y' : 'Z';
   model.network =
@@ -76,7 +71,8 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const auto samples = static_cast<std::size_t>(8 + bytes.take_up_to(12));
   std::vector<double> frequencies;
   for (std::size_t k = 0; k < samples; ++k) {
-    frequencies.push_back((kind & 64) != 0 ? std::abs(number(bytes, any)) : 0.05 * static_cast<double>(k));
+    frequencies.push_back((kind & 64) != 0 ? std::abs(number(bytes, any, parts))
+                                           : 0.05 * static_cast<double>(k));
   }
   std::vector<std::complex<double>> values;
   if ((kind & 128) != 0) {  // those of the model, as a fit has them
@@ -87,12 +83,12 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     }
   }
   while (values.size() < samples * ports * ports) {
-    values.push_back(pair_of_numbers(bytes, any));
+    values.push_back(pair_of_numbers(bytes, any, parts));
   }
   std::vector<double> weights;
   const int weighted = (more >> 1) & 3;
   for (std::size_t k = 0; weighted > 1 && k < (weighted == 2 ? samples : values.size()); ++k) {
-    weights.push_back(std::abs(number(bytes, any)));
+    weights.push_back(std::abs(number(bytes, any, parts)));
   }
   const polefit::NetworkData network{.frequencies = frequencies,
                                      .responses = polefit::Responses::by_response(values, ports * ports),

@@ -257,7 +257,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     check(ports > 0, "a circuit has ports");
     const s_solver::fuzz::Netlist circuit(*netlist, "model_1", ports);
     if (!any) {
-      check_circuit(circuit, model, std::abs(s_solver::fuzz::number(bytes, false)) + 0.01);
+      check_circuit(circuit, model, std::abs(s_solver::fuzz::finite_number(bytes, false)) + 0.01);
     }
   }
   check(netlist.has_value() || ports == 0 || any, "a matrix of plain numbers has a circuit");

@@ -5,6 +5,7 @@
 
 #include <bit>
 #include <cmath>
+#include <complex>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -61,6 +62,18 @@ class Bytes {
   const std::uint8_t* data_;
   std::size_t size_;
 };
+
+/// A double of any bits, or one of a few plain ones, whole multiples of 1 / parts, of which data and models
+/// are made that mean something.
+inline double number(Bytes& bytes, bool any, double parts) {
+  return any ? bytes.take<double>() : static_cast<double>(bytes.take<std::int8_t>()) / parts;
+}
+
+/// Real and imaginary part likewise.
+inline std::complex<double> pair_of_numbers(Bytes& bytes, bool any, double parts) {
+  const double real = number(bytes, any, parts);
+  return {real, number(bytes, any, parts)};
+}
 
 /// The directory of this process for files of an execution, made at the first call and the current one
 /// from then on: "..\tmp_S_Par" lies beside it. Standard output goes nowhere from then on, too.

@@ -20,12 +20,9 @@ struct ModelKind {
   bool proportional = true;  ///< whether there may be terms proportional to s
 };
 
-inline double number(Bytes& bytes, bool any) {
-  return any ? bytes.take<double>() : static_cast<double>(bytes.take<std::int8_t>()) / 16.0;
-}
-
 inline double finite_number(Bytes& bytes, bool any) {
-  const double value = number(bytes, any);
+  constexpr double parts = 16.0;
+  const double value = number(bytes, any, parts);
   return std::isfinite(value) ? value : 1.0;
 }
 

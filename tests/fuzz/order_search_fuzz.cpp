@@ -13,11 +13,10 @@ namespace {
 
 using s_solver::fuzz::Bytes;
 using s_solver::fuzz::check;
+using s_solver::fuzz::number;
 
-/// A double of any bits, or one of a few plain ones, of which data are made that mean something.
-double number(Bytes& bytes, bool any) {
-  return any ? bytes.take<double>() : static_cast<double>(bytes.take<std::int8_t>()) / 16.0;
-}
+/// Of plain numbers.
+constexpr double parts = 16.0;
 
 struct Request {
   explicit Request(Bytes& bytes) {
@@ -26,11 +25,11 @@ struct Request {
     const auto responses = static_cast<std::size_t>(1 + bytes.take_up_to(1));
     const auto samples = static_cast<std::size_t>(1 + bytes.take_up_to(15));
     for (std::size_t k = 0; k < samples; ++k) {
-      frequencies.push_back((kind & 2) != 0 ? std::abs(number(bytes, any)) : static_cast<double>(k));
+      frequencies.push_back((kind & 2) != 0 ? std::abs(number(bytes, any, parts)) : static_cast<double>(k));
     }
     const int weighted = (kind >> 2) & 3;
     for (std::size_t k = 0; weighted > 1 && k < (weighted == 2 ? samples : responses * samples); ++k) {
-      weights.push_back(std::abs(number(bytes, any)));
+      weights.push_back(std::abs(number(bytes, any, parts)));
     }
     options.constant = (kind & 16) == 0;
     options.proportional = (kind & 32) != 0;
@@ -41,8 +40,8 @@ struct Request {
     target.error = std::pow(10.0, -bytes.take_up_to(14));
     target.measure = static_cast<polefit::Measure>(bytes.take_up_to(2));
     for (std::size_t i = 0; i < responses * samples; ++i) {
-      const double re = number(bytes, any);
-      values.emplace_back(re, number(bytes, any));
+      const double re = number(bytes, any, parts);
+      values.emplace_back(re, number(bytes, any, parts));
     }
     data = {frequencies, polefit::Responses::by_response(values, responses), {}, weights};
   }

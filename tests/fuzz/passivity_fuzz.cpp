@@ -17,11 +17,10 @@ namespace {
 
 using s_solver::fuzz::Bytes;
 using s_solver::fuzz::check;
+using s_solver::fuzz::number;
 
-/// A number of any size, or one of a few plain ones, of which models are made that are nearly passive.
-double number(Bytes& bytes, bool any) {
-  return any ? bytes.take<double>() : static_cast<double>(bytes.take<std::int8_t>()) / 128.0;
-}
+/// Of plain numbers.
+constexpr double parts = 128.0;
 
 /// What goes below 0 as the real part of a pole.
 double below_zero(double value) { return value == 0.0 ? -0.01 : -std::abs(value); }
@@ -34,8 +33,8 @@ polefit::Model decoded(Bytes& bytes) {
   const int groups = bytes.take_up_to(3);
   polefit::Model model;
   for (int i = 0; i < groups; ++i) {
-    const double real = below_zero(number(bytes, any)) * (sharp ? 1e-6 : 1.0);
-    const double imaginary = std::abs(number(bytes, any));
+    const double real = below_zero(number(bytes, any, parts)) * (sharp ? 1e-6 : 1.0);
+    const double imaginary = std::abs(number(bytes, any, parts));
     model.poles.emplace_back(real, imaginary);
     if (imaginary != 0.0) {
       model.poles.emplace_back(real, -imaginary);
@@ -49,11 +48,11 @@ polefit::Model decoded(Bytes& bytes) {
       }
       // In units of the damping, so that resonances are about 1.
       const double unit = any ? 1.0 : std::abs(pole.real());
-      const double real = unit * number(bytes, any);
-      model.residues.emplace_back(real, pole.imag() == 0.0 ? 0.0 : unit * number(bytes, any));
+      const double real = unit * number(bytes, any, parts);
+      model.residues.emplace_back(real, pole.imag() == 0.0 ? 0.0 : unit * number(bytes, any, parts));
     }
-    model.constants.push_back(number(bytes, any));
-    model.proportionals.push_back((kind & 4) != 0 ? number(bytes, any) : 0.0);
+    model.constants.push_back(number(bytes, any, parts));
+    model.proportionals.push_back((kind & 4) != 0 ? number(bytes, any, parts) : 0.0);
   }
   const char parameter = (kind & 8) == 0 ? 'S' : (kind & 16) == 0 ? 'Y' : 'Z';
   model.network =

@@ -17,16 +17,11 @@ using polefit::fit_cases::FitCase;
 using polefit::fit_cases::Request;
 using s_solver::fuzz::Bytes;
 using s_solver::fuzz::check;
+using s_solver::fuzz::number;
+using s_solver::fuzz::pair_of_numbers;
 
-/// A double of any bits, or one of a few plain ones, of which data are made that mean something.
-double number(Bytes& bytes, bool any) {
-  return any ? bytes.take<double>() : static_cast<double>(bytes.take<std::int8_t>()) / 64.0;
-}
-
-std::complex<double> pair_of_numbers(Bytes& bytes, bool any) {
-  const double real = number(bytes, any);
-  return {real, number(bytes, any)};
-}
+/// Of plain numbers.
+constexpr double parts = 64.0;
 
 void decode_options(Bytes& bytes, bool any, polefit::Options& options) {
   const int choices = bytes.take<std::uint8_t>();
@@ -37,7 +32,7 @@ void decode_options(Bytes& bytes, bool any, polefit::Options& options) {
   options.polish = (choices & 16) == 0;
   options.placement = static_cast<polefit::Placement>(bytes.take_up_to(2));
   options.iterations = bytes.take_up_to(8);
-  options.pole_tolerance = (choices & 32) != 0 ? std::abs(number(bytes, any)) : 1e-8;
+  options.pole_tolerance = (choices & 32) != 0 ? std::abs(number(bytes, any, parts)) : 1e-8;
   if ((choices & 64) != 0) {
     options.exact_sample = bytes.take_up_to(12);
   }
@@ -45,7 +40,7 @@ void decode_options(Bytes& bytes, bool any, polefit::Options& options) {
   options.real_poles = static_cast<std::size_t>(bytes.take_up_to(3));
   const int given = (choices & 128) != 0 ? bytes.take_up_to(4) : 0;
   for (int i = 0; i < given; ++i) {
-    const std::complex<double> pole = pair_of_numbers(bytes, any);
+    const std::complex<double> pole = pair_of_numbers(bytes, any, parts);
     options.starting_poles.push_back(pole);
     if (pole.imag() != 0.0) {
       options.starting_poles.push_back(std::conj(pole));
@@ -69,15 +64,16 @@ FitCase decoded(Bytes& bytes) {
   const auto samples = static_cast<std::size_t>(1 + bytes.take_up_to(11));
   const int weighted = bytes.take_up_to(6);
   for (std::size_t k = 0; k < samples; ++k) {
-    asked.frequencies.push_back((kind & 16) != 0 ? std::abs(number(bytes, any)) : static_cast<double>(k));
+    asked.frequencies.push_back((kind & 16) != 0 ? std::abs(number(bytes, any, parts))
+                                                 : static_cast<double>(k));
   }
   for (std::size_t i = 0; i < asked.responses * samples; ++i) {
     const bool opposite = (kind & 32) != 0 && i / samples == 2;  // S21 of a reciprocal network
-    asked.values.push_back(opposite ? asked.values[i - samples] : pair_of_numbers(bytes, any));
+    asked.values.push_back(opposite ? asked.values[i - samples] : pair_of_numbers(bytes, any, parts));
   }
   if (weighted == 5 || weighted == 6) {
     for (std::size_t i = 0; i < (weighted == 5 ? samples : asked.values.size()); ++i) {
-      asked.weights.push_back(std::abs(number(bytes, any)));
+      asked.weights.push_back(std::abs(number(bytes, any, parts)));
     }
   } else if (weighted > 0) {
     asked.weights =

@@ -194,7 +194,7 @@ class Judge {
            error.kind() == ErrorKind::zero_data || error.kind() == ErrorKind::bad_frequency ||
            error.kind() == ErrorKind::bad_sample || error.kind() == ErrorKind::bad_weight);
       expect(std::find(due.begin(), due.end(), error.kind()) != due.end() || out_of_range ||
-                 may_lack_passive_zero(error),
+                 may_lack_passive_zero(error) || may_be_inexact(error),
              std::string(due.empty() ? "nothing is refused: " : "the refusal is one that is due: ") +
                  error.what());
     } catch (const std::exception& error) {
@@ -255,7 +255,47 @@ class Judge {
     if (is_passive_request() && !options.stable) {
       due.push_back(ErrorKind::bad_option);
     }
+    if (!zero && cannot_be_exact(2.0L)) {
+      due.push_back(ErrorKind::bad_option);
+    }
     return due;
+  }
+
+  /// Whether the value to be kept is one at 0 Hz that no real rational function has: it is complex, or there
+  /// are others, by more than that share of what counts as rounding.
+  bool cannot_be_exact(Real share) const {
+    const std::vector<double>& frequencies = asked_.frequencies;
+    const std::size_t samples = frequencies.size();
+    const std::size_t exact = asked_.options.exact_sample.value_or(samples);
+    if (exact >= samples || frequencies[exact] != 0.0) {
+      return false;
+    }
+    for (std::size_t r = 0; r < asked_.responses; ++r) {
+      const auto value = [&](std::size_t k) {
+        const Complex f = asked_.values[r * samples + k];
+        return Wide(f.real(), f.imag());
+      };
+      Real largest = 0.0L;
+      for (std::size_t k = 0; k < samples; ++k) {
+        largest = std::max(largest, std::abs(value(k)));
+      }
+      const Real rounding = share * std::max(1e-6L * std::abs(value(exact)), 1e-9L * largest);
+      for (std::size_t k = 0; k < samples; ++k) {
+        if (frequencies[k] == 0.0 &&
+            std::max(std::abs(value(k) - value(exact)), std::abs(value(exact).imag())) > rounding) {
+          return true;
+        }
+      }
+    }
+    return false;
+  }
+
+  /// Whether what is refused may be a value that is to be exact, and of which that shows in a fit only: it
+  /// may turn out to have no poles, and what counts as rounding is rounded.
+  bool may_be_inexact(const Error& error) const {
+    const bool no_term = !asked_.options.constant;
+    return error.kind() == ErrorKind::bad_option && asked_.options.exact_sample &&
+           (no_term || cannot_be_exact(0.5L));
   }
 
   /// Whether what is refused is a value at 0 Hz that is to be kept and is not passive.

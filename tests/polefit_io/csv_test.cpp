@@ -417,9 +417,9 @@ TEST(Csv, a_matrix_is_read_back_as_a_matrix) {
 
 TEST(Csv, what_a_terminal_would_obey_in_a_name_is_replaced_and_the_table_read_back) {
   Network network = network_of("frequency,a re,a im,b re,b im\n1,2,3,4,5\n");
-  network.names = {"a\033[31m\n",
-                   "\xE2\x80\xAE"
-                   "b\xFC"};
+  // Not one literal, which would turn this line where it is shown.
+  const std::string turning = std::string("\xE2\x80") + '\xAE';
+  network.names = {"a\033[31m\n", turning + "b\xFC"};
   const std::string text = csv_of(network);
   EXPECT_EQ(network_of(text).names, (Names{"a?[31m?", "???b?"}));
   network.names = {"a\033", "a\007"};

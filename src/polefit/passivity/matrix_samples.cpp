@@ -5,7 +5,7 @@
 #include <cstddef>
 
 #include "numerics/angular_frequency.hpp"
-#include "polefit/model/root_mean_square.hpp"
+#include "numerics/root_mean_square.hpp"
 
 namespace polefit {
 namespace {
@@ -15,14 +15,15 @@ namespace {
 std::vector<double> inverse_sizes(const NetworkData& data) {
   std::vector<double> sizes;
   for (std::size_t r = 0; r < data.responses.responses; ++r) {
-    sizes.push_back(root_mean_square(data.responses.samples,
-                                     [&](std::size_t k) { return std::abs(data.responses(r, k)); }));
+    sizes.push_back(numerics::root_mean_square(
+        data.responses.samples, [&](std::size_t k) { return std::abs(data.responses(r, k)); }));
   }
   const double largest = *std::max_element(sizes.begin(), sizes.end());
+  const double otherwise = largest > numerics::least_size ? largest : 1.0;
   std::vector<double> weights;
   weights.reserve(sizes.size());
   for (const double size : sizes) {
-    weights.push_back(1.0 / (size > least_size ? size : largest > least_size ? largest : 1.0));
+    weights.push_back(1.0 / (size > numerics::least_size ? size : otherwise));
   }
   return weights;
 }
@@ -45,7 +46,7 @@ Factors factors_of(const NetworkData& data) {
   Factors factors;
   for (std::size_t r = 0; r < n; ++r) {
     const auto own = data.weights.subspan(r * m, m);
-    factors.responses.push_back(root_mean_square(m, [&](std::size_t k) { return own[k]; }));
+    factors.responses.push_back(numerics::root_mean_square(m, [&](std::size_t k) { return own[k]; }));
   }
   for (std::size_t k = 0; k < m; ++k) {
     double squares = 0.0;
@@ -61,7 +62,7 @@ Factors factors_of(const NetworkData& data) {
   }
   // A response that does not count at all still must not run away.
   const double largest = *std::max_element(factors.responses.begin(), factors.responses.end());
-  const double unit = unit_near(largest);
+  const double unit = numerics::unit_near(largest);
   for (double& factor : factors.responses) {
     factor = std::max(factor, 1e-6 * largest) / unit;
   }
@@ -80,7 +81,7 @@ MatrixSamples matrix_samples(const ScaledModel& model, const WholeMatrix& matrix
   const Factors factors = factors_of(data);
   MatrixSamples samples;
   const double unit =
-      root_mean_square(data.responses.samples, [&](std::size_t k) { return factors.samples[k]; });
+      numerics::root_mean_square(data.responses.samples, [&](std::size_t k) { return factors.samples[k]; });
   for (std::size_t k = 0; k < data.responses.samples; ++k) {
     samples.omega.push_back(numerics::two_pi * data.frequencies[k] / model.unit);
     samples.omega_weights.push_back(factors.samples[k] / (unit > 0.0 ? unit : 1.0));
@@ -102,8 +103,8 @@ MatrixSamples matrix_samples(const ScaledModel& model, const WholeMatrix& matrix
       }
     }
   }
-  const double size = root_mean_square(moduli.size(), [&](std::size_t i) { return moduli[i]; });
-  if (size > least_size && std::isfinite(size)) {
+  const double size = numerics::root_mean_square(moduli.size(), [&](std::size_t i) { return moduli[i]; });
+  if (size > numerics::least_size && std::isfinite(size)) {
     for (double& weight : samples.element_weights) {
       weight /= size;
     }

@@ -5,9 +5,9 @@
 #include <utility>
 #include <vector>
 
+#include "numerics/root_mean_square.hpp"
 #include "polefit/enforcement.hpp"
 #include "polefit/error.hpp"
-#include "polefit/model/root_mean_square.hpp"
 #include "polefit/passivity/extreme_value.hpp"
 #include "polefit/passivity/scaled_model.hpp"
 
@@ -29,9 +29,11 @@ ComplexMatrix value_of(const NetworkData& data, const WholeMatrix& matrix, std::
 
 /// Root mean square of the norm of the noise of all elements.
 double size_of_noise(const NetworkData& data, const std::vector<double>& noise) {
-  return std::sqrt(static_cast<double>(noise.size())) * root_mean_square(noise.size(), [&](std::size_t r) {
-           return noise[r] * root_mean_square(data.responses.samples,
-                                              [&](std::size_t k) { return std::abs(data.responses(r, k)); });
+  return std::sqrt(static_cast<double>(noise.size())) *
+         numerics::root_mean_square(noise.size(), [&](std::size_t r) {
+           return noise[r] * numerics::root_mean_square(data.responses.samples, [&](std::size_t k) {
+                    return std::abs(data.responses(r, k));
+                  });
          });
 }
 
@@ -48,7 +50,7 @@ ScaledValue scaled(ComplexMatrix value) {
       largest = std::max(largest, std::abs(element));
     }
   }
-  const double unit = unit_near(largest);
+  const double unit = numerics::unit_near(largest);
   for (auto* part : {&value.re.elements, &value.im.elements}) {
     for (double& element : *part) {
       element /= unit;
@@ -101,7 +103,7 @@ SampledPassivity sampled_passivity(const NetworkData& data, const NetworkMatrix&
       ++result.samples;
     }
   }
-  const double usual = root_mean_square(norms.size(), [&](std::size_t k) { return norms[k]; });
+  const double usual = numerics::root_mean_square(norms.size(), [&](std::size_t k) { return norms[k]; });
   result.tolerance = std::max(least, form.scattering || !(usual > 0.0) ? of_noise : of_noise / usual);
   result.passive = result.samples == 0;
   return result;

@@ -8,8 +8,8 @@
 #include <utility>
 
 #include "numerics/angular_frequency.hpp"
+#include "numerics/root_mean_square.hpp"
 #include "polefit/model/model_faults.hpp"
-#include "polefit/model/root_mean_square.hpp"
 #include "text/decimal.hpp"
 
 namespace polefit {
@@ -162,7 +162,7 @@ double scale_without_weights(const Problem& problem, std::size_t r, ResponseScal
 /// A power of two near the largest of the weights; 1 when all are 0.
 double unit_of_weights(std::span<const double> weights) {
   const double most = *std::max_element(weights.begin(), weights.end());
-  return most > 0.0 ? unit_near(most) : 1.0;
+  return most > 0.0 ? numerics::unit_near(most) : 1.0;
 }
 
 /// Weights in units of their own.
@@ -242,7 +242,7 @@ void scale_residuals(const NetworkData& data, ResponseScale scale, Problem& prob
     }
     const double most = *std::max_element(problem.response_scale.begin(), problem.response_scale.end());
     if (most > 0.0) {
-      const double unit = unit_near(most);
+      const double unit = numerics::unit_near(most);
       for (double& factor : problem.response_scale) {
         factor /= unit;
       }

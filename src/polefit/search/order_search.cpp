@@ -15,7 +15,6 @@
 #include "polefit/problem/problem.hpp"
 #include "polefit/search/ladder.hpp"
 #include "polefit/search/limit_on_order.hpp"
-#include "polefit/search/measured.hpp"
 #include "polefit/search/sentence.hpp"
 #include "polefit/search/within_noise.hpp"
 #include "text/decimal.hpp"

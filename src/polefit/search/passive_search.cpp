@@ -8,10 +8,9 @@
 #include <utility>
 #include <vector>
 
+#include "numerics/root_mean_square.hpp"
 #include "polefit/fitting/finish.hpp"
-#include "polefit/model/root_mean_square.hpp"
 #include "polefit/search/limit_on_order.hpp"
-#include "polefit/search/measured.hpp"
 #include "polefit/search/passive_choice.hpp"
 #include "polefit/search/within_noise.hpp"
 
@@ -110,8 +109,8 @@ class Searcher {
       const double noise = above_noise * std::min(search.findings.noise[r], error.relative);
       const double factor = noise > target_.error ? target_.error / noise : 1.0;
       const double size =
-          root_mean_square(samples, [&](std::size_t k) { return std::abs(data_.responses(r, k)); });
-      const bool counts = size > least_size;
+          numerics::root_mean_square(samples, [&](std::size_t k) { return std::abs(data_.responses(r, k)); });
+      const bool counts = size > numerics::least_size;
       squares += counts ? factor * factor : 0.0;
       present += counts ? 1.0 : 0.0;
       weights_.insert(weights_.end(), samples, counts ? factor / size : 0.0);

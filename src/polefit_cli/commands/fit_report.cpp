@@ -99,17 +99,6 @@ std::vector<std::size_t> worst_first(const std::vector<polefit::ResponseError>& 
   return order;
 }
 
-double error_of(const polefit::Report& report, polefit::Measure measure) {
-  switch (measure) {
-    case polefit::Measure::worst_response:
-      return report.worst_relative_error;
-    case polefit::Measure::largest_error:
-      return report.largest_error;
-    default:
-      return report.relative_error;
-  }
-}
-
 bool has_settled(polefit::StopReason reason) {
   return reason == polefit::StopReason::poles_settled || reason == polefit::StopReason::residual_settled;
 }
@@ -124,7 +113,7 @@ std::string given_order_text(const FitOutcome& outcome) {
     return {};
   }
   if (outcome.target) {
-    const double error = error_of(report, outcome.target->measure);
+    const double error = polefit::measured(report, outcome.target->measure);
     const std::string target = "target of " + short_number(outcome.target->error, 3);
     return error <= outcome.target->error ? target + " met"
                                           : target + " not met: the error is " + short_number(error, 2);
@@ -209,7 +198,7 @@ bool converged(const FitOutcome& outcome) {
     return *outcome.search_succeeded;
   }
   if (outcome.target) {
-    return error_of(outcome.fit.report, outcome.target->measure) <= outcome.target->error;
+    return polefit::measured(outcome.fit.report, outcome.target->measure) <= outcome.target->error;
   }
   return follows_the_data(outcome) && has_settled(outcome.fit.report.reason);
 }

@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <limits>
 
-namespace polefit {
+namespace numerics {
 
 /// Sizes below this count as 0 where something is divided by them: inverses would overflow, or products with
 /// these.
@@ -33,4 +33,4 @@ double root_mean_square(std::size_t count, const Value& value) {
   return unit * std::sqrt(squares / static_cast<double>(count));
 }
 
-}  // namespace polefit
+}  // namespace numerics
