@@ -34,6 +34,7 @@ struct EnforcementOptions {
   double error_wanted = 0.0;
   bool keep_value_at_zero = false;  ///< keeps the values at 0 Hz, to rounding
   std::size_t most_rounds = 20;     ///< of cutting planes, for each trial
+  double most_operations = 1e10;    ///< multiplications, roughly, after which no trial begins
 };
 
 /// What it took.
@@ -43,6 +44,7 @@ struct EnforcementReport {
   std::size_t room_pairs = 0;    ///< pairs of poles that were added
   std::size_t rounds = 0;        ///< of cutting planes, of all trials
   std::size_t moves = 0;         ///< of the poles, that made the error smaller
+  double operations = 0.0;       ///< multiplications, roughly, of all trials
   /// Root mean square of the weighted differences relative to that of the weighted data; without weights of
   /// all responses, each relative to its own root mean square.
   double error_before = 0.0;

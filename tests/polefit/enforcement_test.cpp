@@ -660,6 +660,20 @@ TEST(Enforcement, an_error_that_is_wanted_ends_it_sooner) {
   EXPECT_LT(plain, with_room);
 }
 
+TEST(Enforcement, no_trial_begins_when_its_operations_are_used_up) {
+  for (std::uint64_t seed = 0; seed < 6; ++seed) {
+    const Case made = random_case(seed, true, 1.3, 1e-3);
+    const Enforcement free = enforce_passivity(made.model, made.data());
+    EXPECT_GT(free.report.rounds, 0U) << seed;
+    EXPECT_GT(free.report.operations, 0.0) << seed;
+    const Enforcement bound = enforce_passivity(made.model, made.data(), {.most_operations = 0.0});
+    EXPECT_EQ(bound.report.operations, 0.0) << seed;
+    EXPECT_EQ(bound.report.rounds, 0U) << seed;
+    EXPECT_NE(bound.report.remedy, Remedy::nearest) << seed;
+    expect_passive(bound.model, highest(made), seed);
+  }
+}
+
 TEST(Enforcement, few_rounds_are_enough_for_a_passive_model) {
   for (std::uint64_t seed = 0; seed < 12; ++seed) {
     const bool of_s = seed % 3 != 0;

@@ -54,9 +54,8 @@ constexpr double least_margin = 1e-9;
 constexpr double largest_margin = 1e-6;
 /// Times as many rounds are worth while with room poles, which are not added for nothing.
 constexpr std::size_t room_rounds = 3;
-/// Roughly, a billion a second: of a trial, and of all.
-constexpr double most_operations = 4e9;
-constexpr double most_operations_of_all = 1e10;
+/// Roughly, one to two billion a second.
+constexpr double most_operations_of_trial = 4e9;
 constexpr int most_pulls = 6;
 constexpr int most_halvings = 30;
 /// Errors grow by about what a model is shrunk by: it is tried up to so many times what is enough.
@@ -174,6 +173,7 @@ class Enforcer {
   double error_before() const { return before_; }
   std::size_t rounds() const { return rounds_; }
   std::size_t moves() const { return moves_; }
+  double operations() const { return operations_; }
 
   Found run() {
     best_ = Found{};
@@ -353,7 +353,7 @@ class Enforcer {
   }
 
   double operations_of_trial() const {
-    return std::clamp(most_operations_of_all - operations_, 0.0, most_operations);
+    return std::clamp(options_.most_operations - operations_, 0.0, most_operations_of_trial);
   }
 
   double margin_of(double outside) const {
@@ -478,6 +478,7 @@ Enforcement enforce_passivity(const Model& model, const NetworkData& data,
   report.room_pairs = found.room_pairs;
   report.rounds = enforcer.rounds();
   report.moves = enforcer.moves();
+  report.operations = enforcer.operations();
   // From the data as they are: the search sees the symmetric part of those of a symmetric model.
   const MatrixSamples samples = matrix_samples(found.model, matrix, data);
   report.error_after = Harm(found.model, samples, least_outside, false).in_band(found.model.x);

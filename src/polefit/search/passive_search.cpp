@@ -21,6 +21,9 @@ constexpr std::size_t most_room_pairs = 6;
 /// Of the order that was found, those that are tried in its place, and of the target.
 constexpr std::array smaller{0.75, 0.5, 0.375};
 constexpr std::array tighter{0.5, 0.25};
+/// Of all enforcements of a search, five to ten seconds of them: where the data leave so many planes, orders
+/// tried next have gained nothing.
+constexpr double most_operations = 1e10;
 
 bool keeps_zero(const NetworkData& data, const Options& options) {
   return options.exact_sample && *options.exact_sample < data.frequencies.size() &&
@@ -38,7 +41,9 @@ class Searcher {
     share_ = data_.weights.empty() ? weigh_by_noise(first) : 1.0;
     offer(std::move(first));
     before_.weighted = best_->enforcement.error_before;
-    const auto enough = [&] { return cancelled_ || is_enough(*best_, before_, target_); };
+    const auto enough = [&] {
+      return cancelled_ || operations_ >= most_operations || is_enough(*best_, before_, target_);
+    };
     for (std::size_t i = 0; i < smaller.size() && !enough(); ++i) {
       if (i < tighter.size()) {
         Target with_room = target_;
@@ -80,13 +85,15 @@ class Searcher {
     const std::size_t free_pairs = (std::max(limit, order) - order) / 2;
     EnforcementOptions options{.move_poles = true,
                                .most_room_pairs = std::min(most_room_pairs, free_pairs),
-                               .keep_value_at_zero = keeps_zero(data_, options_)};
+                               .keep_value_at_zero = keeps_zero(data_, options_),
+                               .most_operations = most_operations - operations_};
     NetworkData data = data_;
     if (data_.weights.empty()) {
       data.weights = weights_;
       options.error_wanted = target_.measure == Measure::relative_rms ? share_ * target_.error : 0.0;
     }
     PassiveFit passive = made_passive(std::move(fit), data, matrix_, options);
+    operations_ += passive.enforcement.operations;
     search.fit = std::move(passive.fit);
     if (passive.enforcement.remedy != Remedy::none) {
       search.error = measured(search.fit.report, target_.measure);
@@ -131,6 +138,7 @@ class Searcher {
   std::vector<double> weights_;  // by the noise; none where no response has any that counts
   double share_ = 1.0;           // by which the error may be larger than the target with them
   Before before_;
+  double operations_ = 0.0;
   bool cancelled_ = false;
 };
 
@@ -175,10 +183,13 @@ PassiveFit made_passive_by_refitting(Fit fit, const NetworkData& data, const Net
                                      const Options& options) {
   check_stable(options);
   const std::size_t order = fit.model.poles.size();
-  EnforcementOptions keeping{.move_poles = options.polish, .keep_value_at_zero = keeps_zero(data, options)};
+  EnforcementOptions keeping{.move_poles = options.polish,
+                             .keep_value_at_zero = keeps_zero(data, options),
+                             .most_operations = most_operations};
   bool cancelled = fit.report.reason == StopReason::cancelled;
   PassiveFit best = made_passive(std::move(fit), data, matrix, keeping);
   const FirstFit first = best.first;
+  keeping.most_operations = most_operations - best.enforcement.operations;
   keeping.error_wanted = enough_after(first.error);
   std::vector<std::size_t> orders;
   if (options.starting_poles.empty()) {
@@ -189,7 +200,7 @@ PassiveFit made_passive_by_refitting(Fit fit, const NetworkData& data, const Net
     }
   }
   for (const std::size_t fewer : orders) {
-    if (cancelled || is_enough(best.enforcement, first.error)) {
+    if (cancelled || !(keeping.most_operations > 0.0) || is_enough(best.enforcement, first.error)) {
       break;
     }
     if (fewer == 0) {
@@ -202,6 +213,7 @@ PassiveFit made_passive_by_refitting(Fit fit, const NetworkData& data, const Net
     keeping.most_room_pairs = (order - fewer) / 2;
     PassiveFit found = made_passive(polefit::fit(data, smaller_fit), data, matrix, keeping);
     cancelled = found.fit.report.reason == StopReason::cancelled;
+    keeping.most_operations -= found.enforcement.operations;
     if (better(found, best)) {
       best = std::move(found);
     }
