@@ -833,6 +833,23 @@ TEST(PassivityPictures, begin_below_and_end_beyond_band_poles_and_violations) {
   EXPECT_EQ(passivity_picture_of(constant).grid.back(), 10.0);
 }
 
+TEST(PassivityPictures, bands_at_the_ends_of_the_range_of_numbers_have_a_grid) {
+  const double least = std::numeric_limits<double>::denorm_min();
+  const double largest = std::numeric_limits<double>::max();
+  for (const auto& [lowest, highest] : {std::pair(0.0, least), std::pair(largest, largest)}) {
+    polefit::Model model = narrow_resonance(0.5);
+    model.poles.clear();
+    model.residues.clear();
+    model.origin->lowest = lowest;
+    model.origin->highest = highest;
+    const std::vector<double> grid = passivity_picture_of(model).grid;
+    ASSERT_GT(grid.size(), 1U) << highest;
+    EXPECT_GT(grid.front(), 0.0) << highest;
+    EXPECT_LT(grid.front(), grid.back()) << highest;
+    EXPECT_TRUE(std::isfinite(grid.back())) << highest;
+  }
+}
+
 TEST(PassivityPictures, violations_without_an_end_are_cut_to_the_axis) {
   polefit::Model model = narrow_resonance(0.01, 'Z');
   model.constants = {-1.0};
