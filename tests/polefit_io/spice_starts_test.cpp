@@ -158,37 +158,48 @@ TEST_F(SpiceStarts, the_second_simulator_has_the_models_matrix_over_frequency_to
   }
 }
 
-/// An inductor between two ports of 100 ohms each, as Y, or what is its dual as Z.
-Model coupled_at_zero(char parameter) {
+/// Inductors between all pairs of ports, which have 100 ohms each, as Y, or what is the dual as Z. The rank
+/// of the residue of 1 / s is one less than the ports.
+Model coupled_at_zero(char parameter, std::size_t ports) {
   Model model;
   model.poles = {0.0};
   const double unit = parameter == 'Y' ? 1.0 : 1e4;
-  for (const double sign : {1.0, -1.0, -1.0, 1.0}) {
-    model.residues.emplace_back(1e9 * unit * sign);
-    model.constants.push_back(sign > 0.0 ? 0.01 * unit : 0.0);
+  for (std::size_t r = 0; r < ports * ports; ++r) {
+    const bool own = r % (ports + 1) == 0;
+    model.residues.emplace_back(1e9 * unit * (own ? static_cast<double>(ports) - 1.0 : -1.0));
+    model.constants.push_back(own ? 0.01 * unit : 0.0);
     model.proportionals.push_back(0.0);
   }
-  model.network = NetworkMatrix{parameter, {50.0, 50.0}, all_elements(2)};
+  model.network = NetworkMatrix{parameter, std::vector<double>(ports, 50.0), all_elements(ports)};
   return model;
 }
 
 TEST_F(SpiceStarts, a_pole_at_zero_joins_what_its_residue_joins_and_no_more) {
   // In ngspice alone: gnucap solves without pivots, and the state of a pole at 0 has none at 0 Hz.
   for (const char parameter : {'Y', 'Z'}) {
-    SCOPED_TRACE(parameter);
-    const Model model = coupled_at_zero(parameter);
-    const std::string circuit = driven(model, [](double size) { return std::to_string(size); });
-    const double r1 = 30.0;
-    const double r2 = 40.0;
-    const double s1 = 0.5;
-    const double s2 = 0.75;
-    // Y: one node with both resistors and 50 ohms. Z: one current through both resistors and 200 ohms.
-    const double v = (s1 / r1 + s2 / r2) / (1.0 / r1 + 1.0 / r2 + 0.02);
-    const double i = (s1 + s2) / (r1 + r2 + 200.0);
-    const auto rows = run_ngspice(circuit, "op", ports_of(model));
-    ASSERT_EQ(rows.size(), 1U);
-    EXPECT_NEAR(rows[0].at(1), parameter == 'Y' ? v : s1 - r1 * i, 1e-9);
-    EXPECT_NEAR(rows[0].at(3), parameter == 'Y' ? v : s2 - r2 * i, 1e-9);
+    for (const std::size_t ports : {2U, 4U}) {  // of which the latter takes fewer elements by input
+      SCOPED_TRACE(parameter + std::to_string(ports));
+      const Model model = coupled_at_zero(parameter, ports);
+      const std::string circuit = driven(model, [](double size) { return std::to_string(size); });
+      const auto rows = run_ngspice(circuit, "op", ports_of(model));
+      ASSERT_EQ(rows.size(), 1U);
+      // Y: one voltage for all resistors. Z: one current through all resistors.
+      double sources = 0.0;
+      double currents = 0.0;
+      double resistances = 0.0;
+      double conductances = 0.0;
+      for (std::size_t i = 0; i < ports; ++i) {
+        const double r = resistance(i + 1);
+        sources += rows[0].at(2 + 2 * i);
+        currents += rows[0].at(2 + 2 * i) / r;
+        resistances += r + 100.0;
+        conductances += 1.0 / r + 0.01;
+      }
+      for (std::size_t i = 0; i < ports; ++i) {
+        const double of_current = rows[0].at(2 + 2 * i) - resistance(i + 1) * sources / resistances;
+        EXPECT_NEAR(rows[0].at(1 + 2 * i), parameter == 'Y' ? currents / conductances : of_current, 1e-9);
+      }
+    }
   }
 }
 
