@@ -1,4 +1,4 @@
-/// A linear circuit of R, C, E, F, G and V, read from its text and solved at one frequency.
+/// A linear circuit of R, C, E, F, G, H and V, read from its text and solved at one frequency.
 #pragma once
 
 #include <cmath>
@@ -58,7 +58,8 @@ class Netlist {
       add(lines[i]);
     }
     for (const Element& element : elements_) {
-      check(element.kind != 'F' || branches_.contains(element.control), "a current that controls is one");
+      check(element.control.empty() || (element.control[0] == 'V' && branches_.contains(element.control)),
+            "a current that controls is that of a voltage source");
     }
   }
 
@@ -96,11 +97,12 @@ class Netlist {
   };
 
   void add(const std::vector<std::string>& words) {
-    const std::map<char, std::size_t> counts{{'R', 4}, {'C', 4}, {'V', 4}, {'F', 5}, {'E', 6}, {'G', 6}};
+    const std::map<char, std::size_t> counts{{'R', 4}, {'C', 4}, {'V', 4}, {'F', 5},
+                                             {'H', 5}, {'E', 6}, {'G', 6}};
     const auto count = counts.find(words[0][0]);
     check(count != counts.end() && words.size() == count->second, "an element is one, and complete");
     Element element{words[0][0], {words[1], words[2]}, {}, words[0], 0.0};
-    if (element.kind == 'F') {
+    if (words.size() == 5) {
       element.control = words[3];
     } else if (words.size() == 6) {
       element.nodes.insert(element.nodes.end(), {words[3], words[4]});
@@ -113,7 +115,7 @@ class Netlist {
         nodes_.emplace(node, nodes_.size());
       }
     }
-    if (element.kind == 'V' || element.kind == 'E') {
+    if (element.kind == 'V' || element.kind == 'E' || element.kind == 'H') {
       branches_.emplace(element.name, branches_.size());
     }
     elements_.push_back(std::move(element));
@@ -159,7 +161,7 @@ class Netlist {
         add_to(minus, j, -value);
         break;
       }
-      default: {  // V and E
+      default: {  // V, E and H
         const std::size_t j = branch(element.name);
         add_to(plus, j, 1.0L);
         add_to(minus, j, -1.0L);
@@ -168,6 +170,8 @@ class Netlist {
         if (element.kind == 'E') {
           add_to(j, row(element.nodes[2]), -value);
           add_to(j, row(element.nodes[3]), value);
+        } else if (element.kind == 'H') {
+          add_to(j, branch(element.control), -value);
         } else {
           a[j].back() += value;
         }

@@ -15,6 +15,7 @@
 #include <string_view>
 #include <vector>
 
+#include "circuits.hpp"
 #include "ngspice.hpp"
 #include "numerics.hpp"
 #include "polefit/error.hpp"
@@ -32,156 +33,11 @@ using testing_support::lines_of;
 using testing_support::RandomNumbers;
 using testing_support::words_of;
 
-/// The size of an element of the matrix: what makes the circuit's voltages about those of its sources.
-double unit_of(char parameter) {
-  switch (parameter) {
-    case 'Y':
-      return 0.02;
-    case 'Z':
-      return 50.0;
-    default:
-      return 0.3;
-  }
-}
-
-void add_pole(Model& model, Complex pole) {
-  model.poles.push_back(pole);
-  if (pole.imag() != 0.0) {
-    model.poles.push_back(std::conj(pole));
-  }
-}
-
-/// A network with residues, constants and proportional terms of that size, h at `highest` hertz.
-void add_matrix(Model& model, char parameter, std::size_t ports, double highest, RandomNumbers& numbers) {
-  const double unit = unit_of(parameter);
-  model.network = polefit::NetworkMatrix{parameter, {}, all_elements(ports)};
-  for (std::size_t port = 0; port < ports; ++port) {
-    model.network->references.push_back(std::vector{50.0, 75.0, 20.0, 100.0}[port % 4]);
-  }
-  for (std::size_t r = 0; r < ports * ports; ++r) {
-    model.constants.push_back(unit * numbers());
-    model.proportionals.push_back(highest == 0.0 ? 0.0 : unit / (numerics::two_pi * highest) * numbers());
-    for (std::size_t i = 0; i < model.poles.size(); ++i) {
-      const Complex pole = model.poles[i];
-      if (pole.imag() == 0.0) {
-        model.residues.emplace_back(unit * (pole.real() == 0.0 ? 1e9 : std::abs(pole)) * numbers());
-      } else {
-        const Complex residue = unit * std::abs(pole.real()) * numbers.complex();
-        model.residues.insert(model.residues.end(), {residue, std::conj(residue)});
-        ++i;
-      }
-    }
-  }
-}
-
-/// Poles over seven decades, real ones and pairs, quality factors from 2 to 10,000.
-Model wide_model(char parameter, std::size_t ports, std::uint64_t seed) {
-  RandomNumbers numbers(seed);
-  Model model;
-  add_pole(model, {-2e3, 0.0});
-  add_pole(model, {-3e4, numerics::two_pi * 2e4});
-  add_pole(model, {-5e7, 0.0});
-  add_pole(model, {-3e4, numerics::two_pi * 5e7});
-  add_pole(model, {-6e8, numerics::two_pi * 3e9});
-  add_matrix(model, parameter, ports, 1e10, numbers);
-  return model;
-}
-
-/// What drives each port: a voltage source with a resistor (0 for none), or a current source (below 0).
-using Resistances = std::vector<double>;
-
-Resistances resistances(double value, std::size_t ports) { return Resistances(ports, value); }
-
-/// As many copies of the subcircuit as there are ports, the k-th one driven at port k alone, and all of them
-/// with `g` as reference, which `ground` holds above node 0. `drive` says by how much, as "ac 1".
-std::string bench(const Model& model, const Resistances& r, const std::string& drive,
-                  const std::string& ground) {
-  const std::size_t ports = model.network->references.size();
-  std::string text = spice_subcircuit(model, "dut") + "Vg g 0 " + ground + "\n";
-  for (std::size_t k = 1; k <= ports; ++k) {
-    std::string instance = "X" + std::to_string(k);
-    for (std::size_t i = 1; i <= ports; ++i) {
-      const std::string at = std::to_string(k) + "_" + std::to_string(i);
-      const std::string source = i == k ? drive : "dc 0 ac 0";
-      instance += " n" + at;
-      text += "Vm" + at + " m" + at + " n" + at + " dc 0\n";  // measures the current into the port
-      if (r[i - 1] < 0.0) {
-        text += "Is" + at + " g m" + at + " " + source + "\n";
-      } else if (r[i - 1] == 0.0) {  // ngspice takes a resistor of 0 for one of a milliohm
-        text += "Vs" + at + " m" + at + " g " + source + "\n";
-      } else {
-        text += "Vs" + at + " s" + at + " g " + source + "\n";
-        text += "Rs" + at + " s" + at + " m" + at + " " + std::to_string(r[i - 1]) + "\n";
-      }
-    }
-    text += instance + " g dut\n";
-  }
-  return text;
-}
-
-/// Voltage and current of every port of every copy, in the order in which the differences are taken.
-std::vector<std::string> measured(std::size_t ports) {
-  std::vector<std::string> vectors;
-  for (std::size_t k = 1; k <= ports; ++k) {
-    for (std::size_t i = 1; i <= ports; ++i) {
-      const std::string at = std::to_string(k) + "_" + std::to_string(i);
-      vectors.push_back("v(n" + at + ",g)");
-      vectors.push_back("i(vm" + at + ")");
-    }
-  }
-  return vectors;
-}
-
-/// What the matrix takes and gives at a port: waves, voltage and current, current and voltage.
-struct Quantities {
-  Complex in;
-  Complex out;
-};
-
-Quantities quantities(char parameter, Complex v, Complex i, double r) {
-  switch (parameter) {
-    case 'S':
-      return {(v + r * i) / (2.0 * std::sqrt(r)), (v - r * i) / (2.0 * std::sqrt(r))};
-    case 'Y':
-      return {v, i};
-    default:
-      return {i, v};
-  }
-}
-
-/// The largest difference between what the circuit gives and what the model makes of what it takes, relative
-/// to the terms of the latter's sum. `values` holds v and i as measured() lists them; `matrix` the model row
-/// by row.
-double worst_error(const Model& model, const std::vector<Complex>& values,
-                   const std::vector<Complex>& matrix) {
-  const auto& references = model.network->references;
-  const std::size_t ports = references.size();
-  double worst = 0.0;
-  for (std::size_t k = 0; k < ports; ++k) {
-    std::vector<Quantities> q;
-    for (std::size_t i = 0; i < ports; ++i) {
-      const std::size_t at = 2 * (k * ports + i);
-      q.push_back(quantities(model.network->parameter, values.at(at), values.at(at + 1), references[i]));
-    }
-    for (std::size_t i = 0; i < ports; ++i) {
-      Complex expected = 0.0;
-      double size = 0.0;
-      for (std::size_t j = 0; j < ports; ++j) {
-        const Complex term = matrix.at(i * ports + j) * q[j].in;
-        expected += term;
-        size += std::abs(term);
-      }
-      worst = std::max(worst, std::abs(q[i].out - expected) / size);
-    }
-  }
-  return worst;
-}
-
 /// The worst error over an AC analysis.
 double ac_error(const Model& model, const Resistances& r, const std::string& sweep,
                 const std::string& ground = "dc 0 ac 0") {
   const std::size_t ports = model.network->references.size();
-  const auto rows = run_ngspice(bench(model, r, "dc 0 ac 1", ground), "ac " + sweep, measured(ports));
+  const auto rows = run_ngspice(bench(model, r, "dc 0 ac 1", ground), "ac " + sweep, at_ports(ports));
   double worst = 0.0;
   for (const auto& row : rows) {
     const std::vector<double> frequency = {row.at(0)};
@@ -228,6 +84,82 @@ TEST_F(SpiceTest, the_circuit_has_the_models_matrix_between_any_sources) {
     SCOPED_TRACE(parameter);
     const Model model = wide_model(parameter, 3, 5);
     EXPECT_LE(ac_error(model, {10.0, 300.0, -1.0}, "dec 20 100 10g"), tolerance);
+  }
+}
+
+/// The states of a circuit: its capacitors, without those that take a derivative.
+std::size_t states_of(const std::string& text) {
+  std::size_t count = 0;
+  for (const auto& words : elements_of(text)) {
+    count += words[0].starts_with("Cx") ? 1 : 0;
+  }
+  return count;
+}
+
+TEST_F(SpiceTest, residues_of_low_rank_take_as_many_states_as_their_rank) {
+  for (const char parameter : {'S', 'Y', 'Z'}) {
+    for (const std::size_t ports : {2U, 4U, 8U}) {
+      SCOPED_TRACE(parameter + std::to_string(ports));
+      const Model model = low_rank_model(parameter, ports, ports);
+      const std::string text = spice_subcircuit(model, "dut");
+      EXPECT_EQ(states_of(text), model.poles.size());
+      EXPECT_NE(text.find("* States: 8; as many of each port as there are poles would be " +
+                          std::to_string(8 * ports) + ".\n"),
+                std::string::npos);
+      EXPECT_LE(ac_error(model, usual_drive(model), "dec 20 100 10g"), tolerance);
+    }
+  }
+}
+
+TEST_F(SpiceTest, residues_of_full_rank_take_states_of_each_port) {
+  for (const char parameter : {'S', 'Y', 'Z'}) {
+    EXPECT_EQ(states_of(spice_subcircuit(wide_model(parameter, 4, 9), "dut")), 32U) << parameter;
+  }
+}
+
+TEST_F(SpiceTest, poles_of_different_rank_are_realised_each_as_it_takes_fewest_elements) {
+  Model model = wide_model('Y', 4, 9);
+  const Model low = low_rank_model('Y', 4, 9);
+  const std::size_t order = model.poles.size();
+  for (std::size_t r = 0; r < model.responses(); ++r) {
+    std::copy_n(&low.residues[r * order], 3, &model.residues[r * order]);  // a real pole and a pair
+  }
+  EXPECT_EQ(states_of(spice_subcircuit(model, "dut")), 3U + 4U * 5U);
+  EXPECT_LE(ac_error(model, usual_drive(model), "dec 20 100 10g"), tolerance);
+}
+
+TEST_F(SpiceTest, an_input_without_residues_takes_no_states) {
+  Model model = wide_model('Z', 2, 9);
+  const std::size_t order = model.poles.size();
+  for (const std::size_t r : {1U, 3U}) {  // the second column
+    std::fill_n(&model.residues[r * order], order, 0.0);
+  }
+  EXPECT_EQ(states_of(spice_subcircuit(model, "dut")), order);
+  EXPECT_LE(ac_error(model, usual_drive(model), "dec 20 100 10g"), tolerance);
+}
+
+TEST_F(SpiceTest, the_circuit_of_a_reciprocal_network_is_reciprocal_whatever_its_form) {
+  for (const char parameter : {'S', 'Y', 'Z'}) {
+    SCOPED_TRACE(parameter);
+    Model model = low_rank_model(parameter, 3, 3);
+    model.network->references.assign(3, 50.0);
+    for (auto* terms : {&model.constants, &model.proportionals}) {
+      for (std::size_t row = 0; row < 3; ++row) {
+        for (std::size_t column = 0; column < row; ++column) {
+          (*terms)[row * 3 + column] = (*terms)[column * 3 + row];
+        }
+      }
+    }
+    // Port k driven, port i heard, between equal resistances, and the other way round.
+    const auto rows = run_ngspice(bench(model, {50.0, 50.0, 50.0}, "dc 0 ac 1", "dc 0"), "ac dec 5 100 10g",
+                                  {"v(n1_2)", "v(n2_1)", "v(n1_3)", "v(n3_1)"});
+    for (const auto& row : rows) {
+      for (const std::size_t at : {1U, 5U}) {
+        const Complex there(row.at(at), row.at(at + 1));
+        const Complex back(row.at(at + 2), row.at(at + 3));
+        EXPECT_LE(std::abs(there - back), 1e-13) << row[0];  // some hundred roundings of less than a volt
+      }
+    }
   }
 }
 
@@ -296,7 +228,7 @@ TEST_F(SpiceTest, the_operating_point_is_that_of_the_matrix_at_zero) {
   for (const char parameter : {'S', 'Y', 'Z'}) {
     SCOPED_TRACE(parameter);
     const Model model = wide_model(parameter, 2, 21);
-    const auto rows = run_ngspice(bench(model, {40.0, 60.0}, "dc 1 ac 0", "dc 0"), "op", measured(2));
+    const auto rows = run_ngspice(bench(model, {40.0, 60.0}, "dc 1 ac 0", "dc 0"), "op", at_ports(2));
     ASSERT_EQ(rows.size(), 1U);
     const std::vector<Complex> values(rows[0].begin() + 1, rows[0].end());
     EXPECT_LE(worst_error(model, values, polefit::evaluate(model, std::vector<double>{0.0})), tolerance);
@@ -408,80 +340,7 @@ TEST_F(SpiceTest, a_passive_impedance_does_not_grow_behind_a_voltage_source) {
   expect_decay(energies(spice_subcircuit(model, "dut") + "V1 p 0 " + burst + "\nX1 p 0 dut\n", "i(v1)"));
 }
 
-/// The elements of a subcircuit, each as its words.
-std::vector<std::vector<std::string>> elements_of(const std::string& text) {
-  std::vector<std::vector<std::string>> elements;
-  for (const std::string& line : lines_of(text)) {
-    if (std::string_view("*.+").find(line.at(0)) == std::string_view::npos) {
-      elements.push_back(words_of(line));
-    }
-  }
-  return elements;
-}
-
-/// Every node that resistors and voltage sources connect with one of `known`.
-std::set<std::string> connected(const std::vector<std::vector<std::string>>& elements,
-                                std::set<std::string> known) {
-  for (std::size_t before = 0; before != known.size();) {
-    before = known.size();
-    for (const auto& words : elements) {
-      if (std::string_view("RVE").find(words.at(0).at(0)) != std::string_view::npos &&
-          (known.contains(words.at(1)) || known.contains(words.at(2)))) {
-        known.insert({words.at(1), words.at(2)});
-      }
-    }
-  }
-  return known;
-}
-
 const std::string longest_name = "n" + std::string(62, '_') + "9";
-
-TEST_F(SpiceTest, lines_are_short_and_hold_plain_elements_of_different_names) {
-  for (const char parameter : {'S', 'Y', 'Z'}) {
-    Model model = wide_model(parameter, 30, 4);
-    model.origin = polefit::Origin{1e2, 1e10, 1001, std::vector<polefit::ResponseError>(model.responses())};
-    const std::string text = spice_subcircuit(model, longest_name);
-    EXPECT_TRUE(text.ends_with("\n"));
-    for (const std::string& line : lines_of(text)) {
-      EXPECT_LE(line.size(), 80U) << line;
-      EXPECT_FALSE(line.empty() || line.ends_with(' ')) << line;
-    }
-    std::set<std::string> names;
-    for (const auto& words : elements_of(text)) {
-      const char kind = words.at(0).at(0);
-      ASSERT_NE(std::string_view("RCEFGV").find(kind), std::string_view::npos) << words[0];
-      ASSERT_EQ(words.size(), kind == 'E' || kind == 'G' ? 6U : kind == 'F' ? 5U : 4U) << words[0];
-      std::string name = words[0];
-      std::transform(name.begin(), name.end(), name.begin(),
-                     [](char c) { return static_cast<char>(std::tolower(static_cast<unsigned char>(c))); });
-      EXPECT_TRUE(names.insert(name).second) << name << " in any case stands there twice";
-      double value = 0.0;
-      EXPECT_TRUE(text::parse_real(words.back(), value)) << words.back();
-    }
-  }
-}
-
-TEST_F(SpiceTest, every_node_has_a_way_for_direct_current) {
-  for (const char parameter : {'S', 'Y', 'Z'}) {
-    SCOPED_TRACE(parameter);
-    Model model;
-    for (const Complex pole :
-         {Complex(-1e9), Complex(0.0), Complex(1e8), Complex(0.0, 1e9), Complex(-1e7, 1e9)}) {
-      add_pole(model, pole);
-    }
-    RandomNumbers numbers(2);
-    add_matrix(model, parameter, 2, 1e9, numbers);
-    const auto elements = elements_of(spice_subcircuit(model, "dut"));
-    std::set<std::string> ends = {"0", "ref"};
-    if (parameter != 'S') {  // what is outside gives the ports theirs, as it does to any Y or Z
-      ends.insert({"p1", "p2"});
-    }
-    const auto reached = connected(elements, ends);
-    for (const auto& words : elements) {
-      EXPECT_TRUE(reached.contains(words.at(1)) && reached.contains(words.at(2))) << words[0];
-    }
-  }
-}
 
 TEST_F(SpiceTest, another_unit_of_time_changes_the_capacitors_alone) {
   constexpr double unit = 0x1p40;  // exact, and from gigahertz to millihertz
@@ -519,8 +378,9 @@ TEST_F(SpiceTest, the_comments_say_what_the_circuit_is_and_how_it_is_used) {
   const std::string text = spice_subcircuit(model, "filter");
   for (const char* line :
        {"* filter\n", "S parameters of a network of 2 ports.\n", "in ohms: 50 75\n",
-        "from 1e+06 to 2.5e+09 Hz", "* Use: X1 p1 p2 0 filter\n", "* 1: -2000\n",
-        "* 2, 3: -30000 +- j 125664\n", "\n.subckt filter p1 p2 ref\n", "\n.ends filter\n"}) {
+        "from 1e+06 to 2.5e+09 Hz", "*   .include FILE\n*   R1 n1 0 50\n*   X1 n1 n2 0 filter\n",
+        "ports 1 to 2 in order, then the reference of all", "* States: 16; ", "* 1: -2000, 2\n",
+        "* 2, 3: -30000 +- j 125664, 2\n", "\n.subckt filter p1 p2 ref\n", "\n.ends filter\n"}) {
     EXPECT_NE(text.find(line), std::string::npos) << line << "is missing in\n" << text.substr(0, 1000);
   }
   EXPECT_EQ(text.find("Not stable"), std::string::npos);
@@ -609,9 +469,9 @@ TEST_F(SpiceTest, a_model_that_contradicts_itself_is_refused) {
   other.poles[2] = {-1.0, -3.0};
   EXPECT_NE(refusal_of(other).find("conjugate"), std::string::npos);
   other = model;
-  other.constants[2] = std::numeric_limits<double>::max();
-  other.network->references = {0.5, 50.0};  // the first divides the column
-  EXPECT_NE(refusal_of(other).find("Gd2_1"), std::string::npos);
+  other.residues[2 * other.poles.size()] = std::numeric_limits<double>::max();
+  other.network->references = {1e-5, 50.0};  // the first divides the column
+  EXPECT_NE(refusal_of(other).find("Gy1_1_2"), std::string::npos) << refusal_of(other);
 }
 
 TEST_F(SpiceTest, names_that_simulators_may_misread_are_refused) {

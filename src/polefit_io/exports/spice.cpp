@@ -10,9 +10,11 @@
 #include <vector>
 
 #include "numerics/angular_frequency.hpp"
+#include "numerics/power_of_two.hpp"
 #include "polefit/error.hpp"
 #include "polefit/model/files.hpp"
 #include "polefit/model/model_faults.hpp"
+#include "polefit/model/residue_factors.hpp"
 #include "polefit_io/exports/finite_model.hpp"
 #include "text/decimal.hpp"
 #include "text/letters.hpp"
@@ -20,13 +22,9 @@
 namespace polefit {
 namespace {
 
+constexpr double inaudible = 1e15;        // ohms: 4 k T / R is 1.7e-35 A^2 / Hz
 constexpr std::size_t longest_line = 80;  // what every dialect reads
 constexpr std::size_t longest_name = 64;  // leaves room for the rest of its lines
-
-std::string indexed(const char* stem, std::size_t i) { return stem + std::to_string(i); }
-std::string indexed(const char* stem, std::size_t i, std::size_t j) {
-  return indexed(stem, i) + '_' + std::to_string(j);
-}
 
 /// For comments.
 std::string six_digits(double value) { return text::significant(value, 6); }
@@ -76,14 +74,6 @@ class Netlist {
   std::string text_;
 };
 
-/// A real pole or a pair, and the scale of its states.
-struct Section {
-  std::size_t pole;   ///< the first one
-  std::size_t state;  ///< counted from 1
-  bool pair;
-  double rate;  ///< |a|, or what takes its place, in rad/s
-};
-
 /// A rate whose inverse can be a capacitor.
 bool usable(double rate) { return std::isnormal(rate) && std::isnormal(1.0 / rate); }
 
@@ -99,16 +89,78 @@ double common_rate(const Model& model) {
   return usable(rate) ? rate : 1.0;
 }
 
-std::vector<Section> sections_of(const Model& model) {
-  std::vector<Section> sections;
-  for (std::size_t i = 0; i < model.poles.size();) {
-    const bool pair = model.poles[i].imag() != 0.0;
-    const double rate = std::abs(model.poles[i]);
-    sections.push_back({i, i + 1, pair, usable(rate) ? rate : common_rate(model)});
-    i += pair ? 2 : 1;
-  }
-  return sections;
+/// What drives a state of an output, or is driven by one: the port, counted from 1, and how much.
+struct Coupling {
+  std::size_t port;
+  std::complex<double> weight;
+};
+
+/// One state of a real pole, two of a pair: z' = a z + |a| sum in u, of which sum Re(out z) is added to the
+/// outputs.
+struct StateSet {
+  std::vector<Coupling> in;
+  std::vector<Coupling> out;
+};
+
+/// A real pole or a pair.
+struct Section {
+  std::size_t state;  ///< of the first one, counted from 1
+  bool pair;
+  double rate;                  ///< |a|, or what takes its place, in rad/s
+  std::complex<double> growth;  ///< a over that
+  std::vector<StateSet> sets;
+};
+
+std::size_t parts_of(std::complex<double> weight) {
+  return (weight.real() != 0.0 ? 1U : 0U) + (weight.imag() != 0.0 ? 1U : 0U);
 }
+
+/// How many elements it takes to write them.
+std::size_t elements_of(const std::vector<StateSet>& sets, bool pair) {
+  constexpr std::size_t of_a_state = 3;  // capacitor, shunt, conductance
+  constexpr std::size_t between_a_pair = 2;
+  std::size_t count = 0;
+  for (const StateSet& set : sets) {
+    count += pair ? 2 * of_a_state + between_a_pair : of_a_state;
+    for (const auto* couplings : {&set.in, &set.out}) {
+      for (const Coupling& coupling : *couplings) {
+        count += parts_of(coupling.weight);
+      }
+    }
+  }
+  return count;
+}
+
+/// The names of terminals, nodes and elements.
+class Names {
+ public:
+  /// Those with a mark before each number where a plain one could be the name of the subcircuit.
+  explicit Names(std::string_view subcircuit) : mark_(is_like_ours(subcircuit) ? "_" : "") {}
+
+  std::string reference() const { return stem("ref"); }
+  std::string stem(const char* letters) const { return letters + mark_; }
+  std::string operator()(const char* letters, std::size_t i) const {
+    return stem(letters) + std::to_string(i);
+  }
+  std::string operator()(const char* letters, std::size_t i, std::size_t j) const {
+    return (*this)(letters, i) + '_' + std::to_string(j);
+  }
+  std::string operator()(const char* letters, std::size_t i, std::size_t j, std::size_t k) const {
+    return (*this)(letters, i, j) + '_' + std::to_string(k);
+  }
+
+ private:
+  /// At most two letters and then a digit, or the reference, in any case.
+  static bool is_like_ours(std::string_view name) {
+    const auto digit = std::find_if_not(name.begin(), name.end(), text::is_letter);
+    if (digit != name.end()) {
+      return text::is_digit(*digit) && digit - name.begin() <= 2;
+    }
+    return text::equal_in_any_case(name, "ref");
+  }
+
+  std::string mark_;
+};
 
 /// Writes the circuit of one model.
 class Subcircuit {
@@ -118,46 +170,53 @@ class Subcircuit {
         name_(name),
         matrix_(matrix_of(model)),
         parameter_(model.network->parameter),
-        sections_(sections_of(model)),
-        common_rate_(common_rate(model)) {}
+        names_(name),
+        common_rate_(common_rate(model)) {
+    add_sections();
+  }
 
   std::string text() {
     write_header();
-    netlist_.long_line(".subckt " + name_, terminals("ref"), "+");
+    netlist_.long_line(".subckt " + name_, terminals(), "+");
     for (std::size_t port = 1; port <= matrix_.ports(); ++port) {
       write_port(port);
     }
-    for (std::size_t port = 1; port <= matrix_.ports(); ++port) {
-      write_column(port);
+    for (const Section& section : sections_) {
+      for (std::size_t set = 1; set <= section.sets.size(); ++set) {
+        write_set(section, set);
+      }
+    }
+    for (std::size_t column = 1; column <= matrix_.ports(); ++column) {
+      write_polynomial(column);
     }
     netlist_.line(".ends " + name_);
     return netlist_.take();
   }
 
  private:
-  std::vector<std::string> terminals(const char* reference) const {
+  std::vector<std::string> terminals() const {
     std::vector<std::string> words;
     for (std::size_t port = 1; port <= matrix_.ports(); ++port) {
-      words.push_back(indexed("p", port));
+      words.push_back(names_("p", port));
     }
-    words.emplace_back(reference);
+    words.emplace_back(names_.reference());
     return words;
   }
 
   double reference(std::size_t port) const { return model_.network->references[port - 1]; }
 
-  // Where the voltage u of a port is, as the controlling nodes of a source.
-  std::string input(std::size_t port) const {
-    return parameter_ == 'Y' ? indexed("p", port) + " ref" : indexed("u", port) + " 0";
-  }
-
-  // From where to where a source drives what it adds to the output of a port: current of the port itself for
-  // Y, otherwise current into the node w, whose voltage is the sum.
+  /// From where to where a source drives what it adds to the output of a port: current of the port itself for
+  /// Y, otherwise the current of the source Vw that holds the node w at 0.
   std::string output(std::size_t port) const {
-    return parameter_ == 'Y' ? indexed("p", port) + " ref" : "0 " + indexed("w", port);
+    return parameter_ == 'Y' ? names_("p", port) + ' ' + names_.reference() : "0 " + names_("w", port);
   }
 
-  // What an element of the matrix becomes between u of its column and the output of its row.
+  /// Where the voltage u of a port is, as the controlling nodes of a source; not of Z.
+  std::string input(std::size_t port) const {
+    return names_("p", port) + ' ' + (parameter_ == 'Y' ? names_.reference() : names_("q", port));
+  }
+
+  /// What an element of the matrix becomes between u of its column and the output of its row.
   double scale(std::size_t row, std::size_t column) const {
     switch (parameter_) {
       case 'S':  // the reflected part of the voltage, sqrt(R_i) b_i
@@ -169,22 +228,89 @@ class Subcircuit {
     }
   }
 
+  void add_sections();
+  std::vector<StateSet> sets_by_input(std::size_t pole, const Section& section) const;
+  std::vector<StateSet> sets_by_rank(const ResidueFactors& factors, const Section& section) const;
   void write_header();
-  void write_pole_table();
+  void write_use();
+  void write_states();
   void write_port(std::size_t port);
-  void write_column(std::size_t column);
-  void write_state(std::size_t column, std::size_t state, double rate, double growth);
-  void write_outputs(std::size_t column, const Section& section);
+  void write_set(const Section& section, std::size_t set);
+  void write_state(const std::string& x, const Section& section);
+  void write_driven(const std::string& place, const std::string& nodes, std::size_t port, double weight);
   void write_polynomial(std::size_t column);
+  void shunt(const std::string& first, const std::string& second, const std::string& place,
+             double conductance);
 
   const Model& model_;
   const std::string& name_;
   WholeMatrix matrix_;
   char parameter_;
-  std::vector<Section> sections_;
+  Names names_;
   double common_rate_;
+  std::vector<Section> sections_;
   Netlist netlist_;
 };
+
+void Subcircuit::add_sections() {
+  // Of half the ports and more, states of each input take fewer elements.
+  for (const FactoredPole& each : factored_poles(model_, matrix_.ports() / 2 + 1)) {
+    const std::complex<double> pole = model_.poles[each.pole];
+    const double rate = usable(std::abs(pole)) ? std::abs(pole) : common_rate_;
+    Section section{
+        .state = each.pole + 1, .pair = each.pair, .rate = rate, .growth = pole / rate, .sets = {}};
+    section.sets = sets_by_input(each.pole, section);
+    if (each.factors) {
+      std::vector<StateSet> sets = sets_by_rank(*each.factors, section);
+      // At 0 Hz a pole at 0 takes as many conditions on the ports as it has states, and only its rank is met.
+      const bool needed = pole == 0.0 && sets.size() < section.sets.size();
+      if (needed || elements_of(sets, each.pair) < elements_of(section.sets, each.pair)) {
+        section.sets = std::move(sets);
+      }
+    }
+    sections_.push_back(std::move(section));
+  }
+}
+
+/// A set for each input that has a residue, which all outputs share.
+std::vector<StateSet> Subcircuit::sets_by_input(std::size_t pole, const Section& section) const {
+  std::vector<StateSet> sets;
+  for (std::size_t column = 1; column <= matrix_.ports(); ++column) {
+    StateSet set{{{column, 1.0}}, {}};
+    for (std::size_t row = 1; row <= matrix_.ports(); ++row) {
+      const std::complex<double> residue = model_.residues_of(matrix_.response(row - 1, column - 1))[pole];
+      if (residue != 0.0) {
+        set.out.push_back({row, scale(row, column) * (section.pair ? 2.0 : 1.0) * (residue / section.rate)});
+      }
+    }
+    if (!set.out.empty()) {
+      sets.push_back(std::move(set));
+    }
+  }
+  return sets;
+}
+
+/// A set for each column of the factors.
+std::vector<StateSet> Subcircuit::sets_by_rank(const ResidueFactors& factors, const Section& section) const {
+  std::vector<StateSet> sets(factors.left.columns());
+  for (std::size_t k = 0; k < sets.size(); ++k) {
+    double largest = 0.0;
+    for (std::size_t port = 1; port <= matrix_.ports(); ++port) {
+      const std::complex<double> in = scale(1, port) * factors.right(k, port - 1);
+      const std::complex<double> out = factors.left(port - 1, k) / section.rate;
+      sets[k].in.push_back({port, in});
+      sets[k].out.push_back({port, scale(port, 1) / scale(1, 1) * (section.pair ? 2.0 : 1.0) * out});
+      largest = std::max({largest, std::abs(in.real()), std::abs(in.imag())});
+    }
+    // States of the size of u. Powers of two are exact, so that what is symmetric stays so.
+    const int exponent = std::isnormal(largest) ? std::ilogb(largest) : 0;
+    for (std::size_t i = 0; i < matrix_.ports(); ++i) {
+      sets[k].in[i].weight *= numerics::PowerOfTwo(-exponent).times(1.0);
+      sets[k].out[i].weight *= numerics::PowerOfTwo(exponent).times(1.0);
+    }
+  }
+  return sets;
+}
 
 void Subcircuit::write_header() {
   netlist_.line("* " + name_);
@@ -200,23 +326,46 @@ void Subcircuit::write_header() {
     netlist_.line("* It was fitted from " + six_digits(model_.origin->lowest) + " to " +
                   six_digits(model_.origin->highest) + " Hz, and holds in that band.");
   }
-  std::vector<std::string> use = terminals("0");
-  use.push_back(name_);
-  netlist_.long_line("* Use: X1", use, "*   +");
-  netlist_.line("* The last terminal is the reference of all ports.");
+  netlist_.line("* It makes no noise of its own.");
   netlist_.line("*");
-  write_pole_table();
+  write_use();
+  netlist_.line("*");
+  write_states();
 }
 
-void Subcircuit::write_pole_table() {
-  netlist_.line("* Node xJ_K is state K of the input of port J; all outputs share it.");
-  netlist_.line("* State: pole in rad/s");
+void Subcircuit::write_use() {
+  const std::size_t ports = matrix_.ports();
+  netlist_.line("* Terminals: " +
+                (ports == 1 ? std::string("port 1") : "ports 1 to " + std::to_string(ports) + " in order") +
+                ", then the reference of all, which is");
+  netlist_.line("* ground or any other node. Use, with a resistor at port 1:");
+  netlist_.line("*   .include FILE");
+  netlist_.line("*   R1 n1 0 50");
+  std::vector<std::string> use;
+  for (std::size_t port = 1; port <= ports; ++port) {
+    use.push_back("n" + std::to_string(port));
+  }
+  use.insert(use.end(), {"0", name_});
+  netlist_.long_line("*   X1", use, "*   +");
+}
+
+void Subcircuit::write_states() {
+  std::size_t states = 0;
+  std::size_t by_input = 0;
   for (const Section& section : sections_) {
-    const std::complex<double> pole = model_.poles[section.pole];
+    states += section.sets.size() * (section.pair ? 2 : 1);
+    by_input += matrix_.ports() * (section.pair ? 2 : 1);
+  }
+  netlist_.line("* States: " + std::to_string(states) +
+                "; as many of each port as there are poles would be " + std::to_string(by_input) + ".");
+  netlist_.line("* Node " + names_.stem("x") + "K_M is state K of set M. State: pole in rad/s, sets");
+  for (const Section& section : sections_) {
+    const std::complex<double> pole = model_.poles[section.state - 1];
     std::string words = "* " + std::to_string(section.state);
     words += section.pair ? ", " + std::to_string(section.state + 1) : "";
     words += ": " + six_digits(pole.real());
     words += section.pair ? " +- j " + six_digits(pole.imag()) : "";
+    words += ", " + std::to_string(section.sets.size());
     netlist_.line(words);
   }
   if (std::any_of(model_.poles.begin(), model_.poles.end(), [](auto a) { return a.real() > 0.0; })) {
@@ -224,97 +373,100 @@ void Subcircuit::write_pole_table() {
   }
 }
 
+/// A conductance without noise, as a source of its own voltage. Some simulators count that as open and want a
+/// way for direct current from every node. A resistor too large to be heard is one; in a source of 0 V and a
+/// current-controlled one, which make no noise at all, a transient takes 1.4 to 1.8 times as long.
+void Subcircuit::shunt(const std::string& first, const std::string& second, const std::string& place,
+                       double conductance) {
+  netlist_.element('R' + place, {first, second}, inaudible);
+  netlist_.element('G' + place, {first, second, first, second}, conductance - 1.0 / inaudible);
+}
+
 void Subcircuit::write_port(std::size_t port) {
-  if (parameter_ == 'Y') {
+  const std::string p = names_("p", port);
+  const std::string w = names_("w", port);
+  const std::string ref = names_.reference();
+  const std::string sum = names_("Vw", port);
+  if (parameter_ != 'Y') {
+    netlist_.element(sum, {w, "0"}, 0.0);
+    netlist_.element(names_("Rw", port), {w, "0"}, inaudible);  // a node wants two connections
+  }
+  if (parameter_ == 'Z') {
+    // The current is sensed beside the reference, since some simulators take the difference of two voltages.
+    const std::string between = names_("i", port);
+    netlist_.element(names_("Hp", port), {p, between, sum}, 1.0);
+    netlist_.element(names_("Vp", port), {between, ref}, 0.0);
     return;
   }
-  const std::string p = indexed("p", port);
-  const std::string u = indexed("u", port);
-  const std::string w = indexed("w", port);
+  const double conductance = parameter_ == 'S' ? 1.0 / reference(port) : 0.0;
+  shunt(p, ref, names_("p", port), conductance);
   if (parameter_ == 'S') {
     // With w the reflected part of the voltage v: i = (v - 2 w) / R, and the incident part is v - w.
-    netlist_.element(indexed("Rp", port), {p, "ref"}, reference(port));
-    netlist_.element(indexed("Gp", port), {"ref", p, w, "0"}, 2.0 / reference(port));
-    netlist_.element(indexed("Gv", port), {"0", u, p, "ref"}, 1.0);
-    netlist_.element(indexed("Gw", port), {u, "0", w, "0"}, 1.0);
+    const std::string q = names_("q", port);
+    netlist_.element(names_("Fp", port), {p, ref, sum}, -2.0 * conductance);
+    netlist_.element(names_("Hq", port), {q, ref, sum}, 1.0);
+    netlist_.element(names_("Rq", port), {q, ref}, inaudible);
+  }
+}
+
+/// A source that u of a port controls, of Z the port's current.
+void Subcircuit::write_driven(const std::string& place, const std::string& nodes, std::size_t port,
+                              double weight) {
+  if (parameter_ == 'Z') {
+    netlist_.source('F' + place, {nodes, names_("Vp", port)}, weight);
   } else {
-    const std::string between = indexed("i", port);
-    netlist_.element(indexed("Vp", port), {p, between}, 0.0);
-    netlist_.element(indexed("Ep", port), {between, "ref", w, "0"}, 1.0);
-    netlist_.element(indexed("Fu", port), {"0", u, indexed("Vp", port)}, reference(port));
-  }
-  netlist_.element(indexed("Ru", port), {u, "0"}, 1.0);
-  netlist_.element(indexed("Rw", port), {w, "0"}, 1.0);
-}
-
-void Subcircuit::write_column(std::size_t column) {
-  for (const Section& section : sections_) {
-    const std::complex<double> pole = model_.poles[section.pole] / section.rate;
-    const std::size_t first = section.state;
-    write_state(column, first, section.rate, pole.real());
-    const std::string x1 = indexed("x", column, first);
-    netlist_.element(indexed("Gu", column, first), {"0", x1, input(column)}, 1.0);
-    if (section.pair) {
-      const std::size_t second = first + 1;
-      const std::string x2 = indexed("x", column, second);
-      write_state(column, second, section.rate, pole.real());
-      netlist_.element(indexed("Gx", column, first), {"0", x1, x2, "0"}, pole.imag());
-      netlist_.element(indexed("Gx", column, second), {x2, "0", x1, "0"}, pole.imag());
-    }
-    write_outputs(column, section);
-  }
-  write_polynomial(column);
-}
-
-/// Capacitor and conductance of a state that by itself grows with `growth` times the rate. A decaying one has
-/// a resistor of that size. Every node needs a resistor to ground, so the others have one too, and a source
-/// that makes up for it without rounding: g - 2 g or 1 - 1.
-void Subcircuit::write_state(std::size_t column, std::size_t state, double rate, double growth) {
-  const std::string x = indexed("x", column, state);
-  netlist_.element(indexed("Cx", column, state), {x, "0"}, 1.0 / rate);
-  const bool resists = growth != 0.0 && std::isfinite(1.0 / growth);
-  const double resistance = resists ? 1.0 / std::abs(growth) : 1.0;
-  netlist_.element(indexed("Rx", column, state), {x, "0"}, resistance);
-  if (!resists) {
-    netlist_.element(indexed("Gn", column, state), {"0", x, x, "0"}, 1.0);
-  } else if (growth > 0.0) {
-    netlist_.element(indexed("Gn", column, state), {"0", x, x, "0"}, 2.0 * growth);
+    netlist_.source('G' + place, {nodes, input(port)}, weight);
   }
 }
 
-void Subcircuit::write_outputs(std::size_t column, const Section& section) {
-  for (std::size_t row = 1; row <= matrix_.ports(); ++row) {
-    const std::complex<double> residue =
-        model_.residues_of(matrix_.response(row - 1, column - 1))[section.pole];
-    const std::complex<double> weight =
-        scale(row, column) * (section.pair ? 2.0 : 1.0) * (residue / section.rate);
-    const auto write = [&](std::size_t state, double value) {
-      const std::string place = indexed("Gy", row, column) + '_' + std::to_string(state);
-      netlist_.source(place, {output(row), indexed("x", column, state), "0"}, value);
-    };
-    write(section.state, weight.real());
-    if (section.pair) {
-      write(section.state + 1, weight.imag());
-    }
+void Subcircuit::write_set(const Section& section, std::size_t set) {
+  const std::size_t first = section.state;
+  const std::size_t second = first + 1;
+  const std::string x1 = names_("x", first, set);
+  const std::string x2 = names_("x", second, set);
+  write_state(x1, section);
+  if (section.pair) {
+    write_state(x2, section);
+    netlist_.element(names_("Gc", first, set), {"0", x1, x2, "0"}, section.growth.imag());
+    netlist_.element(names_("Gc", second, set), {x2, "0", x1, "0"}, section.growth.imag());
   }
+  // z = x1 - j x2.
+  for (const auto& [port, weight] : section.sets[set - 1].in) {
+    const double unit = parameter_ == 'Z' ? reference(port) : 1.0;
+    write_driven(names_("u", first, set, port), "0 " + x1, port, weight.real() * unit);
+    write_driven(names_("u", second, set, port), "0 " + x2, port, -weight.imag() * unit);
+  }
+  for (const auto& [port, weight] : section.sets[set - 1].out) {
+    netlist_.source(names_("Gy", first, set, port), {output(port), x1, "0"}, weight.real());
+    netlist_.source(names_("Gy", second, set, port), {output(port), x2, "0"}, weight.imag());
+  }
+}
+
+void Subcircuit::write_state(const std::string& x, const Section& section) {
+  netlist_.element('C' + x, {x, "0"}, 1.0 / section.rate);
+  shunt(x, "0", x, -section.growth.real());
 }
 
 void Subcircuit::write_polynomial(std::size_t column) {
   bool differentiates = false;
   for (std::size_t row = 1; row <= matrix_.ports(); ++row) {
     const std::size_t response = matrix_.response(row - 1, column - 1);
-    netlist_.source(indexed("Gd", row, column), {output(row), input(column)},
-                    scale(row, column) * model_.constants[response]);
+    const double unit = parameter_ == 'Z' ? 1.0 : scale(row, column);
+    write_driven(names_("d", row, column), output(row), column, unit * model_.constants[response]);
     const double proportional = scale(row, column) * model_.proportionals[response] * common_rate_;
-    netlist_.source(indexed("Fh", row, column), {output(row), indexed("Vh", column)}, proportional);
+    netlist_.source(names_("Fh", row, column), {output(row), names_("Vh", column)}, proportional);
     differentiates = differentiates || proportional != 0.0;
   }
   if (differentiates) {
-    const std::string copy = indexed("e", column);
-    const std::string current = indexed("f", column);
-    netlist_.element(indexed("Eh", column), {copy, "0", input(column)}, 1.0);
-    netlist_.element(indexed("Ch", column), {copy, current}, 1.0 / common_rate_);
-    netlist_.element(indexed("Vh", column), {current, "0"}, 0.0);
+    const std::string copy = names_("c", column);
+    const std::string current = names_("f", column);
+    if (parameter_ == 'Z') {
+      netlist_.element(names_("Hh", column), {copy, "0", names_("Vp", column)}, reference(column));
+    } else {
+      netlist_.element(names_("Eh", column), {copy, "0", input(column)}, 1.0);
+    }
+    netlist_.element(names_("Ch", column), {copy, current}, 1.0 / common_rate_);
+    netlist_.element(names_("Vh", column), {current, "0"}, 0.0);
   }
 }
 
