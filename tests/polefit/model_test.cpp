@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <numbers>
 #include <utility>
 
 #include "numerics.hpp"
@@ -229,6 +230,22 @@ TEST(Evaluate, a_model_whose_arrays_do_not_fit_together_is_refused) {
   bad = model;
   bad.origin = Origin();
   refused(bad, "the model has 0 errors, expected 2");
+}
+
+TEST(LargestGain, is_looked_for_between_neighbouring_resonances) {
+  // Two that overlap, so that their sum is largest in the middle, where none of them is.
+  constexpr double apart = 0.2;  // of the damping
+  Model model;
+  for (const double omega : {100.0, 100.0 + apart}) {
+    model.poles.insert(model.poles.end(), {{-1.0, omega}, {-1.0, -omega}});
+    model.residues.insert(model.residues.end(), {1.0, 1.0});
+  }
+  model.constants = {0.0};
+  model.proportionals = {0.0};
+  const double middle = (100.0 + 0.5 * apart) / (2.0 * std::numbers::pi);
+  const Gain gain = largest_gain(model);
+  EXPECT_DOUBLE_EQ(gain.frequency, middle);
+  EXPECT_GE(gain.largest, (1.0 - 10.0 * eps) * std::abs(evaluate(model, std::vector{middle})[0]));
 }
 
 TEST(LargestGain, terms_proportional_to_s_have_no_part_in_it) {

@@ -548,6 +548,18 @@ TEST(OrderSearch, data_that_are_advanced_by_one_time_are_told_by_how_much) {
   }
 }
 
+TEST(OrderSearch, weights_do_not_make_it_look_below_the_noise) {
+  const Samples clean = network(10, 3, 301);
+  Samples noisy = clean;
+  add_noise(noisy, 1e-2 * root_mean_square(clean.values), 7);
+  noisy.weights.assign(noisy.values.size(), 1.0);
+  const Search search = fit_to_error(noisy.view(), {.error = 1e-6});
+  EXPECT_EQ(search.end, SearchEnd::met_to_noise);
+  for (const Step& step : search.steps) {
+    EXPECT_LE(step.order, 20U);  // of 10 that are there; below the noise the next double is tried
+  }
+}
+
 TEST(OrderSearch, pure_noise_is_no_success) {
   Samples samples{grid(301), std::vector<Complex>(301), 1, {}};
   add_noise(samples, 1.0, 5);
