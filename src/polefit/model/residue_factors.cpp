@@ -305,23 +305,31 @@ numerics::Matrix times(double factor, numerics::Matrix a) {
   return a;
 }
 
-std::vector<FactoredPole> factored(const Model& model, const WholeMatrix& matrix,
-                                   const numerics::Matrix& change, std::size_t most) {
+/// With factors still to be found.
+std::vector<FactoredPole> poles_of(const Model& model) {
   std::vector<FactoredPole> poles;
   for (std::size_t i = 0; i < model.poles.size();) {
     const bool pair = model.poles[i].imag() != 0.0;
-    poles.push_back({.pole = i, .pair = pair});
+    poles.push_back({.pole = i, .pair = pair, .factors = ResidueFactors{}});
     i += pair ? 2 : 1;
   }
+  return poles;
+}
+
+/// Where there were none with a larger tolerance there are none.
+void factorise(std::vector<FactoredPole>& poles, const Model& model, const WholeMatrix& matrix,
+               const numerics::Matrix& change, std::size_t most) {
   const auto count = static_cast<double>(poles.size());
   for (FactoredPole& each : poles) {
+    if (!each.factors) {
+      continue;
+    }
     const double damping = std::abs(model.poles[each.pole].real());
     // |1 / (j omega - a)| is at most 1 / |a'|, and a pair has two of them.
     const double share = damping / (each.pair ? 2.0 : 1.0) / count;
     each.factors = residue_factors(residues_at(model, matrix, each.pole), times(share, change),
                                    damping > 0.0 ? most : matrix.ports());
   }
-  return poles;
 }
 
 std::optional<std::size_t> rank_of(const FactoredPole& pole) {
@@ -403,8 +411,14 @@ std::optional<ResidueFactors> residue_factors(const ComplexMatrix& c, const nume
 std::vector<FactoredPole> factored_poles(const Model& model, std::size_t most) {
   const WholeMatrix matrix = matrix_of(model);
   const numerics::Matrix change = allowed_change(model, matrix);
-  std::vector<FactoredPole> poles = factored(model, matrix, change, most);
-  std::vector<FactoredPole> exact = factored(model, matrix, times(0.0, change), most);
+  const numerics::Matrix none = times(0.0, change);
+  std::vector<FactoredPole> poles = poles_of(model);
+  factorise(poles, model, matrix, change, most);
+  if (change.elements == none.elements) {
+    return poles;
+  }
+  std::vector<FactoredPole> exact = poles;
+  factorise(exact, model, matrix, none, most);
   const bool same = std::equal(poles.begin(), poles.end(), exact.begin(),
                                [](const auto& a, const auto& b) { return rank_of(a) == rank_of(b); });
   const bool certified = model.passivity && model.passivity->passive;
