@@ -24,21 +24,22 @@ POLEFIT_EXPORT bool is_subcircuit_name(std::string_view name);
 /// Symbols: u_j input of port j, in volts: the port's voltage (Y), its current times its reference R_j (Z),
 /// the incident part of its voltage, sqrt(R_j) a_j (S); z states; a = a' + j a'' a pole; C its residues.
 /// A real pole has sets of one state, a pair of two, z = x1 - j x2:
-///   z' = a z + |a| sum_j in_j u_j,   sum over the sets of out_i z is row i of C u / (s - a), twice its real part
-/// for pairs. Either there is a set for each input, which all outputs share, or, where that takes fewer
-/// elements, one for each column of left and row of right, C = left right: as many as the rank of C. At a pole
-/// at 0 the rank always decides, since any further state would join ports at 0 Hz that C does not join. What
-/// the factors drop changes no element of the matrix at a real frequency by more than a hundredth of its error
-/// (root mean square) that the model's origin tells, and only by rounding without one, at poles on the
-/// imaginary axis, and where a model that is certified to be passive would not be so any more (which is asked
-/// with `passivity`, for poles^2 times responses up to 10^9).
+///   z' = a z + |a| sum_j in_j u_j,   of which out_i z is added to output i, 2 Re(out_i z) of a pair.
+/// Either there is a set for each input, which all outputs share, or, where that takes fewer elements, one
+/// for each column of left and row of right, C = left right: as many as the rank of C. At a pole at 0 the
+/// rank always decides, since any further state would join ports at 0 Hz that C does not join. What factors
+/// lack changes no element of the matrix at a real frequency by more than a hundredth of its error (root mean
+/// square) that the model's origin tells, and none at 0 Hz, where the constants make up for it. It is only
+/// rounding without an origin, at poles on the imaginary axis, and where a model that is certified to be
+/// passive would not be so any more (which is asked with `passivity`, for poles^2 times responses up to
+/// 10^9).
 ///
-/// Each state is the voltage of a capacitor 1 / |a|, so that states are about as large as u (up to the quality
-/// factor times as large at resonance), and every conductance about 1, whatever the unit of time. Poles at 0
-/// and in the right half-plane are realised as they are. Proportional terms take the current of a capacitor
-/// on which u is impressed. The circuit makes no noise that could be told from none: conductances are sources
-/// of their own voltage, and the only resistors, of 10^15 ohms, give simulators that count such sources as
-/// open a way for direct current.
+/// Each state is the voltage of a capacitor 1 / |a|, so that states are about as large as u (up to the
+/// quality factor times as large at resonance), and every conductance about 1, whatever the unit of time.
+/// Poles at 0 and in the right half-plane are realised as they are. Proportional terms take the current of a
+/// capacitor on which u is impressed. The circuit makes no noise that could be told from none: conductances
+/// are sources of their own voltage, and the only resistors, of 10^15 ohms, give simulators that count such
+/// sources as open a way for direct current.
 ///
 /// Throws Error: bad_option for a name that is_subcircuit_name refuses; bad_shape as check, when the
 /// model is not the whole matrix of a network, or when a number of its own or an element's value is not

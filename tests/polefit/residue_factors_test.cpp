@@ -232,6 +232,10 @@ Model nearly_of_rank_one(double transmission, double more, double rms) {
   return model;
 }
 
+std::vector<FactoredPole> factored_poles(const Model& model, std::size_t most) {
+  return polefit::factored_poles(model, most, [](const FactoredPole&) { return true; });
+}
+
 std::size_t rank_of(const Model& model) {
   const auto poles = factored_poles(model, 2);
   EXPECT_EQ(poles.size(), 1U);
@@ -240,10 +244,31 @@ std::size_t rank_of(const Model& model) {
 }
 
 TEST(FactoredPoles, what_is_a_share_of_the_error_is_dropped_and_no_more) {
-  // The eigenvalues of the residue over its damping are 0.5 and 5e-8. Elements lack half of that, and the
-  // response changes by 5e-8.
+  // The eigenvalues of the residue over its damping are 0.5 and 5e-8. Elements lack half of that, the
+  // response 5e-8 at resonance, and as much again may be lacking at 0 Hz.
   EXPECT_EQ(rank_of(nearly_of_rank_one(0.5, 2e-7, 2e-5)), 1U);
-  EXPECT_EQ(rank_of(nearly_of_rank_one(0.5, 2e-7, 3e-6)), 2U);
+  EXPECT_EQ(rank_of(nearly_of_rank_one(0.5, 2e-7, 8e-6)), 2U);
+}
+
+TEST(FactoredPoles, what_the_factors_lack_at_zero_hertz_is_told_and_nothing_of_rounding) {
+  const Model model = nearly_of_rank_one(0.5, 2e-7, 2e-5);
+  const FactoredPole pole = factored_poles(model, 2)[0];
+  ASSERT_EQ(pole.lacking.elements.size(), 4U);
+  const ComplexMatrix made = product(pole.factors->left, pole.factors->right);
+  for (std::size_t r = 0; r < 4; ++r) {
+    const Complex with = made(r / 2, r % 2) / -model.poles[0];
+    const Complex without = model.residues_of(r)[0] / -model.poles[0];
+    EXPECT_NE(pole.lacking(r / 2, r % 2), 0.0);
+    EXPECT_NEAR(2.0 * with.real() + pole.lacking(r / 2, r % 2), 2.0 * without.real(), 1e-16);
+  }
+  EXPECT_TRUE(factored_poles(nearly_of_rank_one(0.5, 0.0, 2e-5), 2)[0].lacking.elements.empty());
+}
+
+TEST(FactoredPoles, what_is_not_worth_it_has_none) {
+  const auto poles =
+      polefit::factored_poles(nearly_of_rank_one(0.5, 0.0, 2e-5), 2,
+                              [](const FactoredPole& pole) { return pole.factors->left.columns() > 1; });
+  EXPECT_FALSE(poles[0].factors);
 }
 
 TEST(FactoredPoles, a_model_without_errors_loses_rounding_only) {

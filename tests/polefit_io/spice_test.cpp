@@ -138,6 +138,31 @@ TEST_F(SpiceTest, an_input_without_residues_takes_no_states) {
   EXPECT_LE(ac_error(model, usual_drive(model), "dec 20 100 10g"), tolerance);
 }
 
+TEST_F(SpiceTest, what_is_below_the_error_of_a_fit_takes_no_states_and_changes_no_value_at_zero_hertz) {
+  for (const char parameter : {'S', 'Y', 'Z'}) {
+    SCOPED_TRACE(parameter);
+    const double error = 1e-3 * unit_of(parameter);
+    Model model = low_rank_model(parameter, 4, 3);
+    const Model any = wide_model(parameter, 4, 5);
+    for (std::size_t k = 0; k < model.residues.size(); ++k) {
+      model.residues[k] += 1e-7 * any.residues[k];
+    }
+    EXPECT_EQ(states_of(spice_subcircuit(model, "dut")), 32U);
+    model.origin =
+        Origin{1e2, 1e10, 1001, std::vector<ResponseError>(16, ResponseError{error, error, error})};
+    EXPECT_EQ(states_of(spice_subcircuit(model, "dut")), 8U);
+    // The matrix changes by a hundredth of that error at most, of which the terms of a sum have each a part.
+    const double drop = ac_error(model, usual_drive(model), "dec 20 100 10g");
+    EXPECT_GT(drop, 1e-9);
+    EXPECT_LE(drop, 1e-4);
+    const auto rows =
+        run_ngspice(bench(model, {40.0, 60.0, 50.0, 30.0}, "dc 1 ac 0", "dc 0"), "op", at_ports(4));
+    ASSERT_EQ(rows.size(), 1U);
+    const std::vector<Complex> values(rows[0].begin() + 1, rows[0].end());
+    EXPECT_LE(worst_error(model, values, polefit::evaluate(model, std::vector<double>{0.0})), tolerance);
+  }
+}
+
 TEST_F(SpiceTest, the_circuit_of_a_reciprocal_network_is_reciprocal_whatever_its_form) {
   for (const char parameter : {'S', 'Y', 'Z'}) {
     SCOPED_TRACE(parameter);

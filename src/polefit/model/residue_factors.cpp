@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <complex>
+#include <functional>
 #include <limits>
 #include <span>
 
@@ -305,23 +306,50 @@ numerics::Matrix times(double factor, numerics::Matrix a) {
   return a;
 }
 
-std::vector<FactoredPole> factored(const Model& model, const WholeMatrix& matrix,
-                                   const numerics::Matrix& change, std::size_t most) {
+/// With factors still to be found.
+std::vector<FactoredPole> poles_of(const Model& model) {
   std::vector<FactoredPole> poles;
   for (std::size_t i = 0; i < model.poles.size();) {
     const bool pair = model.poles[i].imag() != 0.0;
-    poles.push_back({.pole = i, .pair = pair});
+    poles.push_back({.pole = i, .pair = pair, .factors = ResidueFactors{}});
     i += pair ? 2 : 1;
   }
+  return poles;
+}
+
+using IsWorth = std::function<bool(const FactoredPole&)>;
+
+/// Where there were none with a larger tolerance there are none.
+void factorise(std::vector<FactoredPole>& poles, const Model& model, const WholeMatrix& matrix,
+               const numerics::Matrix& change, std::size_t most, const IsWorth& is_worth) {
   const auto count = static_cast<double>(poles.size());
   for (FactoredPole& each : poles) {
+    if (!each.factors) {
+      continue;
+    }
     const double damping = std::abs(model.poles[each.pole].real());
-    // |1 / (j omega - a)| is at most 1 / |a'|, and a pair has two of them.
-    const double share = damping / (each.pair ? 2.0 : 1.0) / count;
+    // |1 / (j omega - a)| is at most 1 / |a'|, a pair has two of them, and there is as much at 0 Hz.
+    const double share = 0.5 * damping / (each.pair ? 2.0 : 1.0) / count;
     each.factors = residue_factors(residues_at(model, matrix, each.pole), times(share, change),
                                    damping > 0.0 ? most : matrix.ports());
+    if (each.factors && !is_worth(each)) {
+      each.factors.reset();
+    }
   }
-  return poles;
+}
+
+/// What the factors of a pole lack at 0 Hz.
+numerics::Matrix lacking_at_zero(const Model& model, const WholeMatrix& matrix, const FactoredPole& pole) {
+  const ComplexMatrix rest =
+      difference(residues_at(model, matrix, pole.pole), times(pole.factors->left, pole.factors->right));
+  numerics::Matrix lacking(matrix.ports(), matrix.ports());
+  for (std::size_t column = 0; column < matrix.ports(); ++column) {
+    for (std::size_t row = 0; row < matrix.ports(); ++row) {
+      const Complex value = rest(row, column) / -model.poles[pole.pole];
+      lacking(row, column) = (pole.pair ? 2.0 : 1.0) * value.real();
+    }
+  }
+  return lacking;
 }
 
 std::optional<std::size_t> rank_of(const FactoredPole& pole) {
@@ -342,6 +370,9 @@ Model with_factors(const Model& model, const WholeMatrix& matrix, const std::vec
         first[0] = residues(row, column);
         if (each.pair) {
           first[1] = std::conj(residues(row, column));
+        }
+        if (!each.lacking.elements.empty()) {
+          result.constants[matrix.response(row, column)] += each.lacking(row, column);
         }
       }
     }
@@ -400,13 +431,26 @@ std::optional<ResidueFactors> residue_factors(const ComplexMatrix& c, const nume
   return factors;
 }
 
-std::vector<FactoredPole> factored_poles(const Model& model, std::size_t most) {
+std::vector<FactoredPole> factored_poles(const Model& model, std::size_t most, const IsWorth& is_worth) {
   const WholeMatrix matrix = matrix_of(model);
   const numerics::Matrix change = allowed_change(model, matrix);
-  std::vector<FactoredPole> poles = factored(model, matrix, change, most);
-  std::vector<FactoredPole> exact = factored(model, matrix, times(0.0, change), most);
-  const bool same = std::equal(poles.begin(), poles.end(), exact.begin(),
-                               [](const auto& a, const auto& b) { return rank_of(a) == rank_of(b); });
+  const numerics::Matrix none = times(0.0, change);
+  std::vector<FactoredPole> poles = poles_of(model);
+  factorise(poles, model, matrix, change, most, is_worth);
+  if (change.elements == none.elements) {
+    return poles;
+  }
+  std::vector<FactoredPole> exact = poles;
+  factorise(exact, model, matrix, none, most, is_worth);
+  bool same = true;
+  for (std::size_t i = 0; i < poles.size(); ++i) {
+    if (rank_of(poles[i]) == rank_of(exact[i])) {
+      poles[i] = exact[i];
+    } else {
+      poles[i].lacking = lacking_at_zero(model, matrix, poles[i]);
+      same = false;
+    }
+  }
   const bool certified = model.passivity && model.passivity->passive;
   return same || (certified && !stays_certified(model, matrix, poles)) ? exact : poles;
 }

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <optional>
 #include <vector>
 
@@ -37,18 +38,23 @@ struct FactoredPole {
   std::size_t pole = 0;  ///< the first one, counted from 0
   bool pair = false;
   std::optional<ResidueFactors> factors = std::nullopt;  ///< unless they would not be worth it
+  /// What the factors lack at 0 Hz, to be added to the constants; empty where it is rounding.
+  numerics::Matrix lacking = {};
 };
 
 /// The share of the error of a response (root mean square) by which factors may change it at a real
 /// frequency: in squares, which is how errors add, a part in ten thousand.
 inline constexpr double share_of_error = 1e-2;
 
-/// Factors for all poles of a model of a whole matrix with P ports, in the order of the poles, of rank
-/// `most` at most, but P for poles on the imaginary axis. What they drop, summed over the poles, changes no
-/// element of the matrix at any real frequency by more than share_of_error allows. It is only rounding where
-/// the model does not tell its errors, at poles on the axis, and where the model was certified passive and
-/// `passivity` does not certify it with these factors, or is not asked since that takes long: where the
-/// square of the poles times the responses is more than 10^9. Throws Error as matrix_of.
-std::vector<FactoredPole> factored_poles(const Model& model, std::size_t most);
+/// Factors for all poles of a model of a whole matrix with P ports, in the order of the poles: of rank `most`
+/// at most, but P for poles on the imaginary axis, and only where `is_worth` says so of a pole with factors.
+///
+/// With what they lack at 0 Hz as constants, the value there is the model's to rounding, and no element of
+/// the matrix changes at any real frequency by more than share_of_error allows. Only rounding is dropped
+/// where the model does not tell its errors, at poles on the axis, and where the model was certified passive
+/// and `passivity` does not certify what the factors make of it, or is not asked since that takes long: where
+/// the square of the poles times the responses is more than 10^9. Throws Error as matrix_of.
+std::vector<FactoredPole> factored_poles(const Model& model, std::size_t most,
+                                         const std::function<bool(const FactoredPole&)>& is_worth);
 
 }  // namespace polefit

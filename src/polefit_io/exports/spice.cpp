@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "numerics/angular_frequency.hpp"
+#include "numerics/matrix.hpp"
 #include "numerics/power_of_two.hpp"
 #include "polefit/error.hpp"
 #include "polefit/model/files.hpp"
@@ -171,7 +172,13 @@ class Subcircuit {
         matrix_(matrix_of(model)),
         parameter_(model.network->parameter),
         names_(name),
-        common_rate_(common_rate(model)) {
+        common_rate_(common_rate(model)),
+        constants_(matrix_.ports(), matrix_.ports()) {
+    for (std::size_t row = 0; row < matrix_.ports(); ++row) {
+      for (std::size_t column = 0; column < matrix_.ports(); ++column) {
+        constants_(row, column) = model.constants[matrix_.response(row, column)];
+      }
+    }
     add_sections();
   }
 
@@ -248,25 +255,32 @@ class Subcircuit {
   char parameter_;
   Names names_;
   double common_rate_;
+  numerics::Matrix constants_;
   std::vector<Section> sections_;
   Netlist netlist_;
 };
 
 void Subcircuit::add_sections() {
-  // Of half the ports and more, states of each input take fewer elements.
-  for (const FactoredPole& each : factored_poles(model_, matrix_.ports() / 2 + 1)) {
+  const auto section_of = [&](const FactoredPole& each) {
     const std::complex<double> pole = model_.poles[each.pole];
     const double rate = usable(std::abs(pole)) ? std::abs(pole) : common_rate_;
-    Section section{
+    return Section{
         .state = each.pole + 1, .pair = each.pair, .rate = rate, .growth = pole / rate, .sets = {}};
-    section.sets = sets_by_input(each.pole, section);
-    if (each.factors) {
-      std::vector<StateSet> sets = sets_by_rank(*each.factors, section);
-      // At 0 Hz a pole at 0 takes as many conditions on the ports as it has states, and only its rank is met.
-      const bool needed = pole == 0.0 && sets.size() < section.sets.size();
-      if (needed || elements_of(sets, each.pair) < elements_of(section.sets, each.pair)) {
-        section.sets = std::move(sets);
-      }
+  };
+  const auto is_worth = [&](const FactoredPole& each) {
+    const Section section = section_of(each);
+    const std::vector<StateSet> by_input = sets_by_input(each.pole, section);
+    const std::vector<StateSet> by_rank = sets_by_rank(*each.factors, section);
+    // At 0 Hz a pole at 0 takes as many conditions on the ports as it has states, and only its rank is met.
+    const bool needed = model_.poles[each.pole] == 0.0 && by_rank.size() < by_input.size();
+    return needed || elements_of(by_rank, each.pair) < elements_of(by_input, each.pair);
+  };
+  // Of half the ports and more, states of each input take fewer elements.
+  for (const FactoredPole& each : factored_poles(model_, matrix_.ports() / 2 + 1, is_worth)) {
+    Section section = section_of(each);
+    section.sets = each.factors ? sets_by_rank(*each.factors, section) : sets_by_input(each.pole, section);
+    for (std::size_t k = 0; k < each.lacking.elements.size(); ++k) {
+      constants_.elements[k] += each.lacking.elements[k];
     }
     sections_.push_back(std::move(section));
   }
@@ -452,7 +466,7 @@ void Subcircuit::write_polynomial(std::size_t column) {
   for (std::size_t row = 1; row <= matrix_.ports(); ++row) {
     const std::size_t response = matrix_.response(row - 1, column - 1);
     const double unit = parameter_ == 'Z' ? 1.0 : scale(row, column);
-    write_driven(names_("d", row, column), output(row), column, unit * model_.constants[response]);
+    write_driven(names_("d", row, column), output(row), column, unit * constants_(row - 1, column - 1));
     const double proportional = scale(row, column) * model_.proportionals[response] * common_rate_;
     netlist_.source(names_("Fh", row, column), {output(row), names_("Vh", column)}, proportional);
     differentiates = differentiates || proportional != 0.0;
