@@ -267,6 +267,30 @@ TEST(TerminatedResponse, break_points_between_the_times_are_met) {
   EXPECT_NEAR(found.voltages[3], expected.voltages[4001 + 4000], 1e-6);
 }
 
+TEST(TerminatedResponse, steps_of_any_lengths_may_follow_each_other) {
+  std::vector<double> times{0.0};
+  for (int k = 1; k < 400; ++k) {
+    times.push_back(times.back() + (k % 3 == 0 ? 0.001 : k % 3 == 1 ? 0.0023 : 0.005));
+  }
+  for (const char parameter : {'S', 'Y', 'Z'}) {
+    const PortSignals found =
+        terminated_response(capacitor(parameter), std::vector<Termination>{{0.2, ramp}}, times);
+    // As of even steps of the longest.
+    EXPECT_LE(worst_error(found, times, [](double t) { return charged(0.2, t); }), 0.005 * 0.005 * 4.0 / 0.2)
+        << parameter;
+  }
+}
+
+TEST(TerminatedResponse, a_derivative_behind_a_break_point_knows_nothing_of_what_was_before) {
+  Model model = capacitor('Y');
+  model.proportionals[0] = 1e-6;
+  const PortSignals found =
+      terminated_response(model, std::vector<Termination>{{1.0, ramp}}, even_times(0.05, 11));
+  // 4 V/s through a microfarad, and nothing behind the ramp: of the second, a thousandth of a step's charge.
+  EXPECT_NEAR(found.currents[4], 4e-6, 1e-9);
+  EXPECT_NEAR(found.currents[6], 0.0, 1e-9);
+}
+
 TEST(TerminatedResponse, what_contradicts_itself_is_refused) {
   const auto message = [](const Model& model, const Termination& end, const TerminatedOptions& options = {}) {
     try {

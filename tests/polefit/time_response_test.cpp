@@ -107,6 +107,14 @@ TEST(TimeResponse, nothing_comes_before_the_first_point) {
   EXPECT_EQ(response(resistor_and_capacitor(), {}, times), std::vector<double>(4));
 }
 
+TEST(TimeResponse, a_jump_that_rounding_moved_behind_an_output_is_at_the_output) {
+  const double later = 3.0 * 0.1;
+  ASSERT_GT(later, 0.3);
+  const Model model = matrix_model('S', 1, {-1.0}, {1.0}, {0.5});
+  EXPECT_EQ(response(model, {{later}, {1.0}}, {0.3})[0], 0.5);
+  EXPECT_EQ(response(model, {{0.3}, {1.0}}, {later})[0], 0.5);
+}
+
 TEST(TimeResponse, a_short_ramp_comes_near_a_step_as_half_its_time) {
   const std::vector<double> times{1.0, 2.0};
   const Model model = resistor_and_capacitor();
