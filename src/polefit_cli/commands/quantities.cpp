@@ -53,7 +53,7 @@ double read_time(std::string_view text) {
     number = text::without_blanks(number.substr(0, number.size() - 1));
   }
   double value = 0.0;
-  if (number.ends_with("inf") || !read_prefixed(number, prefixes, value)) {
+  if (!read_prefixed(number, prefixes, value)) {
     refuse("times", text, "a time such as 3.5e-11, 35p or 35ps");
   }
   if (!std::isfinite(value) || value < 0.0) {

@@ -100,7 +100,7 @@ std::vector<double> output_times(const Setting& setting, double begin, double ot
   if (!(count <= most_outputs) || !(count * static_cast<double>(setting.ports()) <= most_output_values)) {
     refuse(command.time_step ? "--time-step" : "--points",
            short_number(count) + " points of " + text::counted(setting.ports(), "port"),
-           "at most ten million points, and a hundred million values of all ports");
+           "at most ten million points, and twenty million values of all ports");
   }
   if (!(count >= 2.0)) {
     refuse("--time-step", time_text(*command.time_step), "at most the span, which is " + time_text(span));
@@ -334,7 +334,7 @@ ExitStatus run_eye(Setting setting, PictureFormat format) {
   if (!(samples * static_cast<double>(setting.ports()) <= most_output_values)) {
     refuse("--bits",
            std::to_string(command.bits) + " bits of 64 samples at " + text::counted(setting.ports(), "port"),
-           "at most a hundred million samples of all ports");
+           "at most twenty million samples of all ports");
   }
   const double step = interval / static_cast<double>(eye_samples);
   const auto followed = [&](const std::vector<bool>& bits) {

@@ -13,7 +13,7 @@ namespace polefit_cli {
 
 /// More outputs in time than anybody draws, and more values of all ports than fit into memory everywhere.
 inline constexpr double most_outputs = 1e7;
-inline constexpr double most_output_values = 1e8;
+inline constexpr double most_output_values = 2e7;
 
 /// The times that a model has by itself.
 struct TimeScale {
