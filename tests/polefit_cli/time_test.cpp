@@ -258,8 +258,8 @@ TEST_F(Time, what_fits_neither_model_nor_memory_is_refused_before_anything_is_fo
                  "--terminations: found 3 resistances, expected one, or 2, one a port");
   expect_refusal({"m.json", "--step", "--span", "1", "--time-step", "1f"},
                  "--time-step: found 1e+15 points of 2 ports, expected at most ten million points");
-  expect_refusal({"m.json", "--step", "--span", "1", "--time-step", "50n"},
-                 "--time-step: found 2e+07 points");
+  expect_refusal({"r.json", "--step", "--span", "1", "--time-step", "90n", "-o", "t.csv"},
+                 "--time-step: found 1.11e+07 points");
   expect_refusal({"m.json", "--step", "--points", "10000001"}, "--points: found \"10000001\"");
   expect_refusal({"m.json", "--step", "--span", "1n", "--time-step", "2n"},
                  "--time-step: found 2 ns, expected at most the span, which is 1 ns");

@@ -90,7 +90,7 @@ Settled settled_response(const polefit::Model& model, const std::vector<polefit:
   const double span = times.back() - times.front();
   double step = span / static_cast<double>(times.size() - 1);
   settled.settled = false;
-  while (!settled.settled && 2.0 * span / step <= most_steps) {
+  do {
     step *= 0.5;
     polefit::PortSignals finer =
         polefit::terminated_response(model, terminations, times, {.largest_step = step});
@@ -99,7 +99,7 @@ Settled settled_response(const polefit::Model& model, const std::vector<polefit:
     settled.difference = size > 0.0 ? difference / size : 0.0;
     settled.settled = settled.difference <= settled_tolerance;
     settled.signals = std::move(finer);
-  }
+  } while (!settled.settled && 2.0 * span / step <= most_steps);
   return settled;
 }
 

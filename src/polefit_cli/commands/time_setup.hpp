@@ -43,8 +43,8 @@ struct Settled {
 /// Halves the steps until voltages change by no more than this part of the largest.
 inline constexpr double settled_tolerance = 1e-4;
 
-/// `terminated_response` with steps that are halved until that changes hardly anything; as far as the steps
-/// stay fewer than twenty million.
+/// `terminated_response` with steps that are halved until that changes hardly anything: once at least, and
+/// then as far as the steps stay fewer than twenty million.
 Settled settled_response(const polefit::Model& model, const std::vector<polefit::Termination>& terminations,
                          const std::vector<double>& times);
 
