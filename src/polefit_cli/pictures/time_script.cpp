@@ -183,8 +183,7 @@ class EyePage {
     }
     density();
     opening(end);
-    page_.plot("$density matrix using (" + column_text(end) + "):(" + row_text() +
-               "):3 with image notitle");
+    page_.plot("$density matrix using (" + column_text(end) + "):(" + row_text() + "):3 with image notitle");
     return std::move(page_).finished();
   }
 
