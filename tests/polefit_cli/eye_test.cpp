@@ -43,7 +43,7 @@ TEST(PseudoRandomBits, each_bit_is_the_sum_of_those_that_its_polynomial_names) {
        {Named{7, 6}, Named{9, 5}, Named{11, 9}, Named{15, 14}, Named{23, 18}, Named{31, 28}}) {
     const std::vector<bool> bits = pseudo_random_bits(named.order, 3000);
     std::size_t ones = 0;
-    for (std::size_t i = static_cast<std::size_t>(named.order); i < bits.size(); ++i) {
+    for (auto i = static_cast<std::size_t>(named.order); i < bits.size(); ++i) {
       ASSERT_EQ(bits[i], bits[i - static_cast<std::size_t>(named.order)] != bits[i - named.tap])
           << named.order;
       ones += bits[i] ? 1 : 0;
@@ -160,7 +160,7 @@ TEST(EyeDensity, every_sample_counts_once_and_the_edges_are_beyond_all) {
   const std::vector<double> voltages = through_channel(bits, 100, 16.0, 0.2, 0.5);
   const Eye eye = eye_through_channel(100, 16.0, 0.2, 0.5);
   const EyeDensity density = eye_density(voltages, eye, 50);
-  EXPECT_EQ(density.hits.size(), 50U * 2 * eye_samples);
+  EXPECT_EQ(density.hits.size(), 100 * eye_samples);
   const double all = std::accumulate(density.hits.begin(), density.hits.end(), 0.0);
   const double first = (static_cast<double>(eye.skipped) + eye.delay) * eye_samples;
   EXPECT_NEAR(all, static_cast<double>(voltages.size()) - first - 1.0, 1e-6);

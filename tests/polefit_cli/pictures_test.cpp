@@ -833,6 +833,19 @@ TEST(PassivityPictures, begin_below_and_end_beyond_band_poles_and_violations) {
   EXPECT_EQ(passivity_picture_of(constant).grid.back(), 10.0);
 }
 
+TEST(PassivityPictures, a_band_below_all_that_can_be_shown_leaves_a_curve) {
+  polefit::Model model = narrow_resonance(0.5);
+  for (std::size_t i = 0; i < model.poles.size(); ++i) {
+    model.poles[i] *= 1e-299;
+    model.residues[i] *= 1e-299;
+  }
+  model.origin->lowest = 1e-302;
+  model.origin->highest = 1e-301;
+  const PassivityPicture picture = passivity_picture_of(model);
+  ASSERT_FALSE(picture.grid.empty());
+  EXPECT_GT(picture.grid.back(), picture.grid.front());
+}
+
 TEST(PassivityPictures, violations_without_an_end_are_cut_to_the_axis) {
   polefit::Model model = narrow_resonance(0.01, 'Z');
   model.constants = {-1.0};

@@ -82,10 +82,11 @@ Band frequencies_worth_showing(const polefit::Model& model, const polefit::Passi
   constexpr double most_hertz = 1e290;  // and the least the inverse, so that nothing overflows
   double low = std::numeric_limits<double>::infinity();
   double high = 0.0;
+  const auto within = [&](double frequency) { return std::clamp(frequency, 1.0 / most_hertz, most_hertz); };
   const auto include = [&](double frequency) {
     if (frequency > 0.0 && std::isfinite(frequency)) {
-      low = std::min(low, std::max(frequency, 1.0 / most_hertz));
-      high = std::max(high, std::min(frequency, most_hertz));
+      low = std::min(low, within(frequency));
+      high = std::max(high, within(frequency));
     }
   };
   for (const std::complex<double> pole : model.poles) {
@@ -104,8 +105,8 @@ Band frequencies_worth_showing(const polefit::Model& model, const polefit::Passi
   }
   if (band && band->highest > 0.0) {
     const double lowest = band->lowest > 0.0 ? band->lowest : band->highest;
-    low = std::max(low, lowest / farthest);
-    high = std::min(high, band->highest * farthest);
+    low = std::max(low, within(lowest) / farthest);
+    high = std::min(high, within(band->highest) * farthest);
   }
   return {low / beyond, high * beyond};
 }
