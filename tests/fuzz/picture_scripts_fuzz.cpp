@@ -15,6 +15,7 @@
 #include "polefit/error.hpp"
 #include "polefit_cli/pictures/gnuplot_script.hpp"
 #include "polefit_cli/pictures/picture.hpp"
+#include "polefit_cli/pictures/time_script.hpp"
 #include "text/number_text.hpp"
 
 namespace {
@@ -137,6 +138,61 @@ void draw_passivity(const polefit::Model& model, const std::string& title, Pictu
                [&] { return passivity_script(other, format); });
 }
 
+/// Curves whose values are the parts of a network's, and the density of an eye of as many.
+void draw_times(const polefit::Network& network, const std::string& title, PictureFormat format) {
+  polefit_cli::TimePicture picture;
+  picture.title = title;
+  picture.quantity = "voltage / V";
+  picture.times = network.frequencies;
+  std::sort(picture.times.begin(), picture.times.end());
+  const std::size_t count = picture.times.size();
+  for (std::size_t r = 0; r < network.names.size(); ++r) {
+    polefit_cli::TimeCurve& curve = picture.curves.emplace_back();
+    curve.name = network.names[r];
+    for (std::size_t k = 0; k < count; ++k) {
+      curve.values.push_back(network.values[r * count + k].real());
+    }
+  }
+  const double first = network.values.front().imag();
+  if (first < 0.0) {
+    picture.level = first;
+  } else {
+    picture.distance = polefit_cli::TimePicture::Distance{first, picture.times.front()};
+  }
+  polefit_cli::TimePicture other = picture;
+  other.title = plain(title);
+  for (polefit_cli::TimeCurve& curve : other.curves) {
+    curve.name = plain(curve.name);
+  }
+  // Names stand side by side: those of another width move the ones behind them.
+  for (std::size_t i = 0; i + 1 < picture.curves.size(); ++i) {
+    picture.curves[i].name = other.curves[i].name;
+  }
+  check_script([&] { return time_script(picture, format); }, [&] { return time_script(other, format); });
+
+  if (count < 2) {
+    return;  // an eye has more columns than one
+  }
+  polefit_cli::EyePicture eye;
+  eye.title = title;
+  eye.verdict = title;
+  eye.interval = std::max(1e-15, std::abs(picture.times.back()));
+  eye.columns = count;
+  eye.rows = network.names.size();
+  eye.low = std::min(first, network.values.back().real());
+  eye.high = std::max(first, network.values.back().real());
+  for (const std::complex<double> value : network.values) {
+    eye.hits.push_back(std::abs(value.real()));
+  }
+  if (first > 0.0) {
+    eye.opening = polefit_cli::EyePicture::Opening{-0.5, 0.5, first, eye.low, eye.high};
+  }
+  polefit_cli::EyePicture plain_eye = eye;
+  plain_eye.title = plain(title);
+  plain_eye.verdict = plain(title);
+  check_script([&] { return eye_script(eye, format); }, [&] { return eye_script(plain_eye, format); });
+}
+
 }  // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -183,6 +239,9 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
       break;
     case 1:
       draw_passivity(model, title, format);
+      break;
+    case 2:
+      draw_times(network, title, format);
       break;
     default:
       draw_fit(model, network, title, format);

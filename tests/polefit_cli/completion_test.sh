@@ -25,7 +25,7 @@ cd "$(mktemp -d)"
 trap 'rm -r "$PWD"' EXIT
 touch filter.s2p filter.json other.txt
 
-expect "fit plot passivity export eval info --help --version" polefit ""
+expect "fit plot passivity export eval time info --help --version" polefit ""
 expect "plot" polefit pl
 expect "filter.json filter.s2p" polefit fit f
 expect "filter.json" polefit fit filter.s2p -o filter.j

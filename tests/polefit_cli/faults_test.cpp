@@ -130,7 +130,9 @@ class Faults : public InOwnDirectory {
             {"touchstone", {"export", "model.json", "--touchstone"}, "result.s1p", {"model.json"}},
             {"csv", {"export", "model.json", "--csv"}, "result.csv", {"model.json"}},
             {"S_Solver", {"export", "model.json", "--s-solver"}, "result.coe", {"model.json"}},
-            {"eval", {"eval", "model.json", "--like", "data.s1p"}, "result.csv", {"model.json", "data.s1p"}}};
+            {"eval", {"eval", "model.json", "--like", "data.s1p"}, "result.csv", {"model.json", "data.s1p"}},
+            {"time", {"time", "model.json", "--step"}, "result.csv", {"model.json"}},
+            {"eye", {"time", "model.json", "--eye", "--rate", "1M"}, "result.csv", {"model.json"}}};
   }
 
   /// One line on standard error that begins with the program and holds `part`, exit status 2, the old result

@@ -270,6 +270,11 @@ TEST_F(Memory, that_does_not_suffice_for_an_export_is_told_in_one_line) {
   }
 }
 
+TEST_F(Memory, that_does_not_suffice_for_a_response_in_time_is_told_in_one_line) {
+  expect_refusals(command_alone({"time", "model.json", "--step", "--points", "20", "-o", "result"}),
+                  "result");
+}
+
 TEST_F(Memory, that_does_not_suffice_for_a_picture_is_told_in_one_line) {
   // In the place of gnuplot, which takes its time.
   std::filesystem::create_directory("bin");
@@ -281,6 +286,8 @@ TEST_F(Memory, that_does_not_suffice_for_a_picture_is_told_in_one_line) {
   constexpr long some = 11;  // every one would take a minute
   expect_refusals(command_alone({"plot", "model.json", "data.s1p", "-o", "result.svg"}), "result.svg", some);
   expect_refusals(command_alone({"passivity", "model.json", "-o", "result.svg"}), "result.svg", some);
+  expect_refusals(command_alone({"time", "model.json", "--step", "--plot", "result.svg"}), "result.svg",
+                  some);
   setenv("PATH", before.c_str(), 1);
 }
 

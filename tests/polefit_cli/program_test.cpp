@@ -165,7 +165,7 @@ TEST_F(Program, values_without_a_grid_are_those_of_201_frequencies_of_the_band) 
 }
 
 TEST_F(Program, the_help_fits_into_a_hundred_columns) {
-  for (const char* const command : {"fit", "eval", "plot", "export", "info", "passivity"}) {
+  for (const char* const command : {"fit", "eval", "plot", "export", "info", "passivity", "time"}) {
     ASSERT_EQ(run({command, "--help"}), 0);
     for (const std::string& line : lines_of(output())) {
       // Its last line and its usage are sentences of any length.

@@ -135,6 +135,41 @@ OptionValues values_of(EvalCommand& eval) {
           {"--format", network_format(eval.like)}};
 }
 
+OptionValues values_of(TimeCommand& time) {
+  using Sequences = std::vector<std::pair<std::string_view, int>>;
+  const auto kind = [&](TimeKind meaning) { return flag_for(time.kind, meaning); };
+  const auto kind_with = [&](TimeKind meaning, OptionValue value) {
+    return OptionValue{[&time, meaning, take = std::move(value.take)](const std::string& text) {
+      time.kind = meaning;
+      return take(text);
+    }};
+  };
+  return {{"MODEL", name(time.model)},
+          {"--output", output_name(time.output)},
+          {"--plot", output_name(time.plot)},
+          {"--step", kind(TimeKind::step)},
+          {"--impulse", kind(TimeKind::impulse)},
+          {"--pulse", kind_with(TimeKind::pulse, time_above_zero(time.width))},
+          {"--file", kind_with(TimeKind::file, name(time.waveforms))},
+          {"--tdr", kind(TimeKind::tdr)},
+          {"--eye", kind(TimeKind::eye)},
+          {"--port", whole_number(time.port, {1})},
+          {"--rise", time_from_zero(time.rise)},
+          {"--terminations", resistances(time.terminations)},
+          {"--span", time_above_zero(time.span)},
+          {"--points", whole_number(time.points, {2, 10'000'000})},
+          {"--time-step", time_above_zero(time.time_step)},
+          {"--velocity", above_zero(time.velocity)},
+          {"--rate", frequency_above_zero(time.rate)},
+          {"--in", whole_number(time.in, {1})},
+          {"--out", whole_number(time.out, {1})},
+          {"--prbs", choice(time.sequence,
+                            Sequences{{"7", 7}, {"9", 9}, {"11", 11}, {"15", 15}, {"23", 23}, {"31", 31}})},
+          {"--bits", whole_number(time.bits, {1, 131'072})},
+          {"--parameter", parameter(time.declaration)},
+          {"--reference", above_zero(time.declaration.reference)}};
+}
+
 OptionValues values_of(InfoCommand& info) {
   return {{"FILE", name(info.file.file)}, {"--format", network_format(info.file)}};
 }
@@ -173,6 +208,10 @@ std::string complaint_about(const PlotCommand& plot) {
 
 std::string complaint_about(const EvalCommand& eval) {
   return eval.like && eval.model == "-" && eval.like->file == "-" ? read_twice : "";
+}
+
+std::string complaint_about(const TimeCommand& time) {
+  return time.kind == TimeKind::file && time.model == "-" && time.waveforms == "-" ? read_twice : "";
 }
 
 std::string complaint_about(const PassivityCommand&) { return {}; }
@@ -270,6 +309,9 @@ std::variant<Command, Answer> parse_command_line(std::span<const char* const> ar
   }
   if (name == "eval") {
     return finished(EvalCommand{}, options, app, arguments);
+  }
+  if (name == "time") {
+    return finished(TimeCommand{}, options, app, arguments);
   }
   return finished(InfoCommand{}, options, app, arguments);
 }

@@ -83,12 +83,36 @@ struct EvalCommand {
   std::optional<NetworkSource> like;  ///< at the frequencies of that network
 };
 
+enum class TimeKind { step, impulse, pulse, file, tdr, eye };
+
+struct TimeCommand {
+  std::string model;
+  TimeKind kind = TimeKind::step;
+  std::string output;  ///< none: standard output, unless there is a picture
+  std::string plot;    ///< none: no picture
+  double width = 0.0;  ///< of a pulse, in seconds
+  std::string waveforms;
+  std::optional<std::size_t> port;    ///< that is driven, counted from 1
+  std::optional<double> rise;         ///< in seconds
+  std::vector<double> terminations;   ///< in ohms: none, one for all ports, or one a port
+  std::optional<double> span;         ///< in seconds
+  std::optional<std::size_t> points;  ///< outputs over the span
+  std::optional<double> time_step;    ///< in seconds
+  std::optional<double> velocity;     ///< in metres a second, or of 1 and below in those of light
+  std::optional<double> rate;         ///< bits a second
+  std::optional<std::size_t> in;      ///< ports, counted from 1
+  std::optional<std::size_t> out;
+  int sequence = 7;  ///< the order of the pseudo-random bits
+  std::size_t bits = 8192;
+  Declaration declaration;
+};
+
 struct InfoCommand {
   NetworkSource file;  ///< a network or a model
 };
 
-using Command =
-    std::variant<FitCommand, PlotCommand, PassivityCommand, ExportCommand, EvalCommand, InfoCommand>;
+using Command = std::variant<FitCommand, PlotCommand, PassivityCommand, ExportCommand, EvalCommand,
+                             TimeCommand, InfoCommand>;
 
 /// What is to be printed in place of a command: help or version, or what is wrong with the command line.
 struct Answer {

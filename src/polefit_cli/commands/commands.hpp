@@ -6,7 +6,14 @@
 namespace polefit_cli {
 
 /// Exit status of the program.
-enum ExitStatus : int { succeeded = 0, not_converged = 1, not_passive = 1, bad_input = 2 };
+enum ExitStatus : int {
+  succeeded = 0,
+  not_converged = 1,
+  not_passive = 1,
+  not_settled = 1,
+  closed_eye = 1,
+  bad_input = 2
+};
 
 /// Fits a network, writes the model and prints a table, to standard error when the model goes to standard
 /// output.
@@ -16,6 +23,8 @@ ExitStatus run(const PlotCommand& command);
 ExitStatus run(const PassivityCommand& command);
 ExitStatus run(const ExportCommand& command);
 ExitStatus run(const EvalCommand& command);
+/// Follows a model in time: signals as a table, a reflectometer's impedance, or an eye.
+ExitStatus run(const TimeCommand& command);
 ExitStatus run(const InfoCommand& command);
 
 }  // namespace polefit_cli

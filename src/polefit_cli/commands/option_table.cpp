@@ -14,6 +14,7 @@ using enum ValueKind;
 
 constexpr std::string_view formats = "Formats, of which one is wanted";
 constexpr std::string_view frequencies = "Frequencies";
+constexpr std::string_view drives = "What drives the network, of which one is wanted";
 
 constexpr std::string_view network_formats = "auto|touchstone|csv|samples";
 constexpr std::string_view parameters = "S|Y|Z";
@@ -32,6 +33,10 @@ constexpr std::array<Condition, 1> weights_told{{{"--weights-file", "the file te
 constexpr std::array<Condition, 1> no_data{{{"--poles", "a picture of the poles shows no data"}}};
 constexpr std::array<Condition, 2> no_default{no_data.front(),
                                               {"--responses", "those that are named are drawn"}};
+
+constexpr std::array<Condition, 1> bits_told{{{"--eye", "it takes as long as its bits"}}};
+constexpr std::array<Condition, 2> no_step_in_time{bits_told.front(),
+                                                   {"--points", "the span is divided into so many"}};
 
 constexpr auto fit_options = std::to_array<OptionEntry>(
     {{.names = "NETWORK",
@@ -229,6 +234,102 @@ constexpr auto eval_options = std::to_array<OptionEntry>(
       .description = how_read,
       .wanted_by = {"--like", "there is no network to read"}}});
 
+constexpr auto time_options = std::to_array<OptionEntry>(
+    {{.names = "MODEL", .kind = file, .description = model_file, .required = true},
+     {.names = "-o,--output",
+      .kind = file,
+      .type = "FILE",
+      .description =
+          "CSV table to write: voltages and currents of all ports, the impedance of a reflectometer, or "
+          "the opening of an eye (default: standard output, unless there is a picture or an eye)"},
+     {.names = "--plot",
+      .kind = file,
+      .type = "FILE.svg|png|pdf",
+      .description = "Picture to write; its ending says the format"},
+     {.names = "--step", .description = "A step of 1 V", .group = drives},
+     {.names = "--impulse",
+      .description = "An impulse of 1 Vs, which rises and falls in --rise",
+      .group = drives},
+     {.names = "--pulse",
+      .kind = any,
+      .type = "WIDTH",
+      .description = "A pulse of 1 V, so wide at half of it",
+      .group = drives},
+     {.names = "--file",
+      .kind = file,
+      .type = "WAVEFORM.csv",
+      .description = "Volts over time: a time and one value, or one for each port, on each line",
+      .group = drives},
+     {.names = "--tdr",
+      .description = "A reflectometer: impedance over time as the reflected step shows it",
+      .group = drives},
+     {.names = "--eye", .description = "Pseudo-random bits, 0 and 1 V: an eye diagram", .group = drives},
+     {.names = "--port",
+      .kind = any,
+      .type = "K",
+      .description = "The port that is driven (default: 1)",
+      .wanted_by = {"--step|--impulse|--pulse|--file|--tdr"}},
+     {.names = "--rise",
+      .kind = any,
+      .type = "TIME",
+      .description =
+          "From 0 to 1 V, such as 35p; 0 for a jump (default: one over the highest frequency of the "
+          "fit, but at most half a pulse; a fifth of a bit)",
+      .wanted_by = {"--step|--impulse|--pulse|--tdr|--eye", "the file tells it"}},
+     {.names = "--terminations",
+      .kind = any,
+      .type = "OHMS",
+      .description =
+          "Resistance at every port, or R1,R2,... (default: the reference resistances); inf for an open "
+          "port of S or Z"},
+     {.names = "--span",
+      .kind = any,
+      .type = "TIME",
+      .description = "How long (default: until the poles have settled)",
+      .superseded_by = bits_told},
+     {.names = "--points",
+      .kind = any,
+      .type = "N",
+      .description = "Points over the span (default: 2001)",
+      .superseded_by = bits_told},
+     {.names = "--time-step",
+      .kind = any,
+      .type = "TIME",
+      .description = "Time between two points instead",
+      .superseded_by = no_step_in_time},
+     {.names = "--velocity",
+      .kind = any,
+      .type = "V",
+      .description = "Over distance too, with that velocity in m/s, or up to 1 in parts of that of light",
+      .wanted_by = {"--tdr", "nothing else tells a distance"}},
+     {.names = "--rate",
+      .kind = any,
+      .type = "BITS",
+      .description = "Bits a second, such as 10G (default: the highest frequency of the fit)",
+      .wanted_by = {"--eye"}},
+     {.names = "--in",
+      .kind = any,
+      .type = "K",
+      .description = "The port that gets the bits (default: 1)",
+      .wanted_by = {"--eye"}},
+     {.names = "--out",
+      .kind = any,
+      .type = "K",
+      .description = "The port whose eye it is (default: 2)",
+      .wanted_by = {"--eye"}},
+     {.names = "--prbs",
+      .kind = choice,
+      .type = "7|9|11|15|23|31",
+      .description = "The order of the sequence (default: 7)",
+      .wanted_by = {"--eye"}},
+     {.names = "--bits",
+      .kind = any,
+      .type = "N",
+      .description = "So many bits (default: 8192)",
+      .wanted_by = {"--eye"}},
+     {.names = "--parameter", .kind = choice, .type = parameters, .description = single_response},
+     {.names = "--reference", .kind = any, .type = "OHMS", .description = its_reference}});
+
 constexpr auto info_options = std::to_array<OptionEntry>(
     {{.names = "FILE", .kind = file, .description = "Network or model file, or -", .required = true},
      {.names = "--format", .kind = choice, .type = network_formats, .description = how_read}});
@@ -274,6 +375,16 @@ constexpr auto commands = std::to_array<CommandEntry>(
                 "  polefit eval filter.json --grid 1M:10G:401:log -o filter.csv\n"
                 "  polefit eval filter.json --like filter.s2p",
       .options = eval_options},
+     {.name = "time",
+      .description = "Follow a model in time: steps, pulses, a reflectometer, eyes",
+      .footer =
+          "Examples:\n"
+          "  polefit time filter.json --step --rise 1n -o step.csv --plot step.svg\n"
+          "  polefit time line.json --tdr --port 1 --rise 35p --velocity 0.5 --plot tdr.svg\n"
+          "  polefit time channel.json --eye --rate 10G --in 1 --out 3 --plot eye.png\n\n"
+          "Exit status: 0 done, 1 steps that could not be made short enough, or a closed eye, 2 bad input.",
+      .wanted_group = drives,
+      .options = time_options},
      {.name = "info",
       .description = "Tell what is in a network or model file",
       .footer = "Examples:\n"

@@ -2,6 +2,7 @@
 
 #include "polefit/exports.hpp"
 #include "polefit_cli/commands/grid.hpp"
+#include "polefit_cli/commands/quantities.hpp"
 #include "text/io_error.hpp"
 #include "text/number_text.hpp"
 #include "text/whole_file.hpp"
@@ -28,6 +29,17 @@ OptionValue flag_of(Flag& value) {
                 return std::string();
               },
           .repeats = true};
+}
+
+template <class Time>
+OptionValue time_value(Time& value, bool above_zero) {
+  return {[&value, above_zero](const std::string& text) {
+    double time = 0.0;
+    const std::string complaint = complaint_of([&] { time = read_time(text); });
+    value = time;
+    return complaint.empty() && above_zero && time == 0.0 ? found_and_expected(text, "a time above 0")
+                                                          : complaint;
+  }};
 }
 
 }  // namespace
@@ -101,6 +113,17 @@ OptionValue frequency_above_zero(std::optional<double>& value) {
     const std::string complaint = complaint_of([&] { value = read_frequency(text); });
     return complaint.empty() && *value == 0.0 ? found_and_expected(text, "a frequency above 0") : complaint;
   }};
+}
+
+OptionValue time_from_zero(std::optional<double>& value) { return time_value(value, false); }
+
+OptionValue time_above_zero(std::optional<double>& value) { return time_value(value, true); }
+
+OptionValue time_above_zero(double& value) { return time_value(value, true); }
+
+OptionValue resistances(std::vector<double>& value) {
+  return {
+      [&value](const std::string& text) { return complaint_of([&] { value = read_resistances(text); }); }};
 }
 
 TakeText number(std::function<bool(double)> holds, std::string expected, std::function<void(double)> use) {

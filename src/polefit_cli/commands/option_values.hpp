@@ -57,6 +57,14 @@ OptionValue grid(std::vector<double>& value);
 /// See read_frequency.
 OptionValue frequency_above_zero(std::optional<double>& value);
 
+/// See read_time.
+OptionValue time_from_zero(std::optional<double>& value);
+OptionValue time_above_zero(std::optional<double>& value);
+OptionValue time_above_zero(double& value);
+
+/// See read_resistances.
+OptionValue resistances(std::vector<double>& value);
+
 /// What takes a number under a condition, read as everywhere in the program.
 TakeText number(std::function<bool(double)> holds, std::string expected, std::function<void(double)> use);
 
