@@ -59,6 +59,8 @@ polefit::Network chosen_responses(const polefit::Network& network, std::span<con
   selected.file = network.file;
   selected.matrix = network.matrix;
   selected.frequencies = network.frequencies;
+  selected.warnings = network.warnings;
+  selected.impedances = network.impedances;
   if (selected.matrix) {
     selected.matrix->elements.clear();
   }
