@@ -18,7 +18,7 @@ namespace {
 using namespace polefit_cli;
 using testing_support::content_of;
 
-const std::vector<std::string> commands{"fit", "plot", "passivity", "export", "eval", "info"};
+const std::vector<std::string> commands{"fit", "plot", "passivity", "export", "eval", "convert", "info"};
 
 std::filesystem::path source(const std::string& name) {
   return std::filesystem::path(POLEFIT_SOURCE_FOLDER) / name;

@@ -16,6 +16,7 @@ ExitStatus run(const PlotCommand& command);
 ExitStatus run(const PassivityCommand& command);
 ExitStatus run(const ExportCommand& command);
 ExitStatus run(const EvalCommand& command);
+ExitStatus run(const ConvertCommand& command);
 ExitStatus run(const InfoCommand& command);
 
 }  // namespace polefit_cli
