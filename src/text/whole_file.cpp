@@ -230,7 +230,7 @@ void write_all(int descriptor, std::string_view content, const std::string& show
   }
 }
 
-InputFile::InputFile(const std::string& name) : descriptor_(-1) {
+InputFile::InputFile(const std::string& name) {
   check_name(name);
   descriptor_ = ::open(name.c_str(), O_RDONLY | O_CLOEXEC);
   if (descriptor_ < 0) {

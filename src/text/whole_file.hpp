@@ -35,7 +35,7 @@ class InputFile {
   int descriptor() const { return descriptor_; }
 
  private:
-  int descriptor_;
+  int descriptor_ = -1;
 };
 
 /// Makes `content` the file of that name (see ReplacementFile). Pipes, character devices and names of open

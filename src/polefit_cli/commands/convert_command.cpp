@@ -17,7 +17,10 @@
 namespace polefit_cli {
 namespace {
 
-bool is_hybrid(const ConvertCommand& command) { return command.parameter == 'H' || command.parameter == 'G'; }
+bool is_hybrid(const ConvertCommand& command) {
+  const char parameter = command.parameter.value_or('S');
+  return parameter == 'H' || parameter == 'G';
+}
 
 /// A file of another number of ports than its name tells is one that nobody reads.
 void check_ports(const std::string& output, const polefit::Network& network) {

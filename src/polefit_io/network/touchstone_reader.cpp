@@ -1,5 +1,6 @@
 #include "polefit_io/network/touchstone_reader.hpp"
 
+#include <cmath>
 #include <string>
 #include <utility>
 #include <vector>
@@ -236,9 +237,13 @@ void Reader::begin_data(const Layout& layout) {
 void Reader::check_pairs() const {
   const std::vector<double>& references = options_.references;
   for (const polefit::PortMode& mode : header_.modes()) {
-    if (mode.kind != 'S' && references.size() > 1 &&
-        references[mode.port - 1] != references[mode.other - 1]) {
+    const double first = references.size() > 1 ? references[mode.port - 1] : references.front();
+    const double second = references.size() > 1 && mode.kind != 'S' ? references[mode.other - 1] : first;
+    if (first != second) {
       here().fail("different references of the ports of " + polefit::mode_name(mode), "one for both");
+    }
+    if (!std::isfinite(2.0 * first) || 2.0 * (first / 2.0) != first) {
+      here().fail("a reference of the modes of a pair beyond a double's range", "a usual resistance");
     }
   }
 }

@@ -107,6 +107,7 @@ std::optional<ImpedanceComments::Impedances> ImpedanceComments::impedances(std::
   if (starts_.size() != 1 && starts_.size() != frequencies) {
     return std::nullopt;
   }
+  constexpr double largest = 1e12;  // ohms, beyond which nothing is a port
   Impedances result{.statements = starts_.size(), .values = {}};
   for (std::size_t k = 0; k < starts_.size(); ++k) {
     const std::size_t end = k + 1 < starts_.size() ? starts_[k + 1] : numbers_.size();
@@ -117,7 +118,7 @@ std::optional<ImpedanceComments::Impedances> ImpedanceComments::impedances(std::
     const std::size_t step = count / ports;
     for (std::size_t i = starts_[k]; i < end; i += step) {
       result.values.emplace_back(numbers_[i], step == 2 ? numbers_[i + 1] : 0.0);
-      if (!(numbers_[i] > 0.0)) {
+      if (!(numbers_[i] > 0.0) || std::abs(result.values.back()) > largest) {
         return std::nullopt;
       }
     }

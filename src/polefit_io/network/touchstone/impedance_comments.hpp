@@ -37,7 +37,8 @@ class ImpedanceComments {
   /// The line on which something says that S is not renormalised.
   std::optional<std::int64_t> not_renormalised() const { return not_renormalised_; }
   /// Nothing when there are neither one statement nor as many as frequencies, when a statement is not one of
-  /// so many ports, or when a resistance is not above 0.
+  /// so many ports, or when a resistance is not above 0
+  /// or an impedance above 1e12 ohms.
   std::optional<Impedances> impedances(std::size_t ports, std::size_t frequencies) const;
 
  private:

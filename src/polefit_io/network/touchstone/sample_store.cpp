@@ -18,7 +18,7 @@ constexpr std::size_t least_release = std::size_t{1} << 16;
 
 }  // namespace
 
-Pages::Pages(std::size_t bytes) : data_(nullptr), bytes_(bytes) {
+Pages::Pages(std::size_t bytes) : bytes_(bytes) {
   if (bytes == 0) {
     return;
   }

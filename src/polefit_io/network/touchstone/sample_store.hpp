@@ -23,7 +23,7 @@ class Pages {
   void release(std::size_t bytes);
 
  private:
-  std::byte* data_;
+  std::byte* data_ = nullptr;
   std::size_t bytes_;
   std::size_t released_ = 0;
 };
