@@ -138,7 +138,7 @@ TEST(TouchstoneComments, a_file_with_impedances_and_its_fifty_ohm_twin_have_the_
 
 TEST(TouchstoneComments, impedances_that_vary_leave_s_as_it_is_and_still_make_y) {
   const auto impedance = [](std::size_t port, std::size_t k) {
-    return Complex(port == 0 ? 30.0 : 80.0, 1.0) * (1.0 + 0.01 * static_cast<double>(k));
+    return Complex(port == 0 ? 30.0 : 80.0, 1.0) * (1.0 + 2e-4 * static_cast<double>(k));
   };
   const Network network = read(solver_text(impedance, true));
   const Network without = read(solver_text(impedance, false));
@@ -188,6 +188,8 @@ TEST(TouchstoneComments, impedances_are_of_each_port_once_or_at_each_frequency) 
   EXPECT_EQ(references_of("!PORT IMPEDANCES: 20 0\n! 30 0\n"), (std::vector<double>{20, 30}));
   EXPECT_EQ(references_of("! Port Impedance = (20,0) (30,0) ohm\n"), (std::vector<double>{20, 30}));
   EXPECT_EQ(references_of("! Port Impedance 2e+1+j0 30-0j\n"), (std::vector<double>{20, 30}));
+  EXPECT_EQ(references_of("! Port Impedance 20 30\n! 5 ports were left out\n"),
+            (std::vector<double>{20, 30}));
   EXPECT_EQ(references_of("! Port Impedance of each port\n! Gamma 1 2\n! 3 4\n"),
             (std::vector<double>{50, 50}));
   const std::string unusable =
@@ -195,8 +197,8 @@ TEST(TouchstoneComments, impedances_are_of_each_port_once_or_at_each_frequency) 
       "at each "
       "frequency; R 50 ohms is taken";
   for (const char* const comments :
-       {"! Port Impedance 20\n", "! Port Impedance 20 30 40\n", "! Port Impedance -20 30\n",
-        "! Port Impedance 20 30\n! end\n! Port Impedance 20 30\n"}) {
+       {"! Port Impedance 20\n", "! Port Impedance 1 2 3 4 5 6\n", "! Port Impedance 20 30 40\n",
+        "! Port Impedance -20 30\n", "! Port Impedance 20 30\n! end\n! Port Impedance 20 30\n"}) {
     EXPECT_EQ(references_of(comments), (std::vector<double>{50, 50})) << comments;
     EXPECT_EQ(read(head + comments + data).warnings, Texts{unusable}) << comments;
   }

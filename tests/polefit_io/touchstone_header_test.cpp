@@ -143,6 +143,16 @@ TEST(TouchstoneHeader, modes_that_are_not_those_of_the_ports_are_refused_on_thei
             "3: [Mixed-Mode Order] in which C2,4 takes port 4 a second time" + expected);
 }
 
+TEST(TouchstoneHeader, pairs_of_differential_and_common_modes_are_the_same) {
+  EXPECT_EQ(refusal_of([] {
+              header_of({"[Version] 2.0", "[Number of Ports] 4", "[Mixed-Mode Order] D1,2 D3,4 C1,3 C2,4"})
+                  .layout(line(4));
+            }),
+            "3: [Mixed-Mode Order] in which port 1 is neither alone nor in one pair with D and C | each port "
+            "once, as S "
+            "alone or in a pair that has D and C");
+}
+
 TEST(TouchstoneHeader, modes_are_kept_in_their_order) {
   const TouchstoneHeader header =
       header_of({"[Version] 2.0", "[Number of Ports] 3", "[Mixed-Mode Order] d2,3 S1 c3,2"});

@@ -135,6 +135,17 @@ TEST(StreamedLines, the_rest_is_the_text_from_the_mark_on) {
   }
 }
 
+TEST(StreamedLines, the_rest_may_have_more_lines_than_fit_into_one) {
+  std::string text;
+  while (text.size() < 2000) {
+    text += "a line\n";
+  }
+  const TextFile file("b");
+  StreamedLines lines(file.descriptor(), "name", text, {.bytes = 5000, .line = 1000});
+  lines.mark();
+  EXPECT_EQ(lines.take_rest(), text + "b");
+}
+
 TEST(StreamedLines, a_text_or_a_line_beyond_the_limits_is_refused) {
   const std::string text = std::string(600'000, 'z') + "\n" + std::string(600'000, 'z');
   {

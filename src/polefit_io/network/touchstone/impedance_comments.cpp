@@ -40,8 +40,7 @@ bool parse_imaginary(std::string_view text, double& value) {
 bool parse_complex(std::string_view text, double& real, double& imaginary) {
   for (std::size_t sign = text.find_first_of("+-", 1); sign != std::string_view::npos;
        sign = text.find_first_of("+-", sign + 1)) {
-    const bool exponent = text::lower(text[sign - 1]) == 'e';
-    if (!exponent && text::parse_real(text.substr(0, sign), real)) {
+    if (text::parse_real(text.substr(0, sign), real)) {
       return parse_imaginary(text.substr(sign), imaginary);
     }
   }
