@@ -13,6 +13,7 @@
 #include "io_error_of.hpp"
 #include "numerics.hpp"
 #include "polefit/conversion.hpp"
+#include "polefit/error.hpp"
 #include "polefit_io/network/touchstone/impedance_comments.hpp"
 #include "polefit_io/network/touchstone_reader.hpp"
 #include "polefit_io/network/touchstone_writer.hpp"
@@ -294,6 +295,16 @@ TEST(TouchstoneModes, s_of_modes_is_that_of_their_voltages_and_currents) {
   // V_d across 20 ohms in parallel with 30, V_c on 10 ohms twice.
   EXPECT_NEAR(modes.values[0].real(), 1.0 / 20.0 + 1.0 / 30.0, 100.0 * eps);
   EXPECT_NEAR(modes.values[3].real(), 0.2, 100.0 * eps);
+}
+
+TEST(TouchstoneModes, responses_of_modes_are_chosen_by_their_own_names) {
+  const Network network = read(
+      "[Version] 2.0\n# Hz S RI R 50\n[Number of Ports] 2\n[Two-Port Data Order] 12_21\n"
+      "[Mixed-Mode Order] D1,2 C1,2\n[Network Data]\n1 1 0 2 0 3 0 4 0\n[End]\n");
+  const Texts own{"SCD11"};
+  EXPECT_EQ(polefit::select_responses(network, own).values, (Complexes{3.0}));
+  const Texts of_ports{"S21"};
+  EXPECT_THROW(polefit::select_responses(network, of_ports), polefit::Error);
 }
 
 TEST(TouchstoneModes, different_references_of_a_pair_are_refused) {
