@@ -1,23 +1,30 @@
-/// The command polefit on a 20-port of 501 points: Touchstone read, and from file to model file.
-/// Usage: command_runs FOLDER, for its files. Figures are the least of several runs, on one core.
+/// The command polefit on a 20-port of 501 points: Touchstone read, and from file to model file. Then files
+/// of 20, 72 and 245 ports and some hundred megabytes, which are made, read for time and peak memory, and
+/// removed. Usage: command_runs FOLDER [MEGABYTES of each large file], in which a temporary folder holds the
+/// files. Figures of the 20-port are the least of several runs, on one core.
 
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <filesystem>
 #include <functional>
 #include <limits>
+#include <memory>
 #include <random>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "numerics/angular_frequency.hpp"
 #include "polefit/network.hpp"
+#include "process_memory.hpp"
 
 namespace {
 
@@ -99,11 +106,112 @@ void measure(const std::string& folder) {
               whole / reading);
 }
 
+/// A folder that goes with what is in it.
+class TemporaryFolder {
+ public:
+  explicit TemporaryFolder(const std::string& parent) {
+    std::string pattern = parent + "/polefit_files_XXXXXX";
+    if (mkdtemp(pattern.data()) == nullptr) {
+      throw std::runtime_error("no folder can be made in " + parent);
+    }
+    name_ = pattern;
+  }
+  TemporaryFolder(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+  ~TemporaryFolder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(name_, ignored);
+  }
+  const std::string& name() const { return name_; }
+
+ private:
+  std::string name_;
+};
+
+/// Random numbers of 17 digits as a file of so many ports and about so many bytes; the number of samples.
+std::size_t write_large(const std::string& file, std::size_t number_of_ports, double bytes) {
+  std::mt19937_64 generator(2);
+  std::uniform_real_distribution<double> uniform(-1.0, 1.0);
+  std::vector<std::string> numbers(10'007);  // a prime, so that no row repeats soon
+  for (std::string& number : numbers) {
+    std::array<char, 32> text{};
+    static_cast<void>(std::snprintf(text.data(), text.size(), " %.17g", uniform(generator)));
+    number = text.data();
+  }
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> out(std::fopen(file.c_str(), "w"), &std::fclose);
+  std::string text = "# GHz S RI R 50\n";
+  double written = 0.0;
+  std::size_t at = 0;
+  std::size_t count = 0;
+  for (; written < bytes; ++count) {
+    text += std::to_string(count + 1);
+    for (std::size_t row = 0; row < number_of_ports; ++row) {
+      for (std::size_t column = 0; column < number_of_ports; ++column) {
+        text += column % 4 == 0 && row + column > 0 ? "\n" : "";
+        text += numbers[at] + numbers[(at + 1) % numbers.size()];
+        at = (at + 2) % numbers.size();
+      }
+    }
+    text += "\n";
+    if (out == nullptr || std::fwrite(text.data(), 1, text.size(), out.get()) != text.size()) {
+      throw std::runtime_error("cannot write " + file);
+    }
+    written += static_cast<double>(text.size());
+    text.clear();
+  }
+  return count;
+}
+
+/// Reads in a process of its own, whose peak of memory then is that of reading.
+void read_large(const std::string& file, std::size_t number_of_ports, std::size_t count) {
+  static_cast<void>(std::fflush(stdout));
+  const pid_t child = fork();
+  if (child == 0) {
+    benchmark_support::forget_peak();
+    const double before = benchmark_support::status_mebibytes("VmRSS:");
+    const auto start = std::chrono::steady_clock::now();
+    const polefit::Network network = polefit::read_network(file);
+    const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    const double processor = static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
+                             1e-6 * static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec);
+    const double peak = benchmark_support::status_mebibytes("VmHWM:") - before;
+    const double values = static_cast<double>(network.values.size()) * 16.0 / 0x1p20;
+    const double megabytes = static_cast<double>(std::filesystem::file_size(file)) / 1e6;
+    std::printf(
+        "Touchstone, %zu ports, %zu points, %.0f MB: %.2f s, %.0f MB/s of processor time, %.0f by the clock, "
+        "peak %.0f MiB, %.2f of the values\n",
+        number_of_ports, count, megabytes, processor, megabytes / processor, megabytes / seconds, peak,
+        peak / values);
+    static_cast<void>(std::fflush(stdout));
+    _exit(0);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
+    std::printf("the reading ended with status %d\n", status);
+  }
+}
+
+void measure_large(const std::string& parent, double megabytes) {
+  const TemporaryFolder folder(parent);
+  for (const std::size_t number_of_ports : {20U, 72U, 245U}) {
+    const std::string file = folder.name() + "/large.s" + std::to_string(number_of_ports) + "p";
+    const std::size_t count = write_large(file, number_of_ports, 1e6 * megabytes);
+    read_large(file, number_of_ports, count);
+    std::filesystem::remove(file);
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   try {
-    measure(argc > 1 ? argv[1] : ".");
+    const std::string folder = argc > 1 ? argv[1] : ".";
+    measure(folder);
+    constexpr double usual_megabytes = 400.0;
+    measure_large(folder, argc > 2 ? std::stod(argv[2]) : usual_megabytes);
   } catch (const std::exception& error) {
     std::fprintf(stderr, "command_runs: %s\n", error.what());
     return 1;

@@ -27,6 +27,11 @@ struct Network {
   std::vector<double> frequencies;           ///< in hertz
   std::vector<std::string> names;            ///< one a response, such as S21
   std::vector<std::complex<double>> values;  ///< all samples of the first response, then of the second
+  /// What a reader could not take as it stands in the file, or had to choose, a sentence each with the line.
+  std::vector<std::string> warnings = {};
+  /// The port impedances in ohms to which S refers where matrix->references_vary: all samples of the first
+  /// port, then of the second. None where they are not known.
+  std::vector<std::complex<double>> impedances = {};
 
   /// What is fitted, without weights; the network must outlive it.
   NetworkData data() const {
@@ -46,7 +51,7 @@ POLEFIT_EXPORT void check(const Network& network);
 /// How a network's file is written.
 enum class NetworkFormat {
   by_name,     ///< by the extension of the file's name, or by its content
-  touchstone,  ///< Touchstone, versions 1.x and 2.0
+  touchstone,  ///< Touchstone, versions 1.x, 2.0 and 2.1
   csv,         ///< a table of values with separators, and a header line that names the columns
   samples,     ///< S_Solver's sample file: frequency, real and imaginary part of one response
 };
@@ -56,8 +61,13 @@ enum class NetworkFormat {
 /// it begins with '[' or a number behind a line with '#' in Touchstone, with a letter or a quotation mark in
 /// tables, and anything else is S_Solver's sample file.
 ///
-/// Y and Z of Touchstone version 1.x are multiplied out to siemens and ohms. The references of a matrix in a
-/// table, which does not tell them, are 50 ohms each.
+/// Y and Z of Touchstone version 1.x are multiplied out to siemens and ohms; H and G become Y or Z, or S
+/// where neither exists. S that comments of a field solver refer to port impedances is that of their
+/// resistances, where these are constant to 1e-3, and keeps its values where not (matrix->references_vary).
+/// The references of a matrix in a table, which does not tell them, are 50 ohms each. What had to be chosen
+/// is told in the network's warnings.
+///
+/// A Touchstone file is read in blocks, and takes little memory beside its values.
 ///
 /// Throws Error: bad_network_file with the file's name, the line, what was found and what was expected;
 /// bad_option for a format that is none.
@@ -66,6 +76,12 @@ POLEFIT_EXPORT Network read_network(const std::string& file, NetworkFormat forma
 /// The same of the content of a file, which stands in `text`; `file` is its name.
 POLEFIT_EXPORT Network network_from_text(std::string_view text, const std::string& file,
                                          NetworkFormat format = NetworkFormat::by_name);
+
+/// The same of `begun`, which has been read already, and what is left to read of an open file or pipe, whose
+/// name is `file`. It stays open.
+POLEFIT_EXPORT Network network_from_descriptor(int descriptor, const std::string& file,
+                                               NetworkFormat format = NetworkFormat::by_name,
+                                               std::string begun = {});
 
 /// The number of ports that a file's extension names: 4 of filter.s4p, from .s1p to .s9999p in any case;
 /// nothing for any other.
@@ -147,7 +163,10 @@ enum class FrequencyUnit {
 struct TouchstoneOptions {
   ComplexFormat format = ComplexFormat::ri;  ///< of the values
   FrequencyUnit unit = FrequencyUnit::hz;    ///< of the frequencies
-  int version = 1;  ///< or 2, for 2.0; which is also written where the ports' references differ
+  /// 1, or 11 for 1.1 (a reference for each port), 2 for 2.0, 21 for 2.1. What 1 has no place for, references
+  /// that differ, is written in 2.0; mixed modes in 2.0 or, for 11, in 2.1.
+  int version = 1;
+  char parameter = '\0';  ///< H or G: a two-port is written as that; else as it is
 };
 
 /// The whole text of a Touchstone file. Frequencies in any unit, and values as real and imaginary part, read
@@ -155,12 +174,14 @@ struct TouchstoneOptions {
 /// -9999.
 ///
 /// Version 1 holds one reference for all ports. Its Y and Z are normalised to R 1, which leaves the values in
-/// siemens and ohms as they are, and holds the references of a Y or Z network in no other place.
+/// siemens and ohms as they are, and holds the references of a Y or Z network in no other place; so are H and
+/// G. Impedances to which S refers and that vary are written as comments, which read back.
 ///
 /// Throws Error, in the name of the network's file: bad_shape as check; bad_option for options that are none;
 /// bad_network_file for what no such text can hold: responses that are not the whole matrix, no frequencies,
 /// frequencies that decrease or are not finite and at least 0, values that are not finite, or whose magnitude
-/// is not where it is to be written.
+/// is not where it is to be written, and references of a pair's modes that are not those of two equal ones;
+/// the errors of hybrid (polefit/conversion.hpp) for H and G.
 POLEFIT_EXPORT std::string touchstone_text(const Network& network, const TouchstoneOptions& options = {});
 
 /// A table: one line that names the columns, "frequency,S11 re,S11 im,...", and one for each sample, with

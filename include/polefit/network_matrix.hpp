@@ -20,11 +20,26 @@ struct MatrixElement {
   friend bool operator==(const MatrixElement&, const MatrixElement&) = default;
 };
 
+/// What a row and column of a matrix of mixed modes belong to. Of the pair of ports i and j the differential
+/// mode has the voltage V_i - V_j and the current (I_i - I_j) / 2, the common mode (V_i + V_j) / 2 and I_i +
+/// I_j (Touchstone File Format Specification 2.0, IBIS Open Forum 2009), so that both carry the power of the
+/// pair.
+struct PortMode {
+  char kind = 'S';        ///< S of a single port, D or C of the differential or common mode of a pair
+  std::size_t port = 1;   ///< counted from 1; the first of a pair
+  std::size_t other = 0;  ///< the second of a pair; 0 of a single port
+  /// Equal when all is.
+  friend bool operator==(const PortMode&, const PortMode&) = default;
+};
+
 /// What responses are that belong to the matrix of a network.
 struct NetworkMatrix {
   char parameter = 'S';                 ///< S, Y (in siemens) or Z (in ohms)
-  std::vector<double> references;       ///< resistance of each port in ohms
+  std::vector<double> references;       ///< resistance of each port, or mode, in ohms
   std::vector<MatrixElement> elements;  ///< one a response
+  std::vector<PortMode> modes = {};     ///< one a row of mixed modes; none of single ports
+  /// S refers to port impedances that vary with frequency, and `references` are only those that a file names.
+  bool references_vary = false;
 
   /// The number of ports.
   std::size_t ports() const { return references.size(); }
@@ -32,6 +47,17 @@ struct NetworkMatrix {
 
 /// S21, or S10_2 when there are ten ports and more.
 POLEFIT_EXPORT std::string element_name(char parameter, const MatrixElement& element, std::size_t ports);
+
+/// The same of any matrix: SDD21 or SCS1_12 of mixed modes, whose pairs, and ports that are in none, are
+/// numbered as they appear.
+POLEFIT_EXPORT std::string element_name(const NetworkMatrix& matrix, const MatrixElement& element);
+
+/// Why these cannot be the modes of so many ports, as a clause; nothing when each port is there alone, as S,
+/// or in one pair, which has both D and C.
+POLEFIT_EXPORT std::optional<std::string> modes_fault(const std::vector<PortMode>& modes, std::size_t ports);
+
+/// "D1,2".
+POLEFIT_EXPORT std::string mode_name(const PortMode& mode);
 
 /// All elements of the matrix, row by row: S11, S12, S21, S22.
 POLEFIT_EXPORT std::vector<MatrixElement> all_elements(std::size_t ports);

@@ -8,6 +8,7 @@
 namespace text {
 
 constexpr char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+constexpr char upper(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
 constexpr bool is_letter(char c) { return lower(c) >= 'a' && lower(c) <= 'z'; }
 constexpr bool is_digit(char c) { return c >= '0' && c <= '9'; }
 

@@ -119,9 +119,8 @@ class OpenFile {
 
 /// Reads to the end, and shows each piece to `check`, with the content up to it.
 template <class Check>
-std::string read_with(int descriptor, const std::string& shown, const Check& check) {
-  std::string content;
-  content.reserve(expected_size(descriptor));
+std::string read_with(int descriptor, const std::string& shown, std::string content, const Check& check) {
+  content.reserve(std::max(content.size(), expected_size(descriptor)));
   std::vector<char> buffer(std::size_t{1} << 16);
   for (;;) {
     const ssize_t count = ::read(descriptor, buffer.data(), buffer.size());
@@ -204,7 +203,7 @@ std::optional<int> own_descriptor(std::filesystem::path name) {
 }  // namespace
 
 std::string read_to_end(int descriptor, const std::string& shown) {
-  return read_with(descriptor, shown, [](std::string_view, std::string_view) {});
+  return read_with(descriptor, shown, {}, [](std::string_view, std::string_view) {});
 }
 
 TextLimits text_limits() {
@@ -214,9 +213,10 @@ TextLimits text_limits() {
   return {.bytes = std::min(most, pages * size / 4), .line = std::size_t{1} << 28};
 }
 
-std::string read_text(int descriptor, const std::string& shown, const TextLimits& limits) {
+std::string read_text(int descriptor, const std::string& shown, const TextLimits& limits, std::string begun) {
   TextBounds bounds(shown, limits);
-  return read_with(descriptor, shown,
+  bounds.check(begun, begun);
+  return read_with(descriptor, shown, std::move(begun),
                    [&](std::string_view content, std::string_view piece) { bounds.check(content, piece); });
 }
 
@@ -230,13 +230,18 @@ void write_all(int descriptor, std::string_view content, const std::string& show
   }
 }
 
-std::string read_whole_file(const std::string& name) {
+InputFile::InputFile(const std::string& name) {
   check_name(name);
-  const int descriptor = ::open(name.c_str(), O_RDONLY | O_CLOEXEC);
-  if (descriptor < 0) {
+  descriptor_ = ::open(name.c_str(), O_RDONLY | O_CLOEXEC);
+  if (descriptor_ < 0) {
     throw system_io_error(name, errno, "a file that can be opened");
   }
-  const OpenFile file(descriptor);
+}
+
+InputFile::~InputFile() { ::close(descriptor_); }
+
+std::string read_whole_file(const std::string& name) {
+  const InputFile file(name);
   return read_text(file.descriptor(), name);
 }
 

@@ -24,6 +24,20 @@ TextLimits text_limits();
 /// The bytes of the file. Throws IoError when it cannot be opened or read, or exceeds `text_limits`.
 std::string read_whole_file(const std::string& name);
 
+/// A file that is open for reading, until this goes.
+class InputFile {
+ public:
+  /// Throws IoError when the file cannot be opened.
+  explicit InputFile(const std::string& name);
+  InputFile(const InputFile&) = delete;
+  InputFile& operator=(const InputFile&) = delete;
+  ~InputFile();
+  int descriptor() const { return descriptor_; }
+
+ private:
+  int descriptor_ = -1;
+};
+
 /// Makes `content` the file of that name (see ReplacementFile). Pipes, character devices and names of open
 /// files of this process, such as /dev/stdout, are written to as they are. Throws IoError, after which the
 /// old file is what it was.
@@ -85,8 +99,9 @@ class ReplacementFile {
 /// The bytes that are left to read from an open file, which messages call `shown`. Throws IoError.
 std::string read_to_end(int descriptor, const std::string& shown);
 
-/// The same of a text, within its limits.
-std::string read_text(int descriptor, const std::string& shown, const TextLimits& limits = text_limits());
+/// The same of a text, within its limits, behind what has been read of it before.
+std::string read_text(int descriptor, const std::string& shown, const TextLimits& limits = text_limits(),
+                      std::string begun = {});
 
 /// Writes all of `content` to an open file, which messages call `shown`. Throws IoError.
 void write_all(int descriptor, std::string_view content, const std::string& shown);

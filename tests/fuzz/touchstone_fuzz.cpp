@@ -1,5 +1,8 @@
 /// A Touchstone text is refused or becomes a network that hangs together and reads back from what is written.
 
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <complex>
 #include <optional>
@@ -10,6 +13,7 @@
 #include "polefit_io/network/touchstone_reader.hpp"
 #include "polefit_io/network/touchstone_writer.hpp"
 #include "text/io_error.hpp"
+#include "text/streamed_lines.hpp"
 
 namespace {
 
@@ -28,18 +32,69 @@ bool same_numbers(const std::vector<std::complex<double>>& a, const std::vector<
                     });
 }
 
-std::optional<Network> read(std::string_view text, std::optional<std::size_t> ports) {
+/// What `action` reads; nothing when it is refused, as it should be.
+template <class Action>
+std::optional<Network> unless_refused(std::string& refusal, const Action& action) {
   try {
-    return polefit_io::read_touchstone(text, "text", ports);
+    return action();
   } catch (const text::IoError& error) {
     check(error.details().file == "text", "a refusal names the file");
     check(!error.details().found.empty() && !error.details().expected.empty(),
           "a refusal says what was found and what was expected");
-    // Of a text of blanks there is no line to name.
-    check(error.details().record > 0 || error.details().found == "the end of the file",
+    // Of a text of blanks there is no line to name, and values that cannot be converted are named by
+    // frequency.
+    check(error.details().record > 0 || error.details().found == "the end of the file" ||
+              error.details().found.find(" Hz, where ") != std::string::npos,
           "a refusal names the line");
+    refusal = error.what();
     return std::nullopt;
   }
+}
+
+std::optional<Network> read(std::string_view text, std::optional<std::size_t> ports) {
+  std::string refusal;
+  return unless_refused(refusal, [&] { return polefit_io::read_touchstone(text, "text", ports); });
+}
+
+/// A file in memory, at its beginning.
+class MemoryFile {
+ public:
+  explicit MemoryFile(std::string_view content) : descriptor_(::memfd_create("touchstone", MFD_CLOEXEC)) {
+    check(descriptor_ >= 0, "a file can be made");
+    check(::write(descriptor_, content.data(), content.size()) == static_cast<ssize_t>(content.size()) &&
+              ::lseek(descriptor_, 0, SEEK_SET) == 0,
+          "a file can be filled");
+  }
+  MemoryFile(const MemoryFile&) = delete;
+  MemoryFile& operator=(const MemoryFile&) = delete;
+  ~MemoryFile() { ::close(descriptor_); }
+  int descriptor() const { return descriptor_; }
+
+ private:
+  int descriptor_;
+};
+
+bool same_network(const Network& a, const Network& b) {
+  return same_numbers(a.frequencies, b.frequencies) && same_numbers(a.values, b.values) &&
+         a.names == b.names && a.matrix->parameter == b.matrix->parameter &&
+         a.matrix->modes == b.matrix->modes && a.matrix->references_vary == b.matrix->references_vary &&
+         same_numbers(a.impedances, b.impedances);
+}
+
+/// Whatever part of a text has been read before, it means the same.
+void check_blocks(std::string_view text, std::optional<std::size_t> ports, std::size_t begun) {
+  std::string of_memory;
+  std::string of_file;
+  const auto whole =
+      unless_refused(of_memory, [&] { return polefit_io::read_touchstone(text, "text", ports); });
+  const MemoryFile file(text.substr(begun));
+  const auto blocks = unless_refused(of_file, [&] {
+    text::StreamedLines lines(file.descriptor(), "text", std::string(text.substr(0, begun)));
+    return polefit_io::read_touchstone(lines, "text", ports);
+  });
+  check(of_memory == of_file && whole.has_value() == blocks.has_value(), "both are refused alike or neither");
+  check(!whole || (same_network(*whole, *blocks) && whole->warnings == blocks->warnings),
+        "both are the same network");
 }
 
 void check_consistent(const Network& network, std::optional<std::size_t> ports) {
@@ -47,6 +102,13 @@ void check_consistent(const Network& network, std::optional<std::size_t> ports) 
   const std::size_t own_ports = matrix.references.size();
   check(!ports || *ports == own_ports, "the ports are those that were asked for");
   check(matrix.elements == polefit::all_elements(own_ports), "there are all elements, row by row");
+  check(matrix.modes.empty() || !polefit::modes_fault(matrix.modes, own_ports),
+        "modes are those of the ports");
+  check(network.impedances.size() == (matrix.references_vary ? own_ports * network.frequencies.size() : 0),
+        "impedances are there where they vary");
+  for (const std::string& warning : network.warnings) {
+    check(warning.starts_with("text"), "a warning names the file");
+  }
   check(network.names.size() == matrix.elements.size(), "each response has a name");
   check(!network.frequencies.empty(), "there is a frequency");
   check(network.values.size() == matrix.elements.size() * network.frequencies.size(),
@@ -69,22 +131,22 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const auto ports = chosen == 0 ? std::nullopt : std::optional(static_cast<std::size_t>(chosen));
 
   const std::optional<Network> network = read(bytes.rest(), ports);
+  check_blocks(bytes.rest(), ports, size % (bytes.rest().size() + 1));
   if (!network) {
     return 0;
   }
   check_consistent(*network, ports);
-  for (const int version : {1, 2}) {
+  for (const int version : {1, 11, 2, 21}) {
     const auto unit = static_cast<polefit::FrequencyUnit>(size % 4);
     const std::string text = polefit_io::touchstone_of(*network, {.unit = unit, .version = version});
     const std::optional<Network> back = read(text, network->matrix->references.size());
     check(back.has_value(), "what is written can be read");
     check(same_numbers(back->frequencies, network->frequencies), "the frequencies keep their bits");
     check(same_numbers(back->values, network->values), "the values keep their bits");
-    check(back->names == network->names && back->matrix->parameter == network->matrix->parameter,
-          "the responses keep their meaning");
-    // Version 1 has no place for the references of Y and Z.
+    check(same_network(*back, *network), "the responses keep their meaning");
+    // Versions 1.x have no place for the references of Y and Z.
     check(same_numbers(back->matrix->references, network->matrix->references) ||
-              (version == 1 && network->matrix->parameter != 'S'),
+              ((version == 1 || version == 11) && network->matrix->parameter != 'S'),
           "the references keep their bits");
   }
   return 0;

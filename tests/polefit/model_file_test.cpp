@@ -107,8 +107,9 @@ bool same_bits(const Numbers& a, const Numbers& b) {
 
 bool same_network(const std::optional<NetworkMatrix>& a, const std::optional<NetworkMatrix>& b) {
   return a.has_value() == b.has_value() &&
-         (!a || (a->parameter == b->parameter && same_bits(a->references, b->references) &&
-                 a->elements == b->elements));
+         (!a ||
+          (a->parameter == b->parameter && same_bits(a->references, b->references) &&
+           a->elements == b->elements && a->modes == b->modes && a->references_vary == b->references_vary));
 }
 
 bool same_origin(const std::optional<Origin>& a, const std::optional<Origin>& b) {
@@ -210,6 +211,22 @@ TEST(ModelJson, network_and_origin_become_a_line_each_and_short_keys_of_the_resp
   ]
 }
 )");
+}
+
+TEST(ModelJson, modes_and_references_that_vary_read_back) {
+  Model model{{}, {}, {0.25}, {0.0}, {"SDC11"}};
+  model.network = {'S', {100.0, 25.0, 50.0}, {{1, 2}}};
+  model.network->modes = {{'D', 3, 1}, {'C', 1, 3}, {'S', 2, 0}};
+  model.network->references_vary = true;
+  const std::string text = to_json(model);
+  EXPECT_NE(text.find(R"("references":[100.0,25.0,50.0],"modes":[{"kind":"D","port":3,"other":1},)"
+                      R"({"kind":"C","port":1,"other":3},{"kind":"S","port":2}],"references_vary":true})"),
+            std::string::npos)
+      << text;
+  EXPECT_TRUE(same_model(model_from_json(text), model));
+  model.network->modes.pop_back();
+  EXPECT_EQ(refusal([&] { to_json(model); }),
+            "network.modes are no modes of it: 2 modes are named for 3 ports");
 }
 
 TEST(ModelJson, network_and_origin_are_there_each_by_itself) {

@@ -249,7 +249,8 @@ TEST(CommandLine, numbers_of_all_forms_are_decimal) {
 TEST(CommandLine, what_was_found_and_what_was_expected_is_told) {
   EXPECT_EQ(
       complaint({"frobnicate"}),
-      "found \"frobnicate\", expected fit, plot, passivity, export, eval, time or info; see polefit --help");
+      "found \"frobnicate\", expected fit, plot, passivity, export, eval, time, convert or info; see polefit "
+      "--help");
   EXPECT_EQ(complaint({"fit", "a.s2p", "--poles", "2", "--spacing", "cubic"}),
             "--spacing: found \"cubic\", expected linear|log|peaks; see polefit fit --help");
   EXPECT_EQ(complaint({"fit", "a.s2p", "-o", ""}),

@@ -25,7 +25,7 @@ cd "$(mktemp -d)"
 trap 'rm -r "$PWD"' EXIT
 touch filter.s2p filter.json other.txt
 
-expect "fit plot passivity export eval time info --help --version" polefit ""
+expect "fit plot passivity export eval time convert info --help --version" polefit ""
 expect "plot" polefit pl
 expect "filter.json filter.s2p" polefit fit f
 expect "filter.json" polefit fit filter.s2p -o filter.j
@@ -37,5 +37,6 @@ expect "--spice --state-space --s-solver" polefit export filter.json --s
 expect "ri ma db" polefit export filter.json --touchstone --data ""
 expect "--like" polefit eval filter.json --l
 expect "--format" polefit info --f
+expect "ri ma db" polefit convert --format ""
 expect "S Y Z" polefit passivity filter.json --parameter ""
 exit "$status"

@@ -18,7 +18,8 @@ namespace {
 using namespace polefit_cli;
 using testing_support::content_of;
 
-const std::vector<std::string> commands{"fit", "plot", "passivity", "export", "eval", "time", "info"};
+const std::vector<std::string> commands{"fit",  "plot", "passivity", "export",
+                                        "eval", "time", "convert",   "info"};
 
 std::filesystem::path source(const std::string& name) {
   return std::filesystem::path(POLEFIT_SOURCE_FOLDER) / name;

@@ -83,6 +83,8 @@ std::vector<Contradiction> contradictions() {
        [](Network& n) {
          n.matrix->elements.back() = {1, 1};
        }},
+      {"net.s2p: found 3 port impedances, expected 18, one for each port at each frequency, or none",
+       [](Network& n) { n.impedances.assign(3, 1.0); }},
       {"net.s2p: found a matrix in which network.references[1] is not a finite number above 0",
        [](Network& n) { n.matrix->references[1] = quiet_nan; }},
   };

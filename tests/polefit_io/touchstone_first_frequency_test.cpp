@@ -10,7 +10,8 @@ namespace {
 using namespace polefit_io;
 
 std::size_t ports_of(std::string_view text) {
-  TouchstoneLines lines(text);
+  text::StreamedLines bytes(text);
+  TouchstoneLines lines(bytes);
   EXPECT_TRUE(lines.next());
   return ports_of_first_frequency(lines);
 }

@@ -54,13 +54,13 @@ TEST(TouchstoneHeader, the_order_of_two_ports_means_nothing_to_others) {
   EXPECT_EQ(layout.format, MatrixFormat::full);
 }
 
-TEST(TouchstoneHeader, a_layout_needs_ports_and_of_two_the_order) {
+TEST(TouchstoneHeader, a_layout_needs_ports_and_two_of_them_without_an_order_stand_by_columns) {
   EXPECT_EQ(refusal_of([] { header_of({"[Version] 2.0"}).layout(line(2)); }),
             "2: [Network Data] | [Number of Ports] before it");
-  EXPECT_EQ(refusal_of([] {
-              header_of({"[Version] 2.0", "[Number of Ports] 2"}).layout(line(3));
-            }),
-            "3: [Network Data] of 2 ports | [Two-Port Data Order] before it");
+  const TouchstoneHeader without = header_of({"[Version] 2.1", "[Number of Ports] 2"});
+  EXPECT_EQ(without.layout(line(3)).order, PortOrder::by_columns);
+  EXPECT_TRUE(without.lacks_order());
+  EXPECT_FALSE(header_of({"[Version] 2.1", "[Number of Ports] 3"}).lacks_order());
 }
 
 TEST(TouchstoneHeader, references_add_up_over_lines_to_one_for_each_port) {
@@ -107,7 +107,7 @@ TEST(TouchstoneHeader, declared_numbers_are_held_against_those_of_the_data) {
 
 TEST(TouchstoneHeader, values_that_are_not_the_keywords_are_refused) {
   EXPECT_EQ(refusal_of([] { header_of({"[Version] 1.0"}); }),
-            "1: [Version] \"1.0\" | 2.0, or no such line for versions 1.x");
+            "1: [Version] \"1.0\" | 2.0 or 2.1, or no such line for versions 1.x");
   const auto refused = [](const char* text) {
     return refusal_of([&] { header_of({"[Version] 2.0", text}); });
   };
@@ -115,9 +115,49 @@ TEST(TouchstoneHeader, values_that_are_not_the_keywords_are_refused) {
   EXPECT_EQ(refused("[Number of Frequencies]"), "2: no number | an integer from 1 to 2147483647");
   EXPECT_EQ(refused("[Two-Port Data Order] 12_12"), "2: [Two-Port Data Order] \"12_12\" | 12_21 or 21_12");
   EXPECT_EQ(refused("[Matrix Format] Middle"), "2: [Matrix Format] \"Middle\" | Full, Lower or Upper");
-  EXPECT_EQ(refused("[Mixed-Mode Order] D1,2"),
-            "2: [Mixed-Mode Order] | parameters of single ports, mixed-mode data are not supported");
+  const std::string mode = " | a mode, such as S3 of a single port, D1,2 or C1,2 of a pair";
+  EXPECT_EQ(refused("[Mixed-Mode Order] D1,2 X1"), "2: \"X1\"" + mode);
+  EXPECT_EQ(refused("[Mixed-Mode Order] D1"), "2: \"D1\"" + mode);
+  EXPECT_EQ(refused("[Mixed-Mode Order] S1,2"), "2: \"S1,2\"" + mode);
+  EXPECT_EQ(refused("[Mixed-Mode Order] C0,2"), "2: \"C0,2\"" + mode);
   EXPECT_EQ(refused("[Network Data] 1"), "2: \"1\" behind [Network Data] | nothing there");
+}
+
+TEST(TouchstoneHeader, modes_that_are_not_those_of_the_ports_are_refused_on_their_line) {
+  const auto refused = [](const char* ports, const char* modes) {
+    return refusal_of([&] { header_of({"[Version] 2.0", ports, modes}).layout(line(9)); });
+  };
+  const std::string expected = " | each port once, as S alone or in a pair that has D and C";
+  const auto of_two = [&](const char* modes) { return refused("[Number of Ports] 2", modes); };
+  EXPECT_EQ(of_two("[Mixed-Mode Order]"),
+            "3: [Mixed-Mode Order] in which 0 modes are named for 2 ports" + expected);
+  EXPECT_EQ(of_two("[Mixed-Mode Order] D1,2 D1,2"),
+            "3: [Mixed-Mode Order] in which D1,2 takes port 1 a second time" + expected);
+  EXPECT_EQ(of_two("[Mixed-Mode Order] D1,2 C1,3"),
+            "3: [Mixed-Mode Order] in which C1,3 names port 3 of 2" + expected);
+  EXPECT_EQ(of_two("[Mixed-Mode Order] D1,2 S1"),
+            "3: [Mixed-Mode Order] in which port 1 is neither alone nor in one pair with D and C" + expected);
+  EXPECT_EQ(of_two("[Mixed-Mode Order] D1,1 C1,1"),
+            "3: [Mixed-Mode Order] in which D1,1 is no mode" + expected);
+  EXPECT_EQ(refused("[Number of Ports] 4", "[Mixed-Mode Order] D1,2 C3,4 D3,4 C2,4"),
+            "3: [Mixed-Mode Order] in which C2,4 takes port 4 a second time" + expected);
+}
+
+TEST(TouchstoneHeader, pairs_of_differential_and_common_modes_are_the_same) {
+  EXPECT_EQ(refusal_of([] {
+              header_of({"[Version] 2.0", "[Number of Ports] 4", "[Mixed-Mode Order] D1,2 D3,4 C1,3 C2,4"})
+                  .layout(line(4));
+            }),
+            "3: [Mixed-Mode Order] in which port 1 is neither alone nor in one pair with D and C | each port "
+            "once, as S "
+            "alone or in a pair that has D and C");
+}
+
+TEST(TouchstoneHeader, modes_are_kept_in_their_order) {
+  const TouchstoneHeader header =
+      header_of({"[Version] 2.0", "[Number of Ports] 3", "[Mixed-Mode Order] d2,3 S1 c3,2"});
+  EXPECT_EQ(header.layout(line(4)).ports, 3U);
+  EXPECT_EQ(header.modes(), (std::vector<polefit::PortMode>{{'D', 2, 3}, {'S', 1, 0}, {'C', 3, 2}}));
 }
 
 }  // namespace

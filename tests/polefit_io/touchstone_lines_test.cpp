@@ -16,7 +16,8 @@ using Lines = std::vector<std::pair<std::int64_t, std::string>>;
 /// Every line with its number.
 Lines lines_of(std::string_view text) {
   Lines result;
-  TouchstoneLines lines(text);
+  text::StreamedLines bytes(text);
+  TouchstoneLines lines(bytes);
   while (lines.next()) {
     result.emplace_back(lines.number(), lines.line());
   }
@@ -36,20 +37,44 @@ TEST(TouchstoneLines, lines_of_blanks_are_counted_and_left_out) {
 }
 
 TEST(TouchstoneLines, the_number_at_the_end_is_that_of_the_last_line) {
-  TouchstoneLines lines("a\n! b\n\n");
+  text::StreamedLines bytes("a\n! b\n\n");
+  TouchstoneLines lines(bytes);
   EXPECT_TRUE(lines.next());
   EXPECT_FALSE(lines.next());
   EXPECT_EQ(lines.number(), 3);
   EXPECT_EQ(lines.line(), "");
 }
 
-TEST(TouchstoneLines, what_is_left_are_the_bytes_behind_the_end_of_the_line) {
-  TouchstoneLines lines("a\r\nbcd\re");
-  const std::vector<std::size_t> expected{5, 1, 0};
-  for (const std::size_t left : expected) {
-    EXPECT_TRUE(lines.next());
-    EXPECT_EQ(lines.left(), left);
-  }
+TEST(TouchstoneLines, comments_alone_on_a_line_are_shown_with_their_number) {
+  text::StreamedLines bytes("! a\n1 ! no\n  !b !c\n\n!\n2\n! d");
+  TouchstoneLines lines(bytes);
+  std::string shown;
+  const auto show = [&](std::string_view comment, std::int64_t number) {
+    shown += std::to_string(number) + "(" + std::string(comment) + ")";
+  };
+  EXPECT_TRUE(lines.next(show));
+  EXPECT_EQ(shown, "1( a)");
+  EXPECT_TRUE(lines.next(show));
+  EXPECT_EQ(lines.line(), "2");
+  EXPECT_EQ(shown, "1( a)3(b !c)5()");
+  EXPECT_FALSE(lines.next(show));
+  EXPECT_EQ(shown, "1( a)3(b !c)5()7( d)");
+}
+
+TEST(TouchstoneLines, looking_ahead_ends_at_the_same_line) {
+  text::StreamedLines bytes("a\n! b\nc\nd");
+  TouchstoneLines lines(bytes);
+  lines.next();
+  lines.next();
+  const bool more = lines.looked_ahead([&] {
+    lines.next();
+    return lines.next();
+  });
+  EXPECT_FALSE(more);
+  EXPECT_EQ(lines.line(), "c");
+  EXPECT_EQ(lines.number(), 3);
+  EXPECT_TRUE(lines.next());
+  EXPECT_EQ(lines.line(), "d");
 }
 
 TEST(TouchstoneLines, words_have_blanks_and_tabs_between_them) {

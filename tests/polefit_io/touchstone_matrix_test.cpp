@@ -31,6 +31,14 @@ RawData two_ports() {
   return data;
 }
 
+/// The network of data that come in one block.
+Network network_of(const RawData& data, const OptionLine& options, bool normalised, const std::string& file,
+                   const std::vector<polefit::PortMode>& modes = {}) {
+  NetworkBuilder builder(data.layout, options, normalised, modes, file);
+  builder.append(data);
+  return builder.finished();
+}
+
 OptionLine options_of(char parameter, std::vector<double> references) {
   return {.parameter = parameter, .format = ComplexFormat::ri, .references = std::move(references)};
 }
@@ -60,11 +68,31 @@ TEST(TouchstoneMatrix, each_format_has_its_two_numbers) {
   EXPECT_EQ(complex_value(ComplexFormat::db, 20, -90), Complex(0, -10));
 }
 
-TEST(TouchstoneMatrix, between_unequal_references_normalisation_is_their_geometric_mean) {
-  EXPECT_EQ(normalisation({1, 1}, {4, 9}), 4.0);
-  EXPECT_EQ(normalisation({1, 2}, {4, 9}), 6.0);
-  EXPECT_EQ(normalisation({2, 1}, {4, 9}), 6.0);
-  EXPECT_EQ(normalisation({2, 1}, {0.3, 0.3}), 0.3);
+TEST(TouchstoneMatrix, what_is_normalised_has_the_unit_of_its_row_over_that_of_its_column) {
+  const std::vector<double> references{4, 9};
+  EXPECT_EQ(denormalisation('Z', {1, 1}, references), 4.0);
+  EXPECT_EQ(denormalisation('Z', {1, 2}, references), 6.0);
+  EXPECT_EQ(denormalisation('Z', {2, 1}, references), 6.0);
+  EXPECT_EQ(denormalisation('Z', {2, 1}, {0.3, 0.3}), 0.3);
+  EXPECT_EQ(denormalisation('Y', {1, 1}, references), 0.25);
+  EXPECT_EQ(denormalisation('S', {1, 2}, references), 1.0);
+  EXPECT_EQ(denormalisation('H', {1, 1}, references), 4.0);
+  EXPECT_EQ(denormalisation('H', {2, 2}, references), 1.0 / 9.0);
+  EXPECT_EQ(denormalisation('H', {2, 1}, {9, 4}), 1.5);
+  EXPECT_EQ(denormalisation('H', {1, 2}, {50, 50}), 1.0);
+  EXPECT_EQ(denormalisation('G', {1, 1}, references), 0.25);
+  EXPECT_EQ(denormalisation('G', {2, 2}, references), 9.0);
+  EXPECT_EQ(denormalisation('G', {1, 2}, references), 1.5);
+}
+
+TEST(TouchstoneMatrix, modes_have_the_references_of_their_ports_in_series_and_parallel) {
+  const RawData data{
+      .layout = {.ports = 3}, .frequencies = {1}, .lines = {1}, .values = std::vector<double>(18, 0.5)};
+  const Network network = network_of(data, options_of('S', {50, 60, 50}), false, touchstone_file,
+                                     {{'D', 1, 3}, {'S', 2, 0}, {'C', 1, 3}});
+  EXPECT_EQ(network.matrix->references, (std::vector<double>{100, 60, 25}));
+  EXPECT_EQ(network.names, (std::vector<std::string>{"SDD11", "SDS12", "SDC11", "SSD21", "SSS22", "SSC21",
+                                                     "SCD11", "SCS12", "SCC11"}));
 }
 
 TEST(TouchstoneMatrix, the_network_has_all_elements_row_by_row) {
@@ -91,17 +119,31 @@ TEST(TouchstoneMatrix, values_that_are_not_normalised_stay_as_they_are) {
   }
 }
 
-TEST(TouchstoneMatrix, more_frequencies_than_are_taken_at_a_time_keep_their_order) {
+TEST(TouchstoneMatrix, frequencies_in_several_blocks_keep_their_order) {
   RawData data{.layout = {.ports = 1}, .frequencies = {}, .lines = {}, .values = {}};
   for (int k = 0; k < 100; ++k) {
     data.frequencies.push_back(k);
     data.lines.push_back(k);
     data.values.insert(data.values.end(), {1.0 * k, -1.0 * k});
   }
-  const Network network = network_of(data, options_of('S', {50}), true, touchstone_file);
-  for (int k = 0; k < 100; ++k) {
-    EXPECT_EQ(network.values[static_cast<std::size_t>(k)], Complex(k, -k));
+  NetworkBuilder builder(data.layout, options_of('S', {50}), true, {}, touchstone_file);
+  builder.append(data);
+  builder.append(data);
+  const Network network = builder.finished();
+  ASSERT_EQ(network.values.size(), 200U);
+  for (int k = 0; k < 200; ++k) {
+    EXPECT_EQ(network.values[static_cast<std::size_t>(k)], Complex(k % 100, -(k % 100)));
+    EXPECT_EQ(network.frequencies[static_cast<std::size_t>(k)], k % 100);
   }
+}
+
+TEST(TouchstoneMatrix, few_frequencies_are_taken_at_a_time_and_more_when_there_are_many) {
+  EXPECT_EQ(frequencies_at_a_time({.ports = 1}, 0), 65536U);
+  EXPECT_EQ(frequencies_at_a_time({.ports = 20}, 0), 163U);
+  EXPECT_EQ(frequencies_at_a_time({.ports = 300}, 0), 4U);
+  EXPECT_EQ(frequencies_at_a_time({.ports = 300}, 1600), 100U);
+  EXPECT_EQ(frequencies_at_a_time({.ports = 300}, 1'000'000), 256U);
+  EXPECT_EQ(frequencies_at_a_time({.ports = 2147483647}, 0), 4U);
 }
 
 TEST(TouchstoneMatrix, a_value_beyond_a_doubles_range_is_refused_with_the_line_of_its_frequency) {

@@ -34,6 +34,8 @@ TEST(TouchstoneOptionLine, each_word_sets_its_option_in_any_case) {
   EXPECT_EQ(options_of("s").parameter, 'S');
   EXPECT_EQ(options_of("y").parameter, 'Y');
   EXPECT_EQ(options_of("Z").parameter, 'Z');
+  EXPECT_EQ(options_of("g").parameter, 'G');
+  EXPECT_EQ(options_of("H").parameter, 'H');
   EXPECT_EQ(options_of("ri").format, ComplexFormat::ri);
   EXPECT_EQ(options_of("Ma").format, ComplexFormat::ma);
   EXPECT_EQ(options_of("dB").format, ComplexFormat::db);
@@ -55,12 +57,7 @@ TEST(TouchstoneOptionLine, options_of_one_kind_exclude_each_other) {
 
 TEST(TouchstoneOptionLine, a_word_that_is_no_option_is_refused_with_its_line) {
   EXPECT_EQ(refusal_of([] { options_of("Hz S THz"); }),
-            "3: \"THz\" | Hz, kHz, MHz or GHz, S, Y or Z, MA, DB or RI, or R and a resistance");
-}
-
-TEST(TouchstoneOptionLine, hybrid_parameters_are_refused) {
-  EXPECT_EQ(refusal_of([] { options_of("g"); }), "3: G parameters | S, Y or Z, others cannot be fitted");
-  EXPECT_EQ(refusal_of([] { options_of("H"); }), "3: H parameters | S, Y or Z, others cannot be fitted");
+            "3: \"THz\" | Hz, kHz, MHz or GHz, S, Y, Z, G or H, MA, DB or RI, or R and a resistance");
 }
 
 TEST(TouchstoneOptionLine, a_reference_is_a_finite_number_above_zero) {

@@ -17,14 +17,14 @@ using Numbers = std::vector<double>;
 /// Takes lines, counted from 1.
 class Taker {
  public:
-  explicit Taker(std::size_t ports, bool version_2 = false)
-      : records_({.ports = ports}, 3, version_2, 1000) {}
+  explicit Taker(std::size_t ports, bool version_2 = false) : records_({.ports = ports}, 3, version_2) {}
 
-  bool take(std::string_view text) { return records_.take(text, 0, line(++number_)); }
+  bool take(std::string_view text) { return records_.take(text, line(++number_)); }
   std::string refusal(std::string_view text) {
     return refusal_of([&] { take(text); });
   }
   const Records& records() const { return records_; }
+  void drop_data() { records_.drop_data(); }
 
  private:
   Records records_;
@@ -107,6 +107,23 @@ TEST(TouchstoneRecords, version_2_marks_noise_data_by_a_keyword_alone) {
   two.take("2 1 0 2 0 3 0 4 0");
   EXPECT_TRUE(two.take("2 0.5 0.3 90 0.2"));
   EXPECT_EQ(two.records().data().frequencies, (Numbers{2e3, 2e3}));
+}
+
+TEST(TouchstoneRecords, what_was_dropped_is_counted_and_the_next_frequency_held_against_it) {
+  Taker two(2);
+  two.take("2 1 0 2 0 3 0 4 0");
+  EXPECT_TRUE(two.records().whole());
+  two.drop_data();
+  EXPECT_TRUE(two.records().data().values.empty());
+  EXPECT_EQ(two.refusal("1 1 0 2 0 3 0 4 0"),
+            "2/1: a frequency below the one before it | frequencies that do not decrease, or noise data of 5 "
+            "values a "
+            "line");
+  Taker noisy(2);
+  noisy.take("2 1 0 2 0 3 0 4 0");
+  noisy.drop_data();
+  EXPECT_FALSE(noisy.take("2 0.5 0.3 90 0.2"));
+  EXPECT_EQ(noisy.records().frequencies(), 1U);
 }
 
 TEST(TouchstoneNoiseData, lines_of_five_numbers_are_counted) {

@@ -279,7 +279,7 @@ TEST(TouchstoneWriter, responses_that_are_no_whole_matrix_are_refused) {
   network.matrix->references.clear();
   EXPECT_EQ(found_in(network), "a matrix in which network.references has 0 elements, expected one a port");
   network = random_network(2, 'S');
-  network.matrix->parameter = 'H';
+  network.matrix->parameter = 'T';
   EXPECT_EQ(found_in(network), "a matrix in which network.parameter is none of S, Y and Z");
   network = random_network(2, 'S');
   network.values.pop_back();

@@ -70,6 +70,11 @@ inline std::optional<std::string> matrix_fault(const NetworkMatrix& network) {
       return "network.references[" + std::to_string(i) + "] is not a finite number above 0";
     }
   }
+  if (!network.modes.empty()) {
+    if (auto fault = modes_fault(network.modes, ports)) {
+      return "network.modes are no modes of it: " + *fault;
+    }
+  }
   for (std::size_t r = 0; r < network.elements.size(); ++r) {
     const auto [row, column] = network.elements[r];
     for (const auto& [name, port] : {std::pair("row", row), std::pair("column", column)}) {

@@ -226,6 +226,15 @@ void check_format(const Item& text) {
   }
 }
 
+PortMode port_mode(const Item& text) {
+  const std::string kind = text.member("kind").string();
+  if (kind.size() != 1) {
+    text.fail_with("has a kind that is none of S, D and C");
+  }
+  const auto other = text.find("other");
+  return {.kind = kind.front(), .port = text.member("port").count(), .other = other ? other->count() : 0};
+}
+
 NetworkMatrix network_without_elements(const Item& text) {
   NetworkMatrix network;
   const std::string& parameter = text.member("parameter").string();
@@ -236,6 +245,14 @@ NetworkMatrix network_without_elements(const Item& text) {
   const Item references = text.member("references");
   for (std::size_t i = 0; i < references.size(); ++i) {
     network.references.push_back(references.element(i).number());
+  }
+  if (const auto modes = text.find("modes")) {
+    for (std::size_t i = 0; i < modes->size(); ++i) {
+      network.modes.push_back(port_mode(modes->element(i)));
+    }
+  }
+  if (const auto vary = text.find("references_vary")) {
+    network.references_vary = vary->truth();
   }
   return network;
 }
@@ -388,10 +405,25 @@ std::string response_json(const Model& model, std::size_t response) {
   return std::move(members).take();
 }
 
+std::string mode_json(const PortMode& mode) {
+  LineOfMembers members;
+  members.add("kind", scalar_text(std::string(1, mode.kind))).add("port", scalar_text(mode.port));
+  if (mode.other != 0) {
+    members.add("other", scalar_text(mode.other));
+  }
+  return std::move(members).take();
+}
+
 std::string network_json(const NetworkMatrix& network) {
   LineOfMembers members;
   members.add("parameter", scalar_text(std::string(1, network.parameter)))
       .add("references", list_text(texts_of(network.references, scalar_text<double>)));
+  if (!network.modes.empty()) {
+    members.add("modes", list_text(texts_of(network.modes, mode_json)));
+  }
+  if (network.references_vary) {
+    members.add("references_vary", "true");
+  }
   return std::move(members).take();
 }
 

@@ -1,6 +1,7 @@
 #include "polefit/network_matrix.hpp"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <set>
 
@@ -34,6 +35,19 @@ char parameter_of(char letter) {
   return at == std::string_view::npos ? '\0' : both_cases[at % 3];
 }
 
+/// The number of a mode's pair, or single port, among those of a matrix in their order.
+std::size_t number_of(const PortMode& mode, const std::vector<PortMode>& modes) {
+  const auto pair = [](const PortMode& m) { return std::minmax(m.port, m.other); };
+  std::set<std::pair<std::size_t, std::size_t>> before;
+  for (const PortMode& other : modes) {
+    if (pair(other) == pair(mode)) {
+      break;
+    }
+    before.insert(pair(other));
+  }
+  return before.size() + 1;
+}
+
 /// A clause about the elements that are not there, the first few by name.
 std::string missing_text(const NetworkMatrix& matrix) {
   constexpr std::size_t most_names = 8;
@@ -53,7 +67,7 @@ std::string missing_text(const NetworkMatrix& matrix) {
     if (named == most_names) {
       return text + " and " + std::to_string(missing - named) + " more are missing";
     }
-    text += (named == 0 ? "" : ", ") + element_name(matrix.parameter, element, ports);
+    text += (named == 0 ? "" : ", ") + element_name(matrix, element);
     ++named;
   }
   return text + (missing == 1 ? " is missing" : " are missing");
@@ -70,6 +84,58 @@ bool has_all_elements(const NetworkMatrix& matrix) {
 std::string element_name(char parameter, const MatrixElement& element, std::size_t ports) {
   const char* const between = ports < 10 ? "" : "_";
   return parameter + std::to_string(element.row) + between + std::to_string(element.column);
+}
+
+std::string mode_name(const PortMode& mode) {
+  const std::string name = mode.kind + std::to_string(mode.port);
+  return mode.kind == 'S' ? name : name + "," + std::to_string(mode.other);
+}
+
+std::optional<std::string> modes_fault(const std::vector<PortMode>& modes, std::size_t ports) {
+  if (modes.size() != ports) {
+    return text::counted(modes.size(), "mode") + (modes.size() == 1 ? " is" : " are") + " named for " +
+           text::counted(ports, "port");
+  }
+  constexpr std::string_view kinds = "SDC";
+  std::vector<std::array<std::size_t, kinds.size()>> partners(
+      ports);  // of each port by kind; of a single one itself
+  for (const PortMode& mode : modes) {
+    const std::size_t kind = kinds.find(mode.kind);
+    const bool single = kind == 0;
+    if (kind == std::string_view::npos || single != (mode.other == 0) || mode.port == mode.other) {
+      return mode_name(mode) + " is no mode";
+    }
+    const std::array ends{mode.port, single ? mode.port : mode.other};
+    for (std::size_t i = 0; i < (single ? 1U : 2U); ++i) {
+      const std::size_t port = ends.at(i);
+      if (port < 1 || port > ports) {
+        return mode_name(mode) + " names port " + std::to_string(port) + " of " + std::to_string(ports);
+      }
+      if (std::exchange(partners[port - 1].at(kind), ends.at(1 - i)) != 0) {
+        return mode_name(mode) + " takes port " + std::to_string(port) + " a second time";
+      }
+    }
+  }
+  for (std::size_t i = 0; i < ports; ++i) {
+    const auto& [single, differential, common] = partners[i];
+    if ((single != 0) == (differential != 0) || differential != common) {
+      return "port " + std::to_string(i + 1) + " is neither alone nor in one pair with D and C";
+    }
+  }
+  return std::nullopt;
+}
+
+std::string element_name(const NetworkMatrix& matrix, const MatrixElement& element) {
+  if (matrix.modes.empty()) {
+    return element_name(matrix.parameter, element, matrix.ports());
+  }
+  const PortMode& row = matrix.modes[element.row - 1];
+  const PortMode& column = matrix.modes[element.column - 1];
+  const std::size_t first = number_of(row, matrix.modes);
+  const std::size_t second = number_of(column, matrix.modes);
+  const char* const between = matrix.ports() < 10 ? "" : "_";
+  return std::string{matrix.parameter, row.kind, column.kind} + std::to_string(first) + between +
+         std::to_string(second);
 }
 
 std::vector<MatrixElement> all_elements(std::size_t ports) {

@@ -49,6 +49,19 @@ OptionValue parameter(Declaration& declaration) {
                 std::vector<std::pair<std::string_view, char>>{{"S", 'S'}, {"Y", 'Y'}, {"Z", 'Z'}});
 }
 
+template <class Version>
+OptionValue touchstone_version(Version& version) {
+  return choice(version, std::vector<std::pair<std::string_view, int>>{
+                             {"1", 1}, {"1.1", 11}, {"2", 2}, {"2.0", 2}, {"2.1", 21}});
+}
+
+template <class Format>
+OptionValue complex_format(Format& format) {
+  using enum polefit::ComplexFormat;
+  return choice(format, std::vector<std::pair<std::string_view, polefit::ComplexFormat>>{
+                            {"ri", ri}, {"ma", ma}, {"db", db}});
+}
+
 OptionValues values_of(FitCommand& fit) {
   using Placements = std::vector<std::pair<std::string_view, polefit::Placement>>;
   using Measures = std::vector<std::pair<std::string_view, polefit::Measure>>;
@@ -106,8 +119,6 @@ OptionValues values_of(PassivityCommand& passivity) {
 }
 
 OptionValues values_of(ExportCommand& chosen) {
-  using Formats = std::vector<std::pair<std::string_view, polefit::ComplexFormat>>;
-  using Versions = std::vector<std::pair<std::string_view, int>>;
   return {{"MODEL", name(chosen.model)},
           {"--output", output_name(chosen.output)},
           {"--spice", flag_for(chosen.kind, ExportKind::spice)},
@@ -117,10 +128,8 @@ OptionValues values_of(ExportCommand& chosen) {
           {"--s-solver", flag_for(chosen.kind, ExportKind::s_solver)},
           {"--name", subcircuit_name(chosen.name)},
           {"--grid", grid(chosen.frequencies)},
-          {"--data", choice(chosen.touchstone.format, Formats{{"ri", polefit::ComplexFormat::ri},
-                                                              {"ma", polefit::ComplexFormat::ma},
-                                                              {"db", polefit::ComplexFormat::db}})},
-          {"--touchstone-version", choice(chosen.touchstone.version, Versions{{"1", 1}, {"2", 2}})},
+          {"--data", complex_format(chosen.touchstone.format)},
+          {"--touchstone-version", touchstone_version(chosen.touchstone.version)},
           {"--response", name(chosen.response)},
           {"--highest-frequency", frequency_above_zero(chosen.highest_frequency)},
           {"--parameter", parameter(chosen.declaration)},
@@ -170,6 +179,21 @@ OptionValues values_of(TimeCommand& time) {
           {"--reference", above_zero(time.declaration.reference)}};
 }
 
+OptionValues values_of(ConvertCommand& convert) {
+  using enum polefit::FrequencyUnit;
+  using Parameters = std::vector<std::pair<std::string_view, char>>;
+  using Units = std::vector<std::pair<std::string_view, polefit::FrequencyUnit>>;
+  return {{"IN", name(convert.network.file)},
+          {"OUT", output_name(convert.output)},
+          {"--parameters",
+           choice(convert.parameter, Parameters{{"S", 'S'}, {"Y", 'Y'}, {"Z", 'Z'}, {"H", 'H'}, {"G", 'G'}})},
+          {"--reference", references(convert.references)},
+          {"--touchstone", touchstone_version(convert.version)},
+          {"--format", complex_format(convert.format)},
+          {"--unit", choice(convert.unit, Units{{"Hz", hz}, {"kHz", khz}, {"MHz", mhz}, {"GHz", ghz}})},
+          {"--read-as", network_format(convert.network)}};
+}
+
 OptionValues values_of(InfoCommand& info) {
   return {{"FILE", name(info.file.file)}, {"--format", network_format(info.file)}};
 }
@@ -217,6 +241,18 @@ std::string complaint_about(const TimeCommand& time) {
 std::string complaint_about(const PassivityCommand&) { return {}; }
 
 std::string complaint_about(const ExportCommand&) { return {}; }
+
+std::string complaint_about(const ConvertCommand& convert) {
+  if (!is_table_name(convert.output)) {
+    return {};
+  }
+  const char* const option = convert.version  ? "--touchstone"
+                             : convert.format ? "--format"
+                                              : (convert.unit ? "--unit" : nullptr);
+  return option == nullptr
+             ? std::string()
+             : std::string(option) + " has no effect with an output that ends in .csv: a table has none";
+}
 
 std::string complaint_about(const InfoCommand&) { return {}; }
 
@@ -312,6 +348,9 @@ std::variant<Command, Answer> parse_command_line(std::span<const char* const> ar
   }
   if (name == "time") {
     return finished(TimeCommand{}, options, app, arguments);
+  }
+  if (name == "convert") {
+    return finished(ConvertCommand{}, options, app, arguments);
   }
   return finished(InfoCommand{}, options, app, arguments);
 }

@@ -107,12 +107,25 @@ struct TimeCommand {
   Declaration declaration;
 };
 
+struct ConvertCommand {
+  NetworkSource network;
+  std::string output;
+  std::optional<char> parameter;   ///< S, Y, Z, H or G
+  std::vector<double> references;  ///< in ohms; those of the file when there are none
+  std::optional<int> version;      ///< of Touchstone, as are the next two
+  std::optional<polefit::ComplexFormat> format;
+  std::optional<polefit::FrequencyUnit> unit;
+};
+
+/// Whether a network written under that name is a table.
+bool is_table_name(const std::string& file);
+
 struct InfoCommand {
   NetworkSource file;  ///< a network or a model
 };
 
 using Command = std::variant<FitCommand, PlotCommand, PassivityCommand, ExportCommand, EvalCommand,
-                             TimeCommand, InfoCommand>;
+                             TimeCommand, ConvertCommand, InfoCommand>;
 
 /// What is to be printed in place of a command: help or version, or what is wrong with the command line.
 struct Answer {

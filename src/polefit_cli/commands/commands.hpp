@@ -25,6 +25,7 @@ ExitStatus run(const ExportCommand& command);
 ExitStatus run(const EvalCommand& command);
 /// Follows a model in time: signals as a table, a reflectometer's impedance, or an eye.
 ExitStatus run(const TimeCommand& command);
+ExitStatus run(const ConvertCommand& command);
 ExitStatus run(const InfoCommand& command);
 
 }  // namespace polefit_cli

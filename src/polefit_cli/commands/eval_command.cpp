@@ -1,6 +1,7 @@
 #include "polefit/network.hpp"
 #include "polefit_cli/commands/commands.hpp"
 #include "polefit_cli/commands/models.hpp"
+#include "polefit_cli/commands/networks.hpp"
 #include "polefit_cli/commands/streams.hpp"
 
 namespace polefit_cli {
@@ -12,9 +13,7 @@ ExitStatus run(const EvalCommand& command) {
   const std::string shown = shown_input(command.model);
   std::vector<double> frequencies;
   if (command.like) {
-    const NetworkSource& like = *command.like;
-    frequencies =
-        polefit::network_from_text(read_input(like.file), shown_input(like.file), like.format).frequencies;
+    frequencies = read_network(*command.like).frequencies;
   } else {
     frequencies = wanted_frequencies(command.frequencies, model, default_count, shown);
   }

@@ -17,6 +17,7 @@
 #include "polefit_cli/commands/commands.hpp"
 #include "polefit_cli/commands/declaration.hpp"
 #include "polefit_cli/commands/fit_report.hpp"
+#include "polefit_cli/commands/networks.hpp"
 #include "polefit_cli/commands/passivity_text.hpp"
 #include "polefit_cli/commands/progress_bar.hpp"
 #include "polefit_cli/commands/signals.hpp"
@@ -29,9 +30,7 @@ namespace polefit_cli {
 namespace {
 
 polefit::Network read_chosen_network(const FitCommand& command) {
-  const std::string text = read_input(command.network.file);
-  polefit::Network network =
-      polefit::network_from_text(text, shown_input(command.network.file), command.network.format);
+  polefit::Network network = read_network(command.network);
   if (!command.responses.empty()) {
     network = polefit::select_responses(network, command.responses);
   }

@@ -21,8 +21,19 @@ using Rows = std::vector<std::vector<std::string>>;
 /// "2-port, S parameters, reference 50 ohms"
 std::string matrix_text(const polefit::NetworkMatrix& matrix) {
   const std::vector<double>& references = matrix.references;
-  std::string text = std::to_string(references.size()) + "-port, " + std::string(1, matrix.parameter) +
-                     " parameters, reference ";
+  std::string text =
+      std::to_string(references.size()) + "-port, " + std::string(1, matrix.parameter) + " parameters, ";
+  if (!matrix.modes.empty()) {
+    text += "mixed modes";
+    for (const polefit::PortMode& mode : matrix.modes) {
+      text += " " + polefit::mode_name(mode);
+    }
+    text += ", ";
+  }
+  if (matrix.references_vary) {
+    return text + "references that vary with frequency";
+  }
+  text += "reference ";
   if (std::all_of(references.begin(), references.end(), [&](double r) { return r == references.front(); })) {
     return text + short_number(references.front(), 6) + " ohms";
   }

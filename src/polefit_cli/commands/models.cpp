@@ -44,7 +44,8 @@ std::size_t find_response(const polefit::Model& model, const std::string& name, 
   const auto element = polefit::named_element(name);
   std::string all;
   for (std::size_t r = 0; r < model.responses(); ++r) {
-    const bool meant = element && model.network && model.network->parameter == element->parameter &&
+    const bool meant = element && model.network && model.network->modes.empty() &&
+                       model.network->parameter == element->parameter &&
                        model.network->elements[r] == element->element;
     if (meant || response_name(model, r) == name) {
       return r;

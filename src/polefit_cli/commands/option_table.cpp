@@ -18,6 +18,7 @@ constexpr std::string_view drives = "What drives the network, of which one is wa
 
 constexpr std::string_view network_formats = "auto|touchstone|csv|samples";
 constexpr std::string_view parameters = "S|Y|Z";
+constexpr std::string_view touchstone_versions = "1|1.1|2|2.0|2.1";
 
 constexpr std::string_view how_read =
     "How the network file is read (default: by its name, then by what it holds)";
@@ -190,8 +191,8 @@ constexpr auto export_options = std::to_array<OptionEntry>(
       .wanted_by = {"--touchstone", "no other format has a choice"}},
      {.names = "--touchstone-version",
       .kind = choice,
-      .type = "1|2",
-      .description = "Touchstone: version 1 (default) or 2",
+      .type = touchstone_versions,
+      .description = "Touchstone: version 1 (default), 1.1, 2.0 or 2.1; 2 is 2.0",
       .wanted_by = {"--touchstone"}},
      {.names = "--response",
       .kind = any,
@@ -334,6 +335,35 @@ constexpr auto info_options = std::to_array<OptionEntry>(
     {{.names = "FILE", .kind = file, .description = "Network or model file, or -", .required = true},
      {.names = "--format", .kind = choice, .type = network_formats, .description = how_read}});
 
+constexpr auto convert_options = std::to_array<OptionEntry>(
+    {{.names = "IN", .kind = file, .description = "Network file, or - for standard input", .required = true},
+     {.names = "OUT",
+      .kind = file,
+      .description =
+          "File to write: a table when it ends in .csv, otherwise Touchstone; - for standard output",
+      .required = true},
+     {.names = "--parameters",
+      .kind = choice,
+      .type = "S|Y|Z|H|G",
+      .description = "Parameters to write (default: those that are read)"},
+     {.names = "--reference",
+      .kind = any,
+      .type = "OHMS",
+      .description = "Reference resistances, one or with commas one for each port; S is renormalised"},
+     {.names = "--touchstone",
+      .kind = choice,
+      .type = touchstone_versions,
+      .description = "Version of Touchstone: 1 (default), 1.1, 2.0 or 2.1; 2 is 2.0"},
+     {.names = "--format",
+      .kind = choice,
+      .type = "ri|ma|db",
+      .description = "Touchstone: real and imaginary part (default), magnitude and angle, dB and angle"},
+     {.names = "--unit",
+      .kind = choice,
+      .type = "Hz|kHz|MHz|GHz",
+      .description = "Touchstone: unit of the frequencies (default: Hz)"},
+     {.names = "--read-as", .kind = choice, .type = network_formats, .description = how_read}});
+
 constexpr auto commands = std::to_array<CommandEntry>(
     {{.name = "fit",
       .description = "Fit a network file with a rational model",
@@ -385,6 +415,13 @@ constexpr auto commands = std::to_array<CommandEntry>(
           "Exit status: 0 done, 1 steps that could not be made short enough, or a closed eye, 2 bad input.",
       .wanted_group = drives,
       .options = time_options},
+     {.name = "convert",
+      .description = "Write a network file in another form, with other parameters or references",
+      .footer = "Examples:\n"
+                "  polefit convert filter.s2p filter.csv\n"
+                "  polefit convert filter.s2p filter_y.s2p --parameters Y --touchstone 2.1\n"
+                "  polefit convert solver.s4p plain.s4p --reference 50 --format ma --unit GHz",
+      .options = convert_options},
      {.name = "info",
       .description = "Tell what is in a network or model file",
       .footer = "Examples:\n"

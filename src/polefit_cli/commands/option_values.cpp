@@ -5,6 +5,7 @@
 #include "polefit_cli/commands/quantities.hpp"
 #include "text/io_error.hpp"
 #include "text/number_text.hpp"
+#include "text/parts.hpp"
 #include "text/whole_file.hpp"
 
 namespace polefit_cli {
@@ -102,6 +103,19 @@ OptionValue names(std::vector<std::string>& value) {
     return name.empty() ? std::string() : found_and_expected(text, "a bracket at the end");
   };
   return {.take = take, .repeats = true};
+}
+
+OptionValue references(std::vector<double>& value) {
+  return {[&value](const std::string& text) {
+    for (const std::string_view part : text::parts_of(text, ',')) {
+      double resistance = 0.0;
+      if (!text::parse_real(part, resistance) || !std::isfinite(resistance) || !(resistance > 0.0)) {
+        return found_and_expected(text, "numbers of ohms above 0 with commas between them");
+      }
+      value.push_back(resistance);
+    }
+    return std::string();
+  }};
 }
 
 OptionValue grid(std::vector<double>& value) {

@@ -51,6 +51,9 @@ OptionValue subcircuit_name(std::string& value);
 /// Names with commas between them; a comma in brackets is part of a name.
 OptionValue names(std::vector<std::string>& value);
 
+/// Resistances above 0 with commas between them.
+OptionValue references(std::vector<double>& value);
+
 /// See read_grid.
 OptionValue grid(std::vector<double>& value);
 

@@ -102,8 +102,7 @@ std::string passivity_text(const polefit::Passivity& passivity, char parameter) 
 std::string part_text(const polefit::NetworkMatrix& matrix) {
   const std::size_t count = matrix.elements.size();
   const std::string part =
-      count == 1 ? polefit::element_name(matrix.parameter, matrix.elements.front(), matrix.ports())
-                 : text::counted(count, "element");
+      count == 1 ? polefit::element_name(matrix, matrix.elements.front()) : text::counted(count, "element");
   return "only " + part + " of a matrix of " + text::counted(matrix.ports(), "port");
 }
 

@@ -9,6 +9,7 @@
 #include "polefit_cli/commands/about.hpp"
 #include "polefit_cli/commands/commands.hpp"
 #include "polefit_cli/commands/models.hpp"
+#include "polefit_cli/commands/networks.hpp"
 #include "polefit_cli/commands/picture_file.hpp"
 #include "polefit_cli/commands/streams.hpp"
 #include "polefit_cli/commands/tables.hpp"
@@ -106,9 +107,7 @@ ExitStatus run(const PlotCommand& command) {
         about(shown_input(command.model), [&] { return pole_picture(model, title_of(command.model)); }),
         format);
   } else {
-    const NetworkSource& source = *command.network;
-    const polefit::Network network =
-        polefit::network_from_text(read_input(source.file), shown_input(source.file), source.format);
+    const polefit::Network network = read_network(*command.network);
     script = fit_script(
         fit_picture(model, network, chosen_responses(command, model, network), fit_title(command, model)),
         format);

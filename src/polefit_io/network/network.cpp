@@ -6,6 +6,7 @@
 #include <system_error>
 #include <utility>
 
+#include "polefit/conversion.hpp"
 #include "polefit/error.hpp"
 #include "polefit/model/files.hpp"
 #include "polefit/model/model_faults.hpp"
@@ -93,6 +94,12 @@ std::optional<std::string> fault_of(const Network& network) {
     return text::counted(network.matrix->elements.size(), "element") + " of the matrix, expected " +
            std::to_string(responses) + ", one for each name";
   }
+  const std::size_t impedances = network.impedances.size();
+  if (impedances > 0 && impedances != network.matrix->ports() * samples) {
+    return text::counted(impedances, "port impedance") + ", expected " +
+           std::to_string(network.matrix->ports() * samples) +
+           ", one for each port at each frequency, or none";
+  }
   const auto fault = matrix_fault(*network.matrix);
   return fault ? std::optional("a matrix in which " + *fault) : std::nullopt;
 }
@@ -109,9 +116,10 @@ void check_format(NetworkFormat format, const std::string& file) {
 }
 
 void check_options(const TouchstoneOptions& options, const std::string& file) {
-  const bool known = !beyond(options.format, ComplexFormat::db) &&
-                     !beyond(options.unit, FrequencyUnit::ghz) &&
-                     (options.version == 1 || options.version == 2);
+  const bool known =
+      !beyond(options.format, ComplexFormat::db) && !beyond(options.unit, FrequencyUnit::ghz) &&
+      (options.version == 1 || options.version == 11 || options.version == 2 || options.version == 21) &&
+      (options.parameter == '\0' || options.parameter == 'H' || options.parameter == 'G');
   if (!known) {
     throw Error(ErrorKind::bad_option,
                 shown(file) + ": the format, unit or version of Touchstone is none that there is");
@@ -128,8 +136,17 @@ void check(const Network& network) {
 
 Network read_network(const std::string& file, NetworkFormat format) {
   check_format(format, file);
+  return with_error_of(ErrorKind::bad_network_file, [&] {
+    const text::InputFile input(file);
+    return polefit_io::network_of(input.descriptor(), {}, file, format);
+  });
+}
+
+Network network_from_descriptor(int descriptor, const std::string& file, NetworkFormat format,
+                                std::string begun) {
+  check_format(format, file);
   return with_error_of(ErrorKind::bad_network_file,
-                       [&] { return polefit_io::network_of(text::read_whole_file(file), file, format); });
+                       [&] { return polefit_io::network_of(descriptor, std::move(begun), file, format); });
 }
 
 Network network_from_text(std::string_view text, const std::string& file, NetworkFormat format) {
@@ -247,6 +264,14 @@ Network sampled(const Model& model, std::vector<double> frequencies, const std::
 std::string touchstone_text(const Network& network, const TouchstoneOptions& options) {
   check(network);
   check_options(options, network.file);
+  if (options.parameter != '\0') {
+    Network hybrids = hybrid(network, options.parameter);
+    hybrids.matrix = NetworkMatrix{.parameter = options.parameter,
+                                   .references = network.matrix->references,
+                                   .elements = all_elements(network.matrix->ports())};
+    return with_error_of(ErrorKind::bad_network_file,
+                         [&] { return polefit_io::touchstone_of(hybrids, options); });
+  }
   return with_error_of(ErrorKind::bad_network_file,
                        [&] { return polefit_io::touchstone_of(network, options); });
 }

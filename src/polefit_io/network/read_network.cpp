@@ -3,19 +3,21 @@
 #include <algorithm>
 #include <cstddef>
 #include <filesystem>
+#include <utility>
 
 #include "polefit_io/network/csv_reader.hpp"
 #include "polefit_io/network/sample_reader.hpp"
 #include "polefit_io/network/touchstone_reader.hpp"
 #include "text/letters.hpp"
+#include "text/streamed_lines.hpp"
 #include "text/text_lines.hpp"
 
 namespace polefit_io {
 namespace {
 
-polefit::NetworkFormat format_of_content(std::string_view text) {
+polefit::NetworkFormat format_of_content(text::StreamedLines& lines) {
   bool option_line = false;
-  for (text::TextLines lines(text); lines.next();) {
+  while (lines.next()) {
     const std::string_view line = text::without_blanks(lines.line());
     if (line.empty() || line.front() == '!') {
       continue;
@@ -33,7 +35,8 @@ polefit::NetworkFormat format_of_content(std::string_view text) {
   return option_line ? polefit::NetworkFormat::touchstone : polefit::NetworkFormat::samples;
 }
 
-polefit::NetworkFormat format_of(std::string_view text, const std::string& file) {
+/// What the name says, or else the content, whose first line is the next one before and behind.
+polefit::NetworkFormat format_of(text::StreamedLines& lines, const std::string& file) {
   std::string extension = std::filesystem::path(file).extension().string();
   std::transform(extension.begin(), extension.end(), extension.begin(), text::lower);
   if (extension == ".ts" || polefit::ports_of_extension(file)) {
@@ -42,22 +45,37 @@ polefit::NetworkFormat format_of(std::string_view text, const std::string& file)
   if (extension == ".csv" || extension == ".tsv") {
     return polefit::NetworkFormat::csv;
   }
-  return format_of_content(text);
+  lines.mark();
+  const polefit::NetworkFormat format = format_of_content(lines);
+  lines.rewind();
+  return format;
+}
+
+polefit::Network network_of_text(std::string_view text, const std::string& file,
+                                 polefit::NetworkFormat format) {
+  return format == polefit::NetworkFormat::csv ? read_csv(text, file) : read_samples(text, file);
 }
 
 }  // namespace
 
 polefit::Network network_of(std::string_view text, const std::string& file, polefit::NetworkFormat format) {
-  switch (format == polefit::NetworkFormat::by_name ? format_of(text, file) : format) {
-    case polefit::NetworkFormat::touchstone:
-      return read_touchstone(text, file, polefit::ports_of_extension(file));
-    case polefit::NetworkFormat::csv:
-      return read_csv(text, file);
-    case polefit::NetworkFormat::samples:
-    case polefit::NetworkFormat::by_name:
-      break;
+  using enum polefit::NetworkFormat;
+  text::StreamedLines lines(text);
+  const polefit::NetworkFormat found = format == by_name ? format_of(lines, file) : format;
+  return found == touchstone ? read_touchstone(lines, file, polefit::ports_of_extension(file))
+                             : network_of_text(text, file, found);
+}
+
+polefit::Network network_of(int descriptor, std::string begun, const std::string& file,
+                            polefit::NetworkFormat format) {
+  using enum polefit::NetworkFormat;
+  text::StreamedLines lines(descriptor, file, std::move(begun));
+  const polefit::NetworkFormat found = format == by_name ? format_of(lines, file) : format;
+  if (found == touchstone) {
+    return read_touchstone(lines, file, polefit::ports_of_extension(file));
   }
-  return read_samples(text, file);
+  lines.mark();
+  return network_of_text(lines.take_rest(), file, found);
 }
 
 }  // namespace polefit_io

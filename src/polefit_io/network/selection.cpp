@@ -37,7 +37,8 @@ std::size_t index_of(const polefit::Network& network, const Indices& indices, co
     return found->second;
   }
   const auto meant = polefit::named_element(name);
-  if (meant && network.matrix && meant->parameter == network.matrix->parameter) {
+  if (meant && network.matrix && network.matrix->modes.empty() &&
+      meant->parameter == network.matrix->parameter) {
     const auto& elements = network.matrix->elements;
     return static_cast<std::size_t>(
         std::distance(elements.begin(), std::find(elements.begin(), elements.end(), meant->element)));
@@ -59,6 +60,8 @@ polefit::Network chosen_responses(const polefit::Network& network, std::span<con
   selected.file = network.file;
   selected.matrix = network.matrix;
   selected.frequencies = network.frequencies;
+  selected.warnings = network.warnings;
+  selected.impedances = network.impedances;
   if (selected.matrix) {
     selected.matrix->elements.clear();
   }

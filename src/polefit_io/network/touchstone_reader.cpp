@@ -1,10 +1,14 @@
 #include "polefit_io/network/touchstone_reader.hpp"
 
+#include <cmath>
+#include <string>
 #include <utility>
+#include <vector>
 
 #include "polefit_io/network/touchstone/first_frequency.hpp"
 #include "polefit_io/network/touchstone/frequency_unit.hpp"
 #include "polefit_io/network/touchstone/header.hpp"
+#include "polefit_io/network/touchstone/impedance_comments.hpp"
 #include "polefit_io/network/touchstone/keywords.hpp"
 #include "polefit_io/network/touchstone/layout.hpp"
 #include "polefit_io/network/touchstone/lines.hpp"
@@ -12,6 +16,7 @@
 #include "polefit_io/network/touchstone/option_line.hpp"
 #include "polefit_io/network/touchstone/place.hpp"
 #include "polefit_io/network/touchstone/records.hpp"
+#include "polefit_io/network/touchstone_meaning.hpp"
 #include "text/counted.hpp"
 #include "text/io_error.hpp"
 
@@ -21,11 +26,16 @@ namespace {
 /// Hands each line to what reads it, by where in the text it stands.
 class Reader {
  public:
-  Reader(std::string_view text, const std::string& file, std::optional<std::size_t> ports)
+  Reader(text::StreamedLines& text, const std::string& file, std::optional<std::size_t> ports)
       : file_(file), lines_(text), named_ports_(ports), header_(ports) {}
 
   polefit::Network read() {
-    while (section_ != Section::end && lines_.next()) {
+    const auto take_comment = [this](std::string_view comment, std::int64_t number) {
+      if (section_ != Section::information && section_ != Section::noise_data) {
+        comments_.take(comment, number);
+      }
+    };
+    while (section_ != Section::end && lines_.next(take_comment)) {
       const std::string_view line = lines_.line();
       if (section_ == Section::information || line.front() == '[') {
         take_keyword(line);
@@ -36,7 +46,11 @@ class Reader {
       }
     }
     finish();
-    return network_of(records_.data(), options_, !header_.version_2(), file_);
+    polefit::Network network = builder_->finished();
+    network.warnings = std::move(warnings_);
+    const Told told{.options = options_, .normalised = !header_.version_2(), .comments = comments_};
+    settle(network, told);
+    return network;
   }
 
  private:
@@ -55,7 +69,10 @@ class Reader {
   void take_values(std::string_view line);
   void begin_data_without_keywords();
   void begin_data(const Layout& layout);
-  void finish() const;
+  void check_pairs() const;
+  void build();
+  void finish();
+  void warn(const std::string& sentence) { warnings_.push_back(warning(file_, lines_.number(), sentence)); }
 
   const std::string& file_;
   TouchstoneLines lines_;
@@ -64,16 +81,17 @@ class Reader {
   bool has_option_line_ = false;
   OptionLine options_;
   TouchstoneHeader header_;
+  Layout layout_;
   Records records_;
+  std::optional<NetworkBuilder> builder_;
   NoiseData noise_;
+  ImpedanceComments comments_;
+  std::vector<std::string> warnings_;
 };
 
 void Reader::take_options(std::string_view line) {
   if (has_option_line_) {
     return;  // the format has it that further ones are ignored
-  }
-  if (!before_data()) {
-    here().fail("an option line behind data", "the option line before the data");
   }
   options_ = read_option_line(line, here());
   has_option_line_ = true;
@@ -87,7 +105,7 @@ void Reader::take_keyword(std::string_view line) {
   if (!found) {
     const std::size_t close = line.find(']');
     here().fail(text::excerpt(close == std::string_view::npos ? line : line.substr(0, close + 1)),
-                "a keyword of Touchstone 2.0 in brackets");
+                "a keyword of Touchstone 2.0 or 2.1 in brackets");
   }
   header_.admit(found->keyword, here());
   const bool behind_data = found->keyword == Keyword::noise_data || found->keyword == Keyword::end ||
@@ -136,6 +154,11 @@ void Reader::enter_network_data() {
     here().fail("[Network Data]", "the option line before it");
   }
   const Layout layout = header_.layout(here());
+  if (header_.lacks_order()) {
+    warn(
+        "[Network Data] of 2 ports without [Two-Port Data Order] before it; 21_12 is taken, as in versions "
+        "1.x");
+  }
   if (!header_.references().empty()) {
     options_.references = header_.references();
   }
@@ -160,9 +183,14 @@ void Reader::take_values(std::string_view line) {
         here().fail(text::excerpt(line), "a keyword, as values begin behind [Network Data]");
       }
       begin_data_without_keywords();
+      line = lines_.line();
       [[fallthrough]];
     case Section::network_data:
-      if (records_.take(line, lines_.left(), here())) {
+      if (records_.take(line, here())) {
+        if (records_.whole() &&
+            records_.data().frequencies.size() >= frequencies_at_a_time(layout_, records_.frequencies())) {
+          build();
+        }
         break;
       }
       section_ = Section::noise_data;
@@ -173,6 +201,11 @@ void Reader::take_values(std::string_view line) {
 }
 
 void Reader::begin_data_without_keywords() {
+  if (!has_option_line_) {
+    here().fail(
+        text::excerpt(lines_.line()) + " without an option line before it",
+        "a line such as # GHz S MA R 50, which says unit, parameter, format and reference of the data");
+  }
   const std::size_t ports = named_ports_ ? *named_ports_ : ports_of_first_frequency(lines_);
   if (ports == 0) {
     here().fail(text::counted(words_in(lines_.line()), "value") + " on the first line of data",
@@ -188,11 +221,43 @@ void Reader::begin_data(const Layout& layout) {
         text::counted(references, "reference resistance") + " for " + text::counted(layout.ports, "port"),
         "one, or one for each port (complex ones are not supported)");
   }
-  records_ = Records(layout, power(), header_.version_2(), lines_.left() + lines_.line().size());
+  const bool hybrid = options_.parameter == 'H' || options_.parameter == 'G';
+  if (hybrid && (layout.ports != 2 || !header_.modes().empty())) {
+    here().fail(std::string(1, options_.parameter) + " parameters of " +
+                    (header_.modes().empty() ? text::counted(layout.ports, "port") : "mixed modes"),
+                "those of two single ports");
+  }
+  check_pairs();
+  layout_ = layout;
+  records_ = Records(layout, power(), header_.version_2());
   section_ = Section::network_data;
 }
 
-void Reader::finish() const {
+/// Refuses pairs whose modes would have no reference.
+void Reader::check_pairs() const {
+  const std::vector<double>& references = options_.references;
+  for (const polefit::PortMode& mode : header_.modes()) {
+    const double first = references.size() > 1 ? references[mode.port - 1] : references.front();
+    const double second = references.size() > 1 && mode.kind != 'S' ? references[mode.other - 1] : first;
+    if (first != second) {
+      here().fail("different references of the ports of " + polefit::mode_name(mode), "one for both");
+    }
+    if (!std::isfinite(2.0 * first) || 2.0 * (first / 2.0) != first) {
+      here().fail("a reference of the modes of a pair beyond a double's range", "a usual resistance");
+    }
+  }
+}
+
+/// Hands over what has been read.
+void Reader::build() {
+  if (!builder_) {
+    builder_.emplace(layout_, options_, !header_.version_2(), header_.modes(), file_);
+  }
+  builder_->append(records_.data());
+  records_.drop_data();
+}
+
+void Reader::finish() {
   const std::string end_of_file = "the end of the file";
   if (section_ == Section::information) {
     here().fail(end_of_file, "[End Information]");
@@ -201,17 +266,29 @@ void Reader::finish() const {
     here().fail(end_of_file, header_.version_2() ? "[Network Data]" : "the values of a frequency");
   }
   records_.expect_whole(end_of_file, here());
-  if (records_.data().frequencies.empty()) {
+  if (records_.frequencies() == 0) {
     here().fail("no frequencies", "at least one");
   }
-  header_.check_counts(records_.data().frequencies.size(), noise_.frequencies(), here());
+  header_.check_counts(records_.frequencies(), noise_.frequencies(), here());
+  if (header_.version_2() && section_ != Section::end) {
+    warn("the file ends without [End]; it may have been cut off");
+  }
+  if (!records_.data().frequencies.empty()) {
+    build();
+  }
 }
 
 }  // namespace
 
-polefit::Network read_touchstone(std::string_view text, const std::string& file,
+polefit::Network read_touchstone(text::StreamedLines& text, const std::string& file,
                                  std::optional<std::size_t> ports) {
   return Reader(text, file, ports).read();
+}
+
+polefit::Network read_touchstone(std::string_view text, const std::string& file,
+                                 std::optional<std::size_t> ports) {
+  text::StreamedLines lines(text);
+  return read_touchstone(lines, file, ports);
 }
 
 }  // namespace polefit_io

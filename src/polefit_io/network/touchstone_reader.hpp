@@ -1,4 +1,4 @@
-/// Networks from Touchstone files, versions 1.x and 2.0.
+/// Networks from Touchstone files, versions 1.x, 2.0 and 2.1.
 #pragma once
 
 #include <cstddef>
@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "polefit/network.hpp"
+#include "text/streamed_lines.hpp"
 
 namespace polefit_io {
 
@@ -18,8 +19,17 @@ namespace polefit_io {
 /// one for each port, in which case element (i, j) is normalised to sqrt(R_i R_j). The data of a frequency
 /// stand on one line for one port and two, and are wrapped at will for more. Noise data are skipped.
 ///
-/// Throws text::IoError for anything that is not such a text, and for G, H and mixed-mode parameters and
-/// complex references. Takes memory in proportion to the text, whatever number of ports it claims.
+/// H and G become the one of Y and Z that is farther from being singular, S where neither exists. Mixed modes
+/// keep their order in the matrix. Comments about port impedances (touchstone/impedance_comments.hpp) hold in
+/// place of R: where they are constant to 1e-3, S is referred to their mean resistances; where not, S stays
+/// as it is. What is chosen, and what is doubtful, is told in the network's warnings.
+///
+/// Throws text::IoError for anything that is not such a text. Takes memory in proportion to the text,
+/// whatever number of ports it claims, and little beside the values.
+polefit::Network read_touchstone(text::StreamedLines& text, const std::string& file,
+                                 std::optional<std::size_t> ports);
+
+/// The same of a text in memory.
 polefit::Network read_touchstone(std::string_view text, const std::string& file,
                                  std::optional<std::size_t> ports);
 

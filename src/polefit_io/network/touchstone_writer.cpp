@@ -66,8 +66,40 @@ std::string frequency_text(double hertz, int power) {
   return digits.insert(before_point, 1, '.');
 }
 
+bool is_hybrid(const polefit::Network& network) {
+  return network.matrix && (network.matrix->parameter == 'H' || network.matrix->parameter == 'G');
+}
+
+/// The references of the single ports of a matrix, of which those of modes are made.
+std::vector<double> single_references(const polefit::Network& network) {
+  const polefit::NetworkMatrix& matrix = *network.matrix;
+  std::vector<double> single = matrix.references;
+  for (std::size_t i = 0; i < matrix.modes.size(); ++i) {
+    const polefit::PortMode& mode = matrix.modes[i];
+    const double reference = matrix.references[i];
+    if (mode.kind == 'S') {
+      single[mode.port - 1] = reference;
+    } else if (mode.kind == 'D') {
+      single[mode.port - 1] = single[mode.other - 1] = reference / 2.0;
+    }
+  }
+  for (std::size_t i = 0; i < matrix.modes.size(); ++i) {
+    const polefit::PortMode& mode = matrix.modes[i];
+    if (mode.kind == 'C' && matrix.references[i] != single[mode.port - 1] / 2.0) {
+      fail(network,
+           "the references of D and C of " + polefit::mode_name(mode).substr(1) +
+               ", of which one is not a quarter of the other",
+           "those of two equal ports");
+    }
+  }
+  return single;
+}
+
 /// Refuses what is not a whole matrix.
 polefit::WholeMatrix matrix_of(const polefit::Network& network) {
+  if (is_hybrid(network)) {
+    return {2, {0, 1, 2, 3}};
+  }
   if (auto found = polefit::incompleteness(network.matrix)) {
     fail(network, std::move(*found), "each element of a square matrix of S, Y or Z parameters once");
   }
@@ -99,24 +131,30 @@ class Writer {
   Writer(const polefit::Network& network, const polefit::TouchstoneOptions& options)
       : network_(network), options_(options), matrix_(matrix_of(network)) {
     check_numbers(network);
-    const std::vector<double>& references = network.matrix->references;
-    one_reference_ =
-        std::all_of(references.begin(), references.end(), [&](double r) { return r == references.front(); });
-    version_2_ = options.version == 2 || !one_reference_;
+    references_ = single_references(network);
+    one_reference_ = std::all_of(references_.begin(), references_.end(),
+                                 [&](double r) { return r == references_.front(); });
+    const bool in_option_line = options.version == 11 || options.version == 21;
+    keywords_ = options.version == 2 || options.version == 21 || !network.matrix->modes.empty() ||
+                (options.version == 1 && !one_reference_);
+    by_option_line_ = in_option_line && !one_reference_;
+    version_ = in_option_line ? "2.1" : "2.0";
   }
 
   std::string text() {
-    if (version_2_) {
-      text_ += "[Version] 2.0\n";
+    if (keywords_) {
+      text_ += std::string("[Version] ") + version_ + "\n";
     }
+    append_comment_on_impedances();
     append_option_line();
-    if (version_2_) {
+    if (keywords_) {
       append_keywords();
     }
     for (std::size_t k = 0; k < network_.frequencies.size(); ++k) {
       append_record(k);
+      append_impedances(k);
     }
-    if (version_2_) {
+    if (keywords_) {
       text_ += "[End]\n";
     }
     return std::move(text_);
@@ -129,14 +167,40 @@ class Writer {
     constexpr std::array units{"Hz", "kHz", "MHz", "GHz"};
     constexpr std::array formats{"RI", "MA", "DB"};
     const char parameter = network_.matrix->parameter;
-    const bool normalised = !version_2_ && parameter != 'S';
+    const bool normalised = !keywords_ && parameter != 'S';
     if (normalised) {
-      text_ += parameter == 'Y' ? "! Y in siemens" : "! Z in ohms";
+      text_ += parameter == 'Y'   ? "! Y in siemens"
+               : parameter == 'Z' ? "! Z in ohms"
+                                  : std::string("! ") + parameter + " in ohms and siemens";
       text_ += ": normalised to R 1, which changes nothing\n";
     }
     text_ += std::string("# ") + units.at(static_cast<std::size_t>(options_.unit)) + ' ' + parameter + ' ' +
              formats.at(static_cast<std::size_t>(options_.format)) + " R";
-    append_number(text_, normalised ? 1.0 : network_.matrix->references.front());
+    for (std::size_t i = 0; i < (by_option_line_ && !normalised ? ports() : 1); ++i) {
+      append_number(text_, normalised ? 1.0 : references_[i]);
+    }
+    text_ += '\n';
+  }
+
+  /// Tells that S refers to impedances that nobody knows any more.
+  void append_comment_on_impedances() {
+    if (network_.matrix->references_vary && network_.impedances.empty()) {
+      text_ +=
+          "! S is not renormalized: it refers to port impedances that vary with frequency and are not "
+          "known\n";
+    }
+  }
+
+  void append_impedances(std::size_t sample) {
+    if (!network_.matrix->references_vary || network_.impedances.empty()) {
+      return;
+    }
+    text_ += "! Port Impedance";
+    for (std::size_t i = 0; i < ports(); ++i) {
+      const std::complex<double> impedance = network_.impedances[i * network_.frequencies.size() + sample];
+      append_number(text_, impedance.real());
+      append_number(text_, impedance.imag());
+    }
     text_ += '\n';
   }
 
@@ -146,10 +210,17 @@ class Writer {
       text_ += "[Two-Port Data Order] 12_21\n";
     }
     text_ += "[Number of Frequencies] " + std::to_string(network_.frequencies.size()) + '\n';
-    if (!one_reference_) {
+    if (!one_reference_ && !by_option_line_) {
       text_ += "[Reference]";
-      for (const double reference : network_.matrix->references) {
+      for (const double reference : references_) {
         append_number(text_, reference);
+      }
+      text_ += '\n';
+    }
+    if (!network_.matrix->modes.empty()) {
+      text_ += "[Mixed-Mode Order]";
+      for (const polefit::PortMode& mode : network_.matrix->modes) {
+        text_ += ' ' + polefit::mode_name(mode);
       }
       text_ += '\n';
     }
@@ -159,7 +230,7 @@ class Writer {
   /// All values at one frequency: those of one port and two on one line, else each row on lines of its own.
   void append_record(std::size_t sample) {
     text_ += frequency_text(network_.frequencies[sample], power_of_ten(options_.unit));
-    const bool by_columns = !version_2_ && ports() == 2;
+    const bool by_columns = !keywords_ && ports() == 2;
     for (std::size_t i = 0; i < ports(); ++i) {
       for (std::size_t j = 0; j < ports(); ++j) {
         if (ports() > 2 && i + j > 0 && j % most_values_on_a_line == 0) {
@@ -193,8 +264,11 @@ class Writer {
   const polefit::Network& network_;
   const polefit::TouchstoneOptions& options_;
   polefit::WholeMatrix matrix_;
+  std::vector<double> references_;  // of the single ports
   bool one_reference_ = true;
-  bool version_2_ = false;
+  bool keywords_ = false;        // of versions 2.x
+  bool by_option_line_ = false;  // the references that differ
+  const char* version_ = "2.0";
   std::string text_;
 };
 

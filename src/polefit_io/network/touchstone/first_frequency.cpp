@@ -4,9 +4,11 @@
 
 namespace polefit_io {
 
-std::size_t ports_of_first_frequency(TouchstoneLines lines) {
-  const std::size_t first = words_in(lines.line());
-  std::size_t values = first;
+namespace {
+
+/// The words on the line of data at which `lines` is and on those behind it that hold pairs.
+std::size_t words_of_first_frequency(TouchstoneLines& lines) {
+  std::size_t values = words_in(lines.line());
   while (lines.next()) {
     const std::size_t words = words_in(lines.line());
     if (words % 2 == 1 || lines.line().front() == '#' || lines.line().front() == '[') {
@@ -14,6 +16,14 @@ std::size_t ports_of_first_frequency(TouchstoneLines lines) {
     }
     values += words;
   }
+  return values;
+}
+
+}  // namespace
+
+std::size_t ports_of_first_frequency(TouchstoneLines& lines) {
+  const std::size_t first = words_in(lines.line());
+  const std::size_t values = lines.looked_ahead([&] { return words_of_first_frequency(lines); });
   for (const std::size_t count : {values, first}) {
     const std::size_t pairs = count / 2;
     const auto ports = static_cast<std::size_t>(std::sqrt(static_cast<double>(pairs)));

@@ -14,8 +14,8 @@ namespace polefit_io {
 namespace {
 
 void check_version(std::string_view text, const TouchstonePlace& place) {
-  if (text != "2.0") {
-    place.fail("[Version] " + text::excerpt(text), "2.0, or no such line for versions 1.x");
+  if (text != "2.0" && text != "2.1") {
+    place.fail("[Version] " + text::excerpt(text), "2.0 or 2.1, or no such line for versions 1.x");
   }
 }
 
@@ -46,6 +46,28 @@ MatrixFormat format_of(std::string_view text, const TouchstonePlace& place) {
     return MatrixFormat::upper;
   }
   place.fail("[Matrix Format] " + text::excerpt(text), "Full, Lower or Upper");
+}
+
+/// A port's number; 0 for anything else.
+std::size_t port_of(std::string_view text) {
+  int value = 0;
+  return text::parse_integer(text, value) && value > 0 ? static_cast<std::size_t>(value) : 0;
+}
+
+/// "S3", "D1,2" or "C1,2", in any case.
+polefit::PortMode mode_of(std::string_view word, const TouchstonePlace& place) {
+  const char kind = text::upper(word.front());
+  const std::string_view ports = word.substr(1);
+  const std::size_t comma = ports.find(',');
+  const bool single = comma == std::string_view::npos;
+  const polefit::PortMode mode{.kind = kind,
+                               .port = port_of(ports.substr(0, comma)),
+                               .other = single ? 0 : port_of(ports.substr(comma + 1))};
+  if ((kind != 'S' || !single || mode.port == 0) &&
+      ((kind != 'D' && kind != 'C') || single || mode.port == 0 || mode.other == 0)) {
+    place.fail(text::excerpt(word), "a mode, such as S3 of a single port, D1,2 or C1,2 of a pair");
+  }
+  return mode;
 }
 
 void expect_no_value(const KeywordLine& line, const TouchstonePlace& place) {
@@ -95,8 +117,14 @@ void TouchstoneHeader::declare(const KeywordLine& line, const TouchstonePlace& p
     case Keyword::matrix_format:
       format_ = format_of(line.rest, place);
       break;
-    case Keyword::mixed_mode_order:
-      place.fail("[Mixed-Mode Order]", "parameters of single ports, mixed-mode data are not supported");
+    case Keyword::mixed_mode_order: {
+      std::string_view rest = line.rest;
+      for (std::string_view word = take_word(rest); !word.empty(); word = take_word(rest)) {
+        modes_.push_back(mode_of(word, place));
+      }
+      modes_line_ = place.line;
+      break;
+    }
     default:
       expect_no_value(line, place);
   }
@@ -112,14 +140,20 @@ Layout TouchstoneHeader::layout(const TouchstonePlace& place) const {
   if (!ports_) {
     place.fail("[Network Data]", "[Number of Ports] before it");
   }
-  if (*ports_ == 2 && !two_port_order_) {
-    place.fail("[Network Data] of 2 ports", "[Two-Port Data Order] before it");
-  }
   if (!references_.empty() && references_.size() != *ports_) {
     place.fail(text::counted(references_.size(), "resistance") + " of [Reference]",
                std::to_string(*ports_) + ", one for each port");
   }
-  return {.ports = *ports_, .format = format_, .order = *ports_ == 2 ? *two_port_order_ : PortOrder::by_rows};
+  if (modes_line_ > 0) {
+    if (const auto fault = polefit::modes_fault(modes_, *ports_)) {
+      TouchstonePlace{place.file, modes_line_}.fail(
+          "[Mixed-Mode Order] in which " + *fault,
+          "each port once, as S alone or in a pair that has D and C");
+    }
+  }
+  return {.ports = *ports_,
+          .format = format_,
+          .order = *ports_ == 2 ? two_port_order_.value_or(PortOrder::by_columns) : PortOrder::by_rows};
 }
 
 void TouchstoneHeader::check_counts(std::size_t frequencies, std::size_t noise_frequencies,

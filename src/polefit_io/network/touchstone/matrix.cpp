@@ -4,37 +4,32 @@
 #include <cmath>
 #include <cstddef>
 #include <numbers>
+#include <utility>
 
 #include "polefit_io/network/touchstone/place.hpp"
 
 namespace polefit_io {
 namespace {
 
-/// The values of one response at the frequencies [begin, end).
-void fill_response(const RawData& data, polefit::ComplexFormat format, bool normalised, std::size_t response,
-                   std::size_t begin, std::size_t end, polefit::Network& network) {
-  const polefit::NetworkMatrix& matrix = *network.matrix;
-  const polefit::MatrixElement& element = matrix.elements[response];
-  const std::size_t stride = data.layout.values();
-  const double scale = normalisation(element, matrix.references);
-  const bool multiplied = normalised && matrix.parameter == 'Z';
-  const bool divided = normalised && matrix.parameter == 'Y';
-  const double* const from = data.values.data() + data.layout.place(element);
-  std::complex<double>* const to = network.values.data() + response * network.frequencies.size();
-  for (std::size_t k = begin; k < end; ++k) {
-    std::complex<double> value = complex_value(format, from[k * stride], from[k * stride + 1]);
-    if (multiplied) {
-      value *= scale;
-    } else if (divided) {
-      value /= scale;
-    }
-    if (!std::isfinite(value.real()) || !std::isfinite(value.imag())) {
-      TouchstonePlace{network.file, data.lines[k]}.fail(
-          "a value of " + network.names[response] + " beyond a double's range", "finite values");
-    }
-    to[k] = value;
+using polefit::MatrixElement;
+using polefit::PortMode;
+
+/// The references of modes, by which S of modes is that of their voltages and currents: a differential mode
+/// has those of both ports in series, a common one in parallel.
+std::vector<double> references_of(const std::vector<PortMode>& modes, const std::vector<double>& single) {
+  if (modes.empty()) {
+    return single;
   }
+  std::vector<double> references;
+  for (const PortMode& mode : modes) {
+    const double reference = single[mode.port - 1];
+    references.push_back(mode.kind == 'S' ? reference
+                                          : (mode.kind == 'D' ? 2.0 * reference : reference / 2.0));
+  }
+  return references;
 }
+
+double geometric_mean(double a, double b) { return a == b ? a : std::sqrt(a) * std::sqrt(b); }
 
 }  // namespace
 
@@ -66,36 +61,92 @@ std::complex<double> complex_value(polefit::ComplexFormat format, double first, 
   }
 }
 
-double normalisation(const polefit::MatrixElement& element, const std::vector<double>& references) {
+double denormalisation(char parameter, const MatrixElement& element, const std::vector<double>& references) {
   const double row = references[element.row - 1];
   const double column = references[element.column - 1];
-  return row == column ? row : std::sqrt(row) * std::sqrt(column);
+  switch (parameter) {
+    case 'Z':
+      return geometric_mean(row, column);
+    case 'Y':
+      return 1.0 / geometric_mean(row, column);
+    case 'H':
+    case 'G':
+      if (element.row != element.column) {
+        return std::sqrt(parameter == 'H' ? references[0] / references[1] : references[1] / references[0]);
+      }
+      return (element.row == 1) == (parameter == 'H') ? row : 1.0 / row;
+    default:
+      return 1.0;
+  }
 }
 
-polefit::Network network_of(const RawData& data, const OptionLine& options, bool normalised,
-                            const std::string& file) {
-  const std::size_t ports = data.layout.ports;
-  polefit::Network network;
-  network.file = file;
-  network.frequencies = data.frequencies;
-  network.matrix = polefit::NetworkMatrix{.parameter = options.parameter,
-                                          .references = options.references,
-                                          .elements = polefit::all_elements(ports)};
-  network.matrix->references.resize(ports, options.references.front());
-  for (const polefit::MatrixElement& element : network.matrix->elements) {
-    network.names.push_back(polefit::element_name(options.parameter, element, ports));
-  }
-  const std::size_t samples = network.frequencies.size();
-  network.values.resize(network.names.size() * samples);
-  // Few frequencies at a time, so that what is read of them stays in the cache while all responses take it.
-  constexpr std::size_t block = 16;
-  for (std::size_t begin = 0; begin < samples; begin += block) {
-    const std::size_t end = std::min(begin + block, samples);
-    for (std::size_t response = 0; response < network.names.size(); ++response) {
-      fill_response(data, options.format, normalised, response, begin, end, network);
+NetworkBuilder::NetworkBuilder(const Layout& layout, const OptionLine& options, bool normalised,
+                               const std::vector<PortMode>& modes, const std::string& file)
+    : layout_(layout),
+      format_(options.format),
+      normalised_(normalised),
+      single_(options.references),
+      store_(layout.ports * layout.ports) {
+  network_.file = file;
+  single_.resize(layout.ports, single_.front());
+  network_.matrix = polefit::NetworkMatrix{.parameter = options.parameter,
+                                           .references = references_of(modes, single_),
+                                           .elements = {},
+                                           .modes = modes};
+}
+
+std::size_t frequencies_at_a_time(const Layout& layout, std::size_t frequencies) {
+  // Enough to make runs of some length of each response, of so few bytes that they stay in a cache; then a
+  // part of what there is, which needs little memory beside it.
+  constexpr std::size_t bytes = std::size_t{1} << 20;
+  constexpr std::size_t least = 4;
+  constexpr std::size_t part = 16;
+  constexpr std::size_t most = 256;
+  const std::size_t values = std::max<std::size_t>(1, layout.values());
+  return std::max({bytes / sizeof(double) / values, std::min(frequencies / part, most), least});
+}
+
+void NetworkBuilder::fill(const RawData& data, std::size_t response, std::complex<double>* to) const {
+  const MatrixElement element{response / layout_.ports + 1, response % layout_.ports + 1};
+  const char parameter = network_.matrix->parameter;
+  const std::size_t stride = layout_.values();
+  // A quotient is rounded once less than a product with the inverse.
+  const double divisor = normalised_ && parameter == 'Y' ? denormalisation('Z', element, single_) : 1.0;
+  const double scale = normalised_ && parameter != 'Y' ? denormalisation(parameter, element, single_) : 1.0;
+  const double* const from = data.values.data() + layout_.place(element);
+  for (std::size_t k = 0; k < data.frequencies.size(); ++k) {
+    std::complex<double> value = complex_value(format_, from[k * stride], from[k * stride + 1]);
+    if (divisor != 1.0) {
+      value /= divisor;
+    } else if (scale != 1.0) {
+      value *= scale;
     }
+    if (!std::isfinite(value.real()) || !std::isfinite(value.imag())) {
+      TouchstonePlace{network_.file, data.lines[k]}.fail(
+          "a value of " + polefit::element_name(*network_.matrix, element) + " beyond a double's range",
+          "finite values");
+    }
+    to[k] = value;
   }
-  return network;
+}
+
+void NetworkBuilder::append(const RawData& data) {
+  const std::size_t samples = data.frequencies.size();
+  network_.frequencies.insert(network_.frequencies.end(), data.frequencies.begin(), data.frequencies.end());
+  std::complex<double>* const block = store_.append(samples);
+  for (std::size_t response = 0; response < layout_.ports * layout_.ports; ++response) {
+    fill(data, response, block + response * samples);
+  }
+}
+
+polefit::Network NetworkBuilder::finished() {
+  network_.matrix->elements = polefit::all_elements(layout_.ports);
+  network_.names.reserve(network_.matrix->elements.size());
+  for (const MatrixElement& element : network_.matrix->elements) {
+    network_.names.push_back(polefit::element_name(*network_.matrix, element));
+  }
+  network_.values = store_.by_response();
+  return std::move(network_);
 }
 
 }  // namespace polefit_io

@@ -44,7 +44,8 @@ const OptionWord& option_of(std::string_view word, const TouchstonePlace& place)
     return text::equal_in_any_case(word, o.word);
   });
   if (found == option_words.end()) {
-    place.fail(text::excerpt(word), "Hz, kHz, MHz or GHz, S, Y or Z, MA, DB or RI, or R and a resistance");
+    place.fail(text::excerpt(word),
+               "Hz, kHz, MHz or GHz, S, Y, Z, G or H, MA, DB or RI, or R and a resistance");
   }
   return *found;
 }
@@ -98,9 +99,6 @@ OptionLine read_option_line(std::string_view line, const TouchstonePlace& place)
         options.references = take_references(line, place);
         break;
     }
-  }
-  if (options.parameter == 'G' || options.parameter == 'H') {
-    place.fail(std::string(1, options.parameter) + " parameters", "S, Y or Z, others cannot be fitted");
   }
   return options;
 }

@@ -18,7 +18,7 @@ struct OptionLine {
 };
 
 /// What stands in `line` behind the '#'. Throws text::IoError for words that are no options, options of one
-/// kind twice, references that are no positive resistances, and G and H parameters.
+/// kind twice, and references that are no positive resistances.
 OptionLine read_option_line(std::string_view line, const TouchstonePlace& place);
 
 /// A reference in ohms, finite and above 0. Throws text::IoError for anything else.

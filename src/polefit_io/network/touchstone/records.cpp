@@ -13,14 +13,13 @@ constexpr std::size_t noise_values = 5;  // of a frequency: least noise figure, 
 
 }  // namespace
 
-Records::Records(const Layout& layout, int power, bool version_2, std::size_t bytes)
-    : power_(power), version_2_(version_2), bytes_(bytes) {
+Records::Records(const Layout& layout, int power, bool version_2) : power_(power), version_2_(version_2) {
   data_.layout = layout;
   record_values_ = layout.values();
   last_.values = record_values_;
 }
 
-bool Records::take(std::string_view line, std::size_t left, const TouchstonePlace& place) {
+bool Records::take(std::string_view line, const TouchstonePlace& place) {
   const bool begins = whole();
   double frequency = 0.0;
   if (begins) {
@@ -39,19 +38,16 @@ bool Records::take(std::string_view line, std::size_t left, const TouchstonePlac
   last_.values += added;
   check_size(begins, added, place);
   check_lines(added + (begins ? 1 : 0), place);
-  if (data_.frequencies.size() == 1 && whole()) {
-    reserve_for_the_rest(left);
-  }
   return true;
 }
 
 bool Records::begins_noise(double frequency, std::string_view rest) const {
-  return !version_2_ && data_.layout.ports == 2 && !data_.frequencies.empty() &&
-         frequency <= data_.frequencies.back() && words_in(rest) + 1 == noise_values;
+  return !version_2_ && data_.layout.ports == 2 && frequencies_ > 0 && frequency <= last_frequency_ &&
+         words_in(rest) + 1 == noise_values;
 }
 
 void Records::append_frequency(double frequency, const TouchstonePlace& place) {
-  if (!data_.frequencies.empty() && frequency < data_.frequencies.back()) {
+  if (frequencies_ > 0 && frequency < last_frequency_) {
     place.fail("a frequency below the one before it",
                std::string("frequencies that do not decrease") +
                    (data_.layout.ports == 2 && !version_2_ ? ", or noise data of 5 values a line" : ""),
@@ -59,6 +55,9 @@ void Records::append_frequency(double frequency, const TouchstonePlace& place) {
   }
   data_.frequencies.push_back(frequency);
   data_.lines.push_back(place.line);
+  last_frequency_ = frequency;
+  last_line_ = place.line;
+  ++frequencies_;
 }
 
 /// Refuses a line that ends behind the record, or before it where that has to be one line.
@@ -67,7 +66,7 @@ void Records::check_size(bool begins, std::size_t added, const TouchstonePlace& 
   if (last_.values > record_values_ || (one_line && !whole())) {
     const std::string found = begins ? text::counted(added + 1, "value")
                                      : text::counted(last_.values + 1, "value") + " with those since line " +
-                                           std::to_string(data_.lines.back());
+                                           std::to_string(last_line_);
     place.fail(found, whole_record() + ", and the next frequency on a new line");
   }
 }
@@ -87,13 +86,10 @@ void Records::check_lines(std::size_t line_values, const TouchstonePlace& place)
   }
 }
 
-void Records::reserve_for_the_rest(std::size_t left) {
-  // Each frequency will take about as much text as the first, and two bytes for a value at least.
-  const std::size_t record_bytes = std::max(bytes_ - left, 2 * record_values_);
-  const std::size_t records = left / record_bytes + 1;
-  data_.values.reserve((records + 1) * record_values_);
-  data_.frequencies.reserve(records + 1);
-  data_.lines.reserve(records + 1);
+void Records::drop_data() {
+  data_.frequencies.clear();
+  data_.lines.clear();
+  data_.values.clear();
 }
 
 std::string Records::whole_record() const {
@@ -104,7 +100,7 @@ std::string Records::whole_record() const {
 void Records::expect_whole(const std::string& found, const TouchstonePlace& place) const {
   if (!whole()) {
     place.fail(found + " after " + text::counted(last_.values + 1, "value") + " since line " +
-                   std::to_string(data_.lines.back()),
+                   std::to_string(last_line_),
                whole_record());
   }
 }

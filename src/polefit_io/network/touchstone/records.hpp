@@ -12,7 +12,7 @@
 
 namespace polefit_io {
 
-/// All frequencies with their values, neither made complex nor multiplied out.
+/// Frequencies with their values, neither made complex nor multiplied out.
 struct RawData {
   Layout layout;
   std::vector<double> frequencies;  ///< in hertz
@@ -26,19 +26,26 @@ class Records {
  public:
   /// Those of no port.
   Records() = default;
-  /// power   of ten that makes frequencies hertz
-  /// bytes   from where the data begin to the end of the text
-  Records(const Layout& layout, int power, bool version_2, std::size_t bytes);
+  /// `power` of ten that makes frequencies hertz.
+  Records(const Layout& layout, int power, bool version_2);
 
-  /// Takes the next line, behind which `left` bytes follow. Nothing is taken, and the result is false, when
-  /// it begins the noise data of version 1.x, which have no mark but a first frequency not above the last one
-  /// here. Throws text::IoError for what is no number, frequencies that decrease, and values too many or few.
-  bool take(std::string_view line, std::size_t left, const TouchstonePlace& place);
+  /// Takes the next line. Nothing is taken, and the result is false, when it begins the noise data of version
+  /// 1.x, which have no mark but a first frequency not above the last one here. Throws text::IoError for what
+  /// is no number, frequencies that decrease, and values too many or few.
+  bool take(std::string_view line, const TouchstonePlace& place);
 
   /// Refuses `found`, such as the end of the file, unless the last record is whole.
   void expect_whole(const std::string& found, const TouchstonePlace& place) const;
 
+  /// Whether no record is open.
+  bool whole() const { return last_.values == record_values_; }
+
+  /// What has been taken and not dropped.
   const RawData& data() const { return data_; }
+  /// Forgets the data, whose last record is whole, but for what the next one has to be held against.
+  void drop_data();
+  /// How many frequencies have begun, with those that were dropped.
+  std::size_t frequencies() const { return frequencies_; }
 
  private:
   /// What has been taken of the last record.
@@ -49,19 +56,19 @@ class Records {
     std::size_t first_line_values = 0;
   };
 
-  bool whole() const { return last_.values == record_values_; }
   bool begins_noise(double frequency, std::string_view rest) const;
   void append_frequency(double frequency, const TouchstonePlace& place);
   void check_size(bool begins, std::size_t added, const TouchstonePlace& place) const;
   void check_lines(std::size_t line_values, const TouchstonePlace& place);
-  void reserve_for_the_rest(std::size_t left);
   std::string whole_record() const;
 
   RawData data_;
   std::size_t record_values_ = 0;  // data_.layout.values(), which every line asks for
   int power_ = 0;
   bool version_2_ = false;
-  std::size_t bytes_ = 0;
+  std::size_t frequencies_ = 0;
+  double last_frequency_ = 0.0;
+  std::int64_t last_line_ = 0;  // on which that begins
   Open last_;
 };
 
