@@ -72,9 +72,10 @@ struct PortSignals {
 /// behind a break point of the line through two. Constants, these terms and what a step adds to its own end
 /// make a system of one unknown a port, which is factorised once for steps of one length.
 ///
-/// Throws Error as time_response, bad_option also for a resistance below 0, an infinite one with Y and one of
-/// 0 with Z, whose ports have to give and not to get what they are driven by; numerical_breakdown where
-/// model and terminations contradict each other.
+/// Throws Error as time_response, bad_shape also for S that refers to impedances that vary with frequency;
+/// bad_option for a resistance below 0, an infinite one with Y and one of 0 with Z, whose ports have to give
+/// and not to get what they are driven by; numerical_breakdown where model and terminations contradict each
+/// other.
 POLEFIT_EXPORT PortSignals terminated_response(const Model& model, std::span<const Termination> terminations,
                                                std::span<const double> times,
                                                const TerminatedOptions& options = {});

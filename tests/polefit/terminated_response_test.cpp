@@ -302,6 +302,10 @@ TEST(TerminatedResponse, what_contradicts_itself_is_refused) {
     return std::string("none");
   };
   EXPECT_EQ(message(capacitor('S'), {infinity, step_of_1}), "none");
+  Model varying = capacitor('S');
+  varying.network->references_vary = true;
+  EXPECT_EQ(message(varying, {50.0, step_of_1}),
+            "S refers to port impedances that vary with frequency, which tell no voltages and currents");
   EXPECT_EQ(message(capacitor('S'), {-1.0, step_of_1}),
             "the resistance at port 1 is not a number of at least 0");
   EXPECT_EQ(message(capacitor('S'), {quiet_nan, step_of_1}),

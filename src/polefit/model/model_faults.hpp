@@ -250,6 +250,14 @@ inline std::optional<std::string> certificate_fault(const Model& model) {
   return lack ? std::optional("passivity is that of a whole matrix, the model has " + *lack) : std::nullopt;
 }
 
+/// Throws Error (bad_shape) where S refers to port impedances that vary with frequency; `lack` says what that
+/// means for the caller.
+inline void refuse_varying_references(const Model& model, const std::string& lack) {
+  if (model.network && model.network->parameter == 'S' && model.network->references_vary) {
+    throw Error(ErrorKind::bad_shape, "S refers to port impedances that vary with frequency, " + lack);
+  }
+}
+
 /// Where each element of the whole matrix is. Throws Error (bad_shape) unless the responses are that matrix.
 inline WholeMatrix matrix_of(const Model& model) {
   std::optional<WholeMatrix> matrix = whole_matrix(model.network);

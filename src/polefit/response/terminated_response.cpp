@@ -323,6 +323,7 @@ void check_steps(std::span<const Waveform> sources, std::span<const double> time
 PortSignals terminated_response(const Model& model, std::span<const Termination> terminations,
                                 std::span<const double> times, const TerminatedOptions& options) {
   check_for_response(model, times);
+  refuse_varying_references(model, "which tell no voltages and currents");
   std::vector<Waveform> sources;
   for (const Termination& termination : terminations) {
     sources.push_back(termination.source);

@@ -503,10 +503,7 @@ std::string spice_subcircuit(const Model& model, const std::string& name) {
                 "the model does not say whether its response is S, Y or Z of a one-port");
   }
   check(model);
-  if (model.network && model.network->parameter == 'S' && model.network->references_vary) {
-    throw Error(ErrorKind::bad_shape,
-                "S refers to port impedances that vary with frequency, of which no circuit can be made");
-  }
+  refuse_varying_references(model, "of which no circuit can be made");
   refuse_numbers_not_finite(model);
   return Subcircuit(model, name).text();
 }
