@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -109,6 +110,12 @@ TEST(EyeScript, an_eye_that_is_closed_has_no_arrows_and_one_without_hits_no_imag
   const std::string script = eye_script(eye, PictureFormat::svg);
   EXPECT_FALSE(holds(script, "image"));
   EXPECT_NO_THROW(draw(script, PictureFormat::svg));
+}
+
+TEST(EyeScript, two_intervals_may_be_beyond_the_range_of_numbers) {
+  EyePicture eye = open_eye();
+  eye.interval = std::numeric_limits<double>::max();
+  EXPECT_FALSE(holds(eye_script(eye, PictureFormat::svg), "inf"));
 }
 
 TEST(EyeScript, gnuplot_draws_it_in_every_format_without_a_complaint) {

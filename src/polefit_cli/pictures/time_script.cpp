@@ -204,7 +204,7 @@ class EyePage {
 
   // The middle of a pixel: columns and rows count from 0.
   std::string column_text(double end) const {
-    const double width = 2.0 * end / static_cast<double>(picture_.columns);
+    const double width = 2.0 * (end / static_cast<double>(picture_.columns));  // 2 end may overflow
     return script_number(0.5 * width - end) + "+$1*" + script_number(width);
   }
   std::string row_text() const {
