@@ -22,7 +22,7 @@ struct MatrixElement {
 
 /// What a row and column of a matrix of mixed modes belong to. Of the pair of ports i and j the differential
 /// mode has the voltage V_i - V_j and the current (I_i - I_j) / 2, the common mode (V_i + V_j) / 2 and I_i +
-/// I_j (Touchstone File Format Specification 2.0, IBIS Open Forum 2009), so that both carry the power of the
+/// I_j (IBIS Open Forum, "Touchstone File Format", version 2.0, 2009), so that both carry the power of the
 /// pair.
 struct PortMode {
   char kind = 'S';        ///< S of a single port, D or C of the differential or common mode of a pair
