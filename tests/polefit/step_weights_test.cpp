@@ -6,6 +6,7 @@
 #include <complex>
 #include <vector>
 
+#include "linear_segments.hpp"
 #include "numerics.hpp"
 
 namespace polefit {
@@ -26,20 +27,8 @@ LongWeights reference_weights(Complex pole, double step) {
   const LongComplex a(pole.real(), pole.imag());
   const long double h = step;
   const LongComplex z = a * h;
-  LongComplex phi1;
-  LongComplex phi2;
-  if (std::abs(z) < 4.0L) {
-    LongComplex term = 1.0L;
-    for (int k = 0; k < 60; ++k) {
-      phi1 += term / static_cast<long double>(k + 1);
-      phi2 += term / (static_cast<long double>(k + 1) * static_cast<long double>(k + 2));
-      term *= z / static_cast<long double>(k + 1);
-    }
-  } else {
-    phi1 = (std::exp(z) - 1.0L) / z;
-    phi2 = (phi1 - 1.0L) / z;
-  }
-  return {std::exp(z), h * (phi1 - phi2), h * phi2};
+  const linear_segments::Sums sums = linear_segments::sums(z);
+  return {std::exp(z), h * (sums.phi1 - sums.phi2), h * sums.phi2};
 }
 
 double difference(Complex found, LongComplex expected) {

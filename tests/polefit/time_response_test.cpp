@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "linear_segments.hpp"
 #include "matrix_model.hpp"
 #include "numerics.hpp"
 #include "polefit/error.hpp"
@@ -137,21 +138,8 @@ std::vector<double> superposed(const Model& model, const std::vector<Waveform>& 
   const std::size_t ports = matrix.ports();
   std::vector<double> result(ports * times.size());
   const auto exponential_sums = [](LongComplex a, long double t) {
-    const LongComplex z = a * t;
-    LongComplex phi1;
-    LongComplex phi2;
-    LongComplex term = 1.0L;
-    if (std::abs(z) < 1.0L) {
-      for (int k = 0; k < 40; ++k) {
-        phi1 += term / static_cast<long double>(k + 1);
-        phi2 += term / (static_cast<long double>(k + 1) * static_cast<long double>(k + 2));
-        term *= z / static_cast<long double>(k + 1);
-      }
-    } else {
-      phi1 = (std::exp(z) - 1.0L) / z;
-      phi2 = (phi1 - 1.0L) / z;
-    }
-    return std::pair(t * phi1, t * t * phi2);
+    const linear_segments::Sums sums = linear_segments::sums(a * t);
+    return std::pair(t * sums.phi1, t * t * sums.phi2);
   };
   for (std::size_t row = 0; row < ports; ++row) {
     for (std::size_t k = 0; k < times.size(); ++k) {
