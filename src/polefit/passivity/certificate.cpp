@@ -68,10 +68,7 @@ void subtract(const Matrix& v, const Matrix& w, Matrix& b) {
 void clear(Matrix& a) { std::fill(a.elements.begin(), a.elements.end(), 0.0); }
 
 /// sqrt(p - 1) sqrt(p + 1), with the sign that makes |p + r| > 1.
-Complex root_of(Complex p) {
-  const Complex r = std::sqrt(p - 1.0) * std::sqrt(p + 1.0);
-  return std::norm(p + r) >= 1.0 ? r : -r;
-}
+Complex root_of(Complex p) { return std::sqrt(p - 1.0) * std::sqrt(p + 1.0); }
 
 double norm_of_column_block(const Matrix& a, std::size_t row) {
   double squares = 0.0;
