@@ -1,5 +1,6 @@
 # Installs this build into a folder of its own, builds the consumer against it, and runs its programs.
-# Variables: BUILD (the build folder), SOURCE (the consumer), EXAMPLE (a Touchstone file), COMPILER, FLAGS.
+# Variables: BUILD (the build folder), SOURCE (the consumer), EXAMPLE (a Touchstone file), COMPILER, FLAGS, LIBDIR
+# (where libraries are installed).
 set(place "${BUILD}/installed_polefit")
 file(REMOVE_RECURSE "${place}")
 file(MAKE_DIRECTORY "${place}/run")
@@ -19,6 +20,14 @@ run("${CMAKE_COMMAND}" -S "${SOURCE}" -B "${place}/build" -G Ninja "-DCMAKE_PREF
   "-DCMAKE_CXX_COMPILER=${COMPILER}" "-DCMAKE_CXX_FLAGS=${FLAGS}")
 run("${CMAKE_COMMAND}" --build "${place}/build")
 
+# The same program through pkg-config.
+set(ENV{PKG_CONFIG_LIBDIR} "${place}/prefix/${LIBDIR}/pkgconfig")
+run(pkg-config --cflags --libs polefit)
+separate_arguments(by_package_config UNIX_COMMAND "${output}")
+separate_arguments(flags UNIX_COMMAND "${FLAGS}")
+run("${COMPILER}" -std=c++20 ${flags} "${SOURCE}/file_to_circuit.cpp" -o "${place}/build/file_to_circuit_with_pkg-config"
+  ${by_package_config} "-Wl,-rpath,${place}/prefix/${LIBDIR}")
+
 # The circuit of a file is that of the installed command.
 configure_file("${EXAMPLE}" "${place}/run/filter.s2p" COPYONLY)
 run("${place}/prefix/bin/polefit" fit filter.s2p --error 1e-4 --quiet -o filter.json)
@@ -28,6 +37,8 @@ foreach(kind polefit polefit_static)
   if(NOT output STREQUAL "-1e+09\n")
     message(FATAL_ERROR "fits_and_saves_with_${kind} printed ${output}")
   endif()
+endforeach()
+foreach(kind polefit polefit_static pkg-config)
   file(REMOVE "${place}/run/filter.cir")
   run("${place}/build/file_to_circuit_with_${kind}")
   if(NOT output MATCHES "^[0-9]+ poles, error [1-9]\\.[0-9]e-0[5-9]\n$")

@@ -95,4 +95,10 @@ TEST(Documentation, completions_know_the_options_in_the_help_and_no_others) {
   }
 }
 
+TEST(Documentation, changes_and_packages_are_of_the_version_of_the_program) {
+  const std::string version = POLEFIT_VERSION;
+  EXPECT_EQ(content_of(source("debian/changelog")).find("polefit (" + version + ") "), 0U);
+  EXPECT_EQ(content_of(source("CHANGELOG.md")).find("# Changes\n\n## " + version + "\n"), 0U);
+}
+
 }  // namespace
