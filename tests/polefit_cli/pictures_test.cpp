@@ -272,6 +272,14 @@ TEST(Axis, a_single_value_makes_an_axis_around_it) {
   }
 }
 
+TEST(Axis, values_that_no_picture_can_show_become_the_nearest_that_one_can) {
+  EXPECT_EQ(showable(5e-324), 0.0);
+  EXPECT_EQ(showable(-1e-301), 0.0);
+  EXPECT_EQ(showable(1e-300), 1e-300);
+  EXPECT_EQ(showable(-1.7e308), -1e300);
+  EXPECT_EQ(showable(-2.5), -2.5);
+}
+
 TEST(Axis, every_axis_has_an_end_and_finite_marks_whatever_its_range) {
   const AxisPlace place{AxisPlace::Direction::along, 300.0};
   const double infinity = std::numeric_limits<double>::infinity();
