@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <vector>
 
 #include "polefit/export.hpp"
@@ -35,6 +36,8 @@ struct EnforcementOptions {
   bool keep_value_at_zero = false;  ///< keeps the values at 0 Hz, to rounding
   std::size_t most_rounds = 20;     ///< of cutting planes, for each trial
   double most_operations = 1e10;    ///< multiplications, roughly, after which no trial begins
+  /// Called between rounds; what it throws ends the enforcement and reaches the caller.
+  std::function<void()> check_in = {};
 };
 
 /// What it took.

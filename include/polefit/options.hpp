@@ -60,6 +60,9 @@ struct Options {
   std::optional<std::size_t> exact_sample;
   /// Called after each relocation; false ends the run with the model so far.
   std::function<bool(const Progress&)> progress;
+  /// Called as often, and between rounds of an enforcement that follows: what it throws ends the run and
+  /// reaches the caller, as what `progress` throws does. Both are called by the thread of the caller alone.
+  std::function<void()> check_in = {};
 };
 
 }  // namespace polefit

@@ -266,21 +266,21 @@ TEST(FitReport, a_model_of_s_parameters_is_harmful_when_it_neither_fits_nor_stay
   FitOutcome outcome = outcome_of(1);
   outcome.fit.report.relative_error = 0.02;
   outcome.fit.report.gain = 2.1;
-  EXPECT_FALSE(harmful(network, outcome));  // of unknown kind
+  EXPECT_FALSE(harmful(outcome, network.matrix));  // of unknown kind
   network.matrix = polefit::NetworkMatrix{.parameter = 'S', .references = {50.0}, .elements = {{1, 1}}};
-  EXPECT_TRUE(harmful(network, outcome));
+  EXPECT_TRUE(harmful(outcome, network.matrix));
   EXPECT_NE(fit_report(network, outcome).find("up to 2.1 times the largest value of the data"),
             std::string::npos);
   outcome.fit.report.gain = 1.9;
-  EXPECT_FALSE(harmful(network, outcome));
+  EXPECT_FALSE(harmful(outcome, network.matrix));
   outcome.fit.report.gain = std::numeric_limits<double>::quiet_NaN();
-  EXPECT_TRUE(harmful(network, outcome));
+  EXPECT_TRUE(harmful(outcome, network.matrix));
   outcome.fit.report.gain = 2.1;
   outcome.fit.report.relative_error = 0.009;
-  EXPECT_FALSE(harmful(network, outcome));
+  EXPECT_FALSE(harmful(outcome, network.matrix));
   network.matrix->parameter = 'Z';
   outcome.fit.report.relative_error = 0.02;
-  EXPECT_FALSE(harmful(network, outcome));
+  EXPECT_FALSE(harmful(outcome, network.matrix));
 }
 
 TEST(FitReport, the_line_of_a_search_tells_order_error_and_what_is_tried) {
@@ -305,11 +305,11 @@ TEST(FitReport, a_model_of_given_order_that_does_not_follow_the_data_has_not_con
 
 TEST(FitReport, a_value_that_was_to_be_exact_and_is_not_is_told_by_text_and_status) {
   FitOutcome outcome = outcome_of(2);
-  outcome.off_at_zero = 1e-9;
+  outcome.off_at_exact_sample = 1e-9;
   EXPECT_TRUE(converged(outcome));
   EXPECT_EQ(fit_report(network_of(2), outcome).find("not exact"), std::string::npos);
   for (const double off : {2e-6, std::numeric_limits<double>::infinity()}) {
-    outcome.off_at_zero = off;
+    outcome.off_at_exact_sample = off;
     EXPECT_FALSE(converged(outcome));
     EXPECT_NE(fit_report(network_of(2), outcome).find("  0 Hz        not exact: "), std::string::npos);
   }

@@ -260,7 +260,7 @@ TEST_F(PassiveFit, a_value_at_zero_hertz_that_is_kept_and_not_passive_is_told_by
   std::ofstream("s.s1p") << text;
   EXPECT_EQ(run({"fit", "s.s1p", "--poles", "1", "--exact-dc", "-o", "m.json"}), 1) << errors();
   EXPECT_NE(
-      output().find("; not corrected: the value at 0 Hz, which --exact-dc keeps, is not passive itself\n"),
+      output().find("; not corrected: the value at 0 Hz, which is to be exact, is not passive itself\n"),
       std::string::npos)
       << output();
   EXPECT_FALSE(polefit::load("m.json").passivity->passive);

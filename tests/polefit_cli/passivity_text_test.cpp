@@ -99,15 +99,15 @@ TEST(PassivityText, of_what_is_no_stable_whole_matrix_is_none) {
   model.residues = {0.5};
   model.constants = {0.0};
   model.proportionals = {0.0};
-  EXPECT_FALSE(passivity_of(model));
+  EXPECT_FALSE(judgement_of(model).passivity);
   model.network = polefit::NetworkMatrix{'S', {50.0}, polefit::all_elements(1)};
-  ASSERT_TRUE(passivity_of(model));
-  EXPECT_TRUE(passivity_of(model)->passive);
+  ASSERT_TRUE(judgement_of(model).passivity);
+  EXPECT_TRUE(judgement_of(model).passivity->passive);
   model.poles = {1.0};
-  EXPECT_FALSE(passivity_of(model));
+  EXPECT_FALSE(judgement_of(model).passivity);
   model.poles = {-1.0};
   model.residues = {std::numeric_limits<double>::quiet_NaN()};
-  EXPECT_FALSE(passivity_of(model));
+  EXPECT_FALSE(judgement_of(model).passivity);
 }
 
 TEST(PassivityText, a_model_of_tens_of_thousands_of_poles_is_not_judged_in_passing) {

@@ -105,6 +105,9 @@ bool take_down(const Sigma& sigma, Path path, const Poles& before, const Poles& 
   if (path == Path::gram) {
     report.condition_basis = sigma.condition_basis;
   }
+  if (options.check_in) {
+    options.check_in();
+  }
   if (options.progress && !options.progress({.iteration = report.iterations,
                                              .order = after.size(),
                                              .residual = sigma.residual,
@@ -285,14 +288,17 @@ std::optional<Poles> polished(const Problem& problem, const Options& options, co
   goal.delta = std::clamp(delta_of_error * error, least_delta, delta_of_error);
   goal.orthogonal = options.orthogonal;
   goal.threads = options.threads;
-  if (options.progress) {
+  if (options.progress || options.check_in) {
     goal.watch = [&](const Trial& trial) {
-      if (!options.progress({.iteration = report.iterations,
-                             .order = trial.order,
-                             .residual = report.residual,
-                             .path = report.last_path,
-                             .polishing = true,
-                             .error = trial.error})) {
+      if (options.check_in) {
+        options.check_in();
+      }
+      if (options.progress && !options.progress({.iteration = report.iterations,
+                                                 .order = trial.order,
+                                                 .residual = report.residual,
+                                                 .path = report.last_path,
+                                                 .polishing = true,
+                                                 .error = trial.error})) {
         throw Cancelled();
       }
     };

@@ -284,7 +284,8 @@ class Enforcer {
                          .error_hopeless = hopeless,
                          .error_wanted = wanted_,
                          .most_rounds = (stage > 0 ? room_rounds : 1) * options_.most_rounds,
-                         .most_operations = operations_of_trial()});
+                         .most_operations = operations_of_trial(),
+                         .check_in = options_.check_in});
     rounds_ += found.rounds;
     operations_ += found.operations;
     if (found.certified) {
@@ -335,7 +336,8 @@ class Enforcer {
                                                   .error_hopeless = before,
                                                   .error_wanted = enough,
                                                   .most_rounds = options_.most_rounds,
-                                                  .most_operations = operations_of_trial()});
+                                                  .most_operations = operations_of_trial(),
+                                                  .check_in = options_.check_in});
           rounds_ += found.rounds;
           operations_ += found.operations;
           planes.insert(planes.end(), found.holding.begin(), found.holding.end());

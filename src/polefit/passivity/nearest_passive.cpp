@@ -101,6 +101,9 @@ class Search {
     while (!passive && round < options_.most_rounds && !planes_.empty() &&
            operations + planes_.operations() < options_.most_operations) {
       ++round;
+      if (options_.check_in) {
+        options_.check_in();
+      }
       operations += operations_of_round();
       y = planes_.nearest([](double) { return 0.0; });
       const double bound = harm_.in_band(y);

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <limits>
 #include <vector>
 
@@ -35,6 +36,7 @@ struct NearestOptions {
   double error_wanted = 0.0;  ///< ... and one with such an error when it has become long
   std::size_t most_rounds = 60;
   double most_operations = std::numeric_limits<double>::infinity();
+  std::function<void()> check_in = {};  ///< called in each round
 };
 
 /// What measures are to stay below: for Y and Z the margin, in units of the scale, is the least that

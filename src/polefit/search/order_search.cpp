@@ -89,15 +89,18 @@ class Searcher {
     goal.stable = options_.stable;
     goal.orthogonal = options_.orthogonal;
     goal.threads = options_.threads;
-    if (options_.progress) {
+    if (options_.progress || options_.check_in) {
       goal.watch = [&](const Trial& trial) {
-        if (!options_.progress({.iteration = ++told_,
-                                .order = trial.order,
-                                .residual = trial.residual,
-                                .pole_change = 0.0,
-                                .path = trial.orthogonal ? Path::orthogonal : Path::gram,
-                                .polishing = trial.residual == 0.0,
-                                .error = trial.error})) {
+        if (options_.check_in) {
+          options_.check_in();
+        }
+        if (options_.progress && !options_.progress({.iteration = ++told_,
+                                                     .order = trial.order,
+                                                     .residual = trial.residual,
+                                                     .pole_change = 0.0,
+                                                     .path = trial.orthogonal ? Path::orthogonal : Path::gram,
+                                                     .polishing = trial.residual == 0.0,
+                                                     .error = trial.error})) {
           throw Cancelled();
         }
       };

@@ -86,7 +86,8 @@ class Searcher {
     EnforcementOptions options{.move_poles = true,
                                .most_room_pairs = std::min(most_room_pairs, free_pairs),
                                .keep_value_at_zero = keeps_zero(data_, options_),
-                               .most_operations = most_operations - operations_};
+                               .most_operations = most_operations - operations_,
+                               .check_in = options_.check_in};
     NetworkData data = data_;
     if (data_.weights.empty()) {
       data.weights = weights_;
@@ -185,7 +186,8 @@ PassiveFit made_passive_by_refitting(Fit fit, const NetworkData& data, const Net
   const std::size_t order = fit.model.poles.size();
   EnforcementOptions keeping{.move_poles = options.polish,
                              .keep_value_at_zero = keeps_zero(data, options),
-                             .most_operations = most_operations};
+                             .most_operations = most_operations,
+                             .check_in = options.check_in};
   bool cancelled = fit.report.reason == StopReason::cancelled;
   PassiveFit best = made_passive(std::move(fit), data, matrix, keeping);
   const FirstFit first = best.first;

@@ -19,15 +19,9 @@ constexpr std::size_t worst_shown = 5;
 constexpr double noise_that_counts = 0.1;
 /// 6 dB above the data.
 constexpr double largest_gain = 2.0;
-constexpr double poor_error = 1e-2;
 /// Growth of an error that is told as a percentage.
 constexpr double least_percents = 1e-3;
 constexpr double most_percents = 1.0;
-/// An error of a model that has nothing of the data left, and its growth where it is passivity that took it.
-constexpr double no_likeness = 0.3;
-constexpr double ruin = 10.0;
-/// Of what is taken exactly at 0 Hz, as a part of the largest value.
-constexpr double rounding_at_zero = 1e-9;
 /// An error that has grown by more sends a search to other orders.
 constexpr double worth_another_order = 1.05;
 
@@ -99,12 +93,6 @@ std::vector<std::size_t> worst_first(const std::vector<polefit::ResponseError>& 
   return order;
 }
 
-bool has_settled(polefit::StopReason reason) {
-  return reason == polefit::StopReason::poles_settled || reason == polefit::StopReason::residual_settled;
-}
-
-bool follows_the_data(const FitOutcome& outcome) { return outcome.fit.report.relative_error <= no_likeness; }
-
 /// What became of the target that was named beside an order, or that the model is of no use; nothing where
 /// there is nothing to say.
 std::string given_order_text(const FitOutcome& outcome) {
@@ -123,8 +111,6 @@ std::string given_order_text(const FitOutcome& outcome) {
              : "it does not follow the data: the error is " + short_number(report.relative_error, 2) +
                    "; more poles or a search (--error) may do better";
 }
-
-bool is_exact(const FitOutcome& outcome) { return outcome.off_at_zero <= rounding_at_zero; }
 
 bool is_passive(const FitOutcome& outcome) { return outcome.passivity && outcome.passivity->passive; }
 
@@ -185,30 +171,6 @@ std::optional<std::string> passive_text(const polefit::Network& network, const F
 
 }  // namespace
 
-bool lost_the_data(const FitOutcome& outcome) {
-  return outcome.enforcement && !(outcome.enforcement->error_after <= no_likeness) &&
-         !(outcome.enforcement->error_after <= ruin * outcome.first.error);
-}
-
-bool converged(const FitOutcome& outcome) {
-  if ((outcome.to_be_passive && !is_passive(outcome)) || lost_the_data(outcome) || !is_exact(outcome)) {
-    return false;
-  }
-  if (outcome.search_succeeded) {
-    return *outcome.search_succeeded;
-  }
-  if (outcome.target) {
-    return polefit::measured(outcome.fit.report, outcome.target->measure) <= outcome.target->error;
-  }
-  return follows_the_data(outcome) && has_settled(outcome.fit.report.reason);
-}
-
-bool harmful(const polefit::Network& network, const FitOutcome& outcome) {
-  const polefit::Report& report = outcome.fit.report;
-  return network.matrix && network.matrix->parameter == 'S' && !(report.relative_error <= poor_error) &&
-         !(report.gain <= largest_gain);
-}
-
 std::string fit_report(const polefit::Network& network, const FitOutcome& outcome) {
   const polefit::Report& report = outcome.fit.report;
   const auto [lowest, highest] = std::minmax_element(network.frequencies.begin(), network.frequencies.end());
@@ -231,7 +193,8 @@ std::string fit_report(const polefit::Network& network, const FitOutcome& outcom
     add("fit", told);
   }
   if (!is_exact(outcome)) {
-    add("0 Hz", "not exact: terms of the model that cancel leave " + short_number(outcome.off_at_zero, 2) +
+    add("0 Hz", "not exact: terms of the model that cancel leave " +
+                    short_number(outcome.off_at_exact_sample, 2) +
                     " of the largest value; fewer poles may do better");
   }
   if (network.matrix && network.matrix->parameter == 'S' && report.gain > largest_gain) {

@@ -60,10 +60,6 @@ Judgement judgement_in_passing(const polefit::Model& model) {
   return judgement_of(model);
 }
 
-std::optional<polefit::Passivity> passivity_of(const polefit::Model& model) {
-  return judgement_of(model).passivity;
-}
-
 std::string judged_number(double value, char parameter) {
   constexpr int digits = 6;
   constexpr int most_digits = 15;

@@ -23,7 +23,6 @@ Judgement judgement_of(const polefit::Model& model);
 /// The same by those who were not asked for it: nothing of a model of tens of thousands of poles, which takes
 /// long.
 Judgement judgement_in_passing(const polefit::Model& model);
-std::optional<polefit::Passivity> passivity_of(const polefit::Model& model);
 
 /// With six digits, and as many more as tell a singular value from 1.
 std::string judged_number(double value, char parameter);

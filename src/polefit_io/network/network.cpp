@@ -10,6 +10,7 @@
 #include "polefit/error.hpp"
 #include "polefit/model/files.hpp"
 #include "polefit/model/model_faults.hpp"
+#include "polefit/whole_fit.hpp"
 #include "polefit_io/network/csv_writer.hpp"
 #include "polefit_io/network/read_network.hpp"
 #include "polefit_io/network/selection.hpp"
@@ -230,6 +231,12 @@ Enforcement enforce_passivity(const Model& model, const Network& network, const 
                               std::span<const double> weights) {
   return about_data(network, weights, [&](const NetworkData& data) {
     return polefit::enforce_passivity(of_matrix(model, network), data, options);
+  });
+}
+
+WholeFit whole_fit(const Network& network, const WholeFitOptions& options, std::span<const double> weights) {
+  return about_data(network, weights, [&](const NetworkData& data) {
+    return polefit::whole_fit(data, network.matrix, options);
   });
 }
 

@@ -1,0 +1,51 @@
+"""What users hand over, as the arrays that the library takes: not copied where their layout allows."""
+
+from __future__ import annotations
+
+import numpy as np
+from numpy.typing import ArrayLike, NDArray
+
+from ._errors import Error
+
+
+def reals(values: ArrayLike, what: str) -> NDArray[np.float64]:
+    """Of one dimension and without gaps."""
+    array = np.asarray(values)
+    if array.dtype.kind not in "fiub":
+        raise TypeError(f"{what}: found values of the type {array.dtype}, expected real numbers")
+    if array.ndim != 1:
+        raise Error(f"{what}: found an array of the shape {array.shape}, expected one of one dimension", "bad_shape")
+    return np.ascontiguousarray(array, dtype=np.float64)
+
+
+def samples(values: ArrayLike) -> NDArray[np.complex128]:
+    """Complex, and where complex numbers may stand in memory."""
+    array = np.asarray(values)
+    if array.dtype.kind not in "cfiub":
+        raise TypeError(f"responses: found values of the type {array.dtype}, expected numbers")
+    array = np.asarray(array, dtype=np.complex128)
+    size = array.itemsize
+    if not array.flags.aligned or any(stride % size for stride in array.strides):
+        array = array.copy()
+    return array
+
+
+def by_response(values: NDArray[np.complex128]) -> NDArray[np.complex128]:
+    """Of the shape (M, R), of (M,), (M, R) or (M, P, P); copied where no strides can tell that."""
+    if not 1 <= values.ndim <= 3 or (values.ndim == 3 and values.shape[1] != values.shape[2]):
+        raise Error(
+            f"responses: found an array of the shape {values.shape}, expected (M,), (M, R) or (M, P, P)", "bad_shape"
+        )
+    if values.ndim == 2:
+        return values
+    return values.reshape(len(values), values.shape[1] ** 2 if values.ndim == 3 else 1)
+
+
+def weights_of(values: ArrayLike, samples_shape: tuple[int, int]) -> NDArray[np.float64]:
+    """As the library takes them: one a sample, or those of the first response first."""
+    array = np.asarray(values)
+    if array.dtype.kind not in "fiub":
+        raise TypeError(f"weights: found values of the type {array.dtype}, expected real numbers or a kind of weights")
+    if array.size and array.ndim > 1 and len(array) == samples_shape[0] and array.size == np.prod(samples_shape):
+        array = array.reshape(samples_shape).T.reshape(-1)
+    return reals(array, "weights")

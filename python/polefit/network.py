@@ -1,0 +1,208 @@
+"""Networks: samples of responses at frequencies, read from files or made from arrays."""
+
+from __future__ import annotations
+
+import os
+from collections.abc import Sequence
+from typing import Any, Union
+
+import numpy as np
+from numpy.typing import ArrayLike, NDArray
+
+from . import _polefit
+from ._arrays import by_response, reals, samples
+from ._errors import Error
+
+FileName = Union[str, "os.PathLike[str]"]
+Matrix = tuple[str, Sequence[float], Any, Any, bool]
+
+
+def matrix_for(parameter: str, ports: int, z0: ArrayLike) -> Matrix:
+    """Of all elements row by row."""
+    references = np.asarray(z0, dtype=np.float64)
+    if references.ndim > 1 or references.size not in (1, ports):
+        raise Error(f"z0: found the shape {references.shape}, expected one reference or {ports}", "bad_shape")
+    return parameter, np.broadcast_to(references.reshape(-1), ports).tolist(), None, (), False
+
+
+class Network:
+    """Samples at M frequencies of the responses of a network; does not change.
+
+    Parameters
+    ----------
+    f : array_like of the shape (M,)
+        In hertz.
+    s : array_like of the shape (M,), (M, R) or (M, P, P)
+        Samples of one response, of R, or of the matrix of P ports.
+    parameter : {'S', 'Y', 'Z'}
+        What a matrix holds: waves, siemens or ohms.
+    z0 : float, or array_like of the shape (P,)
+        References in ohms.
+    names : sequence of str
+        Of the responses; those of a matrix are called S11, S12, ...
+    name : str
+        Of the network, in messages and tables.
+
+    Examples
+    --------
+    >>> import polefit
+    >>> network = polefit.Network([1e9, 2e9], [[[0.5j]], [[0.4j]]])
+    >>> network.nports, network.names, network.converted("Z").s[0].round(3).tolist()
+    (1, ['S11'], [[(30+40j)]])
+    """
+
+    __slots__ = ("_network",)
+
+    def __init__(
+        self,
+        f: ArrayLike,
+        s: ArrayLike,
+        *,
+        parameter: str = "S",
+        z0: ArrayLike = 50.0,
+        names: Sequence[str] | None = None,
+        name: str = "",
+    ) -> None:
+        values = samples(s)
+        flat = by_response(values)
+        matrix = None
+        if values.ndim == 3:
+            matrix = matrix_for(parameter, values.shape[1], z0)
+            names = names or _polefit.element_names(parameter, values.shape[1])
+        else:
+            names = names or [str(i + 1) for i in range(flat.shape[1])]
+        self._network = _polefit.Network(reals(f, "f"), flat, list(names), matrix, name)
+
+    @classmethod
+    def _of(cls, native: _polefit.Network) -> Network:
+        network = cls.__new__(cls)
+        network._network = native
+        return network
+
+    @property
+    def f(self) -> NDArray[np.float64]:
+        """Frequencies in hertz, of the shape (M,)."""
+        return self._network.frequencies
+
+    @property
+    def responses(self) -> NDArray[np.complex128]:
+        """Samples of the shape (M, R), in the order of `names`."""
+        return self._network.samples
+
+    @property
+    def s(self) -> NDArray[np.complex128]:
+        """Samples of the matrix, of the shape (M, P, P), whatever its parameter; of no whole matrix (M, R)."""
+        matrix = self._network.matrix
+        flat = self._network.samples
+        ports = 0 if matrix is None else len(matrix[1])
+        if matrix is None or ports * ports != flat.shape[1]:
+            return flat
+        place = [(row - 1) * ports + column - 1 for row, column in matrix[2]]
+        if place != list(range(ports * ports)):
+            flat = flat[:, np.argsort(place)]
+        return flat.reshape(len(flat), ports, ports)
+
+    @property
+    def names(self) -> list[str]:
+        """Of the responses, in their order."""
+        return self._network.names
+
+    @property
+    def name(self) -> str:
+        """Of the file, or what was given."""
+        return self._network.file
+
+    @property
+    def parameter(self) -> str | None:
+        """S, Y or Z of responses that are elements of a matrix."""
+        matrix = self._network.matrix
+        return None if matrix is None else matrix[0]
+
+    @property
+    def nports(self) -> int | None:
+        """Number of ports, where the responses are elements of a matrix."""
+        matrix = self._network.matrix
+        return None if matrix is None else len(matrix[1])
+
+    @property
+    def z0(self) -> NDArray[np.float64] | None:
+        """References in ohms, of the shape (P,)."""
+        matrix = self._network.matrix
+        return None if matrix is None else np.array(matrix[1])
+
+    @property
+    def warnings(self) -> list[str]:
+        """What a reader could not take as it stands in the file, a sentence each with the line."""
+        return self._network.warnings
+
+    def selected(self, names: Sequence[str]) -> Network:
+        """The responses of these names, such as S21 or S(2,1), in that order."""
+        return Network._of(self._network.selected(list(names)))
+
+    def as_one_port(self, parameter: str, z0: float = 50.0) -> Network:
+        """The single response as S, Y or Z of a one-port."""
+        return Network._of(self._network.declared(parameter, z0))
+
+    def converted(self, parameter: str) -> Network:
+        """The network of S, Y (in siemens) or Z parameters (in ohms), or H or G of a two-port."""
+        return Network._of(self._network.converted(parameter))
+
+    def renormalised(self, z0: float | Sequence[float]) -> Network:
+        """The network at other references in ohms, one or one a port."""
+        return Network._of(self._network.renormalised(np.atleast_1d(np.asarray(z0, dtype=np.float64)).tolist()))
+
+    def touchstone(self, *, format: str = "ri", unit: str = "Hz", version: str = "1") -> str:
+        """The text of a Touchstone file: format ri, ma or db; unit Hz to GHz; version 1, 1.1, 2 or 2.1."""
+        return self._network.touchstone_text({"format": format, "unit": unit, "version": version})
+
+    def write_touchstone(self, file: FileName, *, format: str = "ri", unit: str = "Hz", version: str = "1") -> None:
+        """Writes `touchstone` to a file, which until it is whole is the old one."""
+        self._network.write_touchstone(os.fspath(file), {"format": format, "unit": unit, "version": version})
+
+    def csv(self) -> str:
+        """A table, one line for each frequency."""
+        return self._network.csv_text()
+
+    def write_csv(self, file: FileName) -> None:
+        """Writes `csv` to a file."""
+        self._network.write_csv(os.fspath(file))
+
+    def __reduce__(self) -> tuple[Any, ...]:
+        return _network_from_native, (self._network,)
+
+    def __copy__(self) -> Network:
+        return self
+
+    def __deepcopy__(self, memo: object) -> Network:
+        return self
+
+    def __repr__(self) -> str:
+        return f"<polefit.Network {self.name!r}: {len(self.names)} responses, {len(self.f)} samples>"
+
+
+def _network_from_native(native: _polefit.Network) -> Network:
+    return Network._of(native)
+
+
+def read_network(file: FileName, format: str = "auto") -> Network:
+    """The network in a file: Touchstone, a table with commas, or S_Solver's samples.
+
+    Parameters
+    ----------
+    file : str or path
+    format : {'auto', 'touchstone', 'csv', 'samples'}
+        By the name or the content where it is not said.
+    """
+    return Network._of(_polefit.read_network(os.fspath(file), format))
+
+
+def network_from_text(text: str, name: str, format: str = "auto") -> Network:
+    """The same of the content of a file; `name` is its name.
+
+    Examples
+    --------
+    >>> import polefit
+    >>> polefit.network_from_text("# GHz S RI R 50\\n1 0.5 0\\n2 0.4 0\\n", "short.s1p").f.tolist()
+    [1000000000.0, 2000000000.0]
+    """
+    return Network._of(_polefit.network_from_text(text, name, format))

@@ -1,0 +1,128 @@
+"""What is refused, and how."""
+
+import copy
+import pickle
+
+import numpy as np
+import polefit
+import pytest
+
+F = np.linspace(0.0, 1e9, 51)
+S = 1 / (1 + 2j * np.pi * F / 1e9)
+
+
+def fit(*arguments, **options):
+    return polefit.fit(*arguments, **{"poles": 2, **options})
+
+
+@pytest.mark.parametrize(
+    ("kind", "action"),
+    [
+        ("no_samples", lambda: fit([], [])),
+        ("bad_shape", lambda: fit(F, S[:-1])),
+        ("bad_shape", lambda: fit(F, np.zeros((51, 2, 3)))),
+        ("bad_shape", lambda: fit(F, np.zeros((51, 2, 2, 2)))),
+        ("bad_shape", lambda: fit(F.reshape(3, 17), S)),
+        ("bad_shape", lambda: fit(F, S, weights=np.ones(7))),
+        ("bad_shape", lambda: fit(F, S, names=["a", "b"])),
+        ("bad_shape", lambda: fit(F, S, passive=True)),
+        ("bad_shape", lambda: fit(F, np.ones((51, 2)), parameter="S")),
+        ("bad_frequency", lambda: fit(-F, S)),
+        ("bad_frequency", lambda: fit(F * np.nan, S)),
+        ("bad_sample", lambda: fit(F, np.full(51, np.inf))),
+        ("bad_weight", lambda: fit(F, S, weights=-np.ones(51))),
+        ("zero_data", lambda: fit(F, np.where(F > 0, 0, S), weights=np.where(F > 0, 1.0, 0.0))),
+        ("bad_option", lambda: fit(F, S, poles=-1)),
+        ("bad_option", lambda: fit(F, S, poles=2.5)),
+        ("bad_option", lambda: fit(F, S, real=3)),
+        ("bad_option", lambda: fit(F, S, real=1)),
+        ("bad_option", lambda: fit(F, S, error=0.0)),
+        ("bad_option", lambda: fit(F, S, error="small")),
+        ("bad_option", lambda: fit(F, S, spacing="even")),
+        ("bad_option", lambda: fit(F, S, weights="heavy")),
+        ("bad_option", lambda: fit(F, S, threads=0)),
+        ("bad_option", lambda: fit(F, S, iterations=-1)),
+        ("bad_option", lambda: fit(F, S, max_poles=3)),
+        ("bad_option", lambda: fit(F, S, measure="worst")),
+        ("bad_option", lambda: fit(F, S, poles=None, real=1)),
+        ("bad_option", lambda: fit(F, S, poles=None, iterations=1)),
+        ("bad_option", lambda: fit(F, S, poles=[-1.0 + 1j])),
+        ("bad_option", lambda: fit(F, S, z0=50.0)),
+        ("bad_option", lambda: fit(F, S, format="csv")),
+        ("bad_option", lambda: fit(F[1:], S[1:], exact_dc=True)),
+        ("bad_option", lambda: fit(F, S, parameter="S", passive=True, stable=False)),
+        ("too_many_unknowns", lambda: fit(F, S, poles=200)),
+        ("bad_model_file", lambda: polefit.load("/nowhere/model.json")),
+        ("bad_model_file", lambda: polefit.model_from_json("{}")),
+        ("bad_network_file", lambda: polefit.fit("/nowhere/network.s2p")),
+        ("bad_network_file", lambda: polefit.network_from_text("# GHz S RI R 50\n1 x\n", "x.s1p")),
+        ("bad_network_file", lambda: polefit.Network(F[::-1], S.reshape(-1, 1, 1)).touchstone()),
+        ("bad_option", lambda: polefit.Network(F, S.reshape(-1, 1, 1)).touchstone(unit="THz")),
+        ("bad_option", lambda: polefit.Network(F, S.reshape(-1, 1, 1)).selected(["S12"])),
+        ("numerical_breakdown", lambda: polefit.Network(F, np.ones((51, 1, 1))).converted("Z")),
+        ("bad_shape", lambda: polefit.Model([-1.0 + 1j], [1.0])),
+        ("bad_shape", lambda: polefit.Model([-1.0], [1.0]).check_passivity()),
+        ("bad_option", lambda: polefit.Model([-1.0], [[[1.0]]]).spice("1 2")),
+        ("bad_shape", lambda: polefit.Model([-1.0], [1.0], 0.0, 1.0).to_scipy()),
+        ("bad_option", lambda: polefit.Model([-1.0], [[[1.0]]]).time_response([1.0, 0.0], [None])),
+    ],
+)
+def test_what_cannot_be_done_is_an_error_of_its_kind(kind, action):
+    with pytest.raises(polefit.Error) as caught:
+        action()
+    assert caught.value.kind == kind
+    assert str(caught.value)
+
+
+@pytest.mark.parametrize(
+    "action",
+    [
+        lambda: fit(F),
+        lambda: fit(F, S, progress=3),
+        lambda: fit(F, S, unknown=1),
+        lambda: fit(F * 1j, S),
+        lambda: fit(F, ["a"] * 51),
+        lambda: fit(F, S, weights=object()),
+        lambda: polefit.load(3),
+    ],
+)
+def test_what_is_of_the_wrong_type_is_a_type_error(action):
+    with pytest.raises(TypeError):
+        action()
+
+
+def test_a_sentence_of_a_file_names_file_and_line(tmp_path):
+    file = tmp_path / "bad.s1p"
+    file.write_text("# GHz S RI R 50\n1 0.5 0\n2 O.4 0\n")
+    with pytest.raises(polefit.Error, match=r"bad\.s1p.*3.*O\.4"):
+        polefit.fit(file)
+
+
+def test_errors_are_value_errors_and_pickle():
+    with pytest.raises(ValueError) as caught:
+        fit(F, S, poles=-1)
+    for other in (pickle.loads(pickle.dumps(caught.value)), copy.copy(caught.value)):
+        assert type(other) is polefit.Error and other.kind == "bad_option" and str(other) == str(caught.value)
+
+
+def test_what_harms_is_saved_only_when_that_is_said(tmp_path):
+    random = np.random.default_rng(1)
+    f = np.linspace(1e9, 2e9, 41)
+    noise = random.standard_normal(41) + 1j * random.standard_normal(41)
+    found = polefit.fit(f, 0.1 * noise.reshape(-1, 1, 1), poles=16, passive=False)
+    assert found.harmful and not found.converged
+    with pytest.raises(polefit.Error, match="amplifies"):
+        found.save(tmp_path / "model.json")
+    assert not (tmp_path / "model.json").exists()
+    found.save(tmp_path / "model.json", anyway=True)
+    assert np.array_equal(polefit.load(tmp_path / "model.json").poles, found.poles)
+
+
+def test_a_warning_of_a_file_is_one_of_python(tmp_path):
+    text = "# GHz Y RI R 50\n1 1e-4 0\n2 1e-4 0\n3 1e-4 0\n"  # 500 kilohms, or 10 if it means siemens
+    network = polefit.network_from_text(text, "doubtful.s1p")
+    assert network.warnings
+    file = tmp_path / "doubtful.s1p"
+    file.write_text(text)
+    with pytest.warns(UserWarning, match="doubtful"):
+        polefit.fit(file, poles=0)
