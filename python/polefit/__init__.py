@@ -26,6 +26,7 @@ from .records import (
     StateSpace,
     Violation,
 )
+from .vector_fitting import VectorFitting
 
 __all__ = [
     "Certificate",
@@ -42,6 +43,7 @@ __all__ = [
     "Report",
     "SampledPassivity",
     "StateSpace",
+    "VectorFitting",
     "Violation",
     "__version__",
     "fit",
