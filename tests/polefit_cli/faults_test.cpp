@@ -38,10 +38,14 @@ struct Case {
   Arguments arguments;  // without the output
   std::string result;
   std::vector<std::string> inputs;
+  std::string option = "-o";  // of the output; none where that is an argument of its own
 
   Arguments writing_to(const std::string& output) const {
     Arguments all = arguments;
-    all.insert(all.end(), {"-o", output});
+    if (!option.empty()) {
+      all.push_back(option);
+    }
+    all.push_back(output);
     return all;
   }
   Arguments reading(const std::string& input, const std::string& other) const {
@@ -68,10 +72,11 @@ class Faults : public InOwnDirectory {
     InOwnDirectory::SetUp();
     write("data.s1p", low_pass());
     write("weights.txt", "1 1 1 1 1 1 1 1\n");
+    write("waveform.csv", "0,0\n1e-7,1\n");
     ASSERT_EQ(run({"fit", "data.s1p", "--poles", "1", "-q", "-o", "model.json"}), 0) << errors();
     std::filesystem::remove("stdout");
     std::filesystem::remove("stderr");
-    inputs_ = contents_of({"data.s1p", "weights.txt", "model.json"});
+    inputs_ = contents_of({"data.s1p", "weights.txt", "waveform.csv", "model.json"});
   }
 
   /// Ends after a minute: no fault may make a run hang.
@@ -132,7 +137,13 @@ class Faults : public InOwnDirectory {
             {"S_Solver", {"export", "model.json", "--s-solver"}, "result.coe", {"model.json"}},
             {"eval", {"eval", "model.json", "--like", "data.s1p"}, "result.csv", {"model.json", "data.s1p"}},
             {"time", {"time", "model.json", "--step"}, "result.csv", {"model.json"}},
-            {"eye", {"time", "model.json", "--eye", "--rate", "1M"}, "result.csv", {"model.json"}}};
+            {"eye", {"time", "model.json", "--eye", "--rate", "1M"}, "result.csv", {"model.json"}},
+            {"waveforms",
+             {"time", "model.json", "--file", "waveform.csv"},
+             "result.csv",
+             {"model.json", "waveform.csv"}},
+            {"reflectometer", {"time", "model.json", "--tdr"}, "result.svg", {"model.json"}, "--plot"},
+            {"convert", {"convert", "data.s1p", "--parameters", "Y"}, "result.s1p", {"data.s1p"}, ""}};
   }
 
   /// One line on standard error that begins with the program and holds `part`, exit status 2, the old result
@@ -157,7 +168,7 @@ class Faults : public InOwnDirectory {
     std::filesystem::remove(one.result);
   }
   void expect_inputs_untouched() const {
-    EXPECT_EQ(contents_of({"data.s1p", "weights.txt", "model.json"}), inputs_);
+    EXPECT_EQ(contents_of({"data.s1p", "weights.txt", "waveform.csv", "model.json"}), inputs_);
   }
   static std::string system_error_text(int number) {
     return "found the system error \"" + std::generic_category().message(number) + "\"";
