@@ -21,17 +21,38 @@ struct Reading {
   std::int64_t bad_line = 0;
 };
 
-std::vector<std::string> tokens_of(const std::string& line) {
-  std::vector<std::string> tokens(1);
+/// Tokens between marks, which may be empty but for the last, and of each the parts between blanks.
+std::vector<std::string> tokens_of(std::string line) {
+  const auto trim = [](std::string& text) {
+    text.erase(0, std::min(text.find_first_not_of(" \t"), text.size()));
+    text.erase(text.find_last_not_of(" \t") + 1);
+  };
+  std::vector<std::string> tokens;
+  line += ',';
+  std::string cell;
+  bool last_was_empty = false;
   for (const char c : line) {
-    if (c == ' ' || c == '\t' || c == ',' || c == ';') {
-      tokens.emplace_back();
-    } else {
-      tokens.back() += c;
+    if (c != ',' && c != ';') {
+      cell += c;
+      continue;
     }
+    trim(cell);
+    last_was_empty = cell.empty();
+    do {
+      const std::size_t blank = std::min(cell.find_first_of(" \t"), cell.size());
+      tokens.push_back(cell.substr(0, blank));
+      cell.erase(0, blank);
+      trim(cell);
+    } while (!cell.empty());
   }
-  tokens.erase(std::remove(tokens.begin(), tokens.end(), std::string()), tokens.end());
+  if (last_was_empty) {
+    tokens.pop_back();
+  }
   return tokens;
+}
+
+bool begins_like_a_number(const std::string& token) {
+  return !token.empty() && std::string("+-.0123456789").find(token[0]) != std::string::npos;
 }
 
 Reading reference_reading(std::string text) {
@@ -48,14 +69,16 @@ Reading reference_reading(std::string text) {
       content.pop_back();
     }
     const std::vector<std::string> tokens = tokens_of(content);
-    if (tokens.empty() || tokens[0][0] == '#' || tokens[0][0] == '!') {
+    const bool nothing =
+        std::all_of(tokens.begin(), tokens.end(), [](const std::string& token) { return token.empty(); });
+    if (nothing || tokens[0].starts_with('#') || tokens[0].starts_with('!')) {
       continue;
     }
     std::vector<double> row;
     bool good = true;
     for (std::size_t i = 0; i < tokens.size(); ++i) {
       const std::optional<double> value = s_solver::fuzz::reference_value(tokens[i], 0.0);
-      if (i == 0 && header && !value) {
+      if (i == 0 && header && !value && !begins_like_a_number(tokens[0])) {
         good = false;
         break;
       }
@@ -67,7 +90,8 @@ Reading reference_reading(std::string text) {
       continue;
     }
     const std::size_t count = reading.rows.size();
-    const bool fits = row.size() > 1 && (count == 0 || row.size() == reading.rows[0].size()) &&
+    const bool one_mark = content.find(',') == std::string::npos || content.find(';') == std::string::npos;
+    const bool fits = one_mark && row.size() > 1 && (count == 0 || row.size() == reading.rows[0].size()) &&
                       std::all_of(row.begin(), row.end(), [](double x) { return std::isfinite(x); }) &&
                       (count == 0 || row[0] >= reading.rows[count - 1][0]) &&
                       (count < 2 || row[0] != reading.rows[count - 2][0]);

@@ -143,7 +143,7 @@ class Faults : public InOwnDirectory {
              {"model.json", "waveform.csv"}},
             {"reflectometer", {"time", "model.json", "--tdr"}, "result.svg", {"model.json"}, "--plot"},
             {"eye", {"time", "model.json", "--eye", "--rate", "1M"}, "result.csv", {"model.json"}},
-            {"convert", {"convert", "data.s1p"}, "result.s1p", {"data.s1p"}, ""}};
+            {"convert", {"convert", "data.s1p", "--parameters", "Y"}, "result.s1p", {"data.s1p"}, ""}};
   }
 
   /// One line on standard error that begins with the program and holds `part`, exit status 2, the old result

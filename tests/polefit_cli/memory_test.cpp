@@ -275,6 +275,27 @@ TEST_F(Memory, that_does_not_suffice_for_a_response_in_time_is_told_in_one_line)
                   "result");
 }
 
+TEST_F(Memory, that_does_not_suffice_for_waveforms_of_a_file_is_told_in_one_line) {
+  write("waveform.csv", "0,0\n1,1\n");
+  expect_refusals(
+      command_alone({"time", "model.json", "--file", "waveform.csv", "--points", "20", "-o", "result"}),
+      "result");
+}
+
+TEST_F(Memory, that_does_not_suffice_for_an_eye_is_told_in_one_line) {
+  constexpr long some = 7;
+  expect_refusals(
+      command_alone({"time", "model.json", "--eye", "--rate", "1", "--bits", "64", "-o", "result"}), "result",
+      some);
+}
+
+TEST_F(Memory, that_does_not_suffice_for_a_conversion_is_told_in_one_line) {
+  for (const char* result : {"result.s1p", "result.csv"}) {
+    expect_refusals(command_alone({"convert", "data.s1p", result, "--parameters", "Y"}), result);
+    std::filesystem::remove(result);
+  }
+}
+
 TEST_F(Memory, that_does_not_suffice_for_a_picture_is_told_in_one_line) {
   // In the place of gnuplot, which takes its time.
   std::filesystem::create_directory("bin");
@@ -286,8 +307,9 @@ TEST_F(Memory, that_does_not_suffice_for_a_picture_is_told_in_one_line) {
   constexpr long some = 11;  // every one would take a minute
   expect_refusals(command_alone({"plot", "model.json", "data.s1p", "-o", "result.svg"}), "result.svg", some);
   expect_refusals(command_alone({"passivity", "model.json", "-o", "result.svg"}), "result.svg", some);
-  expect_refusals(command_alone({"time", "model.json", "--step", "--plot", "result.svg"}), "result.svg",
-                  some);
+  for (const char* kind : {"--step", "--tdr"}) {
+    expect_refusals(command_alone({"time", "model.json", kind, "--plot", "result.svg"}), "result.svg", some);
+  }
   setenv("PATH", before.c_str(), 1);
 }
 

@@ -283,6 +283,20 @@ TEST_F(Time, what_fits_neither_model_nor_memory_is_refused_before_anything_is_fo
   expect_refusal({"m.json", "--file", "bad.csv"}, "bad.csv, line 2: found \"x\"");
 }
 
+TEST_F(Time, an_open_port_cannot_be_driven) {
+  polefit::save(low_pass(1e-9), "m.json");
+  write("second.csv", "0,0,0\n1e-9,0,1\n");
+  for (const std::vector<std::string>& driven : std::vector<std::vector<std::string>>{
+           {"--step"}, {"--pulse", "1n"}, {"--eye", "--rate", "1G"}, {"--file", "second.csv"}}) {
+    const bool first = driven.front() != "--file";
+    std::vector<std::string> arguments{"m.json", "--terminations", first ? "inf,50" : "50,inf"};
+    arguments.insert(arguments.end(), driven.begin(), driven.end());
+    expect_refusal(arguments, std::string("--terminations: found inf ohms at port ") + (first ? "1" : "2") +
+                                  ", expected a finite resistance, through which a source drives it");
+  }
+  EXPECT_FALSE(table({"m.json", "--file", "second.csv", "--terminations", "inf,50"}).columns.empty());
+}
+
 TEST_F(Time, models_that_are_no_whole_matrix_or_jump_where_they_cannot_are_refused) {
   polefit::Model bare = resistor(75.0);
   bare.network = std::nullopt;

@@ -43,6 +43,28 @@ TEST(WaveformFile, headers_comments_empty_lines_marks_and_separators_of_any_kind
   EXPECT_EQ(found[0].values, (std::vector<double>{1.0, 2.0}));
 }
 
+TEST(WaveformFile, a_value_that_is_missing_does_not_move_the_others_to_its_port) {
+  const std::string expected = ", expected a number";
+  EXPECT_EQ(message("t,V1,V2\n0,,1\n1,,2\n"), "w.csv, line 2: found nothing for value 2" + expected);
+  EXPECT_EQ(message("0;1;2\n1; ;2\n"), "w.csv, line 2: found nothing for value 2" + expected);
+  EXPECT_EQ(message("0,1\n,2\n"), "w.csv, line 2: found nothing for value 1" + expected);
+  EXPECT_EQ(read_waveforms("0,1,\n1,2,\n", "w.csv").size(), 1U) << "as tables with an empty last column";
+  EXPECT_EQ(read_waveforms("0, 1\t2\n", "w.csv").size(), 2U);
+}
+
+TEST(WaveformFile, a_first_line_that_begins_like_a_number_is_no_header) {
+  EXPECT_EQ(message("0.O,1\n1,2\n"), "w.csv, line 1: found \"0.O\", expected a time in seconds");
+  EXPECT_EQ(message("1n,1\n2,2\n"), "w.csv, line 1: found \"1n\", expected a time in seconds");
+  EXPECT_EQ(read_waveforms(",V1\n0,1\n", "w.csv").size(), 1U);
+}
+
+TEST(WaveformFile, decimal_commas_are_refused) {
+  EXPECT_EQ(
+      message("t;V1\n0;0,5\n1;0,7\n"),
+      "w.csv, line 2: found commas beside semicolons, expected one of them between values, and points in "
+      "numbers");
+}
+
 TEST(WaveformFile, two_lines_of_a_time_are_a_jump_and_three_are_refused) {
   EXPECT_EQ(read_waveforms("0,0\n1,0\n1,1\n", "w.csv")[0].times.size(), 3U);
   EXPECT_EQ(message("0,0\n1,0\n1,1\n1,2\n"),

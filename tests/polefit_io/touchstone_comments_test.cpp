@@ -137,6 +137,32 @@ TEST(TouchstoneComments, a_file_with_impedances_and_its_fifty_ohm_twin_have_the_
             std::string::npos);
 }
 
+TEST(TouchstoneComments, units_beside_numbers_and_numbers_below_the_words_are_taken) {
+  const std::string data = "# Hz S RI R 50\n1 0.1 0\n2 0.1 0\n";
+  for (const char* comment : {"! Port Impedance 75Ohm\n", "! Port Impedance: 75ohms 0\n",
+                              "! Port Impedance\n! 75 0\n", "! Port Impedances (ohm):\n!\n! 75\n"}) {
+    EXPECT_EQ(read(comment + data).matrix->references, std::vector<double>{75}) << comment;
+  }
+  // Words above the statements are none.
+  EXPECT_EQ(read("! Port Impedance\n! of the solver\n! 3\n! Port Impedance 75\n" + data).matrix->references,
+            std::vector<double>{75});
+}
+
+TEST(TouchstoneComments, impedances_that_cannot_be_read_are_told) {
+  const std::string data = "# Hz S RI R 50\n1 0.1 0\n2 0.1 0\n";
+  for (const char* comment : {"! Port Impedance 75 x\n", "! Port Impedance nan 0\n", "! Port Impedance inf\n",
+                              "! Port Impedance 1e999\n", "! Port Impedance -75+jx\n"}) {
+    const Network network = read(comment + data);
+    EXPECT_EQ(network.matrix->references, std::vector<double>{50}) << comment;
+    ASSERT_EQ(network.warnings.size(), 1U) << comment;
+    EXPECT_TRUE(network.warnings[0].starts_with("f, line 1: the port impedances of comments are not"))
+        << network.warnings[0];
+  }
+  for (const char* comment : {"! Port Impedance: see below\n", "! Port Impedances of 2 ports\n"}) {
+    EXPECT_TRUE(read(comment + data).warnings.empty()) << comment;
+  }
+}
+
 TEST(TouchstoneComments, impedances_that_vary_leave_s_as_it_is_and_still_make_y) {
   const auto impedance = [](std::size_t port, std::size_t k) {
     return Complex(port == 0 ? 30.0 : 80.0, 1.0) * (1.0 + 2e-4 * static_cast<double>(k));

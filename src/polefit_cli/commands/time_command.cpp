@@ -226,6 +226,19 @@ std::size_t drive(Setting& setting) {
   return port;
 }
 
+/// Refuses sources that nothing comes from.
+void check_sources(const Setting& setting) {
+  for (std::size_t port = 0; port < setting.ports(); ++port) {
+    const polefit::Termination& termination = setting.terminations[port];
+    const std::vector<double>& volts = termination.source.values;
+    if (std::isinf(termination.resistance) &&
+        std::any_of(volts.begin(), volts.end(), [](double value) { return value != 0.0; })) {
+      refuse("--terminations", "inf ohms at port " + std::to_string(port + 1),
+             "a finite resistance, through which a source drives it");
+    }
+  }
+}
+
 /// The first and the last time at which a source changes.
 std::pair<double, double> driven_span(const Setting& setting) {
   double begin = 0.0;
@@ -242,6 +255,7 @@ std::pair<double, double> driven_span(const Setting& setting) {
 ExitStatus run_signals(Setting setting, PictureFormat format) {
   const TimeCommand& command = setting.command;
   const std::size_t driven = drive(setting);
+  check_sources(setting);
   const auto [begin, end] = driven_span(setting);
   const std::vector<double> times = output_times(setting, begin, end - begin + setting.scale.settling);
   const Settled settled = follow(setting, times);
@@ -339,6 +353,7 @@ ExitStatus run_eye(Setting setting, PictureFormat format) {
   const double step = interval / static_cast<double>(eye_samples);
   const auto followed = [&](const std::vector<bool>& bits) {
     setting.terminations[in].source = bit_waveform(bits, interval, rise);
+    check_sources(setting);
     return follow(setting, polefit::even_times(step, bits.size() * eye_samples));
   };
   // A single bit, for as long as most channels remember anything.

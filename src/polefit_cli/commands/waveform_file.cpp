@@ -1,5 +1,6 @@
 #include "polefit_cli/commands/waveform_file.hpp"
 
+#include <algorithm>
 #include <cmath>
 #include <utility>
 
@@ -11,18 +12,33 @@
 namespace polefit_cli {
 namespace {
 
-constexpr std::string_view separators = " \t,;";
+constexpr std::string_view marks = ",;";
 
-/// The cells of a line, without those that are empty.
+/// The cells of a line: between blanks, and between marks too where nothing stands, but for the end.
 std::vector<std::string_view> cells_of(std::string_view line) {
   std::vector<std::string_view> cells;
-  for (std::size_t first = line.find_first_not_of(separators); first != std::string_view::npos;
-       first = line.find_first_not_of(separators)) {
-    line.remove_prefix(first);
-    cells.push_back(line.substr(0, line.find_first_of(separators)));
-    line.remove_prefix(cells.back().size());
+  bool filled = false;  // since the last mark
+  while (!line.empty()) {
+    const std::size_t length = std::min(line.find_first_of(",; \t"), line.size());
+    if (length > 0) {
+      cells.push_back(line.substr(0, length));
+      filled = true;
+    } else if (marks.find(line.front()) != std::string_view::npos && !std::exchange(filled, false)) {
+      cells.emplace_back();
+    }
+    line.remove_prefix(std::max<std::size_t>(length, 1));
   }
   return cells;
+}
+
+/// What a name in a header does not.
+bool begins_like_a_number(std::string_view cell) {
+  return !cell.empty() && std::string_view("+-.0123456789").find(cell.front()) != std::string_view::npos;
+}
+
+/// Semicolons are between values where commas are in numbers.
+bool has_decimal_commas(std::string_view line) {
+  return line.find(';') != std::string_view::npos && line.find(',') != std::string_view::npos;
 }
 
 }  // namespace
@@ -37,13 +53,22 @@ std::vector<polefit::Waveform> read_waveforms(std::string_view content, const st
   bool first = true;
   while (lines.next()) {
     const std::vector<std::string_view> cells = cells_of(lines.line());
-    if (cells.empty() || cells.front().front() == '#' || cells.front().front() == '!') {
+    const bool nothing =
+        std::all_of(cells.begin(), cells.end(), [](std::string_view cell) { return cell.empty(); });
+    if (nothing || cells.front().starts_with('#') || cells.front().starts_with('!')) {
       continue;
     }
     double time = 0.0;
     const bool has_time = text::parse_real(cells.front(), time);
-    if (std::exchange(first, false) && !has_time) {
+    if (std::exchange(first, false) && !has_time && !begins_like_a_number(cells.front())) {
       continue;
+    }
+    if (has_decimal_commas(lines.line())) {
+      refuse("commas beside semicolons", "one of them between values, and points in numbers");
+    }
+    const auto empty = std::find(cells.begin(), cells.end(), std::string_view());
+    if (empty != cells.end()) {
+      refuse("nothing for value " + std::to_string(empty - cells.begin() + 1), "a number");
     }
     if (!has_time || !std::isfinite(time)) {
       refuse(text::excerpt(cells.front()), "a time in seconds");

@@ -47,6 +47,20 @@ bool parse_complex(std::string_view text, double& real, double& imaginary) {
   return false;
 }
 
+/// A real number that may have its unit beside it.
+bool parse_ohms(std::string_view text, double& value) {
+  const std::size_t unit = std::min(text::lower_case(text).find("ohm"), text.size());
+  const std::string_view plural = text.substr(unit);
+  return text::parse_real(text.substr(0, unit), value) && plural.size() <= std::string_view("ohms").size();
+}
+
+/// What stands where a number is expected and not words.
+bool is_like_a_number(std::string_view item) {
+  double value = 0.0;
+  return text::parse_real(item, value) ||
+         (!item.empty() && std::string_view("+-.0123456789").find(item.front()) != std::string_view::npos);
+}
+
 /// Whether the text begins with the words, which are in lower case, in any case.
 bool begins_with(std::string_view text, std::string_view words) {
   return text.size() >= words.size() && text::equal_in_any_case(text.substr(0, words.size()), words);
@@ -68,7 +82,7 @@ bool ImpedanceComments::take_numbers(std::string_view text) {
   for (std::string_view item = take_item(text); !item.empty(); item = take_item(text)) {
     double real = 0.0;
     double imaginary = 0.0;
-    if (text::parse_real(item, real) && std::isfinite(real)) {
+    if ((text::parse_real(item, real) || parse_ohms(item, real)) && std::isfinite(real)) {
       numbers_.push_back(real);
     } else if (parse_complex(item, real, imaginary) && std::isfinite(real) && std::isfinite(imaginary)) {
       numbers_.insert(numbers_.end(), {real, imaginary});
@@ -82,19 +96,37 @@ bool ImpedanceComments::take_numbers(std::string_view text) {
 
 void ImpedanceComments::take(std::string_view comment, std::int64_t line) {
   comment = text::without_blanks(comment);
+  const std::size_t start = numbers_.size();
+  const auto take_statement = [&] {
+    line_ = stated() ? line_ : line;
+    starts_.push_back(start);
+    open_ = true;
+    announced_ = false;
+  };
   if (open_ && !comment.empty() && take_numbers(comment)) {
+    return;
+  }
+  if (announced_ && (comment.empty() || take_numbers(comment))) {
+    if (!comment.empty()) {
+      take_statement();
+    }
     return;
   }
   constexpr std::string_view words = "port impedance";
   open_ = false;
+  announced_ = false;
   if (begins_with(comment, words)) {
     std::string_view rest = comment.substr(words.size());
     rest.remove_prefix(begins_with(rest, "s") ? 1 : 0);
-    const std::size_t start = numbers_.size();
+    std::string_view items = rest;
+    const std::string_view first = take_item(items);
     if (take_numbers(rest)) {
-      line_ = starts_.empty() ? line : line_;
-      starts_.push_back(start);
-      open_ = true;
+      take_statement();
+    } else if (is_like_a_number(first)) {
+      line_ = stated() ? line_ : line;
+      unreadable_ = true;
+    } else {
+      announced_ = first.empty() || (take_item(items).empty() && begins_with(first, "ohm"));
     }
   } else if (!not_renormalised_ && says_not_renormalised(comment)) {
     not_renormalised_ = line;
@@ -103,6 +135,9 @@ void ImpedanceComments::take(std::string_view comment, std::int64_t line) {
 
 std::optional<ImpedanceComments::Impedances> ImpedanceComments::impedances(std::size_t ports,
                                                                            std::size_t frequencies) const {
+  if (unreadable_) {
+    return std::nullopt;
+  }
   if (starts_.size() != 1 && starts_.size() != frequencies) {
     return std::nullopt;
   }
