@@ -23,7 +23,10 @@
 namespace polefit {
 namespace {
 
-constexpr double inaudible = 1e15;        // ohms: 4 k T / R is 1.7e-35 A^2 / Hz
+constexpr double inaudible = 1e15;  // ohms: 4 k T / R is 1.7e-35 A^2 / Hz
+// Ohms of the capacitor that takes a derivative, at the common rate: much beside the 10 microohms that a
+// source of voltage has in some simulators, and a power of two, which changes no digit.
+constexpr double derivative_ohms = 1024.0;
 constexpr std::size_t longest_line = 80;  // what every dialect reads
 constexpr std::size_t longest_name = 64;  // leaves room for the rest of its lines
 
@@ -78,6 +81,21 @@ class Netlist {
 /// A rate whose inverse can be a capacitor.
 bool usable(double rate) { return std::isnormal(rate) && std::isnormal(1.0 / rate); }
 
+/// At which the largest proportional term is as large as the references, or 0.
+double polynomial_rate(const Model& model) {
+  const std::vector<double>& references = model.network->references;
+  double largest = 0.0;
+  for (std::size_t r = 0; r < model.responses(); ++r) {
+    const MatrixElement& element = model.network->elements[r];
+    const double reference =
+        std::sqrt(references[element.row - 1]) * std::sqrt(references[element.column - 1]);
+    const char parameter = model.network->parameter;
+    const double unit = parameter == 'Y' ? reference : parameter == 'Z' ? 1.0 / reference : 1.0;
+    largest = std::max(largest, std::abs(model.proportionals[r]) * unit);
+  }
+  return largest > 0.0 ? 1.0 / largest : 0.0;
+}
+
 /// The rate of what has none by itself: a pole at 0, a proportional term.
 double common_rate(const Model& model) {
   double rate = model.origin ? numerics::two_pi * model.origin->highest : 0.0;
@@ -87,6 +105,7 @@ double common_rate(const Model& model) {
       rate = std::max(rate, std::abs(pole));
     }
   }
+  rate = usable(rate) ? rate : polynomial_rate(model);
   return usable(rate) ? rate : 1.0;
 }
 
@@ -467,7 +486,8 @@ void Subcircuit::write_polynomial(std::size_t column) {
     const std::size_t response = matrix_.response(row - 1, column - 1);
     const double unit = parameter_ == 'Z' ? 1.0 : scale(row, column);
     write_driven(names_("d", row, column), output(row), column, unit * constants_(row - 1, column - 1));
-    const double proportional = scale(row, column) * model_.proportionals[response] * common_rate_;
+    const double proportional =
+        scale(row, column) * model_.proportionals[response] * common_rate_ * derivative_ohms;
     netlist_.source(names_("Fh", row, column), {output(row), names_("Vh", column)}, proportional);
     differentiates = differentiates || proportional != 0.0;
   }
@@ -479,7 +499,7 @@ void Subcircuit::write_polynomial(std::size_t column) {
     } else {
       netlist_.element(names_("Eh", column), {copy, "0", input(column)}, 1.0);
     }
-    netlist_.element(names_("Ch", column), {copy, current}, 1.0 / common_rate_);
+    netlist_.element(names_("Ch", column), {copy, current}, 1.0 / common_rate_ / derivative_ohms);
     netlist_.element(names_("Vh", column), {current, "0"}, 0.0);
   }
 }
