@@ -81,6 +81,29 @@ TEST(SettledResponse, steps_are_halved_until_the_voltages_stay) {
   EXPECT_GT(worst_coarse, 10.0 * settled_tolerance);
 }
 
+TEST(SettledResponse, ringing_between_points_far_apart_does_not_pass_for_settled) {
+  // A resonance of 1 Hz and quality factor 50, ten periods between two points, four times the reference at
+  // its port: steps of ten periods and of five agree with each other and not with the truth.
+  const double w = 2.0 * std::numbers::pi;
+  const std::complex<double> pole(-0.01 * w, w);
+  const polefit::Model model = one_port('S', {pole, std::conj(pole)}, {0.008 * w, 0.008 * w}, -0.5);
+  const std::vector<polefit::Termination> ends{{200.0, step_waveform(0.1)}};
+  constexpr std::size_t points = 201;
+  constexpr std::size_t between = 100;
+  const Settled coarse = settled_response(model, ends, polefit::even_times(10.0, points));
+  const Settled fine =
+      settled_response(model, ends, polefit::even_times(10.0 / between, (points - 1) * between + 1));
+  EXPECT_TRUE(coarse.settled);
+  EXPECT_TRUE(fine.settled);
+  double worst = 0.0;
+  double largest = 0.0;
+  for (std::size_t k = 0; k < points; ++k) {
+    worst = std::max(worst, std::abs(coarse.signals.voltages[k] - fine.signals.voltages[k * between]));
+    largest = std::max(largest, std::abs(fine.signals.voltages[k * between]));
+  }
+  EXPECT_LE(worst, 2.0 * settled_tolerance * largest);  // each within the tolerance
+}
+
 TEST(SettledResponse, what_is_exact_is_left_as_it_is) {
   const polefit::Model model = one_port('S', {-1.0}, {1.0}, 0.0);
   const Settled settled = settled_response(model, {{50.0, step_waveform(0.0)}}, polefit::even_times(1.0, 3));

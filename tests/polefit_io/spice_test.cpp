@@ -413,6 +413,15 @@ TEST_F(SpiceTest, the_comments_say_what_the_circuit_is_and_how_it_is_used) {
   EXPECT_NE(spice_subcircuit(model, "filter").find("* Not stable"), std::string::npos);
 }
 
+TEST_F(SpiceTest, terminals_of_mixed_modes_are_told_to_be_modes) {
+  Model model = wide_model('S', 3, 9);
+  EXPECT_EQ(spice_subcircuit(model, "dut").find("mode"), std::string::npos);
+  model.network->references = {100.0, 50.0, 25.0};
+  model.network->modes = {{'D', 1, 3}, {'S', 2, 0}, {'C', 1, 3}};
+  EXPECT_NE(spice_subcircuit(model, "dut").find("\n* Its ports are modes, in order: D1,3 S2 C1,3\n"),
+            std::string::npos);
+}
+
 TEST_F(SpiceTest, numbers_have_17_digits) {
   Model model = wide_model('Y', 1, 9);
   model.constants[0] = 0.1;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <complex>
+#include <limits>
 #include <numbers>
 #include <numeric>
 #include <utility>
@@ -32,6 +33,25 @@ std::vector<double> pole_weights(const polefit::Model& model) {
   return weights;
 }
 
+/// What counts beside the pole that counts most, by its weight.
+constexpr double counting = 0.01;
+
+/// The time in which the fastest pole that counts turns by a radian or falls by a factor of e; infinite
+/// without one.
+double resolving_step(const polefit::Model& model) {
+  const std::vector<double> weights = pole_weights(model);
+  const double most = std::accumulate(weights.begin(), weights.end(), 0.0, [](double a, double b) {
+    return std::isfinite(b) ? std::max(a, b) : a;  // infinite on the axis
+  });
+  double fastest = 0.0;
+  for (std::size_t i = 0; i < weights.size(); ++i) {
+    if (weights[i] > 0.0 && !(weights[i] < counting * most)) {
+      fastest = std::max(fastest, std::abs(model.poles[i]));
+    }
+  }
+  return fastest > 0.0 ? 1.0 / fastest : std::numeric_limits<double>::infinity();
+}
+
 double largest_difference(const std::vector<double>& a, const std::vector<double>& b) {
   double most = 0.0;
   for (std::size_t i = 0; i < a.size(); ++i) {
@@ -48,7 +68,6 @@ double largest(const std::vector<double>& values) {
 }  // namespace
 
 TimeScale time_scale(const polefit::Model& model) {
-  constexpr double counting = 0.01;
   constexpr double time_constants = 5.0;
   double highest = model.origin ? model.origin->highest : 0.0;
   highest = highest > 0.0 ? highest : farthest_frequency(model);
@@ -83,12 +102,19 @@ polefit::Waveform pulse_waveform(double rise, double width) {
 Settled settled_response(const polefit::Model& model, const std::vector<polefit::Termination>& terminations,
                          const std::vector<double>& times) {
   constexpr double most_steps = 2e7;
+  constexpr double most_first_steps = 1e6;  // a second or so
   Settled settled{polefit::terminated_response(model, terminations, times), 0.0, true};
   if (settled.signals.exact || times.size() < 2) {
     return settled;
   }
   const double span = times.back() - times.front();
   double step = span / static_cast<double>(times.size() - 1);
+  // Steps that are too long for what rings agree with longer ones as much as with the truth.
+  const double resolving = resolving_step(model);
+  if (resolving < step && span / resolving <= most_first_steps) {
+    step = resolving;
+    settled.signals = polefit::terminated_response(model, terminations, times, {.largest_step = step});
+  }
   settled.settled = false;
   do {
     step *= 0.5;

@@ -44,7 +44,8 @@ struct Settled {
 inline constexpr double settled_tolerance = 1e-4;
 
 /// `terminated_response` with steps that are halved until that changes hardly anything: once at least, and
-/// then as far as the steps stay fewer than twenty million.
+/// then as far as the steps stay fewer than twenty million. The first ones resolve the fastest pole that
+/// counts where a million does.
 Settled settled_response(const polefit::Model& model, const std::vector<polefit::Termination>& terminations,
                          const std::vector<double>& times);
 

@@ -5,6 +5,7 @@
 #include <complex>
 #include <cstddef>
 #include <initializer_list>
+#include <iterator>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -355,6 +356,12 @@ void Subcircuit::write_header() {
     references.push_back(six_digits(resistance));
   }
   netlist_.long_line("* Reference resistance of each port in ohms:", references, "*  ");
+  if (!model_.network->modes.empty()) {
+    std::vector<std::string> modes;
+    std::transform(model_.network->modes.begin(), model_.network->modes.end(), std::back_inserter(modes),
+                   mode_name);
+    netlist_.long_line("* Its ports are modes, in order:", modes, "*  ");
+  }
   if (model_.origin) {
     netlist_.line("* It was fitted from " + six_digits(model_.origin->lowest) + " to " +
                   six_digits(model_.origin->highest) + " Hz, and holds in that band.");
