@@ -446,12 +446,14 @@ class Judge {
       const auto m = static_cast<Real>(samples);
       const Real rms = std::sqrt(squares / m);
       const Real size = sizes == 0.0L ? 1.0L : std::sqrt(sizes / m);
-      const Real rounding = std::sqrt(roundings / m) + of_sums * rms;
+      // What is told is rounded to multiples of the least number above 0.
+      const Real least = 2.0L * static_cast<Real>(std::numeric_limits<double>::denorm_min());
+      const Real rounding = std::sqrt(roundings / m) + of_sums * rms + least;
       const ResponseError& told = found.report.errors[r];
       expect_at_most(std::abs(told.rms - rms), rounding, "an error is that of the model");
       expect_at_most(std::abs(told.relative - rms / size), (rounding + of_sums * rms) / size,
                      "a relative error is that of the model");
-      expect_at_most(std::abs(told.largest - largest), largest_rounding + of_sums * largest,
+      expect_at_most(std::abs(told.largest - largest), largest_rounding + of_sums * largest + least,
                      "a largest error is that of the model");
       relative_squares += static_cast<Real>(told.relative) * told.relative;
       worst = std::max(worst, told.relative);
