@@ -238,7 +238,7 @@ class Judge {
     if (hidden && !zero) {
       due.push_back(ErrorKind::zero_data);
     }
-    if (options.exact_sample && *options.exact_sample >= samples) {
+    if (std::isnan(options.pole_tolerance) || (options.exact_sample && *options.exact_sample >= samples)) {
       due.push_back(ErrorKind::bad_option);
     }
     if (!is_search() && !zero &&
