@@ -338,18 +338,16 @@ PortSignals terminated_response(const Model& model, std::span<const Termination>
         loop_of(network.parameter, terminations[port].resistance, network.references[port], port));
     given = given && loops.back().gamma == 0.0;
   }
-  if (given) {
-    return with_given_inputs(model, sources, loops, times);
-  }
   const bool differentiates = std::any_of(model.proportionals.begin(), model.proportionals.end(),
                                           [](double proportional) { return proportional != 0.0; });
-  for (std::size_t port = 0; differentiates && port < sources.size(); ++port) {
+  for (std::size_t port = 0; differentiates && !given && port < sources.size(); ++port) {
     if (jumps(sources[port])) {
       refuse_jump(port);
     }
   }
   PortSignals signals =
-      ClosedLoop(model, sources, std::move(loops), times, options.largest_step).signals(network);
+      given ? with_given_inputs(model, sources, loops, times)
+            : ClosedLoop(model, sources, std::move(loops), times, options.largest_step).signals(network);
   refuse_overflow(model, signals.voltages, times);
   refuse_overflow(model, signals.currents, times);
   return signals;
