@@ -105,18 +105,17 @@ bool take_down(const Sigma& sigma, Path path, const Poles& before, const Poles& 
   if (path == Path::gram) {
     report.condition_basis = sigma.condition_basis;
   }
-  if (options.check_in) {
-    options.check_in();
-  }
-  if (options.progress && !options.progress({.iteration = report.iterations,
-                                             .order = after.size(),
-                                             .residual = sigma.residual,
-                                             .pole_change = largest_move(before, after),
-                                             .path = path})) {
+  const bool on = goes_on(options, [&] {
+    return Progress{.iteration = report.iterations,
+                    .order = after.size(),
+                    .residual = sigma.residual,
+                    .pole_change = largest_move(before, after),
+                    .path = path};
+  });
+  if (!on) {
     report.reason = StopReason::cancelled;
-    return false;
   }
-  return true;
+  return on;
 }
 
 /// The noise of the data, relative to them as they are weighted; told when it is first asked for.
@@ -290,15 +289,15 @@ std::optional<Poles> polished(const Problem& problem, const Options& options, co
   goal.threads = options.threads;
   if (options.progress || options.check_in) {
     goal.watch = [&](const Trial& trial) {
-      if (options.check_in) {
-        options.check_in();
-      }
-      if (options.progress && !options.progress({.iteration = report.iterations,
-                                                 .order = trial.order,
-                                                 .residual = report.residual,
-                                                 .path = report.last_path,
-                                                 .polishing = true,
-                                                 .error = trial.error})) {
+      const bool on = goes_on(options, [&] {
+        return Progress{.iteration = report.iterations,
+                        .order = trial.order,
+                        .residual = report.residual,
+                        .path = report.last_path,
+                        .polishing = true,
+                        .error = trial.error};
+      });
+      if (!on) {
         throw Cancelled();
       }
     };

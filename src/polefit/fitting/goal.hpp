@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <functional>
 
+#include "polefit/options.hpp"
+
 namespace polefit {
 
 /// Thrown where the caller wants an end.
@@ -27,5 +29,14 @@ struct Goal {
   /// Told of each relocation and each step of polishing; throws Cancelled to end the search.
   std::function<void(const Trial&)> watch;
 };
+
+/// Calls what the caller wants called between two steps, with the progress `now()`; whether the run goes on.
+template <class Now>
+bool goes_on(const Options& options, const Now& now) {
+  if (options.check_in) {
+    options.check_in();
+  }
+  return !options.progress || options.progress(now());
+}
 
 }  // namespace polefit

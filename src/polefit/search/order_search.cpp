@@ -91,16 +91,16 @@ class Searcher {
     goal.threads = options_.threads;
     if (options_.progress || options_.check_in) {
       goal.watch = [&](const Trial& trial) {
-        if (options_.check_in) {
-          options_.check_in();
-        }
-        if (options_.progress && !options_.progress({.iteration = ++told_,
-                                                     .order = trial.order,
-                                                     .residual = trial.residual,
-                                                     .pole_change = 0.0,
-                                                     .path = trial.orthogonal ? Path::orthogonal : Path::gram,
-                                                     .polishing = trial.residual == 0.0,
-                                                     .error = trial.error})) {
+        const bool on = goes_on(options_, [&] {
+          return Progress{.iteration = ++told_,
+                          .order = trial.order,
+                          .residual = trial.residual,
+                          .pole_change = 0.0,
+                          .path = trial.orthogonal ? Path::orthogonal : Path::gram,
+                          .polishing = trial.residual == 0.0,
+                          .error = trial.error};
+        });
+        if (!on) {
           throw Cancelled();
         }
       };

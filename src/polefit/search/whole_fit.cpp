@@ -9,6 +9,7 @@
 
 #include "polefit/error.hpp"
 #include "polefit/model.hpp"
+#include "polefit/model/largest_modulus.hpp"
 
 namespace polefit {
 namespace {
@@ -123,10 +124,8 @@ double off_at(const Model& model, const NetworkData& data, std::size_t sample) {
   const std::vector<std::complex<double>> values = evaluate(model, data.frequencies.subspan(sample, 1));
   double farthest = 0.0;
   for (std::size_t r = 0; r < values.size(); ++r) {
-    double largest = 0.0;
-    for (std::size_t k = 0; k < data.responses.samples; ++k) {
-      largest = std::max(largest, std::abs(data.responses(r, k)));
-    }
+    const double largest =
+        largest_modulus(data.responses.samples, [&](std::size_t k) { return data.responses(r, k); });
     const double off = std::abs(values[r] - data.responses(r, sample));
     farthest = std::max(farthest, off > 0.0 ? off / largest : 0.0);
   }
