@@ -49,7 +49,7 @@ std::optional<T> optional_of(const py::dict& options, const char* name, const ch
 constexpr const char* whole_number = "a whole number from 0 on";
 constexpr const char* yes_or_no = "True or False";
 
-/// What is told of a run goes to a callable of Python, whose False ends it.
+/// What is told of a run goes to a callable of Python, whose False ends it, and no other answer.
 std::function<bool(const polefit::Progress&)> told_to(const py::object& callable) {
   if (callable.is_none()) {
     return {};
@@ -60,7 +60,7 @@ std::function<bool(const polefit::Progress&)> told_to(const py::object& callable
     const py::object answer = py::reinterpret_borrow<py::object>(callable)(
         step.iteration, step.order, step.residual, step.pole_change,
         step.path == polefit::Path::gram ? "gram" : "orthogonal", step.polishing, step.error);
-    return answer.is_none() || py::cast<bool>(answer);
+    return !is_truth_value(answer) || py::cast<bool>(answer);
   };
 }
 

@@ -1,5 +1,7 @@
 #include "values.hpp"
 
+#include <string_view>
+
 namespace polefit_python {
 namespace {
 
@@ -28,6 +30,11 @@ const char* remedy_text(polefit::Remedy remedy) {
 }
 
 }  // namespace
+
+bool is_truth_value(const py::object& value) {
+  const std::string_view type = Py_TYPE(value.ptr())->tp_name;
+  return PyBool_Check(value.ptr()) || type == "numpy.bool_" || type == "numpy.bool";
+}
 
 polefit::Responses responses_of(const Samples& samples) {
   constexpr auto size = static_cast<py::ssize_t>(sizeof(Complex));

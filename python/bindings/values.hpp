@@ -12,6 +12,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -98,17 +99,23 @@ py::dict python_of(const polefit::Passivity& passivity);
 py::dict python_of(const polefit::EnforcementReport& report);
 py::dict python_of(const polefit::SampledPassivity& sampled);
 
-/// The value of an option. Throws Error (bad_option), which says what was expected.
+/// Whether it is True or False, of Python or of numpy.
+bool is_truth_value(const py::object& value);
+
+/// The value of an option: truth values are no numbers, and nothing else is a truth value. Throws Error
+/// (bad_option), which says what was expected.
 template <class T>
 T option(const py::dict& options, const char* name, const char* expected) {
   const py::object value = options[name];
   try {
-    return py::cast<T>(value);
-  } catch (const py::cast_error&) {
-    throw polefit::Error(
-        polefit::ErrorKind::bad_option,
-        std::string(name) + ": found " + std::string(py::repr(value)) + ", expected " + expected);
+    if (is_truth_value(value) == std::is_same_v<T, bool>) {
+      return py::cast<T>(value);
+    }
+  } catch (const py::cast_error&) {  // said below
   }
+  throw polefit::Error(
+      polefit::ErrorKind::bad_option,
+      std::string(name) + ": found " + std::string(py::repr(value)) + ", expected " + expected);
 }
 
 /// Interrupts of Python end what is running: it raises what their handlers raise.

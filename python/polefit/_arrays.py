@@ -18,6 +18,14 @@ def reals(values: ArrayLike, what: str) -> NDArray[np.float64]:
     return np.ascontiguousarray(array, dtype=np.float64)
 
 
+def ohms(values: ArrayLike, what: str) -> NDArray[np.float64]:
+    """One value, or one a port; complex numbers without an imaginary part, as others keep references, too."""
+    array = np.atleast_1d(np.asarray(values))
+    if array.dtype.kind == "c" and not array.imag.any():
+        array = array.real
+    return reals(array, what)
+
+
 def samples(values: ArrayLike) -> NDArray[np.complex128]:
     """Complex, and where complex numbers may stand in memory."""
     array = np.asarray(values)

@@ -238,7 +238,7 @@ def fit(
     threads: int | None = None,
     parameter: str | None = None,
     z0: ArrayLike | None = None,
-    names: Sequence[str] | None = None,
+    names: str | Sequence[str] | None = None,
     format: str = "auto",
     progress: bool | Watcher = False,
 ) -> Fit:
@@ -285,7 +285,7 @@ def fit(
         What the matrix of ``responses`` holds, S without it; makes a single response that of a one-port.
     z0 : float, or array_like of the shape (P,)
         References in ohms, 50 without it.
-    names : sequence of str
+    names : str, or sequence of str
         Of the responses in an array.
     format : {'auto', 'touchstone', 'csv', 'samples'}
         Of a file.
@@ -317,7 +317,7 @@ def fit(
         starting = samples(poles).reshape(-1)  # type: ignore[arg-type]
         poles = len(starting)
     refuse_without_effect(poles, starting, error, real, measure, max_poles, spacing, iterations, polish)
-    data = _data_of(network, responses, parameter, z0, names, format)
+    data = _data_of(network, responses, parameter, z0, [names] if isinstance(names, str) else names, format)
     factors = weights if isinstance(weights, str) else weights_of(weights, data.samples.shape)
     bar = _Bar() if progress is True else None
     options = {

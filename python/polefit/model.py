@@ -10,7 +10,7 @@ import numpy as np
 from numpy.typing import ArrayLike, NDArray
 
 from . import _polefit
-from ._arrays import reals, samples
+from ._arrays import ohms, reals, samples
 from ._errors import Error
 from .network import Network, matrix_for
 from .records import Certificate, Errors, Origin, Passivity, PortSignals, StateSpace
@@ -221,11 +221,11 @@ class Modelled:
         """
         instants = reals(times, "times")
         ports = self.nports or 0
-        ohms = np.asarray(resistances, dtype=np.float64)
+        values = ohms(resistances, "resistances")
         return PortSignals(
             *_polefit.terminated_response(
                 self._native,
-                (np.full(ports, ohms) if ohms.ndim == 0 else ohms).tolist(),
+                (np.full(ports, values[0]) if np.ndim(resistances) == 0 else values).tolist(),
                 _points_of(sources, instants, ports),
                 instants,
                 largest_step,

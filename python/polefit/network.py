@@ -10,7 +10,7 @@ import numpy as np
 from numpy.typing import ArrayLike, NDArray
 
 from . import _polefit
-from ._arrays import by_response, reals, samples
+from ._arrays import by_response, ohms, reals, samples
 from ._errors import Error
 
 FileName = Union[str, "os.PathLike[str]"]
@@ -19,10 +19,10 @@ Matrix = tuple[str, Sequence[float], Any, Any, bool]
 
 def matrix_for(parameter: str, ports: int, z0: ArrayLike) -> Matrix:
     """Of all elements row by row."""
-    references = np.asarray(z0, dtype=np.float64)
-    if references.ndim > 1 or references.size not in (1, ports):
+    references = ohms(z0, "z0")
+    if references.size not in (1, ports):
         raise Error(f"z0: found the shape {references.shape}, expected one reference or {ports}", "bad_shape")
-    return parameter, np.broadcast_to(references.reshape(-1), ports).tolist(), None, (), False
+    return parameter, np.broadcast_to(references, ports).tolist(), None, (), False
 
 
 class Network:
@@ -137,7 +137,10 @@ class Network:
 
     def selected(self, names: Sequence[str]) -> Network:
         """The responses of these names, such as S21 or S(2,1), in that order."""
-        return Network._of(self._network.selected(list(names)))
+        wanted = list(names)
+        if not all(isinstance(name, str) for name in wanted):
+            raise TypeError(f"responses: found {names!r:.50}, expected names of responses, such as ['S21']")
+        return Network._of(self._network.selected(wanted))
 
     def as_one_port(self, parameter: str, z0: float = 50.0) -> Network:
         """The single response as S, Y or Z of a one-port."""
@@ -149,7 +152,7 @@ class Network:
 
     def renormalised(self, z0: float | Sequence[float]) -> Network:
         """The network at other references in ohms, one or one a port."""
-        return Network._of(self._network.renormalised(np.atleast_1d(np.asarray(z0, dtype=np.float64)).tolist()))
+        return Network._of(self._network.renormalised(ohms(z0, "z0").tolist()))
 
     def touchstone(self, *, format: str = "ri", unit: str = "Hz", version: str = "1") -> str:
         """The text of a Touchstone file: format ri, ma or db; unit Hz to GHz; version 1, 1.1, 2 or 2.1."""

@@ -34,6 +34,12 @@ def fit(*arguments, **options):
         ("zero_data", lambda: fit(F, np.where(F > 0, 0, S), weights=np.where(F > 0, 1.0, 0.0))),
         ("bad_option", lambda: fit(F, S, poles=-1)),
         ("bad_option", lambda: fit(F, S, poles=2.5)),
+        ("bad_option", lambda: fit(F, S, poles=True)),
+        ("bad_option", lambda: fit(F, S, error=np.True_)),
+        ("bad_option", lambda: fit(F, S, stable=None)),
+        ("bad_option", lambda: fit(F, S, polish=1)),
+        ("bad_shape", lambda: fit(F, S, parameter="Q")),
+        ("bad_shape", lambda: fit(F, S, parameter="S", z0=-50.0)),
         ("bad_option", lambda: fit(F, S, real=3)),
         ("bad_option", lambda: fit(F, S, real=1)),
         ("bad_option", lambda: fit(F, S, error=0.0)),
@@ -126,3 +132,23 @@ def test_a_warning_of_a_file_is_one_of_python(tmp_path):
     file.write_text(text)
     with pytest.warns(UserWarning, match="doubtful"):
         polefit.fit(file, poles=0)
+
+
+def test_references_are_real_numbers_of_any_type():
+    for z0 in (75, 75.0, np.float32(75.0), 75 + 0j, [75], np.array([75 + 0j])):
+        assert fit(F, S, parameter="S", z0=z0).z0.tolist() == [75.0]
+    for z0 in (75 + 1j, np.array([75 + 1j]), "75"):
+        with pytest.raises(TypeError, match="z0: found values of the type"):
+            fit(F, S, parameter="S", z0=z0)
+
+
+def test_samples_beside_a_network_are_told_from_names():
+    network = polefit.Network(F, S.reshape(-1, 1, 1))
+    with pytest.raises(TypeError, match="expected names of responses"):
+        fit(network, S)
+    with pytest.raises(polefit.Error, match="S31"):
+        fit(network, "S31")
+
+
+def test_a_single_name_is_no_sequence_of_letters():
+    assert fit(F, S, names="gain").names == ["gain"]

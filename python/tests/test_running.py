@@ -29,6 +29,14 @@ def test_progress_is_told_and_false_ends_with_the_model_so_far():
     assert all(step.order == 12 for step in told)
     ended = polefit.fit(F, S + 0.01 * np.random.default_rng(1).standard_normal(S.shape), progress=lambda step: False)
     assert "cancelled" in ended.report.finding
+    assert "cancelled" in polefit.fit(F, S, poles=12, progress=lambda step: np.False_).report.reason
+
+
+def test_no_other_answer_than_false_ends_a_fit():
+    whole = polefit.fit(F, S, poles=12)
+    for answer in (None, True, 0, "", "told", []):
+        fit = polefit.fit(F, S, poles=12, progress=lambda step, answer=answer: answer)
+        assert np.array_equal(fit.poles, whole.poles) and fit.report.reason == whole.report.reason
 
 
 def test_what_a_callback_raises_comes_out():

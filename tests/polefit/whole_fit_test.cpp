@@ -82,6 +82,27 @@ TEST(WholeFit, choices_that_contradict_each_other_are_refused) {
   EXPECT_EQ(kind_of({.poles = 4, .options = unstable}, network.matrix), std::nullopt);
 }
 
+TEST(WholeFit, a_matrix_that_is_none_is_refused) {
+  const Network network = violating();
+  const auto message = [&](auto spoil) {
+    NetworkMatrix matrix = *network.matrix;
+    spoil(matrix);
+    try {
+      whole_fit(network.data(), matrix, {.poles = 4});
+    } catch (const Error& error) {
+      return error.kind() == ErrorKind::bad_shape ? std::string(error.what()) : "another kind";
+    }
+    return std::string("none");
+  };
+  EXPECT_EQ(message([](NetworkMatrix&) {}), "none");
+  EXPECT_EQ(message([](NetworkMatrix& matrix) { matrix.parameter = 'Q'; }),
+            "network.parameter is none of S, Y and Z");
+  EXPECT_EQ(message([](NetworkMatrix& matrix) { matrix.references[1] = -50.0; }),
+            "network.references[1] is not a finite number above 0");
+  EXPECT_EQ(message([](NetworkMatrix& matrix) { matrix.elements.pop_back(); }),
+            "there are 3 matrix elements, expected 4, one a response");
+}
+
 TEST(WholeFit, what_the_hook_throws_comes_out_of_every_stage) {
   const Network network = violating();
   for (const std::optional<std::size_t> poles :

@@ -10,6 +10,7 @@
 #include "polefit/error.hpp"
 #include "polefit/model.hpp"
 #include "polefit/model/largest_modulus.hpp"
+#include "polefit/model/model_faults.hpp"
 
 namespace polefit {
 namespace {
@@ -22,6 +23,16 @@ constexpr double no_likeness = 0.3;
 constexpr double ruin = 10.0;
 /// Of what is taken exactly, as a part of the largest value.
 constexpr double rounding_of_exact = 1e-9;
+
+/// Of a model's network, which has to tell of every response what it is.
+void check_matrix(const NetworkMatrix& matrix, std::size_t responses) {
+  if (matrix.elements.size() != responses) {
+    throw Error(ErrorKind::bad_shape, "there are " + std::to_string(matrix.elements.size()) +
+                                          " matrix elements, expected " + std::to_string(responses) +
+                                          ", one a response");
+  }
+  refuse(ErrorKind::bad_shape, matrix_fault(matrix));
+}
 
 void check_options(const WholeFitOptions& options, const std::optional<NetworkMatrix>& matrix) {
   const std::size_t poles = options.poles.value_or(0);
@@ -155,6 +166,9 @@ bool has_settled(StopReason reason) {
 WholeFit whole_fit(const NetworkData& data, const std::optional<NetworkMatrix>& matrix,
                    const WholeFitOptions& options) {
   check_options(options, matrix);
+  if (matrix) {
+    check_matrix(*matrix, data.responses.responses);
+  }
   WholeFit outcome;
   if (options.poles) {
     fit_given_order(data, matrix, options, outcome);
