@@ -1,7 +1,7 @@
 /// The command polefit on a 20-port of 501 points: Touchstone read, and from file to model file. Then files
-/// of 20, 72 and 245 ports and some hundred megabytes, which are made, read for time and peak memory, and
-/// removed. Usage: command_runs FOLDER [MEGABYTES of each large file], in which a temporary folder holds the
-/// files. Figures of the 20-port are the least of several runs, on one core.
+/// and tables of 20, 72 and 245 ports and some hundred megabytes, which are made, read for time and peak
+/// memory, and removed. Usage: command_runs FOLDER [MEGABYTES of each large file], in which a temporary
+/// folder holds the files. Figures of the 20-port are the least of several runs, on one core.
 
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -128,8 +128,21 @@ class TemporaryFolder {
   std::string name_;
 };
 
+/// What stands before the samples of a Touchstone file, or of a table.
+std::string large_header(bool table, std::size_t number_of_ports) {
+  if (!table) {
+    return "# GHz S RI R 50\n";
+  }
+  std::string header = "frequency";
+  for (const polefit::MatrixElement& element : polefit::all_elements(number_of_ports)) {
+    const std::string name = polefit::element_name('S', element, number_of_ports);
+    header.append(",").append(name).append(" re,").append(name).append(" im");
+  }
+  return header + "\n";
+}
+
 /// Random numbers of 17 digits as a file of so many ports and about so many bytes; the number of samples.
-std::size_t write_large(const std::string& file, std::size_t number_of_ports, double bytes) {
+std::size_t write_large(const std::string& file, bool table, std::size_t number_of_ports, double bytes) {
   std::mt19937_64 generator(2);
   std::uniform_real_distribution<double> uniform(-1.0, 1.0);
   std::vector<std::string> numbers(10'007);  // a prime, so that no row repeats soon
@@ -139,7 +152,8 @@ std::size_t write_large(const std::string& file, std::size_t number_of_ports, do
     number = text.data();
   }
   const std::unique_ptr<std::FILE, int (*)(std::FILE*)> out(std::fopen(file.c_str(), "w"), &std::fclose);
-  std::string text = "# GHz S RI R 50\n";
+  std::string text = large_header(table, number_of_ports);
+  const char* const separator = table ? "," : "";
   double written = 0.0;
   std::size_t at = 0;
   std::size_t count = 0;
@@ -147,8 +161,8 @@ std::size_t write_large(const std::string& file, std::size_t number_of_ports, do
     text += std::to_string(count + 1);
     for (std::size_t row = 0; row < number_of_ports; ++row) {
       for (std::size_t column = 0; column < number_of_ports; ++column) {
-        text += column % 4 == 0 && row + column > 0 ? "\n" : "";
-        text += numbers[at] + numbers[(at + 1) % numbers.size()];
+        text += !table && column % 4 == 0 && row + column > 0 ? "\n" : "";
+        text += separator + numbers[at] + separator + numbers[(at + 1) % numbers.size()];
         at = (at + 2) % numbers.size();
       }
     }
@@ -163,7 +177,7 @@ std::size_t write_large(const std::string& file, std::size_t number_of_ports, do
 }
 
 /// Reads in a process of its own, whose peak of memory then is that of reading.
-void read_large(const std::string& file, std::size_t number_of_ports, std::size_t count) {
+void read_large(const std::string& file, bool table, std::size_t number_of_ports, std::size_t count) {
   static_cast<void>(std::fflush(stdout));
   const pid_t child = fork();
   if (child == 0) {
@@ -180,10 +194,10 @@ void read_large(const std::string& file, std::size_t number_of_ports, std::size_
     const double values = static_cast<double>(network.values.size()) * 16.0 / 0x1p20;
     const double megabytes = static_cast<double>(std::filesystem::file_size(file)) / 1e6;
     std::printf(
-        "Touchstone, %zu ports, %zu points, %.0f MB: %.2f s, %.0f MB/s of processor time, %.0f by the clock, "
+        "%s, %zu ports, %zu points, %.0f MB: %.2f s, %.0f MB/s of processor time, %.0f by the clock, "
         "peak %.0f MiB, %.2f of the values\n",
-        number_of_ports, count, megabytes, processor, megabytes / processor, megabytes / seconds, peak,
-        peak / values);
+        table ? "table" : "Touchstone", number_of_ports, count, megabytes, processor, megabytes / processor,
+        megabytes / seconds, peak, peak / values);
     static_cast<void>(std::fflush(stdout));
     _exit(0);
   }
@@ -196,11 +210,14 @@ void read_large(const std::string& file, std::size_t number_of_ports, std::size_
 
 void measure_large(const std::string& parent, double megabytes) {
   const TemporaryFolder folder(parent);
-  for (const std::size_t number_of_ports : {20U, 72U, 245U}) {
-    const std::string file = folder.name() + "/large.s" + std::to_string(number_of_ports) + "p";
-    const std::size_t count = write_large(file, number_of_ports, 1e6 * megabytes);
-    read_large(file, number_of_ports, count);
-    std::filesystem::remove(file);
+  for (const bool table : {false, true}) {
+    for (const std::size_t number_of_ports : {20U, 72U, 245U}) {
+      const std::string ending = table ? ".csv" : ".s" + std::to_string(number_of_ports) + "p";
+      const std::string file = folder.name() + "/large" + ending;
+      const std::size_t count = write_large(file, table, number_of_ports, 1e6 * megabytes);
+      read_large(file, table, number_of_ports, count);
+      std::filesystem::remove(file);
+    }
   }
 }
 

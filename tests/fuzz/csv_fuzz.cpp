@@ -15,6 +15,11 @@ using polefit::Network;
 using s_solver::fuzz::check;
 using s_solver::fuzz::same_number;
 
+Network network_of(std::string_view text) {
+  text::StreamedLines lines(text);
+  return polefit_io::read_csv(lines, "table");
+}
+
 void check_consistent(const Network& network) {
   check(network.file == "table", "the network knows its file");
   check(!network.frequencies.empty() && !network.names.empty(), "there are samples and responses");
@@ -67,7 +72,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   s_solver::fuzz::Bytes bytes(data, size);
   Network network;
   try {
-    network = polefit_io::read_csv(bytes.rest(), "table");
+    network = network_of(bytes.rest());
   } catch (const text::IoError& error) {
     check(error.details().file == "table" && !error.details().found.empty() &&
               !error.details().expected.empty(),
@@ -75,7 +80,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     return 0;
   }
   check_consistent(network);
-  const Network again = polefit_io::read_csv(polefit_io::csv_of(network), "table");
+  const Network again = network_of(polefit_io::csv_of(network));
   check_consistent(again);
   check_same(network, again);
   return 0;

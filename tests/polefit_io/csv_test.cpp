@@ -34,7 +34,10 @@ using Names = std::vector<std::string>;
 using Numbers = std::vector<double>;
 using Values = std::vector<Complex>;
 
-Network network_of(std::string_view text) { return read_csv(text, "table.csv"); }
+Network network_of(std::string_view text) {
+  text::StreamedLines lines(text);
+  return read_csv(lines, "table.csv");
+}
 
 text::IoErrorDetails error_of(const std::string& text) {
   return io_error_of([&] { network_of(text); });
@@ -78,6 +81,28 @@ TEST(Csv, a_table_is_read_response_by_response) {
   EXPECT_EQ(network.names, (Names{"a", "b"}));
   EXPECT_EQ(network.values, (Values{{2, 3}, {20, 30}, {4, 5}, {40, 50}}));
   EXPECT_FALSE(network.matrix.has_value());
+}
+
+TEST(Csv, values_of_many_lines_stand_where_they_belong) {
+  // Several times what is read before it is put in its place.
+  constexpr std::size_t responses = 300;
+  constexpr std::size_t samples = 700;
+  std::string text = "frequency";
+  for (std::size_t r = 0; r < responses; ++r) {
+    text += ",r" + std::to_string(r) + " re,r" + std::to_string(r) + " im";
+  }
+  for (std::size_t k = 0; k < samples; ++k) {
+    text += "\n" + std::to_string(k);
+    for (std::size_t r = 0; r < responses; ++r) {
+      text += "," + std::to_string(k) + "," + std::to_string(r);
+    }
+  }
+  const Network network = network_of(text);
+  ASSERT_EQ(network.frequencies.size(), samples);
+  ASSERT_EQ(network.values.size(), responses * samples);
+  for (std::size_t i = 0; i < network.values.size(); ++i) {
+    ASSERT_EQ(network.values[i], Complex(static_cast<double>(i % samples), static_cast<double>(i / samples)));
+  }
 }
 
 TEST(Csv, semicolons_come_before_commas_and_commas_before_tabs) {

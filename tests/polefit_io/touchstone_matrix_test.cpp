@@ -137,15 +137,6 @@ TEST(TouchstoneMatrix, frequencies_in_several_blocks_keep_their_order) {
   }
 }
 
-TEST(TouchstoneMatrix, few_frequencies_are_taken_at_a_time_and_more_when_there_are_many) {
-  EXPECT_EQ(frequencies_at_a_time({.ports = 1}, 0), 65536U);
-  EXPECT_EQ(frequencies_at_a_time({.ports = 20}, 0), 163U);
-  EXPECT_EQ(frequencies_at_a_time({.ports = 300}, 0), 4U);
-  EXPECT_EQ(frequencies_at_a_time({.ports = 300}, 1600), 100U);
-  EXPECT_EQ(frequencies_at_a_time({.ports = 300}, 1'000'000), 256U);
-  EXPECT_EQ(frequencies_at_a_time({.ports = 2147483647}, 0), 4U);
-}
-
 TEST(TouchstoneMatrix, a_value_beyond_a_doubles_range_is_refused_with_the_line_of_its_frequency) {
   RawData data = two_ports();
   data.values[10] = std::numeric_limits<double>::max();

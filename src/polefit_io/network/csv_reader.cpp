@@ -10,6 +10,7 @@
 
 #include "polefit/network.hpp"
 #include "polefit_io/network/csv_header.hpp"
+#include "polefit_io/network/sample_store.hpp"
 #include "text/io_error.hpp"
 #include "text/scaled_real.hpp"
 #include "text/text_lines.hpp"
@@ -109,23 +110,46 @@ std::complex<double> value_of(const ResponseColumns& columns, std::span<const do
   return {magnitude * std::cos(angle), magnitude * std::sin(angle)};
 }
 
-/// `by_sample`, all values of a line side by side, as all samples of the first response, then of the second.
-std::vector<std::complex<double>> by_response(const std::vector<std::complex<double>>& by_sample,
-                                              std::size_t responses) {
-  const std::size_t samples = by_sample.size() / responses;
-  std::vector<std::complex<double>> values;
-  values.reserve(by_sample.size());
-  for (std::size_t r = 0; r < responses; ++r) {
-    for (std::size_t k = 0; k < samples; ++k) {
-      values.push_back(by_sample[k * responses + r]);
+/// The samples of lines, kept side by side until there are enough for a block of the store.
+class TableSamples {
+ public:
+  explicit TableSamples(std::size_t responses) : responses_(responses), store_(responses) {}
+
+  void add(std::complex<double> value) { waiting_.push_back(value); }
+
+  /// The values of a line have all been added.
+  void end_line() {
+    if (waiting_.size() / responses_ >= frequencies_at_a_time(2 * responses_, store_.samples())) {
+      hand_over();
     }
   }
-  return values;
-}
 
-void read_samples_behind_header(text::TextLines& lines, const CsvHeader& header, polefit::Network& network) {
+  std::vector<std::complex<double>> by_response() && {
+    hand_over();
+    return store_.by_response();
+  }
+
+ private:
+  void hand_over() {
+    const std::size_t samples = waiting_.size() / responses_;
+    std::complex<double>* to = store_.append(samples);
+    for (std::size_t r = 0; r < responses_; ++r) {
+      for (std::size_t k = 0; k < samples; ++k) {
+        *to++ = waiting_[k * responses_ + r];
+      }
+    }
+    waiting_.clear();
+  }
+
+  std::size_t responses_;
+  SampleStore store_;
+  std::vector<std::complex<double>> waiting_;
+};
+
+void read_samples_behind_header(text::StreamedLines& lines, const CsvHeader& header,
+                                polefit::Network& network) {
   std::vector<double> row(header.columns());
-  std::vector<std::complex<double>> by_sample;
+  TableSamples samples(header.responses.size());
   while (lines.next()) {
     if (lines.line().find_first_not_of(' ') == std::string_view::npos) {
       continue;
@@ -134,14 +158,15 @@ void read_samples_behind_header(text::TextLines& lines, const CsvHeader& header,
     read_row(lines.line(), header, place, row);
     network.frequencies.push_back(row.front());
     for (std::size_t r = 0; r < header.responses.size(); ++r) {
-      by_sample.push_back(value_of(header.responses[r], row, 1 + 2 * r, place));
+      samples.add(value_of(header.responses[r], row, 1 + 2 * r, place));
     }
+    samples.end_line();
   }
-  network.values = by_response(by_sample, header.responses.size());
+  network.values = std::move(samples).by_response();
 }
 
 /// Goes on to the line of the header; false when the text has none.
-bool find_header(text::TextLines& lines) {
+bool find_header(text::StreamedLines& lines) {
   while (lines.next()) {
     const std::string_view line = text::without_blanks(lines.line());
     if (!line.empty() && line.front() != '#' && line.front() != '!') {
@@ -153,8 +178,7 @@ bool find_header(text::TextLines& lines) {
 
 }  // namespace
 
-polefit::Network read_csv(std::string_view text, const std::string& file) {
-  text::TextLines lines(text);
+polefit::Network read_csv(text::StreamedLines& lines, const std::string& file) {
   if (!find_header(lines)) {
     throw text::IoError({.file = file,
                          .found = "no header line",

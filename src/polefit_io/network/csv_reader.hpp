@@ -2,13 +2,14 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 
 #include "polefit/network.hpp"
+#include "text/streamed_lines.hpp"
 
 namespace polefit_io {
 
-/// The network of a table in `text`; `file` is what messages show.
+/// The network of a table; `file` is what messages show. All values are in memory once, and of the text a
+/// line.
 ///
 /// The first line names the columns (header_cell.hpp): the frequency, then two columns a response, its real
 /// and imaginary part, magnitude and phase, or magnitude in dB and phase, in either order. Every other line
@@ -24,6 +25,6 @@ namespace polefit_io {
 /// Throws text::IoError for anything else: lines with more or fewer cells, cells that are not finite
 /// numbers, negative frequencies and magnitudes, names twice, or that are not UTF-8, and tables without
 /// samples.
-polefit::Network read_csv(std::string_view text, const std::string& file);
+polefit::Network read_csv(text::StreamedLines& lines, const std::string& file);
 
 }  // namespace polefit_io

@@ -51,31 +51,35 @@ polefit::NetworkFormat format_of(text::StreamedLines& lines, const std::string& 
   return format;
 }
 
-polefit::Network network_of_text(std::string_view text, const std::string& file,
-                                 polefit::NetworkFormat format) {
-  return format == polefit::NetworkFormat::csv ? read_csv(text, file) : read_samples(text, file);
+/// `rest` gives the text from the first line on, where it is wanted whole.
+template <class Rest>
+polefit::Network network_of(text::StreamedLines& lines, const std::string& file,
+                            polefit::NetworkFormat format, const Rest& rest) {
+  using enum polefit::NetworkFormat;
+  switch (format == by_name ? format_of(lines, file) : format) {
+    case touchstone:
+      return read_touchstone(lines, file, polefit::ports_of_extension(file));
+    case csv:
+      return read_csv(lines, file);
+    default:
+      return read_samples(rest(), file);
+  }
 }
 
 }  // namespace
 
 polefit::Network network_of(std::string_view text, const std::string& file, polefit::NetworkFormat format) {
-  using enum polefit::NetworkFormat;
   text::StreamedLines lines(text);
-  const polefit::NetworkFormat found = format == by_name ? format_of(lines, file) : format;
-  return found == touchstone ? read_touchstone(lines, file, polefit::ports_of_extension(file))
-                             : network_of_text(text, file, found);
+  return network_of(lines, file, format, [&] { return text; });
 }
 
 polefit::Network network_of(int descriptor, std::string begun, const std::string& file,
                             polefit::NetworkFormat format) {
-  using enum polefit::NetworkFormat;
   text::StreamedLines lines(descriptor, file, std::move(begun));
-  const polefit::NetworkFormat found = format == by_name ? format_of(lines, file) : format;
-  if (found == touchstone) {
-    return read_touchstone(lines, file, polefit::ports_of_extension(file));
-  }
-  lines.mark();
-  return network_of_text(lines.take_rest(), file, found);
+  return network_of(lines, file, format, [&] {
+    lines.mark();
+    return lines.take_rest();
+  });
 }
 
 }  // namespace polefit_io

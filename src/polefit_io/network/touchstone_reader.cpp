@@ -187,8 +187,8 @@ void Reader::take_values(std::string_view line) {
       [[fallthrough]];
     case Section::network_data:
       if (records_.take(line, here())) {
-        if (records_.whole() &&
-            records_.data().frequencies.size() >= frequencies_at_a_time(layout_, records_.frequencies())) {
+        if (records_.whole() && records_.data().frequencies.size() >=
+                                    frequencies_at_a_time(layout_.values(), records_.frequencies())) {
           build();
         }
         break;

@@ -95,17 +95,6 @@ NetworkBuilder::NetworkBuilder(const Layout& layout, const OptionLine& options, 
                                            .modes = modes};
 }
 
-std::size_t frequencies_at_a_time(const Layout& layout, std::size_t frequencies) {
-  // Enough to make runs of some length of each response, of so few bytes that they stay in a cache; then a
-  // part of what there is, which needs little memory beside it.
-  constexpr std::size_t bytes = std::size_t{1} << 20;
-  constexpr std::size_t least = 4;
-  constexpr std::size_t part = 16;
-  constexpr std::size_t most = 256;
-  const std::size_t values = std::max<std::size_t>(1, layout.values());
-  return std::max({bytes / sizeof(double) / values, std::min(frequencies / part, most), least});
-}
-
 void NetworkBuilder::fill(const RawData& data, std::size_t response, std::complex<double>* to) const {
   const MatrixElement element{response / layout_.ports + 1, response % layout_.ports + 1};
   const char parameter = network_.matrix->parameter;

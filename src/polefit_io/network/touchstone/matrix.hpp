@@ -9,7 +9,7 @@
 #include "polefit/network.hpp"
 #include "polefit_io/network/touchstone/option_line.hpp"
 #include "polefit_io/network/touchstone/records.hpp"
-#include "polefit_io/network/touchstone/sample_store.hpp"
+#include "polefit_io/network/sample_store.hpp"
 
 namespace polefit_io {
 
@@ -24,9 +24,6 @@ std::complex<double> complex_value(polefit::ComplexFormat format, double first, 
 /// are in ohms, one a port.
 double denormalisation(char parameter, const polefit::MatrixElement& element,
                        const std::vector<double>& references);
-
-/// How many frequencies are best taken at a time when so many have been.
-std::size_t frequencies_at_a_time(const Layout& layout, std::size_t frequencies);
 
 /// Makes a network of data that come some frequencies at a time.
 class NetworkBuilder {

@@ -28,6 +28,9 @@ class Pages {
   std::size_t released_ = 0;
 };
 
+/// How many frequencies, each with so many real numbers, are best taken at a time when so many have been.
+std::size_t frequencies_at_a_time(std::size_t numbers, std::size_t frequencies);
+
 /// Keeps samples in blocks of a few frequencies, so that their number need not be known ahead, and hands them
 /// over while it gives the blocks back: all values are in memory once, whatever their number.
 class SampleStore {

@@ -1,4 +1,4 @@
-#include "polefit_io/network/touchstone/sample_store.hpp"
+#include "polefit_io/network/sample_store.hpp"
 
 #include <sys/mman.h>
 #include <unistd.h>
@@ -46,6 +46,17 @@ void Pages::release(std::size_t bytes) {
   if (end >= released_ + least_release && ::munmap(data_ + released_, end - released_) == 0) {
     released_ = end;
   }
+}
+
+std::size_t frequencies_at_a_time(std::size_t numbers, std::size_t frequencies) {
+  // Enough to make runs of some length of each response, of so few bytes that they stay in a cache; then a
+  // part of what there is, which needs little memory beside it.
+  constexpr std::size_t bytes = std::size_t{1} << 20;
+  constexpr std::size_t least = 4;
+  constexpr std::size_t part = 16;
+  constexpr std::size_t most = 256;
+  return std::max({bytes / sizeof(double) / std::max<std::size_t>(1, numbers),
+                   std::min(frequencies / part, most), least});
 }
 
 Complex* SampleStore::append(std::size_t samples) {
