@@ -249,6 +249,19 @@ TEST_F(Time, pictures_of_signals_are_drawn_in_every_format_and_replace_the_table
   EXPECT_NE(content_of("tdr.svg").find("distance"), std::string::npos);
 }
 
+TEST_F(Time, a_picture_of_more_ports_than_curves_can_be_told_apart_says_how_many_it_shows) {
+  for (const std::size_t ports : {8U, 12U}) {
+    polefit::Model model;
+    model.constants.assign(ports * ports, 0.1);
+    model.proportionals.assign(ports * ports, 0.0);
+    model.network =
+        polefit::NetworkMatrix{'S', std::vector<double>(ports, 50.0), polefit::all_elements(ports)};
+    polefit::save(model, "many.json");
+    EXPECT_EQ(run({"many.json", "--step", "--span", "1n", "--plot", "-"}), 0) << errors();
+    EXPECT_EQ(output().find("the largest at 8 of 12 ports") != std::string::npos, ports == 12) << output();
+  }
+}
+
 TEST_F(Time, what_fits_neither_model_nor_memory_is_refused_before_anything_is_followed) {
   expect_refusal({"m.json", "--step", "--port", "3"},
                  "--port: found 3, expected a port of the model, 1 to 2");

@@ -262,7 +262,12 @@ ExitStatus run_signals(Setting setting, PictureFormat format) {
   const std::size_t count = times.size();
   if (!command.plot.empty()) {
     TimePicture picture{title_of(command.model), "voltage / V", times, {}, std::nullopt, std::nullopt};
-    for (const std::size_t port : drawn_ports(settled.signals, setting.ports(), driven, count)) {
+    const std::vector<std::size_t> drawn = drawn_ports(settled.signals, setting.ports(), driven, count);
+    if (drawn.size() < setting.ports()) {
+      picture.title += ", the largest at " + std::to_string(drawn.size()) + " of " +
+                       std::to_string(setting.ports()) + " ports";
+    }
+    for (const std::size_t port : drawn) {
       picture.curves.push_back(
           {"port " + std::to_string(port + 1), part_of(settled.signals.voltages, port, count)});
     }
