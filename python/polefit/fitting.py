@@ -341,7 +341,7 @@ def fit(
     }
     try:
         model, outcome = _polefit.fit(
-            data.frequencies, data.samples, data.names, data.matrix, data.name, factors, options
+            data.frequencies, data.samples, data.names, data.matrix, os.fsencode(data.name), factors, options
         )
     finally:
         if bar:
@@ -417,7 +417,7 @@ class _Bar:
 def _data_of(
     given: Any, responses: Any, parameter: str | None, z0: ArrayLike | None, names: Sequence[str] | None, format: str
 ) -> _Data:
-    if isinstance(given, (str, os.PathLike)):
+    if isinstance(given, (str, bytes, os.PathLike)):
         given = read_network(given, format)
         for warning in given.warnings:
             python_warnings.warn(warning, stacklevel=3)
@@ -487,5 +487,5 @@ def _data_of_object(
     )
     if chosen is None:
         return data
-    native = _polefit.Network(data.frequencies, data.samples, data.names, data.matrix, data.name)
+    native = _polefit.Network(data.frequencies, data.samples, data.names, data.matrix, os.fsencode(data.name))
     return _data_of_network(Network._of(native), chosen, None, None, None)

@@ -128,7 +128,7 @@ class Modelled:
 
     def sampled(self, f: ArrayLike, name: str = "") -> Network:
         """The model's values at frequencies in hertz, of the shape (M,), as a network."""
-        return Network._of(_polefit.sampled(self._native, reals(f, "f"), name))
+        return Network._of(_polefit.sampled(self._native, reals(f, "f"), os.fsencode(name)))
 
     def errors_against(self, f: ArrayLike, responses: ArrayLike) -> Errors:
         """The distance from data of the shape (M,) + ``shape`` at frequencies of the shape (M,), in hertz."""
@@ -258,7 +258,7 @@ class Modelled:
 
     def write_spice(self, file: FileName, name: str = "model") -> None:
         """Writes `spice` to a file, which until it is whole is the old one."""
-        _polefit.write_spice(self._native, os.fspath(file), name)
+        _polefit.write_spice(self._native, os.fsencode(file), name)
 
     def state_space_text(self) -> str:
         """The matrices of `state_space` as text."""
@@ -266,7 +266,7 @@ class Modelled:
 
     def write_state_space(self, file: FileName) -> None:
         """Writes `state_space_text` to a file."""
-        _polefit.write_state_space(self._native, os.fspath(file))
+        _polefit.write_state_space(self._native, os.fsencode(file))
 
     def s_solver_coefficients(self, response: int = 0, highest_frequency: float | None = None) -> str:
         """S_Solver's coefficient file for one response, counted from 0 as files hold them; frequency in hertz."""
@@ -276,7 +276,7 @@ class Modelled:
         self, file: FileName, response: int = 0, highest_frequency: float | None = None
     ) -> None:
         """Writes `s_solver_coefficients` to a file."""
-        _polefit.write_s_solver_coefficients(self._native, os.fspath(file), response, highest_frequency)
+        _polefit.write_s_solver_coefficients(self._native, os.fsencode(file), response, highest_frequency)
 
 
 class Model(Modelled):
@@ -360,10 +360,10 @@ class Model(Modelled):
 
     def save(self, file: FileName) -> None:
         """Writes the model as JSON; a file of that name is either the old or the whole new one."""
-        self._model.save(os.fspath(file))
+        self._model.save(os.fsencode(file))
 
     def __reduce__(self) -> tuple[Any, ...]:
-        return _model_from_native, (self._model,)
+        return model_from_json, (self.to_json(),)
 
     def __copy__(self) -> Model:
         return self
@@ -413,10 +413,6 @@ class _Places:
         return flat if self.order is None else flat[:, np.argsort(self.order)]
 
 
-def _model_from_native(native: _polefit.Model) -> Model:
-    return Model._of(native)
-
-
 def _points_of(
     given: ArrayLike | Sequence[Points], times: NDArray[np.float64], ports: int
 ) -> list[tuple[NDArray[np.float64], NDArray[np.float64]]]:
@@ -432,7 +428,7 @@ def _points_of(
 
 def load(file: FileName) -> Model:
     """The model in a file."""
-    return Model._of(_polefit.load(os.fspath(file)))
+    return Model._of(_polefit.load(os.fsencode(file)))
 
 
 def model_from_json(text: str) -> Model:

@@ -71,7 +71,7 @@ class Network:
             names = names or _polefit.element_names(parameter, values.shape[1])
         else:
             names = names or [str(i + 1) for i in range(flat.shape[1])]
-        self._network = _polefit.Network(reals(f, "f"), flat, list(names), matrix, name)
+        self._network = _polefit.Network(reals(f, "f"), flat, list(names), matrix, os.fsencode(name))
 
     @classmethod
     def _of(cls, native: _polefit.Network) -> Network:
@@ -160,7 +160,7 @@ class Network:
 
     def write_touchstone(self, file: FileName, *, format: str = "ri", unit: str = "Hz", version: str = "1") -> None:
         """Writes `touchstone` to a file, which until it is whole is the old one."""
-        self._network.write_touchstone(os.fspath(file), {"format": format, "unit": unit, "version": version})
+        self._network.write_touchstone(os.fsencode(file), {"format": format, "unit": unit, "version": version})
 
     def csv(self) -> str:
         """A table, one line for each frequency."""
@@ -168,10 +168,10 @@ class Network:
 
     def write_csv(self, file: FileName) -> None:
         """Writes `csv` to a file."""
-        self._network.write_csv(os.fspath(file))
+        self._network.write_csv(os.fsencode(file))
 
     def __reduce__(self) -> tuple[Any, ...]:
-        return _network_from_native, (self._network,)
+        return _network_of_state, (self._network.state(),)
 
     def __copy__(self) -> Network:
         return self
@@ -183,8 +183,8 @@ class Network:
         return f"<polefit.Network {self.name!r}: {len(self.names)} responses, {len(self.f)} samples>"
 
 
-def _network_from_native(native: _polefit.Network) -> Network:
-    return Network._of(native)
+def _network_of_state(state: tuple[Any, ...]) -> Network:
+    return Network._of(_polefit.network_of_state(state))
 
 
 def read_network(file: FileName, format: str = "auto") -> Network:
@@ -196,7 +196,7 @@ def read_network(file: FileName, format: str = "auto") -> Network:
     format : {'auto', 'touchstone', 'csv', 'samples'}
         By the name or the content where it is not said.
     """
-    return Network._of(_polefit.read_network(os.fspath(file), format))
+    return Network._of(_polefit.read_network(os.fsencode(file), format))
 
 
 def network_from_text(text: str, name: str, format: str = "auto") -> Network:
@@ -208,4 +208,4 @@ def network_from_text(text: str, name: str, format: str = "auto") -> Network:
     >>> polefit.network_from_text("# GHz S RI R 50\\n1 0.5 0\\n2 0.4 0\\n", "short.s1p").f.tolist()
     [1000000000.0, 2000000000.0]
     """
-    return Network._of(_polefit.network_from_text(text, name, format))
+    return Network._of(_polefit.network_from_text(text, os.fsencode(name), format))

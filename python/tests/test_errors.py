@@ -1,6 +1,7 @@
 """What is refused, and how."""
 
 import copy
+import os
 import pickle
 
 import numpy as np
@@ -152,3 +153,24 @@ def test_samples_beside_a_network_are_told_from_names():
 
 def test_a_single_name_is_no_sequence_of_letters():
     assert fit(F, S, names="gain").names == ["gain"]
+
+
+def test_files_may_have_names_of_any_bytes(tmp_path):
+    for name in ("möd€l", b"x\xffy", "x\udcffy"):
+        stem = tmp_path / os.fsdecode(name)
+        network = polefit.Network(F, S.reshape(-1, 1, 1))
+        network.write_touchstone(f"{stem}.s1p")
+        for given in (f"{stem}.s1p", os.fsencode(f"{stem}.s1p")):
+            assert polefit.read_network(given).name == f"{stem}.s1p"
+            found = fit(given)
+            assert found.name == f"{stem}.s1p" and pickle.loads(pickle.dumps(found)).name == found.name
+        found.save(f"{stem}.json")
+        assert polefit.load(os.fsencode(f"{stem}.json")).to_json() == found.to_json()
+        found.write_spice(f"{stem}.cir")
+        copied = pickle.loads(pickle.dumps(polefit.read_network(given)))
+        assert copied.name == f"{stem}.s1p" and fit(copied).name == copied.name
+        with pytest.raises(polefit.Error, match="No such file") as caught:
+            polefit.read_network(f"{stem}.s2p")
+        assert pickle.loads(pickle.dumps(caught.value)).kind == "bad_network_file"
+        with pytest.raises(polefit.Error, match="whole pairs"):
+            fit(given, poles=3, real=2)

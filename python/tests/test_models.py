@@ -122,7 +122,7 @@ def test_networks_convert_and_renormalise(two_port):
     assert np.allclose(model.s(network.f), model.sampled(network.f).converted("S").s)
 
 
-@pytest.mark.parametrize("through", [copy.copy, copy.deepcopy, lambda x: pickle.loads(pickle.dumps(x))])
+@pytest.mark.parametrize("through", [copy.copy, copy.deepcopy, *(lambda x, p=p: pickle.loads(pickle.dumps(x, p)) for p in range(6))])
 def test_fits_models_and_networks_are_copied_and_pickled_whole(fit, two_port, through):
     other = through(fit)
     assert other.to_json() == fit.to_json() and np.array_equal(other.data, fit.data)
