@@ -18,12 +18,17 @@ def reals(values: ArrayLike, what: str) -> NDArray[np.float64]:
     return np.ascontiguousarray(array, dtype=np.float64)
 
 
-def ohms(values: ArrayLike, what: str) -> NDArray[np.float64]:
-    """One value, or one a port; complex numbers without an imaginary part, as others keep references, too."""
-    array = np.atleast_1d(np.asarray(values))
+def real_parts(values: ArrayLike, what: str) -> NDArray[np.float64]:
+    """Of any shape; complex numbers without an imaginary part, as others keep them, too."""
+    array = np.asarray(values)
     if array.dtype.kind == "c" and not array.imag.any():
         array = array.real
-    return reals(array, what)
+    return reals(array.reshape(-1), what).reshape(array.shape)
+
+
+def ohms(values: ArrayLike, what: str) -> NDArray[np.float64]:
+    """One value, or one a port."""
+    return reals(np.atleast_1d(real_parts(values, what)), what)
 
 
 def samples(values: ArrayLike) -> NDArray[np.complex128]:

@@ -162,7 +162,7 @@ class Fit(Modelled):
         max_room_pairs: int = 0,
         error: float = 0.0,
         exact_dc: bool = False,
-        weights: ArrayLike | None = None,
+        weights: str | ArrayLike = "balanced",
     ) -> tuple[Model, Enforcement]:
         """The passive model with these poles that is nearest to the data, and what it took.
 
@@ -176,18 +176,19 @@ class Fit(Modelled):
             That is small enough whatever it was before.
         exact_dc : bool
             Keeps the values at 0 Hz.
-        weights : array_like of the shape (M,), or that of the data
-            Factors on the residuals.
+        weights : {'balanced', 'uniform', 'relative', 'root'}, or array_like of the shape (M,) or that of the data
+            How differences count.
         """
-        factors = np.empty(0) if weights is None else weights_of(weights, self._data.samples.shape)
-        model, told = _polefit.enforce_passivity(
-            self._native,
+        return enforced(
+            self.model,
             self._data.frequencies,
             self._data.samples,
-            factors,
-            {"move_poles": move_poles, "max_room_pairs": max_room_pairs, "error": error, "exact_dc": exact_dc},
+            weights,
+            move_poles=move_poles,
+            max_room_pairs=max_room_pairs,
+            error=error,
+            exact_dc=exact_dc,
         )
-        return Model._of(model), Enforcement._of(told)
 
     def plot(self, names: Sequence[str] | None = None, axes: Sequence[Axes] | Axes | None = None) -> list[Axes]:
         """Draws data, model and error of responses on axes of matplotlib, one each.
@@ -347,6 +348,27 @@ def fit(
         if bar:
             bar.clear()
     return Fit(Model._of(model), data, outcome)
+
+
+def enforced(
+    model: Model,
+    frequencies: NDArray[np.float64],
+    values: NDArray[np.complex128],
+    weights: str | ArrayLike = "balanced",
+    *,
+    move_poles: bool = False,
+    max_room_pairs: int = 0,
+    error: float = 0.0,
+    exact_dc: bool = False,
+) -> tuple[Model, Enforcement]:
+    """As `Fit.enforce_passivity`, for samples of the shape (M, R)."""
+    if isinstance(weights, str):
+        factors = _polefit.weights(frequencies, values, weights)
+    else:
+        factors = weights_of(weights, values.shape)
+    options = {"move_poles": move_poles, "max_room_pairs": max_room_pairs, "error": error, "exact_dc": exact_dc}
+    passive, told = _polefit.enforce_passivity(model._native, frequencies, values, factors, options)
+    return Model._of(passive), Enforcement._of(told)
 
 
 def refuse_without_effect(

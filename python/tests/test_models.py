@@ -78,6 +78,13 @@ def test_passivity_is_decided_drawn_and_enforced():
     assert model.check_passivity() and report.passivity and report.remedy != "none"
     assert report.error_after >= report.error_before
     assert model.certificate.passive
+    by_kind, report = fit.enforce_passivity(weights="relative")
+    assert by_kind.check_passivity()
+    by_array, _ = fit.enforce_passivity(weights=1.0 / abs(values[:, 0]))
+    # The same weights but for rounding, and an enforcement ends near the nearest model: far nearer than with other weights.
+    assert abs(by_kind(f) - by_array(f)).max() < 0.1 * abs(by_kind(f) - model(f)).max()
+    with pytest.raises(polefit.Error, match="weights: found 'heavy'"):
+        fit.enforce_passivity(weights="heavy")
     assert polefit.fit(f, values.reshape(-1, 1, 1), poles=4, passive=True).passivity
     assert not polefit.sampled_passivity(f, values.reshape(-1, 1, 1))
 
