@@ -16,7 +16,7 @@ from . import _polefit
 from ._arrays import by_response, reals, samples, weights_of
 from ._errors import Error
 from .model import Model, Modelled, _Places
-from .network import FileName, Matrix, Network, matrix_for, read_network
+from .network import FileName, Matrix, Network, placed, read_network
 from .records import Enforcement, Errors, Passivity, Progress, Report, SampledPassivity
 
 if TYPE_CHECKING:
@@ -315,10 +315,10 @@ def fit(
     """
     starting: ArrayLike = ()
     if poles is not None and np.ndim(poles) > 0:  # type: ignore[arg-type]
-        starting = samples(poles).reshape(-1)  # type: ignore[arg-type]
+        starting = samples(poles, "poles").reshape(-1)  # type: ignore[arg-type]
         poles = len(starting)
     refuse_without_effect(poles, starting, error, real, measure, max_poles, spacing, iterations, polish)
-    data = _data_of(network, responses, parameter, z0, [names] if isinstance(names, str) else names, format)
+    data = _data_of(network, responses, parameter, z0, names, format)
     factors = weights if isinstance(weights, str) else weights_of(weights, data.samples.shape)
     bar = _Bar() if progress is True else None
     options = {
@@ -437,7 +437,7 @@ class _Bar:
 
 
 def _data_of(
-    given: Any, responses: Any, parameter: str | None, z0: ArrayLike | None, names: Sequence[str] | None, format: str
+    given: Any, responses: Any, parameter: str | None, z0: ArrayLike | None, names: str | Sequence[str] | None, format: str
 ) -> _Data:
     if isinstance(given, (str, bytes, os.PathLike)):
         given = read_network(given, format)
@@ -451,27 +451,17 @@ def _data_of(
         return _data_of_object(given, responses, parameter, z0, names)
     if responses is None:
         raise TypeError("responses: found none, expected the samples at the frequencies")
-    values = samples(responses)
-    flat = by_response(values)
-    matrix = None
-    if values.ndim == 3 or parameter is not None:
-        ports = values.shape[1] if values.ndim == 3 else 1
-        if flat.shape[1] != ports * ports:
-            raise Error(f"parameter: found responses of the shape {values.shape}, expected (M, P, P)", "bad_shape")
-        matrix = matrix_for(parameter or "S", ports, 50.0 if z0 is None else z0)
-        names = names or _polefit.element_names(matrix[0], ports)
-    elif z0 is not None:
-        raise Error("z0 has no effect without a matrix, of which responses have the shape (M, P, P)", "bad_option")
-    return _Data(reals(given, "frequencies"), flat, list(names or ()), matrix, "")
+    flat, chosen, matrix = placed(responses, parameter, z0, names)
+    return _Data(reals(given, "frequencies"), flat, chosen, matrix, "")
 
 
 def _data_of_network(
-    network: Network, chosen: Any, parameter: str | None, z0: ArrayLike | None, names: Sequence[str] | None
+    network: Network, chosen: Any, parameter: str | None, z0: ArrayLike | None, names: str | Sequence[str] | None
 ) -> _Data:
     if names is not None:
         raise Error("names has no effect with a network, whose responses have names", "bad_option")
     if chosen is not None:
-        network = network.selected([chosen] if isinstance(chosen, str) else chosen)
+        network = network.selected(chosen)
     if parameter is not None or z0 is not None:
         known = network.z0
         reference = z0 if z0 is not None else known[0] if known is not None and len(known) == 1 else 50.0
@@ -481,26 +471,33 @@ def _data_of_network(
 
 
 def _data_of_object(
-    network: Any, chosen: Any, parameter: str | None, z0: ArrayLike | None, names: Sequence[str] | None
+    network: Any, chosen: Any, parameter: str | None, z0: ArrayLike | None, names: str | Sequence[str] | None
 ) -> _Data:
     """Of S parameters with references that a model can hold; what it cannot is told, and keeps its values."""
     if parameter not in (None, "S") or z0 is not None:
         raise Error("parameter and z0 have no effect with a network, which has S and its references", "bad_option")
     if names is not None:
         raise Error("names has no effect with a network, whose responses have names", "bad_option")
+    name = str(getattr(network, "name", None) or "")
     values = samples(network.s)
+    if values.ndim != 3:
+        raise Error(f"{name or 'the network'}: found s of the shape {values.shape}, expected (M, P, P)", "bad_shape")
     flat = by_response(values)
     ports = values.shape[1]
-    name = str(getattr(network, "name", None) or "")
-    impedances = np.asarray(getattr(network, "z0", 50.0), dtype=np.complex128)
-    impedances = np.broadcast_to(impedances, (len(values), ports)) if impedances.ndim < 2 else impedances
+    impedances = samples(getattr(network, "z0", 50.0), "z0")
+    try:
+        impedances = np.broadcast_to(impedances, (len(values), ports))
+    except ValueError:
+        raise Error(
+            f"{name or 'the network'}: found z0 of the shape {impedances.shape}, expected {(len(values), ports)}", "bad_shape"
+        ) from None
     references = impedances[0].real if len(impedances) else np.full(ports, 50.0)
     varies = not (np.all(impedances == references) and np.all(references > 0.0))
     if varies:
         python_warnings.warn(
             f"{name or 'the network'}: its references are complex, or vary with frequency; the model keeps the values "
             "of S, but no references that a circuit could be made of (renormalize it to change that)",
-            stacklevel=3,
+            stacklevel=4,
         )
         references = np.where(references > 0.0, references, 50.0)
     matrix: Matrix = ("S", references.tolist(), None, (), varies)

@@ -50,6 +50,10 @@ def test_time_response_is_that_of_scipy():
     assert np.allclose(LADDER.time_response(times, steps), expected, rtol=0, atol=1e-12)  # both are exact
     points = LADDER.time_response(times, [([0.0], [1.0]), ([0.0], [-0.5])])
     assert np.allclose(points, expected, rtol=0, atol=1e-12)
+    assert np.array_equal(LADDER.time_response(times, steps.tolist()), LADDER.time_response(times, steps))
+    single = polefit.Model([-1.0], [[[1.0]]])
+    for values in (np.ones(401), [1.0] * 401, np.ones((401, 1), int)):
+        assert np.array_equal(single.time_response(times, values), single.time_response(times, np.ones((401, 1))))
     alone = LADDER.time_response(times, [([0.0], [1.0]), None])
     assert alone.shape == (401, 2) and not np.allclose(alone, points)
 
@@ -126,6 +130,9 @@ def test_networks_convert_and_renormalise(two_port):
     assert z.parameter == "Z" and np.allclose(z.converted("S").s, network.s, rtol=0, atol=1e-9)
     assert network.renormalised(75.0).z0.tolist() == [75.0, 75.0]
     model = polefit.fit(z, poles=12, passive=False)
+    grid = network.f[:6].reshape(2, 3)
+    assert np.array_equal(model.s(grid), model.s(grid.reshape(-1)).reshape(2, 3, 2, 2))
+    assert np.array_equal(model.s(6e7), model.s([6e7])[0])
     assert np.allclose(model.s(network.f), model.sampled(network.f).converted("S").s)
 
 
@@ -133,6 +140,8 @@ def test_networks_convert_and_renormalise(two_port):
 def test_fits_models_and_networks_are_copied_and_pickled_whole(fit, two_port, through):
     other = through(fit)
     assert other.to_json() == fit.to_json() and np.array_equal(other.data, fit.data)
+    assert other.errors == fit.errors and other.origin == fit.origin and other.enforcement == fit.enforcement
+    assert fit.enforce_passivity()[1] == other.enforce_passivity()[1] and fit.errors != LADDER.errors_against(F, LADDER(F))
     assert other.report == fit.report and other.passivity == fit.passivity and other.seconds == fit.seconds
     assert np.array_equal(other.errors.rms, fit.errors.rms) and repr(other) == repr(fit)
     assert through(fit.model).to_json() == fit.to_json()
