@@ -12,7 +12,7 @@ from ._errors import Error
 
 def array_of(values: ArrayLike, what: str) -> NDArray[Any]:
     """As numpy takes it, but for rows of unequal lengths and what a mask hides."""
-    if isinstance(values, np.ma.MaskedArray) and np.ma.is_masked(values):
+    if isinstance(values, np.ma.MaskedArray) and np.any(np.ma.getmaskarray(values)):  # type: ignore[no-untyped-call]
         raise Error(f"{what}: found masked values, expected numbers (compressed takes those that are not)", "bad_sample")
     try:
         return np.asarray(values)

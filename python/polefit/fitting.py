@@ -314,11 +314,12 @@ def fit(
     ([-3.0], [1.0])
     """
     starting: ArrayLike = ()
-    if poles is not None and np.ndim(poles) > 0:  # type: ignore[arg-type]
-        starting = samples(poles, "poles").reshape(-1)  # type: ignore[arg-type]
+    if poles is not None and np.ndim(poles) > 0:
+        starting = samples(poles, "poles").reshape(-1)
         poles = len(starting)
     refuse_without_effect(poles, starting, error, real, measure, max_poles, spacing, iterations, polish)
     data = _data_of(network, responses, parameter, z0, names, format)
+    factors: str | NDArray[np.float64]
     factors = weights if isinstance(weights, str) else weights_of(weights, data.samples.shape)
     bar = _Bar() if progress is True else None
     options = {

@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import os
 from collections.abc import Sequence
-from typing import Any, Optional, Union
+from typing import Any, Optional
 
 import numpy as np
 from numpy.typing import ArrayLike, NDArray
@@ -12,10 +12,9 @@ from numpy.typing import ArrayLike, NDArray
 from . import _polefit
 from ._arrays import ohms, real_parts, reals, samples
 from ._errors import Error
-from .network import Network, matrix_for, names_of
+from .network import FileName, Network, matrix_for, names_of
 from .records import Certificate, Errors, Origin, Passivity, PortSignals, StateSpace
 
-FileName = Union[str, "os.PathLike[str]"]
 Points = Optional[tuple[ArrayLike, ArrayLike]]
 _nothing = (np.empty(0), np.empty(0))
 
@@ -85,7 +84,7 @@ class Modelled:
     def origin(self) -> Origin | None:
         """The data that the model was fitted to, where that is known."""
         told = self._native.origin
-        return None if told is None else Origin(**{**told, "errors": Errors(**told["errors"])})
+        return None if told is None else Origin._of(told)
 
     @property
     def certificate(self) -> Certificate | None:

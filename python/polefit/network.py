@@ -13,7 +13,7 @@ from . import _polefit
 from ._arrays import by_response, ohms, reals, samples
 from ._errors import Error
 
-FileName = Union[str, "os.PathLike[str]"]
+FileName = Union[str, bytes, "os.PathLike[str]", "os.PathLike[bytes]"]
 Matrix = tuple[str, Sequence[float], Any, Any, bool]
 
 

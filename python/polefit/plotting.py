@@ -57,7 +57,7 @@ def _chosen(fit: Fit, names: Sequence[str] | None) -> list[int]:
     every = [_name(fit, r) for r in range(fit._data.samples.shape[1])]
     if names is None:
         relative = fit._native.errors(fit.f, fit._data.samples)["relative"]
-        return sorted(range(len(every)), key=lambda r: -relative[r])[:MOST_PANELS]
+        return sorted(range(len(every)), key=lambda r: -float(relative[r]))[:MOST_PANELS]
     wanted = names_of(names)
     if not wanted:
         raise Error("names: found none, expected those of the responses to be drawn", "bad_option")

@@ -210,3 +210,8 @@ class Origin:
     errors: Errors
     finding: str
     """Why a search for the order ended, in one line."""
+
+    @classmethod
+    def _of(cls, told: dict[str, Any]) -> Origin:
+        told["errors"] = Errors(**told["errors"])
+        return cls(**told)

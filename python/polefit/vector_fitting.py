@@ -6,6 +6,7 @@ import io
 import os
 import time
 import warnings
+from collections.abc import Callable
 from typing import TYPE_CHECKING, Any
 
 import numpy as np
@@ -24,7 +25,7 @@ if TYPE_CHECKING:
     from matplotlib.axes import Axes
 
 SPACINGS = {"lin": "linear", "log": "log"}
-COMPONENTS = {
+COMPONENTS: dict[str, tuple[str, Callable[[NDArray[np.complex128]], Any]]] = {
     "db": ("magnitude / dB", lambda values: 20.0 * np.log10(np.abs(values))),
     "mag": ("magnitude", np.abs),
     "deg": ("phase / degrees", lambda values: np.angle(values, deg=True)),
@@ -177,8 +178,8 @@ class VectorFitting:
         """
         data = self._values(parameter_type)
         difference = self._model(z0=1.0)(self._f) - data
-        rows = slice(None) if i == -1 else i
-        columns = slice(None) if j == -1 else j
+        rows: Any = slice(None) if i == -1 else i
+        columns: Any = slice(None) if j == -1 else j
         return float(np.sqrt(np.mean(np.abs(difference[:, rows, columns]) ** 2)))
 
     @staticmethod
@@ -373,7 +374,8 @@ class VectorFitting:
         """Where a model is looked at: at these frequencies, or at 1000 in the band of the network."""
         if freqs is not None:
             return np.asarray(freqs)
-        return np.linspace(self._f.min(), self._f.max(), 1000)
+        band: NDArray[np.float64] = np.linspace(self._f.min(), self._f.max(), 1000)
+        return band
 
     @property
     def _ports(self) -> int:
