@@ -250,8 +250,8 @@ def fit(
     network : str or path, Network, any object with ``f``, ``s``, ``z0`` and ``name``, or array_like of the shape (M,)
         A file, a network (such as that of scikit-rf), or frequencies in hertz.
     responses : array_like of the shape (M,), (M, R) or (M, P, P), or sequence of str
-        With frequencies the samples: of one response, of R, or of a matrix of P ports; not copied when it is complex128
-        in any layout. With a network the names of the responses to be fitted, all without.
+        With frequencies the samples: of one response, of R, or of a matrix of P ports; complex128 is not copied where
+        the elements of a matrix, row by row, are evenly spaced. With a network the names of the responses to be fitted, all without.
     error : float
         Target of the search for the order, 1e-3 without it; with ``poles`` what the fit has to meet.
     poles : int, or array_like of complex

@@ -176,8 +176,11 @@ def test_a_plot_has_data_model_and_error(fit):
     assert np.array_equal(data.get_ydata(), abs(fit.data[:, 1, 0]))
     assert np.array_equal(error.get_ydata(), abs(fit(fit.f)[:, 1, 0] - fit.data[:, 1, 0]))
     assert np.allclose(curve.get_xdata()[[0, -1]], [50.0, 150.0]) and axis.get_xlabel() == "frequency / MHz"
-    with pytest.raises(polefit.Error):
+    assert [axis.get_title() for axis in fit.plot(["s21", "S(1,2)"])] == ["S21", "S12"]
+    with pytest.raises(polefit.Error, match="S33"):
         fit.plot(["S33"])
+    with pytest.raises(polefit.Error, match="gain"):
+        polefit.fit(fit.f, fit.data[:, 0, 0], poles=4).plot("gain")
     figure.canvas.draw()
     pyplot.close("all")
 
