@@ -251,7 +251,8 @@ def fit(
         A file, a network (such as that of scikit-rf), or frequencies in hertz.
     responses : array_like of the shape (M,), (M, R) or (M, P, P), or sequence of str
         With frequencies the samples: of one response, of R, or of a matrix of P ports; complex128 is not copied where
-        the elements of a matrix, row by row, are evenly spaced. With a network the names of the responses to be fitted, all without.
+        the elements of a matrix, row by row, are evenly spaced. With a network the names of the responses to be
+        fitted, all without.
     error : float
         Target of the search for the order, 1e-3 without it; with ``poles`` what the fit has to meet.
     poles : int, or array_like of complex
@@ -490,7 +491,8 @@ def _data_of_object(
         impedances = np.broadcast_to(impedances, (len(values), ports))
     except ValueError:
         raise Error(
-            f"{name or 'the network'}: found z0 of the shape {impedances.shape}, expected {(len(values), ports)}", "bad_shape"
+            f"{name or 'the network'}: found z0 of the shape {impedances.shape}, expected {(len(values), ports)}",
+            "bad_shape",
         ) from None
     references = impedances[0].real if len(impedances) else np.full(ports, 50.0)
     varies = not (np.all(impedances == references) and np.all(references > 0.0))

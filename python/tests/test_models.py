@@ -94,7 +94,7 @@ def test_passivity_is_decided_drawn_and_enforced():
     by_kind, report = fit.enforce_passivity(weights="relative")
     assert by_kind.check_passivity()
     by_array, _ = fit.enforce_passivity(weights=1.0 / abs(values[:, 0]))
-    # The same weights but for rounding, and an enforcement ends near the nearest model: far nearer than with other weights.
+    # The same weights but for rounding, and an enforcement ends near the nearest model, not at it.
     assert abs(by_kind(f) - by_array(f)).max() < 0.1 * abs(by_kind(f) - model(f)).max()
     with pytest.raises(polefit.Error, match="weights: found 'heavy'"):
         fit.enforce_passivity(weights="heavy")

@@ -20,7 +20,8 @@ polefit\._polefit\.Outcome\.__init__
 
 def checked(module, *arguments, cwd):
     environment = {**os.environ, "PYTHONPATH": str(FOLDER)}
-    return subprocess.run([sys.executable, "-m", module, *map(str, arguments)], cwd=cwd, env=environment, capture_output=True, text=True)
+    words = [sys.executable, "-m", module, *map(str, arguments)]
+    return subprocess.run(words, cwd=cwd, env=environment, capture_output=True, text=True)
 
 
 def strictly(tmp_path, *arguments):
