@@ -75,4 +75,7 @@ POLEFIT_EXPORT void write_s_solver_coefficients(const Model& model, const std::s
                                                 std::size_t response,
                                                 std::optional<double> highest_frequency = std::nullopt);
 
+/// Makes bytes of the caller's own a file, as all exports are written. Throws Error (bad_network_file).
+POLEFIT_EXPORT void write_export(const std::string& file, const std::string& content);
+
 }  // namespace polefit

@@ -16,6 +16,7 @@ void bind_exports(py::module_& module) {
              py::arg("highest_frequency"), Released());
   module.def("write_s_solver_coefficients", &polefit::write_s_solver_coefficients, py::arg("model"),
              py::arg("file"), py::arg("response"), py::arg("highest_frequency"), Released());
+  module.def("write_export", &polefit::write_export, py::arg("file"), py::arg("content"), Released());
 }
 
 }  // namespace polefit_python

@@ -213,12 +213,22 @@ py::tuple fit_samples(const Reals& frequencies, const Samples& samples, const st
                 matrix_of(matrix), file, weights, options);
 }
 
+py::array_t<double> weights_by_kind(const Reals& frequencies, const Samples& samples,
+                                    const py::object& kind) {
+  const polefit::Weighting weighting = meaning_of(kind, "weights", weightings);
+  const polefit::NetworkData data{
+      .frequencies = span_of(frequencies), .responses = responses_of(samples), .names = {}, .weights = {}};
+  return array_of(polefit::weights(data, weighting));
+}
+
 }  // namespace
 
 void bind_fits(py::module_& module) {
   py::class_<Outcome>(module, "Outcome").def("told", &told);
   module.def("fit", &fit_samples, py::arg("frequencies").noconvert(), py::arg("samples").noconvert(),
              py::arg("names"), py::arg("matrix"), py::arg("file"), py::arg("weights"), py::arg("options"));
+  module.def("weights", &weights_by_kind, py::arg("frequencies"), py::arg("samples").noconvert(),
+             py::arg("kind"));
 }
 
 }  // namespace polefit_python

@@ -127,10 +127,7 @@ void bind_models(py::module_& module) {
              return py::make_tuple(gain.largest, gain.frequency, gain.response);
            })
       .def("to_json", &polefit::to_json, Released())
-      .def("save", &polefit::save, py::arg("file"), Released())
-      .def(py::pickle(
-          [](const Model& model) { return py::make_tuple(polefit::to_json(model)); },
-          [](const py::tuple& state) { return polefit::model_from_json(state[0].cast<std::string>()); }));
+      .def("save", &polefit::save, py::arg("file"), Released());
   module.def("load", &polefit::load, py::arg("file"), Released());
   module.def("model_from_json", &polefit::model_from_json, py::arg("text"), Released());
 }

@@ -37,7 +37,7 @@ void bind_errors(py::module_& module) {
       }
     } catch (const polefit::Error& error) {
       const auto kind = static_cast<std::size_t>(error.kind());
-      const py::object raised = error_class()(py::str(error.what()), kinds.at(kind));
+      const py::object raised = error_class()(text_of(error.what()), kinds.at(kind));
       PyErr_SetObject(error_class().ptr(), raised.ptr());
     }
   });

@@ -109,8 +109,9 @@ polefit::TouchstoneOptions touchstone_options(const py::dict& options) {
 }
 
 py::tuple state_of(const Network& network) {
-  return py::make_tuple(network.file, python_of(network.matrix), array_of(network.frequencies), network.names,
-                        array_of(network.values), network.warnings, array_of(network.impedances));
+  return py::make_tuple(py::bytes(network.file), python_of(network.matrix), array_of(network.frequencies),
+                        network.names, array_of(network.values), network.warnings,
+                        array_of(network.impedances));
 }
 
 Network network_of_state(const py::tuple& state) {
@@ -133,7 +134,7 @@ void bind_networks(py::module_& module) {
   py::class_<Network>(module, "Network")
       .def(py::init(&network_of), py::arg("frequencies"), py::arg("samples").noconvert(), py::arg("names"),
            py::arg("matrix"), py::arg("file"))
-      .def_readonly("file", &Network::file)
+      .def_property_readonly("file", [](const Network& network) { return text_of(network.file); })
       .def_property_readonly(
           "frequencies",
           [](const py::object& self) { return view_of(self.cast<const Network&>().frequencies, self); })
@@ -176,18 +177,23 @@ void bind_networks(py::module_& module) {
       .def(
           "touchstone_text",
           [](const Network& network, const py::dict& options) {
-            return polefit::touchstone_text(network, touchstone_options(options));
+            const polefit::TouchstoneOptions wanted = touchstone_options(options);
+            const py::gil_scoped_release released;
+            return polefit::touchstone_text(network, wanted);
           },
           py::arg("options"))
       .def(
           "write_touchstone",
           [](const Network& network, const std::string& file, const py::dict& options) {
-            polefit::write_touchstone(network, file, touchstone_options(options));
+            const polefit::TouchstoneOptions wanted = touchstone_options(options);
+            const py::gil_scoped_release released;
+            polefit::write_touchstone(network, file, wanted);
           },
           py::arg("file"), py::arg("options"))
       .def("csv_text", &polefit::csv_text, Released())
       .def("write_csv", &polefit::write_csv, py::arg("file"), Released())
-      .def(py::pickle(&state_of, &network_of_state));
+      .def("state", &state_of);
+  module.def("network_of_state", &network_of_state, py::arg("state"));
   module.def("read_network", &read, py::arg("file"), py::arg("format"));
   module.def(
       "network_from_text",

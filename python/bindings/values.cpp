@@ -1,7 +1,5 @@
 #include "values.hpp"
 
-#include <string_view>
-
 namespace polefit_python {
 namespace {
 
@@ -34,6 +32,15 @@ const char* remedy_text(polefit::Remedy remedy) {
 bool is_truth_value(const py::object& value) {
   const std::string_view type = Py_TYPE(value.ptr())->tp_name;
   return PyBool_Check(value.ptr()) || type == "numpy.bool_" || type == "numpy.bool";
+}
+
+py::str text_of(std::string_view text) {
+  PyObject* const decoded =
+      PyUnicode_DecodeUTF8(text.data(), static_cast<py::ssize_t>(text.size()), "surrogateescape");
+  if (decoded == nullptr) {
+    throw py::error_already_set();
+  }
+  return py::reinterpret_steal<py::str>(decoded);
 }
 
 polefit::Responses responses_of(const Samples& samples) {

@@ -12,6 +12,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -117,6 +118,9 @@ T option(const py::dict& options, const char* name, const char* expected) {
       polefit::ErrorKind::bad_option,
       std::string(name) + ": found " + std::string(py::repr(value)) + ", expected " + expected);
 }
+
+/// Text with the name of a file in it, of whatever bytes: as os.fsdecode gives it.
+py::str text_of(std::string_view text);
 
 /// Interrupts of Python end what is running: it raises what their handlers raise.
 void check_signals();

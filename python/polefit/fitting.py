@@ -16,7 +16,7 @@ from . import _polefit
 from ._arrays import by_response, reals, samples, weights_of
 from ._errors import Error
 from .model import Model, Modelled, _Places
-from .network import FileName, Matrix, Network, matrix_for, read_network
+from .network import FileName, Matrix, Network, placed, read_network
 from .records import Enforcement, Errors, Passivity, Progress, Report, SampledPassivity
 
 if TYPE_CHECKING:
@@ -162,7 +162,7 @@ class Fit(Modelled):
         max_room_pairs: int = 0,
         error: float = 0.0,
         exact_dc: bool = False,
-        weights: ArrayLike | None = None,
+        weights: str | ArrayLike = "balanced",
     ) -> tuple[Model, Enforcement]:
         """The passive model with these poles that is nearest to the data, and what it took.
 
@@ -176,18 +176,19 @@ class Fit(Modelled):
             That is small enough whatever it was before.
         exact_dc : bool
             Keeps the values at 0 Hz.
-        weights : array_like of the shape (M,), or that of the data
-            Factors on the residuals.
+        weights : {'balanced', 'uniform', 'relative', 'root'}, or array_like of the shape (M,) or that of the data
+            How differences count.
         """
-        factors = np.empty(0) if weights is None else weights_of(weights, self._data.samples.shape)
-        model, told = _polefit.enforce_passivity(
-            self._native,
+        return enforced(
+            self.model,
             self._data.frequencies,
             self._data.samples,
-            factors,
-            {"move_poles": move_poles, "max_room_pairs": max_room_pairs, "error": error, "exact_dc": exact_dc},
+            weights,
+            move_poles=move_poles,
+            max_room_pairs=max_room_pairs,
+            error=error,
+            exact_dc=exact_dc,
         )
-        return Model._of(model), Enforcement._of(told)
 
     def plot(self, names: Sequence[str] | None = None, axes: Sequence[Axes] | Axes | None = None) -> list[Axes]:
         """Draws data, model and error of responses on axes of matplotlib, one each.
@@ -249,8 +250,9 @@ def fit(
     network : str or path, Network, any object with ``f``, ``s``, ``z0`` and ``name``, or array_like of the shape (M,)
         A file, a network (such as that of scikit-rf), or frequencies in hertz.
     responses : array_like of the shape (M,), (M, R) or (M, P, P), or sequence of str
-        With frequencies the samples: of one response, of R, or of a matrix of P ports; not copied when it is complex128
-        in any layout. With a network the names of the responses to be fitted, all without.
+        With frequencies the samples: of one response, of R, or of a matrix of P ports; complex128 is not copied where
+        the elements of a matrix, row by row, are evenly spaced. With a network the names of the responses to be
+        fitted, all without.
     error : float
         Target of the search for the order, 1e-3 without it; with ``poles`` what the fit has to meet.
     poles : int, or array_like of complex
@@ -313,11 +315,12 @@ def fit(
     ([-3.0], [1.0])
     """
     starting: ArrayLike = ()
-    if poles is not None and np.ndim(poles) > 0:  # type: ignore[arg-type]
-        starting = samples(poles).reshape(-1)  # type: ignore[arg-type]
+    if poles is not None and np.ndim(poles) > 0:
+        starting = samples(poles, "poles").reshape(-1)
         poles = len(starting)
     refuse_without_effect(poles, starting, error, real, measure, max_poles, spacing, iterations, polish)
-    data = _data_of(network, responses, parameter, z0, [names] if isinstance(names, str) else names, format)
+    data = _data_of(network, responses, parameter, z0, names, format)
+    factors: str | NDArray[np.float64]
     factors = weights if isinstance(weights, str) else weights_of(weights, data.samples.shape)
     bar = _Bar() if progress is True else None
     options = {
@@ -341,12 +344,33 @@ def fit(
     }
     try:
         model, outcome = _polefit.fit(
-            data.frequencies, data.samples, data.names, data.matrix, data.name, factors, options
+            data.frequencies, data.samples, data.names, data.matrix, os.fsencode(data.name), factors, options
         )
     finally:
         if bar:
             bar.clear()
     return Fit(Model._of(model), data, outcome)
+
+
+def enforced(
+    model: Model,
+    frequencies: NDArray[np.float64],
+    values: NDArray[np.complex128],
+    weights: str | ArrayLike = "balanced",
+    *,
+    move_poles: bool = False,
+    max_room_pairs: int = 0,
+    error: float = 0.0,
+    exact_dc: bool = False,
+) -> tuple[Model, Enforcement]:
+    """As `Fit.enforce_passivity`, for samples of the shape (M, R)."""
+    if isinstance(weights, str):
+        factors = _polefit.weights(frequencies, values, weights)
+    else:
+        factors = weights_of(weights, values.shape)
+    options = {"move_poles": move_poles, "max_room_pairs": max_room_pairs, "error": error, "exact_dc": exact_dc}
+    passive, told = _polefit.enforce_passivity(model._native, frequencies, values, factors, options)
+    return Model._of(passive), Enforcement._of(told)
 
 
 def refuse_without_effect(
@@ -415,9 +439,9 @@ class _Bar:
 
 
 def _data_of(
-    given: Any, responses: Any, parameter: str | None, z0: ArrayLike | None, names: Sequence[str] | None, format: str
+    given: Any, responses: Any, parameter: str | None, z0: ArrayLike | None, names: str | Sequence[str] | None, format: str
 ) -> _Data:
-    if isinstance(given, (str, os.PathLike)):
+    if isinstance(given, (str, bytes, os.PathLike)):
         given = read_network(given, format)
         for warning in given.warnings:
             python_warnings.warn(warning, stacklevel=3)
@@ -429,27 +453,17 @@ def _data_of(
         return _data_of_object(given, responses, parameter, z0, names)
     if responses is None:
         raise TypeError("responses: found none, expected the samples at the frequencies")
-    values = samples(responses)
-    flat = by_response(values)
-    matrix = None
-    if values.ndim == 3 or parameter is not None:
-        ports = values.shape[1] if values.ndim == 3 else 1
-        if flat.shape[1] != ports * ports:
-            raise Error(f"parameter: found responses of the shape {values.shape}, expected (M, P, P)", "bad_shape")
-        matrix = matrix_for(parameter or "S", ports, 50.0 if z0 is None else z0)
-        names = names or _polefit.element_names(matrix[0], ports)
-    elif z0 is not None:
-        raise Error("z0 has no effect without a matrix, of which responses have the shape (M, P, P)", "bad_option")
-    return _Data(reals(given, "frequencies"), flat, list(names or ()), matrix, "")
+    flat, chosen, matrix = placed(responses, parameter, z0, names)
+    return _Data(reals(given, "frequencies"), flat, chosen, matrix, "")
 
 
 def _data_of_network(
-    network: Network, chosen: Any, parameter: str | None, z0: ArrayLike | None, names: Sequence[str] | None
+    network: Network, chosen: Any, parameter: str | None, z0: ArrayLike | None, names: str | Sequence[str] | None
 ) -> _Data:
     if names is not None:
         raise Error("names has no effect with a network, whose responses have names", "bad_option")
     if chosen is not None:
-        network = network.selected([chosen] if isinstance(chosen, str) else chosen)
+        network = network.selected(chosen)
     if parameter is not None or z0 is not None:
         known = network.z0
         reference = z0 if z0 is not None else known[0] if known is not None and len(known) == 1 else 50.0
@@ -459,26 +473,34 @@ def _data_of_network(
 
 
 def _data_of_object(
-    network: Any, chosen: Any, parameter: str | None, z0: ArrayLike | None, names: Sequence[str] | None
+    network: Any, chosen: Any, parameter: str | None, z0: ArrayLike | None, names: str | Sequence[str] | None
 ) -> _Data:
     """Of S parameters with references that a model can hold; what it cannot is told, and keeps its values."""
     if parameter not in (None, "S") or z0 is not None:
         raise Error("parameter and z0 have no effect with a network, which has S and its references", "bad_option")
     if names is not None:
         raise Error("names has no effect with a network, whose responses have names", "bad_option")
+    name = str(getattr(network, "name", None) or "")
     values = samples(network.s)
+    if values.ndim != 3:
+        raise Error(f"{name or 'the network'}: found s of the shape {values.shape}, expected (M, P, P)", "bad_shape")
     flat = by_response(values)
     ports = values.shape[1]
-    name = str(getattr(network, "name", None) or "")
-    impedances = np.asarray(getattr(network, "z0", 50.0), dtype=np.complex128)
-    impedances = np.broadcast_to(impedances, (len(values), ports)) if impedances.ndim < 2 else impedances
+    impedances = samples(getattr(network, "z0", 50.0), "z0")
+    try:
+        impedances = np.broadcast_to(impedances, (len(values), ports))
+    except ValueError:
+        raise Error(
+            f"{name or 'the network'}: found z0 of the shape {impedances.shape}, expected {(len(values), ports)}",
+            "bad_shape",
+        ) from None
     references = impedances[0].real if len(impedances) else np.full(ports, 50.0)
     varies = not (np.all(impedances == references) and np.all(references > 0.0))
     if varies:
         python_warnings.warn(
             f"{name or 'the network'}: its references are complex, or vary with frequency; the model keeps the values "
             "of S, but no references that a circuit could be made of (renormalize it to change that)",
-            stacklevel=3,
+            stacklevel=4,
         )
         references = np.where(references > 0.0, references, 50.0)
     matrix: Matrix = ("S", references.tolist(), None, (), varies)
@@ -487,5 +509,5 @@ def _data_of_object(
     )
     if chosen is None:
         return data
-    native = _polefit.Network(data.frequencies, data.samples, data.names, data.matrix, data.name)
+    native = _polefit.Network(data.frequencies, data.samples, data.names, data.matrix, os.fsencode(data.name))
     return _data_of_network(Network._of(native), chosen, None, None, None)

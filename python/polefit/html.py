@@ -33,7 +33,7 @@ def table_of(fit: Fit) -> str:
     columns = "<tr><th>response</th><th>relative rms</th><th>rms</th><th>largest error</th></tr>"
     errors = fit._native.errors(fit.f, fit._data.samples)
     names = fit.names or [str(r + 1) for r in range(len(errors["rms"]))]
-    worst = sorted(range(len(names)), key=lambda r: -errors["relative"][r])[:MOST_RESPONSES]
+    worst = sorted(range(len(names)), key=lambda r: -float(errors["relative"][r]))[:MOST_RESPONSES]
     body = "".join(
         f"<tr><td>{escape(names[r])}</td>"
         + "".join(f"<td>{errors[what][r]:.2g}</td>" for what in ("relative", "rms", "largest"))

@@ -4,18 +4,17 @@ from __future__ import annotations
 
 import os
 from collections.abc import Sequence
-from typing import Any, Optional, Union
+from typing import Any, Optional
 
 import numpy as np
 from numpy.typing import ArrayLike, NDArray
 
 from . import _polefit
-from ._arrays import ohms, reals, samples
+from ._arrays import ohms, real_parts, reals, samples
 from ._errors import Error
-from .network import Network, matrix_for
+from .network import FileName, Network, matrix_for, names_of
 from .records import Certificate, Errors, Origin, Passivity, PortSignals, StateSpace
 
-FileName = Union[str, "os.PathLike[str]"]
 Points = Optional[tuple[ArrayLike, ArrayLike]]
 _nothing = (np.empty(0), np.empty(0))
 
@@ -85,7 +84,7 @@ class Modelled:
     def origin(self) -> Origin | None:
         """The data that the model was fitted to, where that is known."""
         told = self._native.origin
-        return None if told is None else Origin(**{**told, "errors": Errors(**told["errors"])})
+        return None if told is None else Origin._of(told)
 
     @property
     def certificate(self) -> Certificate | None:
@@ -121,14 +120,16 @@ class Modelled:
         )
 
     def s(self, f: ArrayLike) -> NDArray[np.complex128]:
-        """S parameters, of the shape (M, P, P), at M frequencies in hertz."""
+        """S parameters, of the shape ``f.shape + (P, P)``, at frequencies in hertz of any shape."""
         if self.parameter == "S":
             return self(f)
-        return self.sampled(f).converted("S").s
+        array = np.asarray(f)
+        values = self.sampled(array.reshape(-1)).converted("S").s
+        return values.reshape(array.shape + values.shape[1:])
 
     def sampled(self, f: ArrayLike, name: str = "") -> Network:
         """The model's values at frequencies in hertz, of the shape (M,), as a network."""
-        return Network._of(_polefit.sampled(self._native, reals(f, "f"), name))
+        return Network._of(_polefit.sampled(self._native, reals(f, "f"), os.fsencode(name)))
 
     def errors_against(self, f: ArrayLike, responses: ArrayLike) -> Errors:
         """The distance from data of the shape (M,) + ``shape`` at frequencies of the shape (M,), in hertz."""
@@ -181,7 +182,7 @@ class Modelled:
         ----------
         times : array_like of the shape (T,)
             In seconds, rising.
-        excitations : array_like of the shape (T, P), or sequence of P points
+        excitations : array_like of the shape (T, P), (T,) of a single port, or sequence of P points
             Values at the times; or of each port a pair of times in seconds and values, or None for 0. It is 0 before
             its first point, and stays at the last value.
 
@@ -220,13 +221,13 @@ class Modelled:
             In seconds: no step is longer.
         """
         instants = reals(times, "times")
-        ports = self.nports or 0
+        points = _points_of(sources, instants, self.nports or 0)
         values = ohms(resistances, "resistances")
         return PortSignals(
             *_polefit.terminated_response(
                 self._native,
-                (np.full(ports, values[0]) if np.ndim(resistances) == 0 else values).tolist(),
-                _points_of(sources, instants, ports),
+                (np.full(len(points), values[0]) if np.ndim(resistances) == 0 else values).tolist(),
+                points,
                 instants,
                 largest_step,
             )
@@ -258,7 +259,7 @@ class Modelled:
 
     def write_spice(self, file: FileName, name: str = "model") -> None:
         """Writes `spice` to a file, which until it is whole is the old one."""
-        _polefit.write_spice(self._native, os.fspath(file), name)
+        _polefit.write_spice(self._native, os.fsencode(file), name)
 
     def state_space_text(self) -> str:
         """The matrices of `state_space` as text."""
@@ -266,7 +267,7 @@ class Modelled:
 
     def write_state_space(self, file: FileName) -> None:
         """Writes `state_space_text` to a file."""
-        _polefit.write_state_space(self._native, os.fspath(file))
+        _polefit.write_state_space(self._native, os.fsencode(file))
 
     def s_solver_coefficients(self, response: int = 0, highest_frequency: float | None = None) -> str:
         """S_Solver's coefficient file for one response, counted from 0 as files hold them; frequency in hertz."""
@@ -276,7 +277,7 @@ class Modelled:
         self, file: FileName, response: int = 0, highest_frequency: float | None = None
     ) -> None:
         """Writes `s_solver_coefficients` to a file."""
-        _polefit.write_s_solver_coefficients(self._native, os.fspath(file), response, highest_frequency)
+        _polefit.write_s_solver_coefficients(self._native, os.fsencode(file), response, highest_frequency)
 
 
 class Model(Modelled):
@@ -291,7 +292,7 @@ class Model(Modelled):
         Of one response, of R, or of the matrix of P ports.
     constants, proportionals : array_like of the shape (), (R,) or (P, P)
         d, and h in seconds.
-    names : sequence of str
+    names : str, or sequence of str
         Of the responses; those of a matrix are called S11, S12, ...
     parameter : {'S', 'Y', 'Z'}
         Of a matrix.
@@ -317,26 +318,27 @@ class Model(Modelled):
         constants: ArrayLike = 0.0,
         proportionals: ArrayLike = 0.0,
         *,
-        names: Sequence[str] | None = None,
+        names: str | Sequence[str] | None = None,
         parameter: str | None = None,
         z0: ArrayLike = 50.0,
     ) -> None:
-        values = np.asarray(residues, dtype=np.complex128)
+        values = samples(residues, "residues")
         if not 1 <= values.ndim <= 3 or (values.ndim == 3 and values.shape[0] != values.shape[1]):
             raise Error(f"residues: found the shape {values.shape}, expected (N,), (R, N) or (P, P, N)", "bad_shape")
         shape = values.shape[:-1]
+        chosen = names_of(names)
         matrix = None
         if values.ndim == 3:
             matrix = matrix_for(parameter or "S", shape[0], z0)
-            names = names or _polefit.element_names(matrix[0], shape[0])
+            chosen = chosen or _polefit.element_names(matrix[0], shape[0])
         elif parameter is not None:
             raise Error(f"parameter: found residues of the shape {values.shape}, expected (P, P, N)", "bad_shape")
         self._model = _polefit.Model(
-            np.asarray(poles, dtype=np.complex128).reshape(-1),
+            samples(poles, "poles").reshape(-1),
             values.reshape(-1),
-            np.broadcast_to(np.asarray(constants, dtype=np.float64), shape).reshape(-1),
-            np.broadcast_to(np.asarray(proportionals, dtype=np.float64), shape).reshape(-1),
-            list(names or []),
+            _terms(constants, "constants", shape),
+            _terms(proportionals, "proportionals", shape),
+            chosen,
             matrix,
         )
         self._placed = None
@@ -360,10 +362,10 @@ class Model(Modelled):
 
     def save(self, file: FileName) -> None:
         """Writes the model as JSON; a file of that name is either the old or the whole new one."""
-        self._model.save(os.fspath(file))
+        self._model.save(os.fsencode(file))
 
     def __reduce__(self) -> tuple[Any, ...]:
-        return _model_from_native, (self._model,)
+        return model_from_json, (self.to_json(),)
 
     def __copy__(self) -> Model:
         return self
@@ -413,26 +415,38 @@ class _Places:
         return flat if self.order is None else flat[:, np.argsort(self.order)]
 
 
-def _model_from_native(native: _polefit.Model) -> Model:
-    return Model._of(native)
-
-
 def _points_of(
-    given: ArrayLike | Sequence[Points], times: NDArray[np.float64], ports: int
+    given: Any, times: NDArray[np.float64], ports: int
 ) -> list[tuple[NDArray[np.float64], NDArray[np.float64]]]:
-    if isinstance(given, np.ndarray) and given.ndim == 2:
-        if given.shape != (len(times), ports):
-            raise Error(f"excitations: found the shape {given.shape}, expected {(len(times), ports)}", "bad_shape")
-        return [(times, reals(given[:, port], "excitations")) for port in range(ports)]
+    if hasattr(given, "__array__"):
+        given = np.asarray(given)
+    flat = isinstance(given, np.ndarray) and given.ndim < 3
+    if flat or not any(port is None or (np.iterable(port) and any(map(np.ndim, port))) for port in given):
+        table = real_parts(given, "excitations")
+        if table.ndim == 1 and ports == 1:
+            table = table.reshape(-1, 1)
+        if table.shape != (len(times), ports):
+            raise Error(f"excitations: found the shape {table.shape}, expected {(len(times), ports)}", "bad_shape")
+        return [(times, reals(table[:, port], "excitations")) for port in range(ports)]
     points = []
-    for port in given:  # type: ignore[union-attr]
+    for port in given:
+        if port is not None and len(port) != 2:
+            raise Error(f"excitations: found {len(port)} arrays of a port, expected times and values", "bad_shape")
         points.append(_nothing if port is None else (reals(port[0], "times"), reals(port[1], "values")))
     return points
 
 
+def _terms(values: ArrayLike, what: str, shape: tuple[int, ...]) -> NDArray[np.float64]:
+    """One a response."""
+    found = real_parts(values, what)
+    if found.shape not in ((), shape):
+        raise Error(f"{what}: found the shape {found.shape}, expected {shape}", "bad_shape")
+    return np.broadcast_to(found, shape).reshape(-1)
+
+
 def load(file: FileName) -> Model:
     """The model in a file."""
-    return Model._of(_polefit.load(os.fspath(file)))
+    return Model._of(_polefit.load(os.fsencode(file)))
 
 
 def model_from_json(text: str) -> Model:

@@ -13,7 +13,7 @@ from . import _polefit
 from ._arrays import by_response, ohms, reals, samples
 from ._errors import Error
 
-FileName = Union[str, "os.PathLike[str]"]
+FileName = Union[str, bytes, "os.PathLike[str]", "os.PathLike[bytes]"]
 Matrix = tuple[str, Sequence[float], Any, Any, bool]
 
 
@@ -23,6 +23,34 @@ def matrix_for(parameter: str, ports: int, z0: ArrayLike) -> Matrix:
     if references.size not in (1, ports):
         raise Error(f"z0: found the shape {references.shape}, expected one reference or {ports}", "bad_shape")
     return parameter, np.broadcast_to(references, ports).tolist(), None, (), False
+
+
+def names_of(names: str | Sequence[str] | None) -> list[str]:
+    """A single one is no sequence of letters."""
+    if names is None:
+        return []
+    chosen = [names] if isinstance(names, str) else list(names)
+    if not all(isinstance(name, str) for name in chosen):
+        raise TypeError(f"names: found {names!r:.50}, expected names of responses, such as ['S21']")
+    return chosen
+
+
+def placed(
+    given: ArrayLike, parameter: str | None, z0: ArrayLike | None, names: str | Sequence[str] | None
+) -> tuple[NDArray[np.complex128], list[str], Matrix | None]:
+    """Samples of the shape (M, R), their names, and the matrix of which they are the elements where there is one."""
+    values = samples(given)
+    flat = by_response(values)
+    chosen = names_of(names)
+    if values.ndim == 3 or parameter is not None:
+        ports = values.shape[1] if values.ndim == 3 else 1
+        if flat.shape[1] != ports * ports:
+            raise Error(f"parameter: found responses of the shape {values.shape}, expected (M, P, P)", "bad_shape")
+        matrix = matrix_for("S" if parameter is None else parameter, ports, 50.0 if z0 is None else z0)
+        return flat, chosen or _polefit.element_names(matrix[0], ports), matrix
+    if z0 is not None:
+        raise Error("z0 has no effect without a matrix, of which responses have the shape (M, P, P)", "bad_option")
+    return flat, chosen, None
 
 
 class Network:
@@ -35,10 +63,10 @@ class Network:
     s : array_like of the shape (M,), (M, R) or (M, P, P)
         Samples of one response, of R, or of the matrix of P ports.
     parameter : {'S', 'Y', 'Z'}
-        What a matrix holds: waves, siemens or ohms.
+        What a matrix holds: waves, siemens or ohms, S without it; makes a single response that of a one-port.
     z0 : float, or array_like of the shape (P,)
-        References in ohms.
-    names : sequence of str
+        References in ohms, 50 without it.
+    names : str, or sequence of str
         Of the responses; those of a matrix are called S11, S12, ...
     name : str
         Of the network, in messages and tables.
@@ -58,20 +86,14 @@ class Network:
         f: ArrayLike,
         s: ArrayLike,
         *,
-        parameter: str = "S",
-        z0: ArrayLike = 50.0,
-        names: Sequence[str] | None = None,
+        parameter: str | None = None,
+        z0: ArrayLike | None = None,
+        names: str | Sequence[str] | None = None,
         name: str = "",
     ) -> None:
-        values = samples(s)
-        flat = by_response(values)
-        matrix = None
-        if values.ndim == 3:
-            matrix = matrix_for(parameter, values.shape[1], z0)
-            names = names or _polefit.element_names(parameter, values.shape[1])
-        else:
-            names = names or [str(i + 1) for i in range(flat.shape[1])]
-        self._network = _polefit.Network(reals(f, "f"), flat, list(names), matrix, name)
+        flat, chosen, matrix = placed(s, parameter, z0, names)
+        chosen = chosen or [str(i + 1) for i in range(flat.shape[1])]
+        self._network = _polefit.Network(reals(f, "f"), flat, chosen, matrix, os.fsencode(name))
 
     @classmethod
     def _of(cls, native: _polefit.Network) -> Network:
@@ -135,12 +157,9 @@ class Network:
         """What a reader could not take as it stands in the file, a sentence each with the line."""
         return self._network.warnings
 
-    def selected(self, names: Sequence[str]) -> Network:
+    def selected(self, names: str | Sequence[str]) -> Network:
         """The responses of these names, such as S21 or S(2,1), in that order."""
-        wanted = list(names)
-        if not all(isinstance(name, str) for name in wanted):
-            raise TypeError(f"responses: found {names!r:.50}, expected names of responses, such as ['S21']")
-        return Network._of(self._network.selected(wanted))
+        return Network._of(self._network.selected(names_of(names)))
 
     def as_one_port(self, parameter: str, z0: float = 50.0) -> Network:
         """The single response as S, Y or Z of a one-port."""
@@ -150,7 +169,7 @@ class Network:
         """The network of S, Y (in siemens) or Z parameters (in ohms), or H or G of a two-port."""
         return Network._of(self._network.converted(parameter))
 
-    def renormalised(self, z0: float | Sequence[float]) -> Network:
+    def renormalised(self, z0: ArrayLike) -> Network:
         """The network at other references in ohms, one or one a port."""
         return Network._of(self._network.renormalised(ohms(z0, "z0").tolist()))
 
@@ -160,7 +179,7 @@ class Network:
 
     def write_touchstone(self, file: FileName, *, format: str = "ri", unit: str = "Hz", version: str = "1") -> None:
         """Writes `touchstone` to a file, which until it is whole is the old one."""
-        self._network.write_touchstone(os.fspath(file), {"format": format, "unit": unit, "version": version})
+        self._network.write_touchstone(os.fsencode(file), {"format": format, "unit": unit, "version": version})
 
     def csv(self) -> str:
         """A table, one line for each frequency."""
@@ -168,10 +187,10 @@ class Network:
 
     def write_csv(self, file: FileName) -> None:
         """Writes `csv` to a file."""
-        self._network.write_csv(os.fspath(file))
+        self._network.write_csv(os.fsencode(file))
 
     def __reduce__(self) -> tuple[Any, ...]:
-        return _network_from_native, (self._network,)
+        return _network_of_state, (self._network.state(),)
 
     def __copy__(self) -> Network:
         return self
@@ -183,8 +202,8 @@ class Network:
         return f"<polefit.Network {self.name!r}: {len(self.names)} responses, {len(self.f)} samples>"
 
 
-def _network_from_native(native: _polefit.Network) -> Network:
-    return Network._of(native)
+def _network_of_state(state: tuple[Any, ...]) -> Network:
+    return Network._of(_polefit.network_of_state(state))
 
 
 def read_network(file: FileName, format: str = "auto") -> Network:
@@ -196,7 +215,7 @@ def read_network(file: FileName, format: str = "auto") -> Network:
     format : {'auto', 'touchstone', 'csv', 'samples'}
         By the name or the content where it is not said.
     """
-    return Network._of(_polefit.read_network(os.fspath(file), format))
+    return Network._of(_polefit.read_network(os.fsencode(file), format))
 
 
 def network_from_text(text: str, name: str, format: str = "auto") -> Network:
@@ -208,4 +227,4 @@ def network_from_text(text: str, name: str, format: str = "auto") -> Network:
     >>> polefit.network_from_text("# GHz S RI R 50\\n1 0.5 0\\n2 0.4 0\\n", "short.s1p").f.tolist()
     [1000000000.0, 2000000000.0]
     """
-    return Network._of(_polefit.network_from_text(text, name, format))
+    return Network._of(_polefit.network_from_text(text, os.fsencode(name), format))

@@ -7,6 +7,9 @@ from typing import TYPE_CHECKING, Any
 
 import numpy as np
 
+from ._errors import Error
+from .network import names_of
+
 if TYPE_CHECKING:
     from matplotlib.axes import Axes
 
@@ -51,16 +54,15 @@ def _name(fit: Fit, response: int) -> str:
 
 
 def _chosen(fit: Fit, names: Sequence[str] | None) -> list[int]:
-    from ._errors import Error
-
     every = [_name(fit, r) for r in range(fit._data.samples.shape[1])]
     if names is None:
         relative = fit._native.errors(fit.f, fit._data.samples)["relative"]
-        return sorted(range(len(every)), key=lambda r: -relative[r])[:MOST_PANELS]
-    wanted = [names] if isinstance(names, str) else list(names)
-    for name in wanted:
-        if name not in every:
-            raise Error(f"found no response {name!r}, expected one of {', '.join(every[:20])}", "bad_option")
+        return sorted(range(len(every)), key=lambda r: -float(relative[r]))[:MOST_PANELS]
+    wanted = names_of(names)
+    if not wanted:
+        raise Error("names: found none, expected those of the responses to be drawn", "bad_option")
+    if not set(wanted) <= set(every):
+        wanted = fit.sampled(fit.f[:1]).selected(wanted).names  # which knows s21 and S(2,1), and refuses others
     return [every.index(name) for name in wanted]
 
 
@@ -76,7 +78,5 @@ def _panels(count: int, axes: Any) -> list[Axes]:
         return list(made.flat[:count])
     given = list(np.ravel(np.asarray(axes, dtype=object)))
     if len(given) != count:
-        from ._errors import Error
-
         raise Error(f"axes: found {len(given)}, expected {count}, one a response", "bad_shape")
     return given

@@ -65,7 +65,7 @@ class PortSignals(NamedTuple):
     """Whether they are exact but for rounding."""
 
 
-@dataclass(frozen=True)
+@dataclass(frozen=True, eq=False)
 class Errors:
     """The distance of a model from data; arrays of the shape of the responses, such as (P, P)."""
 
@@ -75,6 +75,12 @@ class Errors:
     """The same over the root mean square modulus of the data."""
     largest: Reals
     """Largest modulus of the difference."""
+
+    def __eq__(self, other: object) -> bool:
+        if not isinstance(other, Errors):
+            return NotImplemented
+        pairs = ((self.rms, other.rms), (self.relative, other.relative), (self.largest, other.largest))
+        return all(np.array_equal(ours, theirs) for ours, theirs in pairs)
 
 
 @dataclass(frozen=True)
@@ -204,3 +210,8 @@ class Origin:
     errors: Errors
     finding: str
     """Why a search for the order ended, in one line."""
+
+    @classmethod
+    def _of(cls, told: dict[str, Any]) -> Origin:
+        told["errors"] = Errors(**told["errors"])
+        return cls(**told)

@@ -2,18 +2,20 @@
 
 from __future__ import annotations
 
+import io
 import os
-import tempfile
 import time
 import warnings
+from collections.abc import Callable
 from typing import TYPE_CHECKING, Any
 
 import numpy as np
 from numpy.typing import ArrayLike, NDArray
 
 from . import _polefit
+from ._arrays import by_response, real_parts, reals, samples
 from ._errors import Error
-from .fitting import Fit, fit
+from .fitting import enforced, fit
 from .model import Model
 from .network import FileName, Network, read_network
 from .plotting import DATA_COLOUR, FIT_COLOUR, GRID_COLOUR
@@ -23,7 +25,7 @@ if TYPE_CHECKING:
     from matplotlib.axes import Axes
 
 SPACINGS = {"lin": "linear", "log": "log"}
-COMPONENTS = {
+COMPONENTS: dict[str, tuple[str, Callable[[NDArray[np.complex128]], Any]]] = {
     "db": ("magnitude / dB", lambda values: 20.0 * np.log10(np.abs(values))),
     "mag": ("magnitude", np.abs),
     "deg": ("phase / degrees", lambda values: np.angle(values, deg=True)),
@@ -73,7 +75,13 @@ class VectorFitting:
     """
 
     def __init__(self, network: Any) -> None:
-        self.network = read_network(network) if isinstance(network, (str, os.PathLike)) else network
+        if isinstance(network, (str, bytes, os.PathLike)):
+            network = read_network(network)
+            for warning in network.warnings:
+                warnings.warn(warning, stacklevel=2)
+        if not hasattr(network, "f") or not hasattr(network, "s"):
+            raise TypeError(f"network: found {network!r:.50}, expected a network with f and s, or a file")
+        self.network = network
         self.poles: NDArray[np.complex128] | None = None
         self.residues: NDArray[np.complex128] | None = None
         self.constant_coeff: NDArray[np.float64] | None = None
@@ -161,9 +169,7 @@ class VectorFitting:
 
         Without frequencies at 1000 ones from the lowest to the highest of the network.
         """
-        f = np.asarray(self.network.f, dtype=np.float64)
-        at = np.linspace(f.min(), f.max(), 1000) if freqs is None else np.asarray(freqs, dtype=np.float64)
-        return self._model(z0=1.0)(at)[..., i, j]
+        return self._model(z0=1.0)(self._points(freqs))[..., i, j]
 
     def get_rms_error(self, i: int = -1, j: int = -1, parameter_type: str = "s") -> float:
         """Root mean square modulus of the difference between model and network.
@@ -171,9 +177,9 @@ class VectorFitting:
         Of the response of row i and column j; of all columns, or rows, where a number is -1.
         """
         data = self._values(parameter_type)
-        difference = self._model(z0=1.0)(np.asarray(self.network.f, dtype=np.float64)) - data
-        rows = slice(None) if i == -1 else i
-        columns = slice(None) if j == -1 else j
+        difference = self._model(z0=1.0)(self._f) - data
+        rows: Any = slice(None) if i == -1 else i
+        columns: Any = slice(None) if j == -1 else j
         return float(np.sqrt(np.mean(np.abs(difference[:, rows, columns]) ** 2)))
 
     @staticmethod
@@ -208,22 +214,15 @@ class VectorFitting:
         """
         begin = time.perf_counter()
         data = self._values(parameter_type)
-        f = np.ascontiguousarray(self.network.f, dtype=np.float64)
-        model, told = _polefit.enforce_passivity(
-            self._model(parameter_type)._native,
-            f,
-            data.reshape(len(data), -1),
-            np.empty(0),
-            {"move_poles": False, "max_room_pairs": 0, "error": 0.0, "exact_dc": False},
-        )
-        self._take(Model._of(model))
+        model, told = enforced(self._model(parameter_type), self._f, by_response(data), "uniform")
+        self._take(model)
         self.wall_clock_time = time.perf_counter() - begin
-        if not told["passivity"]["passive"]:
+        if not told.passivity:
             warnings.warn("the model could not be made passive", RuntimeWarning, stacklevel=2)
 
     def write_npz(self, path: FileName) -> None:
         """Writes the model to ``coefficients_NAME.npz`` in a folder, NAME that of the network."""
-        name = os.path.basename(getattr(self.network, "name", None) or "network")
+        name = os.path.basename(str(getattr(self.network, "name", None) or "network"))
         if isinstance(self.network, Network):
             name = os.path.splitext(name)[0]
         arrays = {
@@ -232,28 +231,33 @@ class VectorFitting:
             "proportionals": self._known(self.proportional_coeff),
             "constants": self._known(self.constant_coeff),
         }
-        with _Replacement(os.path.join(os.fspath(path), f"coefficients_{name}.npz")) as stream:
-            np.savez_compressed(stream, **arrays)
+        content = io.BytesIO()
+        np.savez_compressed(content, **arrays)
+        file = os.path.join(os.fsdecode(path), f"coefficients_{name}.npz")
+        _polefit.write_export(os.fsencode(file), content.getvalue())
 
     def read_npz(self, file: FileName) -> None:
         """Takes the model that `write_npz` wrote to a file."""
-        with np.load(os.fspath(file), allow_pickle=False) as held:
-            missing = {"poles", "residues", "proportionals", "constants"} - set(held.files)
-            if missing:
-                raise Error(f"{os.fspath(file)}: found no {', '.join(sorted(missing))}, expected a model's arrays", "bad_shape")
-            poles, residues = held["poles"], held["residues"]
-            proportionals, constants = held["proportionals"], held["constants"]
-        responses = self._ports ** 2
-        if residues.shape != (responses, poles.size) or {proportionals.size, constants.size} != {responses}:
+        shown = os.fsdecode(file)
+        held = _arrays_in(shown)
+        missing = {"poles", "residues", "proportionals", "constants"} - set(held)
+        if missing:
+            raise Error(f"{shown}: found no {', '.join(sorted(missing))}, expected a model's arrays", "bad_model_file")
+        read = VectorFitting(self.network)
+        try:
+            read.poles, read.residues = samples(held["poles"]), samples(held["residues"])
+            read.constant_coeff = real_parts(held["constants"], "constants").reshape(-1)
+            read.proportional_coeff = real_parts(held["proportionals"], "proportionals").reshape(-1)
+            model = read._model()
+        except (TypeError, ValueError) as error:
+            raise Error(f"{shown}: {error}", "bad_model_file") from error
+        if model.constants.size != self._ports**2:
             raise Error(
-                f"{os.fspath(file)}: found residues of the shape {residues.shape}, expected {(responses, poles.size)}, and as "
-                "many constants and proportional terms as rows",
-                "bad_shape",
+                f"{shown}: found a model of {model.constants.size} responses, expected {self._ports ** 2} as in the network",
+                "bad_model_file",
             )
-        self.poles = np.asarray(poles, dtype=np.complex128)
-        self.residues = np.asarray(residues, dtype=np.complex128)
-        self.proportional_coeff = np.real(proportionals).astype(np.float64)
-        self.constant_coeff = np.real(constants).astype(np.float64)
+        self.poles, self.residues = read.poles, read.residues
+        self.constant_coeff, self.proportional_coeff = read.constant_coeff, read.proportional_coeff
 
     def write_spice_subcircuit_s(
         self, file: FileName, fitted_model_name: str = "s_equivalent", create_reference_pins: bool = False
@@ -282,8 +286,8 @@ class VectorFitting:
             lines.append(f".subckt {fitted_model_name} " + " ".join(f"p{k}" for k in ports))
             nodes = " ".join(f"p{k}" for k in ports)
         lines += [f"Xcore {nodes} 0 {fitted_model_name}_core", f".ends {fitted_model_name}"]
-        with _Replacement(os.fspath(file)) as stream:
-            stream.write(("\n".join(_folded(line) for line in lines) + "\n").encode())
+        text = "\n".join(_folded(line) for line in lines) + "\n"
+        _polefit.write_export(os.fsencode(file), text.encode())
 
     def plot(
         self,
@@ -311,8 +315,7 @@ class VectorFitting:
         label, part = COMPONENTS[component]
         axes = _axes(ax)
         data = self._values(parameter)
-        f = np.asarray(self.network.f, dtype=np.float64)
-        at = np.linspace(f.min(), f.max(), 1000) if freqs is None else np.asarray(freqs, dtype=np.float64)
+        f, at = self._f, self._points(freqs)
         curve = self._model(z0=1.0)(at)
         for row in range(self._ports) if i == -1 else [i]:
             for column in range(self._ports) if j == -1 else [j]:
@@ -344,8 +347,7 @@ class VectorFitting:
     def plot_s_singular(self, freqs: ArrayLike | None = None, *, ax: Axes | None = None) -> Axes:
         """Draws the singular values of the model of S at frequencies in hertz."""
         axes = _axes(ax)
-        f = np.asarray(self.network.f, dtype=np.float64)
-        at = np.linspace(f.min(), f.max(), 1000) if freqs is None else np.asarray(freqs, dtype=np.float64)
+        at = self._points(freqs)
         values = np.linalg.svd(self._model(z0=1.0)(at), compute_uv=False)
         for k in range(values.shape[1]):
             axes.plot(at, values[:, k], label=f"singular value {k + 1}")
@@ -365,32 +367,54 @@ class VectorFitting:
         return axes
 
     @property
+    def _f(self) -> NDArray[np.float64]:
+        return reals(self.network.f, "f")
+
+    def _points(self, freqs: ArrayLike | None) -> NDArray[np.float64]:
+        """Where a model is looked at: at these frequencies, or at 1000 in the band of the network."""
+        if freqs is not None:
+            return np.asarray(freqs)
+        band: NDArray[np.float64] = np.linspace(self._f.min(), self._f.max(), 1000)
+        return band
+
+    @property
     def _ports(self) -> int:
-        return int(np.shape(self.network.s)[1])
+        return self._values("s").shape[1]
 
     def _values(self, parameter_type: str) -> NDArray[np.complex128]:
         """The network's samples of the shape (M, P, P)."""
         kind = str(parameter_type).lower()
         if kind not in ("s", "y", "z"):
             raise Error(f"parameter_type: found {parameter_type!r}, expected 's', 'y' or 'z'", "bad_option")
-        if isinstance(self.network, Network):
-            network = self.network
-            found = (network if network.parameter == kind.upper() else network.converted(kind.upper())).s
+        network = self.network
+        if isinstance(network, Network):
+            found = network.s if network.parameter == kind.upper() else network.converted(kind.upper()).s
         else:
-            found = getattr(self.network, kind)
-        values = np.asarray(found, dtype=np.complex128)
+            found = network.s
+        values = samples(found)
         if values.ndim != 3 or values.shape[1] != values.shape[2]:
             raise Error(f"network: found samples of the shape {values.shape}, expected (M, P, P)", "bad_shape")
-        return values
+        if kind == "s" or isinstance(network, Network):
+            return values
+        references = self._references_of(values.shape[1])
+        if references is None:
+            return samples(getattr(network, kind))
+        return Network(self._f, values, z0=references).converted(kind.upper()).s
 
     def _references(self) -> NDArray[np.float64]:
         """Of the ports in ohms, as a circuit needs them."""
-        given = np.asarray(getattr(self.network, "z0", 50.0), dtype=np.complex128)
-        rows = np.broadcast_to(given, (max(1, len(given) if given.ndim == 2 else 1), self._ports))
-        first = rows[0].real
-        if np.any(rows != first) or not np.all(first > 0.0):
+        found = self._references_of(self._ports)
+        if found is None:
             raise Error("network: found references that are complex or vary, expected real ones for a circuit", "bad_shape")
-        return first
+        return found
+
+    def _references_of(self, ports: int) -> NDArray[np.float64] | None:
+        """In ohms, where they are real and do not vary."""
+        given = np.atleast_2d(np.asarray(getattr(self.network, "z0", 50.0), dtype=np.complex128))
+        if given.shape[1] not in (1, ports):
+            raise Error(f"network: found references of the shape {given.shape}, expected (M, {ports})", "bad_shape")
+        first = np.broadcast_to(given[0].real if len(given) else 50.0, ports)
+        return first if np.all(given == first) and np.all(first > 0.0) else None
 
     def _fit(self, parameter_type: str, **options: Any) -> None:
         begin = time.perf_counter()
@@ -400,8 +424,8 @@ class VectorFitting:
             if not step.polishing:
                 self.d_res_history.append(step.residual)
 
-        found: Fit = fit(
-            np.asarray(self.network.f, dtype=np.float64),
+        found = fit(
+            self._f,
             self._values(parameter_type),
             parameter=str(parameter_type).upper(),
             weights="uniform",
@@ -425,7 +449,7 @@ class VectorFitting:
         """Keeps a model of a whole matrix in arrays."""
         first = model.poles.imag >= 0.0
         self.poles = model.poles[first]
-        self.residues = model.residues.reshape(-1, len(first))[:, first]
+        self.residues = model.residues.reshape(model.constants.size, len(first))[:, first]
         self.constant_coeff = model.constants.reshape(-1).copy()
         self.proportional_coeff = model.proportionals.reshape(-1).copy()
 
@@ -433,16 +457,22 @@ class VectorFitting:
         """The model that the arrays are now, which users may have changed."""
         poles = np.asarray(self._known(self.poles), dtype=np.complex128)
         residues = np.asarray(self._known(self.residues), dtype=np.complex128)
-        if residues.ndim != 2 or residues.shape[1] != poles.size:
+        if poles.ndim != 1 or residues.ndim != 2 or residues.shape[1] != poles.size:
             raise Error(f"residues: found the shape {residues.shape}, expected one column a pole of {poles.size}", "bad_shape")
         ports = round(len(residues) ** 0.5)
         if ports * ports != len(residues):
             raise Error(f"residues: found {len(residues)} rows, expected those of a square matrix", "bad_shape")
+        constants, proportionals = np.asarray(self.constant_coeff), np.asarray(self.proportional_coeff)
+        for what, terms in (("constant_coeff", constants), ("proportional_coeff", proportionals)):
+            if terms.size != len(residues):
+                raise Error(f"{what}: found {terms.size} values, expected {len(residues)}, one a response", "bad_shape")
+        if not all(np.isfinite(values).all() for values in (poles, residues, constants, proportionals)):
+            raise Error("found a model with infinite numbers or none, expected finite ones", "bad_shape")
         return Model(
             _with_conjugates(poles),
             np.stack([_with_conjugates(row, poles) for row in residues]).reshape(ports, ports, -1),
-            np.asarray(self.constant_coeff).reshape(ports, ports),
-            np.asarray(self.proportional_coeff).reshape(ports, ports),
+            constants.reshape(ports, ports),
+            proportionals.reshape(ports, ports),
             parameter=str(parameter_type).upper(),
             z0=z0,
         )
@@ -466,6 +496,18 @@ def _with_conjugates(values: NDArray[np.complex128], poles: NDArray[np.complex12
     return both
 
 
+def _arrays_in(file: str) -> dict[str, NDArray[Any]]:
+    """Of a file of numpy's; whatever else it holds is an error, and nothing in it is run."""
+    try:
+        with open(file, "rb") as stream:
+            held = np.load(stream, allow_pickle=False)
+            return {name: held[name] for name in held.files}
+    except MemoryError:
+        raise
+    except Exception as error:  # of the system, of zip files, of their compression, of numpy's headers
+        raise Error(f"{file}: found {error!s:.100}, expected a file that write_npz wrote", "bad_model_file") from error
+
+
 def _folded(line: str, width: int = 80) -> str:
     """Lines that are too long are continued by a plus sign; those of the core are already."""
     if "\n" in line or len(line) <= width:
@@ -486,26 +528,3 @@ def _axes(ax: Axes | None) -> Axes:
 
     return plt.gca()
 
-
-class _Replacement:
-    """A file beside another one, which it replaces once it is whole."""
-
-    def __init__(self, file: str) -> None:
-        self._file = file
-
-    def __enter__(self) -> Any:
-        folder, name = os.path.split(self._file)
-        self._stream = tempfile.NamedTemporaryFile(dir=folder or ".", prefix=f".{name}.", delete=False)
-        return self._stream
-
-    def __exit__(self, kind: Any, *rest: Any) -> None:
-        try:
-            self._stream.close()
-            if kind is None:
-                mask = os.umask(0)
-                os.umask(mask)
-                os.chmod(self._stream.name, 0o666 & ~mask)
-                os.replace(self._stream.name, self._file)
-        finally:
-            if os.path.exists(self._stream.name):
-                os.remove(self._stream.name)

@@ -109,3 +109,13 @@ def test_elements_in_another_order_stand_where_they_belong(two_port):
     assert np.array_equal(fit.data, expected.data)
     against = fit.model.errors_against(fit.f, fit.data)
     assert np.array_equal(against.rms, fit.errors.rms)
+
+
+def test_a_matrix_is_copied_only_where_its_elements_are_not_evenly_spaced():
+    whole = np.ascontiguousarray(S.reshape(-1, 2, 2))
+    expected = polefit.fit(F, whole, poles=6)
+    last = np.moveaxis(np.ascontiguousarray(np.moveaxis(whole, 0, -1)), -1, 0)  # as arrays of the shape (P, P, M) hold them
+    for values, shared in ((whole, True), (last, True), (whole[::-1][::-1], True), (np.asfortranarray(whole), False)):
+        fit = polefit.fit(F, values, poles=6)
+        assert np.shares_memory(fit.data, values) == shared
+        assert same(fit, expected)

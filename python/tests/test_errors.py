@@ -1,6 +1,7 @@
 """What is refused, and how."""
 
 import copy
+import os
 import pickle
 
 import numpy as np
@@ -9,6 +10,13 @@ import pytest
 
 F = np.linspace(0.0, 1e9, 51)
 S = 1 / (1 + 2j * np.pi * F / 1e9)
+
+
+class Given:
+    """A network of somebody else's."""
+
+    def __init__(self, **attributes):
+        self.__dict__ = {"f": F, "s": S.reshape(-1, 1, 1), "z0": 50.0, "name": "given", **attributes}
 
 
 def fit(*arguments, **options):
@@ -41,6 +49,22 @@ def fit(*arguments, **options):
         ("bad_shape", lambda: fit(F, S, parameter="Q")),
         ("bad_shape", lambda: fit(F, S, parameter="S", z0=-50.0)),
         ("bad_option", lambda: fit(F, S, real=3)),
+        ("bad_shape", lambda: fit(F, [[1.0, 2.0], [3.0]])),
+        ("bad_shape", lambda: fit([[1.0], [1.0, 2.0]], S)),
+        ("bad_shape", lambda: fit(F, S, weights=[])),
+        ("bad_sample", lambda: fit(F, np.ma.masked_array(S, mask=F > 5e8))),
+        ("bad_shape", lambda: fit(Given(s=S))),
+        ("bad_shape", lambda: fit(Given(s=S.reshape(-1, 1)))),
+        ("bad_shape", lambda: fit(Given(z0=np.ones(3)))),
+        ("bad_shape", lambda: fit(Given(z0=np.ones((51, 3))))),
+        ("bad_option", lambda: polefit.Network(F, np.ones((51, 2)), z0=75.0)),
+        ("bad_shape", lambda: polefit.Network(F, np.ones((51, 2)), parameter="Y")),
+        ("bad_shape", lambda: polefit.Model([-1.0], [1.0], [1.0, 2.0])),
+        ("bad_shape", lambda: polefit.Model([-1.0], [1.0]).terminated_response([0.0], [None], 50.0)),
+        ("bad_shape", lambda: polefit.Model([-1.0], [[[1.0]]]).time_response([0.0, 1.0], [([0.0], [1.0], [2.0])])),
+        ("bad_shape", lambda: polefit.Model([-1.0], [[[1.0]]]).time_response([0.0, 1.0], np.ones((2, 1, 1)))),
+        ("bad_shape", lambda: polefit.Model([-1.0], [[[1.0]]]).time_response([0.0, 1.0], [1.0, 2.0, 3.0])),
+        ("bad_option", lambda: fit(F, S).plot([])),
         ("bad_option", lambda: fit(F, S, real=1)),
         ("bad_option", lambda: fit(F, S, error=0.0)),
         ("bad_option", lambda: fit(F, S, error="small")),
@@ -90,6 +114,10 @@ def test_what_cannot_be_done_is_an_error_of_its_kind(kind, action):
         lambda: fit(F, ["a"] * 51),
         lambda: fit(F, S, weights=object()),
         lambda: polefit.load(3),
+        lambda: fit(F, S, names=[1]),
+        lambda: polefit.Model([-1.0], [1.0], np.array(1j)),
+        lambda: polefit.Model(["a"], [1.0]),
+        lambda: polefit.Model([-1.0], [[[1.0]]]).time_response([0.0, 1.0], None),
     ],
 )
 def test_what_is_of_the_wrong_type_is_a_type_error(action):
@@ -152,3 +180,46 @@ def test_samples_beside_a_network_are_told_from_names():
 
 def test_a_single_name_is_no_sequence_of_letters():
     assert fit(F, S, names="gain").names == ["gain"]
+
+
+def test_files_may_have_names_of_any_bytes(tmp_path):
+    for name in ("möd€l", b"x\xffy", "x\udcffy"):
+        stem = tmp_path / os.fsdecode(name)
+        network = polefit.Network(F, S.reshape(-1, 1, 1))
+        network.write_touchstone(f"{stem}.s1p")
+        for given in (f"{stem}.s1p", os.fsencode(f"{stem}.s1p")):
+            assert polefit.read_network(given).name == f"{stem}.s1p"
+            found = fit(given)
+            assert found.name == f"{stem}.s1p" and pickle.loads(pickle.dumps(found)).name == found.name
+        found.save(f"{stem}.json")
+        assert polefit.load(os.fsencode(f"{stem}.json")).to_json() == found.to_json()
+        found.write_spice(f"{stem}.cir")
+        copied = pickle.loads(pickle.dumps(polefit.read_network(given)))
+        assert copied.name == f"{stem}.s1p" and fit(copied).name == copied.name
+        with pytest.raises(polefit.Error, match="No such file") as caught:
+            polefit.read_network(f"{stem}.s2p")
+        assert pickle.loads(pickle.dumps(caught.value)).kind == "bad_network_file"
+        with pytest.raises(polefit.Error, match="whole pairs"):
+            fit(given, poles=3, real=2)
+
+
+def test_a_warning_of_a_network_names_the_line_that_fits_it():
+    with pytest.warns(UserWarning, match="vary with frequency") as told:
+        fit(Given(z0=50.0 + 1j))
+    assert told[0].filename == __file__
+
+
+def test_names_are_any_sequence():
+    names = np.array(["a", "b"])
+    two = np.stack([S, 2 * S], axis=1)
+    assert fit(F, two, names=names).names == polefit.Network(F, two, names=names).names == ["a", "b"]
+    assert polefit.Model([-1.0], [[1.0], [2.0]], names=names).names == ["a", "b"]
+    network = polefit.Network(F, two, names=names)
+    assert network.selected("b").names == fit(network, np.array(["b"])).names == ["b"]
+
+
+def test_a_single_response_is_a_one_port_where_that_is_said():
+    assert polefit.Network(F, S).parameter is None
+    network = polefit.Network(F, S, parameter="Z")
+    assert (network.parameter, network.names, network.z0.tolist(), network.s.shape) == ("Z", ["Z11"], [50.0], (51, 1, 1))
+    assert fit(network).to_json() == fit(F, S, parameter="Z").to_json()

@@ -1,14 +1,14 @@
 """What models do: states, time, passivity, files, circuits, pictures."""
 
-import ast
 import copy
 import os
 import pickle
 import subprocess
+import sys
+import types
 
 import numpy as np
 import polefit
-import polefit._polefit as native
 import pytest
 import scipy.signal
 
@@ -37,6 +37,15 @@ def test_state_space_has_the_values_of_the_model():
     assert isinstance(system, scipy.signal.StateSpace) and np.array_equal(system.A, A)
 
 
+def test_what_is_asked_of_control_are_the_four_matrices(monkeypatch):
+    # A stand-in that keeps what it is told, for systems without python-control.
+    monkeypatch.setitem(sys.modules, "control", types.SimpleNamespace(ss=lambda *given: given))
+    given = LADDER.to_control()
+    assert len(given) == 4 and all(np.array_equal(ours, theirs) for ours, theirs in zip(given, LADDER.state_space()))
+    with pytest.raises(polefit.Error, match="proportional"):
+        polefit.Model([-1.0], [1.0], 0.0, 1.0).to_control()
+
+
 def test_control_gets_the_same_matrices():
     control = pytest.importorskip("control")
     assert isinstance(LADDER.to_control(), control.StateSpace)
@@ -50,6 +59,10 @@ def test_time_response_is_that_of_scipy():
     assert np.allclose(LADDER.time_response(times, steps), expected, rtol=0, atol=1e-12)  # both are exact
     points = LADDER.time_response(times, [([0.0], [1.0]), ([0.0], [-0.5])])
     assert np.allclose(points, expected, rtol=0, atol=1e-12)
+    assert np.array_equal(LADDER.time_response(times, steps.tolist()), LADDER.time_response(times, steps))
+    single = polefit.Model([-1.0], [[[1.0]]])
+    for values in (np.ones(401), [1.0] * 401, np.ones((401, 1), int)):
+        assert np.array_equal(single.time_response(times, values), single.time_response(times, np.ones((401, 1))))
     alone = LADDER.time_response(times, [([0.0], [1.0]), None])
     assert alone.shape == (401, 2) and not np.allclose(alone, points)
 
@@ -78,6 +91,13 @@ def test_passivity_is_decided_drawn_and_enforced():
     assert model.check_passivity() and report.passivity and report.remedy != "none"
     assert report.error_after >= report.error_before
     assert model.certificate.passive
+    by_kind, report = fit.enforce_passivity(weights="relative")
+    assert by_kind.check_passivity()
+    by_array, _ = fit.enforce_passivity(weights=1.0 / abs(values[:, 0]))
+    # The same weights but for rounding, and an enforcement ends near the nearest model, not at it.
+    assert abs(by_kind(f) - by_array(f)).max() < 0.1 * abs(by_kind(f) - model(f)).max()
+    with pytest.raises(polefit.Error, match="weights: found 'heavy'"):
+        fit.enforce_passivity(weights="heavy")
     assert polefit.fit(f, values.reshape(-1, 1, 1), poles=4, passive=True).passivity
     assert not polefit.sampled_passivity(f, values.reshape(-1, 1, 1))
 
@@ -119,13 +139,18 @@ def test_networks_convert_and_renormalise(two_port):
     assert z.parameter == "Z" and np.allclose(z.converted("S").s, network.s, rtol=0, atol=1e-9)
     assert network.renormalised(75.0).z0.tolist() == [75.0, 75.0]
     model = polefit.fit(z, poles=12, passive=False)
+    grid = network.f[:6].reshape(2, 3)
+    assert np.array_equal(model.s(grid), model.s(grid.reshape(-1)).reshape(2, 3, 2, 2))
+    assert np.array_equal(model.s(6e7), model.s([6e7])[0])
     assert np.allclose(model.s(network.f), model.sampled(network.f).converted("S").s)
 
 
-@pytest.mark.parametrize("through", [copy.copy, copy.deepcopy, lambda x: pickle.loads(pickle.dumps(x))])
+@pytest.mark.parametrize("through", [copy.copy, copy.deepcopy, *(lambda x, p=p: pickle.loads(pickle.dumps(x, p)) for p in range(6))])
 def test_fits_models_and_networks_are_copied_and_pickled_whole(fit, two_port, through):
     other = through(fit)
     assert other.to_json() == fit.to_json() and np.array_equal(other.data, fit.data)
+    assert other.errors == fit.errors and other.origin == fit.origin and other.enforcement == fit.enforcement
+    assert fit.enforce_passivity()[1] == other.enforce_passivity()[1] and fit.errors != LADDER.errors_against(F, LADDER(F))
     assert other.report == fit.report and other.passivity == fit.passivity and other.seconds == fit.seconds
     assert np.array_equal(other.errors.rms, fit.errors.rms) and repr(other) == repr(fit)
     assert through(fit.model).to_json() == fit.to_json()
@@ -151,8 +176,11 @@ def test_a_plot_has_data_model_and_error(fit):
     assert np.array_equal(data.get_ydata(), abs(fit.data[:, 1, 0]))
     assert np.array_equal(error.get_ydata(), abs(fit(fit.f)[:, 1, 0] - fit.data[:, 1, 0]))
     assert np.allclose(curve.get_xdata()[[0, -1]], [50.0, 150.0]) and axis.get_xlabel() == "frequency / MHz"
-    with pytest.raises(polefit.Error):
+    assert [axis.get_title() for axis in fit.plot(["s21", "S(1,2)"])] == ["S21", "S12"]
+    with pytest.raises(polefit.Error, match="S33"):
         fit.plot(["S33"])
+    with pytest.raises(polefit.Error, match="gain"):
+        polefit.fit(fit.f, fit.data[:, 0, 0], poles=4).plot("gain")
     figure.canvas.draw()
     pyplot.close("all")
 
@@ -162,17 +190,6 @@ def test_the_table_of_a_notebook_tells_order_passivity_and_errors_and_runs_nothi
     assert "16 poles" in table and "at all frequencies" in table and "S21" in table
     named = polefit.fit(F, 1 / (1 + 1j * F), poles=2, names=["<script>"])
     assert "<script>" not in named._repr_html_() and "&lt;script&gt;" in named._repr_html_()
-
-
-def test_hints_tell_of_the_names_that_the_extension_has():
-    source = os.path.join(os.environ["POLEFIT_SOURCE"], "python/polefit/_polefit.pyi")
-    with open(source) as stream:
-        tree = ast.parse(stream.read()).body
-    hinted = {node.name: node for node in tree if isinstance(node, (ast.FunctionDef, ast.ClassDef))}
-    assert set(hinted) == {name for name in vars(native) if not name.startswith("_")} - {"Error", "version"}
-    for name in ("Model", "Network", "Outcome"):
-        methods = {node.name for node in hinted[name].body if isinstance(node, ast.FunctionDef)} - {"__init__"}
-        assert methods == {method for method in vars(getattr(native, name)) if not method.startswith("_")}
 
 
 def test_names_of_the_package_have_docstrings():

@@ -1,5 +1,8 @@
 """The class that stands in for scikit-rf's: its conventions, and that its circuits are the model."""
 
+import io
+import os
+import pickle
 import re
 import subprocess
 
@@ -81,6 +84,9 @@ def test_an_order_is_found_for_the_largest_difference():
     assert np.abs(vf.get_model_response(0, 0, F) - model_of()(F)[:, 0, 0]).max() <= 1e-3
     with pytest.warns(RuntimeWarning, match="relative error"):
         vf.auto_fit(target_error=1e-9, model_order_max=2)
+    with pytest.warns(RuntimeWarning, match="relative error"):
+        vf.auto_fit(model_order_max=0)
+    assert vf.residues.shape == (4, 0)
 
 
 def test_bands_that_are_not_passive_are_told_and_mended():
@@ -98,6 +104,19 @@ def test_bands_that_are_not_passive_are_told_and_mended():
     assert not vf.is_passive()
     vf.passivity_enforce()
     assert vf.is_passive() and vf.passivity_test().shape == (0, 2)
+
+
+@pytest.mark.parametrize("kind", ["y", "z"])
+def test_admittances_and_impedances_of_other_networks_are_those_of_ours(kind):
+    bare = Bare(model_of(), z0=75.0)
+    vf, ours = polefit.VectorFitting(bare), polefit.VectorFitting(polefit.Network(F, bare.s, z0=75.0))
+    for each in (vf, ours):
+        each.vector_fit(1, 2, parameter_type=kind)
+    np.testing.assert_array_equal(vf.residues, ours.residues)
+    bare.z0 = np.linspace(50.0, 60.0, len(F))[:, None] * np.ones(2)  # which only the network itself can convert by
+    setattr(bare, kind, 2.0 * polefit.Network(F, bare.s, z0=75.0).converted(kind.upper()).s)
+    vf.vector_fit(1, 2, parameter_type=kind)
+    np.testing.assert_allclose(vf.residues, 2.0 * ours.residues, rtol=1e-9)  # a power of two: exact but for the poles
 
 
 @pytest.mark.parametrize("kind", ["y", "z"])
@@ -122,6 +141,72 @@ def test_arrays_are_written_and_read_back_to_the_bit(tmp_path):
     np.savez(tmp_path / "other.npz", poles=vf.poles)
     with pytest.raises(polefit.Error, match="found no constants"):
         other.read_npz(tmp_path / "other.npz")
+
+
+def broken_files(whole):
+    def with_(**arrays):
+        content = io.BytesIO()
+        np.savez(content, **{**np.load(io.BytesIO(whole)), **arrays})
+        return content.getvalue()
+
+    flipped = bytearray(whole)
+    flipped[80] ^= 255
+    array = io.BytesIO()
+    np.save(array, np.ones(3))
+    return {
+        "empty": b"",
+        "text": b"poles",
+        "an array": array.getvalue(),
+        "a pickle": pickle.dumps({"poles": 1}),
+        "half": whole[: len(whole) // 2],
+        "flipped": bytes(flipped),
+        "objects": with_(poles=np.array([{}, {}], dtype=object)),
+        "words": with_(poles=np.array(["a", "b"])),
+        "none": with_(poles=np.full(2, np.nan + 0j)),
+        "infinite": with_(constants=np.full(4, np.inf)),
+        "below the axis": with_(poles=np.array([-1.0, -1.0 - 2.0j])),
+        "two dimensions": with_(poles=np.ones((1, 2), complex)),
+        "turned": with_(residues=np.ones((2, 4), complex)),
+        "no square": with_(residues=np.ones((3, 2), complex)),
+        "short": with_(constants=np.ones(3)),
+        "complex": with_(constants=np.ones(4) + 1j),
+    }
+
+
+def test_broken_files_are_refused_and_leave_the_model_as_it_was(tmp_path):
+    vf = fitted()
+    vf.write_npz(os.fsencode(tmp_path))
+    before = vf.poles, vf.residues, vf.constant_coeff, vf.proportional_coeff
+    for what, content in broken_files((tmp_path / "coefficients_bare.npz").read_bytes()).items():
+        (tmp_path / "broken.npz").write_bytes(content)
+        with pytest.raises(polefit.Error, match="broken.npz") as caught:
+            vf.read_npz(tmp_path / "broken.npz")
+        assert caught.value.kind == "bad_model_file", what
+        assert (vf.poles, vf.residues, vf.constant_coeff, vf.proportional_coeff) == before, what
+    for nothing in (tmp_path, tmp_path / "none.npz"):
+        with pytest.raises(polefit.Error, match="found"):
+            vf.read_npz(nothing)
+
+
+def test_files_are_written_as_the_library_writes_them(tmp_path):
+    vf = fitted()
+    with pytest.raises(polefit.Error, match="No such file"):
+        vf.write_npz(tmp_path / "nowhere")
+    (tmp_path / "linked.cir").write_text("old")
+    (tmp_path / "linked.cir").chmod(0o640)
+    (tmp_path / "link.cir").symlink_to("linked.cir")
+    vf.write_spice_subcircuit_s(tmp_path / "link.cir")
+    assert (tmp_path / "link.cir").is_symlink() and ".subckt s_equivalent" in (tmp_path / "linked.cir").read_text()
+    assert (tmp_path / "linked.cir").stat().st_mode & 0o777 == 0o640
+    os.mkfifo(tmp_path / "pipe.cir")
+    with subprocess.Popen(["cat", tmp_path / "pipe.cir"], stdout=subprocess.PIPE, text=True) as reader:
+        try:
+            vf.write_spice_subcircuit_s(tmp_path / "pipe.cir")
+            told = reader.communicate(timeout=10)[0]
+        finally:
+            reader.kill()
+    assert told == (tmp_path / "linked.cir").read_text()
+    assert (tmp_path / "pipe.cir").is_fifo()  # and no file in its place, as a device would be lost
 
 
 def simulated(circuit, node_list, tmp_path):
@@ -180,3 +265,13 @@ def test_what_needs_a_model_says_so_without_one():
     for ask in (vf.passivity_test, vf.is_passive, vf.get_rms_error, lambda: vf.get_model_response(0, 0)):
         with pytest.raises(polefit.Error, match="found no model"):
             ask()
+
+
+def test_what_is_no_network_and_what_is_doubtful_in_a_file_is_told(tmp_path):
+    with pytest.raises(TypeError, match="expected a network"):
+        polefit.VectorFitting(None)
+    file = tmp_path / "doubtful.s1p"
+    file.write_text("# GHz Y RI R 50\n1 1e-4 0\n2 1e-4 0\n3 1e-4 0\n")  # 500 kilohms, or 10 if it means siemens
+    with pytest.warns(UserWarning, match="doubtful") as told:
+        polefit.VectorFitting(file)
+    assert told[0].filename == __file__

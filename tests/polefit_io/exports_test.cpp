@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
 #include <functional>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -32,6 +35,22 @@ bool refused(const std::function<std::string()>& text) {
     return true;
   }
   return false;
+}
+
+TEST(Exports, bytes_of_a_callers_own_are_the_whole_file_or_an_error_and_the_old_one) {
+  const std::string folder = testing::TempDir();
+  const std::string file = folder + "export_of_a_caller";
+  const auto content = [&] {
+    std::ifstream stream(file, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(stream), {});
+  };
+  const std::string bytes("PK\0\n\r\xff", 6);
+  write_export(file, "old, and longer than what replaces it");
+  write_export(file, bytes);
+  EXPECT_EQ(content(), bytes);
+  EXPECT_THROW(write_export(file + "/below", "new"), Error);
+  EXPECT_EQ(content(), bytes);
+  std::filesystem::remove(file);
 }
 
 TEST(Exports, a_model_with_a_number_that_is_not_finite_is_refused_by_all) {
