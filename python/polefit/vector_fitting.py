@@ -527,4 +527,3 @@ def _axes(ax: Axes | None) -> Axes:
     import matplotlib.pyplot as plt
 
     return plt.gca()
-
