@@ -630,6 +630,8 @@ class Judge {
         re_squares += element.real() * element.real();
         im_squares += element.imag() * element.imag();
         products += element.real() * element.imag();
+        // A coefficient is a multiple of the least number above 0.
+        rounding += static_cast<Real>(std::numeric_limits<double>::denorm_min()) * std::abs(columns[j][k]);
       }
       const auto n = static_cast<Real>(columns.size());
       rounding += 8.0L * n * std::sqrt(n) * eps * std::sqrt(row) * std::sqrt(scaled);
