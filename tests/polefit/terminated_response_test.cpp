@@ -327,14 +327,13 @@ TEST(TerminatedResponse, what_contradicts_itself_is_refused) {
   EXPECT_THROW(static_cast<void>(terminated_response(capacitor('S'), {}, std::vector<double>{1.0})), Error);
 }
 
-
 TEST(TerminatedResponse, currents_beyond_the_range_of_numbers_are_refused_with_matched_ports_too) {
   Model shorted = matrix_model('S', 1, {}, {}, {-1.0});
   shorted.network->references = {1e-4};
   for (const double resistance : {1e-4, 2e-4}) {
     try {
-      static_cast<void>(terminated_response(
-          shorted, std::vector<Termination>{{resistance, {{0.0}, {1e306}}}}, std::vector<double>{1.0}));
+      static_cast<void>(terminated_response(shorted, std::vector<Termination>{{resistance, {{0.0}, {1e306}}}},
+                                            std::vector<double>{1.0}));
       ADD_FAILURE() << "no error at " << resistance;
     } catch (const Error& error) {
       EXPECT_STREQ(error.what(), "the response is beyond the range of numbers from 1 s on");

@@ -10,7 +10,7 @@
 
 #include "polefit/network.hpp"
 #include "polefit_io/network/csv_header.hpp"
-#include "polefit_io/network/sample_store.hpp"
+#include "polefit_io/samples/sample_store.hpp"
 #include "text/io_error.hpp"
 #include "text/scaled_real.hpp"
 #include "text/text_lines.hpp"

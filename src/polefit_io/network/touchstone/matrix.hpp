@@ -9,7 +9,7 @@
 #include "polefit/network.hpp"
 #include "polefit_io/network/touchstone/option_line.hpp"
 #include "polefit_io/network/touchstone/records.hpp"
-#include "polefit_io/network/sample_store.hpp"
+#include "polefit_io/samples/sample_store.hpp"
 
 namespace polefit_io {
 

@@ -1,4 +1,4 @@
-#include "polefit_io/network/sample_store.hpp"
+#include "polefit_io/samples/sample_store.hpp"
 
 #include <sys/mman.h>
 #include <unistd.h>
