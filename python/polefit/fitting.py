@@ -466,8 +466,8 @@ def _data_of_network(
         network = network.selected(chosen)
     if parameter is not None or z0 is not None:
         known = network.z0
-        reference = z0 if z0 is not None else known[0] if known is not None and len(known) == 1 else 50.0
-        network = network.as_one_port(parameter or network.parameter or "S", float(np.asarray(reference)))
+        reference = z0 if z0 is not None else known if known is not None and len(known) == 1 else 50.0
+        network = network.as_one_port(parameter or network.parameter or "S", reference)
     native = network._network
     return _Data(native.frequencies, native.samples, native.names, native.matrix, native.file)
 
@@ -486,7 +486,7 @@ def _data_of_object(
         raise Error(f"{name or 'the network'}: found s of the shape {values.shape}, expected (M, P, P)", "bad_shape")
     flat = by_response(values)
     ports = values.shape[1]
-    impedances = samples(getattr(network, "z0", 50.0), "z0")
+    impedances = samples(50.0 if getattr(network, "z0", None) is None else network.z0, "z0")
     try:
         impedances = np.broadcast_to(impedances, (len(values), ports))
     except ValueError:

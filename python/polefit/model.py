@@ -418,6 +418,8 @@ class _Places:
 def _points_of(
     given: Any, times: NDArray[np.float64], ports: int
 ) -> list[tuple[NDArray[np.float64], NDArray[np.float64]]]:
+    if not np.iterable(given):
+        raise TypeError(f"excitations: found {given!r:.50}, expected an array of the shape {(len(times), ports)}, or points")
     if hasattr(given, "__array__"):
         given = np.asarray(given)
     flat = isinstance(given, np.ndarray) and given.ndim < 3
@@ -430,8 +432,8 @@ def _points_of(
         return [(times, reals(table[:, port], "excitations")) for port in range(ports)]
     points = []
     for port in given:
-        if port is not None and len(port) != 2:
-            raise Error(f"excitations: found {len(port)} arrays of a port, expected times and values", "bad_shape")
+        if port is not None and (not np.iterable(port) or len(port) != 2):
+            raise Error(f"excitations: found {port!r:.50}, expected times and values of a port, or None", "bad_shape")
         points.append(_nothing if port is None else (reals(port[0], "times"), reals(port[1], "values")))
     return points
 

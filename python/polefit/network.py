@@ -19,6 +19,8 @@ Matrix = tuple[str, Sequence[float], Any, Any, bool]
 
 def matrix_for(parameter: str, ports: int, z0: ArrayLike) -> Matrix:
     """Of all elements row by row."""
+    if not isinstance(parameter, str):
+        raise TypeError(f"parameter: found {parameter!r}, expected 'S', 'Y' or 'Z'")
     references = ohms(z0, "z0")
     if references.size not in (1, ports):
         raise Error(f"z0: found the shape {references.shape}, expected one reference or {ports}", "bad_shape")
@@ -30,8 +32,11 @@ def names_of(names: str | Sequence[str] | None) -> list[str]:
     if names is None:
         return []
     chosen = [names] if isinstance(names, str) else list(names)
-    if not all(isinstance(name, str) for name in chosen):
-        raise TypeError(f"names: found {names!r:.50}, expected names of responses, such as ['S21']")
+    try:
+        for name in chosen:
+            name.encode()  # what goes into files is UTF-8
+    except (AttributeError, UnicodeEncodeError):
+        raise TypeError(f"names: found {names!r:.50}, expected names of responses, such as ['S21']") from None
     return chosen
 
 
@@ -161,9 +166,10 @@ class Network:
         """The responses of these names, such as S21 or S(2,1), in that order."""
         return Network._of(self._network.selected(names_of(names)))
 
-    def as_one_port(self, parameter: str, z0: float = 50.0) -> Network:
+    def as_one_port(self, parameter: str, z0: ArrayLike = 50.0) -> Network:
         """The single response as S, Y or Z of a one-port."""
-        return Network._of(self._network.declared(parameter, z0))
+        parameter, references = matrix_for(parameter, 1, z0)[:2]
+        return Network._of(self._network.declared(parameter, references[0]))
 
     def converted(self, parameter: str) -> Network:
         """The network of S, Y (in siemens) or Z parameters (in ohms), or H or G of a two-port."""

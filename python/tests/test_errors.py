@@ -68,6 +68,10 @@ def fit(*arguments, **options):
         ("bad_option", lambda: fit(F, S, real=1)),
         ("bad_option", lambda: fit(F, S, error=0.0)),
         ("bad_option", lambda: fit(F, S, error="small")),
+        ("bad_option", lambda: fit(F, S, error=np.inf)),
+        ("bad_option", lambda: fit(F, S, poles=None, error=np.inf)),
+        ("bad_shape", lambda: fit(polefit.Network(F, S), z0=[50.0, 50.0])),
+        ("bad_shape", lambda: polefit.Model([-1.0], [[[1.0]]]).time_response([0.0, 1.0], [1.0, None])),
         ("bad_option", lambda: fit(F, S, spacing="even")),
         ("bad_option", lambda: fit(F, S, weights="heavy")),
         ("bad_option", lambda: fit(F, S, threads=0)),
@@ -114,6 +118,10 @@ def test_what_cannot_be_done_is_an_error_of_its_kind(kind, action):
         lambda: fit(F, ["a"] * 51),
         lambda: fit(F, S, weights=object()),
         lambda: polefit.load(3),
+        lambda: fit(F, S, names=["a\udcff"]),
+        lambda: fit(F, S, parameter=3),
+        lambda: fit(polefit.Network(F, S), z0="75"),
+        lambda: polefit.Model([-1.0], [[[1.0]]]).time_response([0.0, 1.0], None),
         lambda: fit(F, S, names=[1]),
         lambda: polefit.Model([-1.0], [1.0], np.array(1j)),
         lambda: polefit.Model(["a"], [1.0]),
@@ -165,6 +173,7 @@ def test_a_warning_of_a_file_is_one_of_python(tmp_path):
 def test_references_are_real_numbers_of_any_type():
     for z0 in (75, 75.0, np.float32(75.0), 75 + 0j, [75], np.array([75 + 0j])):
         assert fit(F, S, parameter="S", z0=z0).z0.tolist() == [75.0]
+        assert fit(polefit.Network(F, S), z0=z0).z0.tolist() == [75.0]
     for z0 in (75 + 1j, np.array([75 + 1j]), "75"):
         with pytest.raises(TypeError, match="z0: found values of the type"):
             fit(F, S, parameter="S", z0=z0)
