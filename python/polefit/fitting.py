@@ -93,12 +93,14 @@ class Fit(Modelled):
         self._data = data
         self._outcome = outcome
 
-    def __getattr__(self, name: str) -> Any:
-        # What is told of a fit is taken from the library when it is first asked for.
-        if name not in Fit.__annotations__ or "_outcome" not in self.__dict__:
-            raise AttributeError(f"{type(self).__name__!r} object has no attribute {name!r}")
-        self._take(self._outcome.told())
-        return self.__dict__[name]
+    if not TYPE_CHECKING:  # by which checkers would believe any name
+
+        def __getattr__(self, name):
+            # What is told of a fit is taken from the library when it is first asked for.
+            if name not in Fit.__annotations__ or "_outcome" not in self.__dict__:
+                raise AttributeError(f"{type(self).__name__!r} object has no attribute {name!r}")
+            self._take(self._outcome.told())
+            return self.__dict__[name]
 
     def __getstate__(self) -> dict[str, Any]:
         state = {name: getattr(self, name) for name in Fit.__annotations__}

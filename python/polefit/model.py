@@ -432,9 +432,10 @@ def _points_of(
         return [(times, reals(table[:, port], "excitations")) for port in range(ports)]
     points = []
     for port in given:
-        if port is not None and (not np.iterable(port) or len(port) != 2):
+        pair: list[Any] = list(_nothing if port is None else port if np.iterable(port) else ())
+        if len(pair) != 2:
             raise Error(f"excitations: found {port!r:.50}, expected times and values of a port, or None", "bad_shape")
-        points.append(_nothing if port is None else (reals(port[0], "times"), reals(port[1], "values")))
+        points.append((reals(pair[0], "times"), reals(pair[1], "values")))
     return points
 
 

@@ -170,6 +170,10 @@ def test_a_warning_of_a_file_is_one_of_python(tmp_path):
         polefit.fit(file, poles=0)
 
 
+def test_a_network_of_somebody_else_may_be_without_references():
+    assert fit(Given(z0=None, name=None)).z0.tolist() == [50.0]
+
+
 def test_references_are_real_numbers_of_any_type():
     for z0 in (75, 75.0, np.float32(75.0), 75 + 0j, [75], np.array([75 + 0j])):
         assert fit(F, S, parameter="S", z0=z0).z0.tolist() == [75.0]
