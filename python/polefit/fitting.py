@@ -468,7 +468,7 @@ def _data_of_network(
         network = network.selected(chosen)
     if parameter is not None or z0 is not None:
         known = network.z0
-        reference = z0 if z0 is not None else known if known is not None and len(known) == 1 else 50.0
+        reference = z0 if z0 is not None else known if known is not None and known.shape == (1,) else 50.0
         network = network.as_one_port(parameter or network.parameter or "S", reference)
     native = network._network
     return _Data(native.frequencies, native.samples, native.names, native.matrix, native.file)

@@ -76,9 +76,9 @@ class Modelled:
 
     @property
     def z0(self) -> NDArray[np.float64] | None:
-        """References of the ports in ohms, of the shape (P,)."""
+        """References of the ports in ohms, of the shape (P,); none where they vary with frequency."""
         matrix = self._native.matrix
-        return None if matrix is None else np.array(matrix[1])
+        return None if matrix is None or matrix[4] else np.array(matrix[1])
 
     @property
     def origin(self) -> Origin | None:

@@ -152,10 +152,15 @@ class Network:
         return None if matrix is None else len(matrix[1])
 
     @property
-    def z0(self) -> NDArray[np.float64] | None:
-        """References in ohms, of the shape (P,)."""
+    def z0(self) -> NDArray[Any] | None:
+        """References in ohms, of the shape (P,); complex and of (M, P) where they vary, if that is told."""
         matrix = self._network.matrix
-        return None if matrix is None else np.array(matrix[1])
+        if matrix is None:
+            return None
+        if not matrix[4]:
+            return np.array(matrix[1])
+        impedances = self._network.impedances
+        return impedances if impedances.size else None
 
     @property
     def warnings(self) -> list[str]:

@@ -236,3 +236,17 @@ def test_a_single_response_is_a_one_port_where_that_is_said():
     network = polefit.Network(F, S, parameter="Z")
     assert (network.parameter, network.names, network.z0.tolist(), network.s.shape) == ("Z", ["Z11"], [50.0], (51, 1, 1))
     assert fit(network).to_json() == fit(F, S, parameter="Z").to_json()
+
+
+def test_references_that_vary_are_told_where_they_are_known_and_never_made_up():
+    sample = "{0} 0.5 0.1\n! Gamma 0 0\n! Port Impedance {0}0 1\n"
+    network = polefit.network_from_text("# GHz S RI R 50\n" + "".join(map(sample.format, range(1, 6))), "line.s1p")
+    expected = [[10 + 1j], [20 + 1j], [30 + 1j], [40 + 1j], [50 + 1j]]
+    assert np.array_equal(network.z0, expected)
+    assert fit(network, poles=0).z0 is None and fit(network, poles=0).sampled([1.0]).z0 is None
+    with pytest.warns(UserWarning, match="references"):
+        assert fit(Given(z0=50 + 1j)).z0 is None
+    vf = polefit.VectorFitting(network)
+    vf.vector_fit(0, 0)
+    with pytest.raises(polefit.Error, match="references"):
+        vf.write_spice_subcircuit_s("/nowhere/line.cir")
