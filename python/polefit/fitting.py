@@ -16,7 +16,7 @@ from . import _polefit
 from ._arrays import by_response, reals, samples, weights_of
 from ._errors import Error
 from .model import Model, Modelled, _Places
-from .network import FileName, Matrix, Network, placed, read_network
+from .network import FileName, Matrix, Network, placed, places, read_network
 from .records import Enforcement, Errors, Passivity, Progress, Report, SampledPassivity
 
 if TYPE_CHECKING:
@@ -323,7 +323,7 @@ def fit(
     refuse_without_effect(poles, starting, error, real, measure, max_poles, spacing, iterations, polish)
     data = _data_of(network, responses, parameter, z0, names, format)
     factors: str | NDArray[np.float64]
-    factors = weights if isinstance(weights, str) else weights_of(weights, data.samples.shape)
+    factors = weights if isinstance(weights, str) else weights_of(weights, data.samples.shape, places(data.matrix))
     bar = _Bar() if progress is True else None
     options = {
         "poles": poles,
@@ -369,7 +369,7 @@ def enforced(
     if isinstance(weights, str):
         factors = _polefit.weights(frequencies, values, weights)
     else:
-        factors = weights_of(weights, values.shape)
+        factors = weights_of(weights, values.shape, places(model._native.matrix))
     options = {"move_poles": move_poles, "max_room_pairs": max_room_pairs, "error": error, "exact_dc": exact_dc}
     passive, told = _polefit.enforce_passivity(model._native, frequencies, values, factors, options)
     return Model._of(passive), Enforcement._of(told)

@@ -12,7 +12,7 @@ from numpy.typing import ArrayLike, NDArray
 from . import _polefit
 from ._arrays import ohms, real_parts, reals, samples
 from ._errors import Error
-from .network import FileName, Network, matrix_for, names_of
+from .network import FileName, Network, matrix_for, names_of, places
 from .records import Certificate, Errors, Origin, Passivity, PortSignals, StateSpace
 
 Points = Optional[tuple[ArrayLike, ArrayLike]]
@@ -392,10 +392,9 @@ class _Places:
             return
         ports = len(matrix[1])
         if responses == ports * ports:
-            place = [(row - 1) * ports + column - 1 for row, column in matrix[2]]
+            place = places(matrix)
             self.shape = (ports, ports)
-            if place != list(range(responses)):
-                self.order = np.argsort(place)
+            self.order = None if place is None else np.argsort(place)
 
     def first(self, array: NDArray[Any]) -> NDArray[Any]:
         """Of the shape (R, ...), as self.shape + (...)."""

@@ -27,6 +27,14 @@ def matrix_for(parameter: str, ports: int, z0: ArrayLike) -> Matrix:
     return parameter, np.broadcast_to(references, ports).tolist(), None, (), False
 
 
+def places(matrix: Matrix | None) -> list[int] | None:
+    """Of each element of a whole matrix the place row by row; None where they stand in that order."""
+    if matrix is None or matrix[2] is None or len(matrix[2]) != len(matrix[1]) ** 2:
+        return None
+    place = [(row - 1) * len(matrix[1]) + column - 1 for row, column in matrix[2]]
+    return None if place == sorted(place) else place
+
+
 def names_of(names: str | Sequence[str] | None) -> list[str]:
     """A single one is no sequence of letters."""
     if names is None:
@@ -119,15 +127,12 @@ class Network:
     @property
     def s(self) -> NDArray[np.complex128]:
         """Samples of the matrix, of the shape (M, P, P), whatever its parameter; of no whole matrix (M, R)."""
-        matrix = self._network.matrix
         flat = self._network.samples
-        ports = 0 if matrix is None else len(matrix[1])
-        if matrix is None or ports * ports != flat.shape[1]:
+        ports = self.nports or 0
+        if ports * ports != flat.shape[1]:
             return flat
-        place = [(row - 1) * ports + column - 1 for row, column in matrix[2]]
-        if place != list(range(ports * ports)):
-            flat = flat[:, np.argsort(place)]
-        return flat.reshape(len(flat), ports, ports)
+        place = places(self._network.matrix)
+        return (flat if place is None else flat[:, np.argsort(place)]).reshape(len(flat), ports, ports)
 
     @property
     def names(self) -> list[str]:
