@@ -113,13 +113,10 @@ class Fit(Modelled):
         passivity = told.pop("passivity")
         self.passivity = None if passivity is None else Passivity._of(passivity)
         enforcement = told.pop("enforcement")
-        self.enforcement = None if enforcement is None else Enforcement._of(enforcement)
+        self.enforcement = None if enforcement is None else Enforcement._of(enforcement, self._errors_of)
         active = told.pop("active")
         self.data_passivity = None if active is None else SampledPassivity(**active)
         self.__dict__.update(told)
-
-    def _errors_of(self, told: dict[str, NDArray[np.float64]]) -> Errors:
-        return Errors(**{name: self._places.first(array) for name, array in told.items()})
 
     @property
     def _native(self) -> _polefit.Model:
@@ -372,7 +369,8 @@ def enforced(
         factors = weights_of(weights, values.shape, places(model._native.matrix))
     options = {"move_poles": move_poles, "max_room_pairs": max_room_pairs, "error": error, "exact_dc": exact_dc}
     passive, told = _polefit.enforce_passivity(model._native, frequencies, values, factors, options)
-    return Model._of(passive), Enforcement._of(told)
+    made = Model._of(passive)
+    return made, Enforcement._of(told, made._errors_of)
 
 
 def refuse_without_effect(

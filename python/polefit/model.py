@@ -84,7 +84,7 @@ class Modelled:
     def origin(self) -> Origin | None:
         """The data that the model was fitted to, where that is known."""
         told = self._native.origin
-        return None if told is None else Origin._of(told)
+        return None if told is None else Origin._of(told, self._errors_of)
 
     @property
     def certificate(self) -> Certificate | None:
@@ -134,7 +134,9 @@ class Modelled:
     def errors_against(self, f: ArrayLike, responses: ArrayLike) -> Errors:
         """The distance from data of the shape (M,) + ``shape`` at frequencies of the shape (M,), in hertz."""
         values = self._places.flat(samples(responses))
-        told = self._native.errors(reals(f, "f"), values)
+        return self._errors_of(self._native.errors(reals(f, "f"), values))
+
+    def _errors_of(self, told: dict[str, NDArray[np.float64]]) -> Errors:
         return Errors(**{name: self._places.first(array) for name, array in told.items()})
 
     def largest_gain(self) -> tuple[float, float, str | int]:
