@@ -11,8 +11,10 @@ namespace {
 
 namespace py = pybind11;
 constexpr std::chrono::milliseconds nap(1);
+/// How long the end waits for what is called of Python: that may wait for the end itself.
+constexpr std::chrono::seconds patience(2);
 
-/// Threads that are about to take the lock.
+/// Threads that are about to take the lock, or call Python between two releases of it.
 std::atomic<int> admitted = 0;
 std::atomic<bool> ending = false;
 /// The thread in which the interpreter ends, which still may fit.
@@ -24,7 +26,8 @@ void end() {
   last_thread = std::this_thread::get_id();
   ending = true;
   PyThreadState* const state = PyEval_SaveThread();
-  while (admitted > 0) {
+  const auto until = std::chrono::steady_clock::now() + patience;
+  while (admitted > 0 && std::chrono::steady_clock::now() < until) {
     std::this_thread::sleep_for(nap);
   }
   PyEval_RestoreThread(state);
@@ -47,11 +50,6 @@ Admission::~Admission() { --admitted; }
 WithoutInterpreter::~WithoutInterpreter() {
   const Admission admission;
   PyEval_RestoreThread(state_);
-}
-
-WithInterpreter::WithInterpreter() {
-  const Admission admission;
-  state_ = PyGILState_Ensure();
 }
 
 void watch_for_the_end() {

@@ -32,12 +32,13 @@ class WithoutInterpreter {
 /// While it lives, its thread has the interpreter's lock; inside of WithoutInterpreter.
 class WithInterpreter {
  public:
-  WithInterpreter();
+  WithInterpreter() : state_(PyGILState_Ensure()) {}
   ~WithInterpreter() { PyGILState_Release(state_); }
   WithInterpreter(const WithInterpreter&) = delete;
   WithInterpreter& operator=(const WithInterpreter&) = delete;
 
  private:
+  Admission admission_;  // what is called here is not ended in its midst either
   PyGILState_STATE state_;
 };
 
