@@ -53,10 +53,10 @@ struct WholeFit {
 
 /// Fits the responses of `data`, which are the elements of `matrix` where there is one, as
 /// `polefit fit` does with the same choices. Throws Error as fit, fit_to_error and sampled_passivity do;
-/// bad_option for more real poles than poles, a pole without its conjugate, an error that is not above 0, or
-/// a model that is to be passive and need not be stable; bad_shape for a matrix that has not an element for
-/// each response, is none of S, Y and Z or has references that are none, and where a model is to be passive
-/// that is of no whole matrix.
+/// bad_option for more real poles than poles, a pole without its conjugate, an error that is no finite number
+/// above 0, or a model that is to be passive and need not be stable; bad_shape for a matrix that has not an
+/// element for each response, is none of S, Y and Z or has references that are none, and where a model is to
+/// be passive that is of no whole matrix.
 POLEFIT_EXPORT WholeFit whole_fit(const NetworkData& data, const std::optional<NetworkMatrix>& matrix,
                                   const WholeFitOptions& options = {});
 

@@ -5,7 +5,7 @@
 namespace polefit_python {
 
 void bind_exports(py::module_& module) {
-  using Released = py::call_guard<py::gil_scoped_release>;
+  using Released = py::call_guard<WithoutInterpreter>;
   module.def("is_subcircuit_name", &polefit::is_subcircuit_name, py::arg("name"));
   module.def("spice_subcircuit", &polefit::spice_subcircuit, py::arg("model"), py::arg("name"), Released());
   module.def("write_spice", &polefit::write_spice, py::arg("model"), py::arg("file"), py::arg("name"),

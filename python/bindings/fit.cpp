@@ -56,7 +56,7 @@ std::function<bool(const polefit::Progress&)> told_to(const py::object& callable
   }
   // Called with the interpreter's lock, which the run does not hold.
   return [callable = callable.ptr()](const polefit::Progress& step) {
-    const py::gil_scoped_acquire held;
+    const WithInterpreter held;
     const py::object answer = py::reinterpret_borrow<py::object>(callable)(
         step.iteration, step.order, step.residual, step.pole_change,
         step.path == polefit::Path::gram ? "gram" : "orthogonal", step.polishing, step.error);
@@ -184,7 +184,7 @@ py::tuple fitted(polefit::NetworkData data, const std::optional<polefit::Network
   }
   Outcome outcome;
   {
-    const py::gil_scoped_release released;
+    const WithoutInterpreter released;
     const auto start = Clock::now();
     try {
       const std::vector<double> by_kind =

@@ -57,7 +57,7 @@ py::array_t<Complex> residues_of(const py::object& self) {
 py::array_t<Complex> evaluated(const Model& model, const Reals& frequencies) {
   std::vector<Complex> values;
   {
-    const py::gil_scoped_release released;
+    const WithoutInterpreter released;
     values = polefit::evaluate(model, span_of(frequencies));
   }
   const auto responses = static_cast<py::ssize_t>(model.responses());
@@ -77,7 +77,7 @@ py::array_t<double> matrix(std::vector<double> values, std::size_t rows, std::si
 py::tuple states_of(const Model& model, bool by_ports) {
   polefit::StateSpace states;
   {
-    const py::gil_scoped_release released;
+    const WithoutInterpreter released;
     states = by_ports ? polefit::port_state_space(model) : polefit::state_space(model);
   }
   return py::make_tuple(matrix(std::move(states.a), states.order, states.order),
@@ -92,7 +92,7 @@ py::dict errors_of(const Model& model, const Reals& frequencies, const Samples& 
       .frequencies = span_of(frequencies), .responses = responses_of(samples), .names = {}, .weights = {}};
   std::vector<polefit::ResponseError> errors;
   {
-    const py::gil_scoped_release released;
+    const WithoutInterpreter released;
     errors = polefit::errors(model, data);
   }
   return python_of(errors);
@@ -101,7 +101,7 @@ py::dict errors_of(const Model& model, const Reals& frequencies, const Samples& 
 }  // namespace
 
 void bind_models(py::module_& module) {
-  using Released = py::call_guard<py::gil_scoped_release>;
+  using Released = py::call_guard<WithoutInterpreter>;
   py::class_<Model>(module, "Model")
       .def(py::init(&model_of), py::arg("poles"), py::arg("residues"), py::arg("constants"),
            py::arg("proportionals"), py::arg("names"), py::arg("matrix"))

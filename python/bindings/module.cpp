@@ -21,13 +21,6 @@ py::object& error_class() {
 
 }  // namespace
 
-void check_signals() {
-  const py::gil_scoped_acquire held;
-  if (PyErr_CheckSignals() != 0) {
-    throw py::error_already_set();
-  }
-}
-
 void bind_errors(py::module_& module) {
   module.attr("Error") = error_class();
   py::register_exception_translator([](std::exception_ptr pointer) {
@@ -49,6 +42,7 @@ PYBIND11_MODULE(_polefit, module) {
   using namespace polefit_python;
   module.doc() = "The library polefit as it is; the package polefit is what is meant to be used.";
   module.attr("version") = POLEFIT_VERSION;
+  watch_for_the_end();
   bind_errors(module);
   bind_models(module);
   bind_networks(module);

@@ -27,7 +27,7 @@ polefit::NetworkFormat format_of(const std::string& name) {
 
 Network read(const std::string& file, const std::string& format) {
   const polefit::NetworkFormat kind = format_of(format);
-  const py::gil_scoped_release released;
+  const WithoutInterpreter released;
   return polefit::read_network(file, kind);
 }
 
@@ -130,7 +130,7 @@ Network network_of_state(const py::tuple& state) {
 }  // namespace
 
 void bind_networks(py::module_& module) {
-  using Released = py::call_guard<py::gil_scoped_release>;
+  using Released = py::call_guard<WithoutInterpreter>;
   py::class_<Network>(module, "Network")
       .def(py::init(&network_of), py::arg("frequencies"), py::arg("samples").noconvert(), py::arg("names"),
            py::arg("matrix"), py::arg("file"))
@@ -178,7 +178,7 @@ void bind_networks(py::module_& module) {
           "touchstone_text",
           [](const Network& network, const py::dict& options) {
             const polefit::TouchstoneOptions wanted = touchstone_options(options);
-            const py::gil_scoped_release released;
+            const WithoutInterpreter released;
             return polefit::touchstone_text(network, wanted);
           },
           py::arg("options"))
@@ -186,7 +186,7 @@ void bind_networks(py::module_& module) {
           "write_touchstone",
           [](const Network& network, const std::string& file, const py::dict& options) {
             const polefit::TouchstoneOptions wanted = touchstone_options(options);
-            const py::gil_scoped_release released;
+            const WithoutInterpreter released;
             polefit::write_touchstone(network, file, wanted);
           },
           py::arg("file"), py::arg("options"))
@@ -199,7 +199,7 @@ void bind_networks(py::module_& module) {
       "network_from_text",
       [](const std::string& text, const std::string& file, const std::string& format) {
         const polefit::NetworkFormat kind = format_of(format);
-        const py::gil_scoped_release released;
+        const WithoutInterpreter released;
         return polefit::network_from_text(text, file, kind);
       },
       py::arg("text"), py::arg("file"), py::arg("format"));

@@ -11,7 +11,7 @@ using polefit::Model;
 /// What `action` returns, without the interpreter's lock.
 template <class Action>
 auto released(const Action& action) {
-  const py::gil_scoped_release release;
+  const WithoutInterpreter release;
   return action();
 }
 

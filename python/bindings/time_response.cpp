@@ -22,7 +22,7 @@ py::array_t<double> response(const Model& model, const std::vector<Points>& exci
   }
   std::vector<double> values;
   {
-    const py::gil_scoped_release released;
+    const WithoutInterpreter released;
     values = polefit::time_response(model, waveforms, span_of(times));
   }
   return by_sample(std::move(values), waveforms.size());
@@ -41,7 +41,7 @@ py::tuple terminated(const Model& model, const std::vector<double>& resistances,
   }
   polefit::PortSignals signals;
   {
-    const py::gil_scoped_release released;
+    const WithoutInterpreter released;
     signals =
         polefit::terminated_response(model, terminations, span_of(times), {.largest_step = largest_step});
   }

@@ -17,6 +17,7 @@
 #include <utility>
 #include <vector>
 
+#include "interpreter.hpp"
 #include "polefit/enforcement.hpp"
 #include "polefit/error.hpp"
 #include "polefit/model.hpp"
@@ -121,9 +122,6 @@ T option(const py::dict& options, const char* name, const char* expected) {
 
 /// Text with the name of a file in it, of whatever bytes: as os.fsdecode gives it.
 py::str text_of(std::string_view text);
-
-/// Interrupts of Python end what is running: it raises what their handlers raise.
-void check_signals();
 
 void bind_errors(py::module_& module);
 void bind_models(py::module_& module);

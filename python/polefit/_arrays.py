@@ -66,13 +66,14 @@ def by_response(values: NDArray[np.complex128]) -> NDArray[np.complex128]:
     return values.reshape(len(values), values.shape[1] ** 2 if values.ndim == 3 else 1)
 
 
-def weights_of(values: ArrayLike, samples_shape: tuple[int, ...]) -> NDArray[np.float64]:
-    """As the library takes them: one a sample, or those of the first response first."""
+def weights_of(values: ArrayLike, samples_shape: tuple[int, ...], place: list[int] | None) -> NDArray[np.float64]:
+    """As the library takes them: one a sample, or those of the first response first, which has a place in a matrix."""
     array = array_of(values, "weights")
     if array.dtype.kind not in "fiub":
         raise TypeError(f"weights: found values of the type {array.dtype}, expected real numbers or a kind of weights")
     if array.size == 0:
         raise Error("weights: found none, expected one a sample, or a kind of weights", "bad_shape")
     if array.ndim > 1 and len(array) == samples_shape[0] and array.size == np.prod(samples_shape):
-        array = array.reshape(samples_shape).T.reshape(-1)
+        flat = array.reshape(samples_shape)
+        array = (flat if place is None or array.ndim == 2 else flat[:, place]).T.reshape(-1)
     return reals(array, "weights")

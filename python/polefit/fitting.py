@@ -16,7 +16,7 @@ from . import _polefit
 from ._arrays import by_response, reals, samples, weights_of
 from ._errors import Error
 from .model import Model, Modelled, _Places
-from .network import FileName, Matrix, Network, placed, read_network
+from .network import FileName, Matrix, Network, placed, places, read_network
 from .records import Enforcement, Errors, Passivity, Progress, Report, SampledPassivity
 
 if TYPE_CHECKING:
@@ -93,12 +93,14 @@ class Fit(Modelled):
         self._data = data
         self._outcome = outcome
 
-    def __getattr__(self, name: str) -> Any:
-        # What is told of a fit is taken from the library when it is first asked for.
-        if name not in Fit.__annotations__ or "_outcome" not in self.__dict__:
-            raise AttributeError(f"{type(self).__name__!r} object has no attribute {name!r}")
-        self._take(self._outcome.told())
-        return self.__dict__[name]
+    if not TYPE_CHECKING:  # by which checkers would believe any name
+
+        def __getattr__(self, name):
+            # What is told of a fit is taken from the library when it is first asked for.
+            if name not in Fit.__annotations__ or "_outcome" not in self.__dict__:
+                raise AttributeError(f"{type(self).__name__!r} object has no attribute {name!r}")
+            self._take(self._outcome.told())
+            return self.__dict__[name]
 
     def __getstate__(self) -> dict[str, Any]:
         state = {name: getattr(self, name) for name in Fit.__annotations__}
@@ -111,13 +113,10 @@ class Fit(Modelled):
         passivity = told.pop("passivity")
         self.passivity = None if passivity is None else Passivity._of(passivity)
         enforcement = told.pop("enforcement")
-        self.enforcement = None if enforcement is None else Enforcement._of(enforcement)
+        self.enforcement = None if enforcement is None else Enforcement._of(enforcement, self._errors_of)
         active = told.pop("active")
         self.data_passivity = None if active is None else SampledPassivity(**active)
         self.__dict__.update(told)
-
-    def _errors_of(self, told: dict[str, NDArray[np.float64]]) -> Errors:
-        return Errors(**{name: self._places.first(array) for name, array in told.items()})
 
     @property
     def _native(self) -> _polefit.Model:
@@ -321,7 +320,7 @@ def fit(
     refuse_without_effect(poles, starting, error, real, measure, max_poles, spacing, iterations, polish)
     data = _data_of(network, responses, parameter, z0, names, format)
     factors: str | NDArray[np.float64]
-    factors = weights if isinstance(weights, str) else weights_of(weights, data.samples.shape)
+    factors = weights if isinstance(weights, str) else weights_of(weights, data.samples.shape, places(data.matrix))
     bar = _Bar() if progress is True else None
     options = {
         "poles": poles,
@@ -367,10 +366,11 @@ def enforced(
     if isinstance(weights, str):
         factors = _polefit.weights(frequencies, values, weights)
     else:
-        factors = weights_of(weights, values.shape)
+        factors = weights_of(weights, values.shape, places(model._native.matrix))
     options = {"move_poles": move_poles, "max_room_pairs": max_room_pairs, "error": error, "exact_dc": exact_dc}
     passive, told = _polefit.enforce_passivity(model._native, frequencies, values, factors, options)
-    return Model._of(passive), Enforcement._of(told)
+    made = Model._of(passive)
+    return made, Enforcement._of(told, made._errors_of)
 
 
 def refuse_without_effect(
@@ -466,8 +466,8 @@ def _data_of_network(
         network = network.selected(chosen)
     if parameter is not None or z0 is not None:
         known = network.z0
-        reference = z0 if z0 is not None else known[0] if known is not None and len(known) == 1 else 50.0
-        network = network.as_one_port(parameter or network.parameter or "S", float(np.asarray(reference)))
+        reference = z0 if z0 is not None else known if known is not None and known.shape == (1,) else 50.0
+        network = network.as_one_port(parameter or network.parameter or "S", reference)
     native = network._network
     return _Data(native.frequencies, native.samples, native.names, native.matrix, native.file)
 
@@ -486,7 +486,7 @@ def _data_of_object(
         raise Error(f"{name or 'the network'}: found s of the shape {values.shape}, expected (M, P, P)", "bad_shape")
     flat = by_response(values)
     ports = values.shape[1]
-    impedances = samples(getattr(network, "z0", 50.0), "z0")
+    impedances = samples(50.0 if getattr(network, "z0", None) is None else network.z0, "z0")
     try:
         impedances = np.broadcast_to(impedances, (len(values), ports))
     except ValueError:

@@ -12,7 +12,7 @@ from numpy.typing import ArrayLike, NDArray
 from . import _polefit
 from ._arrays import ohms, real_parts, reals, samples
 from ._errors import Error
-from .network import FileName, Network, matrix_for, names_of
+from .network import FileName, Network, matrix_for, names_of, places
 from .records import Certificate, Errors, Origin, Passivity, PortSignals, StateSpace
 
 Points = Optional[tuple[ArrayLike, ArrayLike]]
@@ -76,15 +76,15 @@ class Modelled:
 
     @property
     def z0(self) -> NDArray[np.float64] | None:
-        """References of the ports in ohms, of the shape (P,)."""
+        """References of the ports in ohms, of the shape (P,); none where they vary with frequency."""
         matrix = self._native.matrix
-        return None if matrix is None else np.array(matrix[1])
+        return None if matrix is None or matrix[4] else np.array(matrix[1])
 
     @property
     def origin(self) -> Origin | None:
         """The data that the model was fitted to, where that is known."""
         told = self._native.origin
-        return None if told is None else Origin._of(told)
+        return None if told is None else Origin._of(told, self._errors_of)
 
     @property
     def certificate(self) -> Certificate | None:
@@ -134,7 +134,9 @@ class Modelled:
     def errors_against(self, f: ArrayLike, responses: ArrayLike) -> Errors:
         """The distance from data of the shape (M,) + ``shape`` at frequencies of the shape (M,), in hertz."""
         values = self._places.flat(samples(responses))
-        told = self._native.errors(reals(f, "f"), values)
+        return self._errors_of(self._native.errors(reals(f, "f"), values))
+
+    def _errors_of(self, told: dict[str, NDArray[np.float64]]) -> Errors:
         return Errors(**{name: self._places.first(array) for name, array in told.items()})
 
     def largest_gain(self) -> tuple[float, float, str | int]:
@@ -392,10 +394,9 @@ class _Places:
             return
         ports = len(matrix[1])
         if responses == ports * ports:
-            place = [(row - 1) * ports + column - 1 for row, column in matrix[2]]
+            place = places(matrix)
             self.shape = (ports, ports)
-            if place != list(range(responses)):
-                self.order = np.argsort(place)
+            self.order = None if place is None else np.argsort(place)
 
     def first(self, array: NDArray[Any]) -> NDArray[Any]:
         """Of the shape (R, ...), as self.shape + (...)."""
@@ -418,6 +419,8 @@ class _Places:
 def _points_of(
     given: Any, times: NDArray[np.float64], ports: int
 ) -> list[tuple[NDArray[np.float64], NDArray[np.float64]]]:
+    if not np.iterable(given):
+        raise TypeError(f"excitations: found {given!r:.50}, expected an array of the shape {(len(times), ports)}, or points")
     if hasattr(given, "__array__"):
         given = np.asarray(given)
     flat = isinstance(given, np.ndarray) and given.ndim < 3
@@ -430,9 +433,10 @@ def _points_of(
         return [(times, reals(table[:, port], "excitations")) for port in range(ports)]
     points = []
     for port in given:
-        if port is not None and len(port) != 2:
-            raise Error(f"excitations: found {len(port)} arrays of a port, expected times and values", "bad_shape")
-        points.append(_nothing if port is None else (reals(port[0], "times"), reals(port[1], "values")))
+        pair: list[Any] = list(_nothing if port is None else port if np.iterable(port) else ())
+        if len(pair) != 2:
+            raise Error(f"excitations: found {port!r:.50}, expected times and values of a port, or None", "bad_shape")
+        points.append((reals(pair[0], "times"), reals(pair[1], "values")))
     return points
 
 

@@ -19,10 +19,20 @@ Matrix = tuple[str, Sequence[float], Any, Any, bool]
 
 def matrix_for(parameter: str, ports: int, z0: ArrayLike) -> Matrix:
     """Of all elements row by row."""
+    if not isinstance(parameter, str):
+        raise TypeError(f"parameter: found {parameter!r}, expected 'S', 'Y' or 'Z'")
     references = ohms(z0, "z0")
     if references.size not in (1, ports):
         raise Error(f"z0: found the shape {references.shape}, expected one reference or {ports}", "bad_shape")
     return parameter, np.broadcast_to(references, ports).tolist(), None, (), False
+
+
+def places(matrix: Matrix | None) -> list[int] | None:
+    """Of each element of a whole matrix the place row by row; None where they stand in that order."""
+    if matrix is None or matrix[2] is None or len(matrix[2]) != len(matrix[1]) ** 2:
+        return None
+    place = [(row - 1) * len(matrix[1]) + column - 1 for row, column in matrix[2]]
+    return None if place == sorted(place) else place
 
 
 def names_of(names: str | Sequence[str] | None) -> list[str]:
@@ -30,8 +40,11 @@ def names_of(names: str | Sequence[str] | None) -> list[str]:
     if names is None:
         return []
     chosen = [names] if isinstance(names, str) else list(names)
-    if not all(isinstance(name, str) for name in chosen):
-        raise TypeError(f"names: found {names!r:.50}, expected names of responses, such as ['S21']")
+    try:
+        for name in chosen:
+            name.encode()  # what goes into files is UTF-8
+    except (AttributeError, UnicodeEncodeError):
+        raise TypeError(f"names: found {names!r:.50}, expected names of responses, such as ['S21']") from None
     return chosen
 
 
@@ -114,15 +127,12 @@ class Network:
     @property
     def s(self) -> NDArray[np.complex128]:
         """Samples of the matrix, of the shape (M, P, P), whatever its parameter; of no whole matrix (M, R)."""
-        matrix = self._network.matrix
         flat = self._network.samples
-        ports = 0 if matrix is None else len(matrix[1])
-        if matrix is None or ports * ports != flat.shape[1]:
+        ports = self.nports or 0
+        if ports * ports != flat.shape[1]:
             return flat
-        place = [(row - 1) * ports + column - 1 for row, column in matrix[2]]
-        if place != list(range(ports * ports)):
-            flat = flat[:, np.argsort(place)]
-        return flat.reshape(len(flat), ports, ports)
+        place = places(self._network.matrix)
+        return (flat if place is None else flat[:, np.argsort(place)]).reshape(len(flat), ports, ports)
 
     @property
     def names(self) -> list[str]:
@@ -147,10 +157,15 @@ class Network:
         return None if matrix is None else len(matrix[1])
 
     @property
-    def z0(self) -> NDArray[np.float64] | None:
-        """References in ohms, of the shape (P,)."""
+    def z0(self) -> NDArray[Any] | None:
+        """References in ohms, of the shape (P,); complex and of (M, P) where they vary, if that is told."""
         matrix = self._network.matrix
-        return None if matrix is None else np.array(matrix[1])
+        if matrix is None:
+            return None
+        if not matrix[4]:
+            return np.array(matrix[1])
+        impedances = self._network.impedances
+        return impedances if impedances.size else None
 
     @property
     def warnings(self) -> list[str]:
@@ -161,9 +176,10 @@ class Network:
         """The responses of these names, such as S21 or S(2,1), in that order."""
         return Network._of(self._network.selected(names_of(names)))
 
-    def as_one_port(self, parameter: str, z0: float = 50.0) -> Network:
+    def as_one_port(self, parameter: str, z0: ArrayLike = 50.0) -> Network:
         """The single response as S, Y or Z of a one-port."""
-        return Network._of(self._network.declared(parameter, z0))
+        parameter, references = matrix_for(parameter, 1, z0)[:2]
+        return Network._of(self._network.declared(parameter, references[0]))
 
     def converted(self, parameter: str) -> Network:
         """The network of S, Y (in siemens) or Z parameters (in ohms), or H or G of a two-port."""

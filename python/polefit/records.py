@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+from collections.abc import Callable
 from dataclasses import dataclass
 from typing import Any, NamedTuple
 
@@ -81,6 +82,9 @@ class Errors:
             return NotImplemented
         pairs = ((self.rms, other.rms), (self.relative, other.relative), (self.largest, other.largest))
         return all(np.array_equal(ours, theirs) for ours, theirs in pairs)
+
+
+ErrorsOf = Callable[[dict[str, Reals]], Errors]
 
 
 @dataclass(frozen=True)
@@ -192,10 +196,10 @@ class Enforcement:
     errors_after: Errors
 
     @classmethod
-    def _of(cls, told: dict[str, Any]) -> Enforcement:
+    def _of(cls, told: dict[str, Any], errors_of: ErrorsOf) -> Enforcement:
         told["passivity"] = Passivity._of(told["passivity"])
-        told["errors_before"] = Errors(**told["errors_before"])
-        told["errors_after"] = Errors(**told["errors_after"])
+        told["errors_before"] = errors_of(told["errors_before"])
+        told["errors_after"] = errors_of(told["errors_after"])
         return cls(**told)
 
 
@@ -212,6 +216,6 @@ class Origin:
     """Why a search for the order ended, in one line."""
 
     @classmethod
-    def _of(cls, told: dict[str, Any]) -> Origin:
-        told["errors"] = Errors(**told["errors"])
+    def _of(cls, told: dict[str, Any], errors_of: ErrorsOf) -> Origin:
+        told["errors"] = errors_of(told["errors"])
         return cls(**told)

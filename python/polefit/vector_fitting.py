@@ -90,6 +90,7 @@ class VectorFitting:
         self.max_tol = 1e-6
         self.wall_clock_time = 0.0
         self.d_res_history: list[float] = []
+        self._fitted = "S"
 
     def vector_fit(
         self,
@@ -256,7 +257,7 @@ class VectorFitting:
                 f"{shown}: found a model of {model.constants.size} responses, expected {self._ports ** 2} as in the network",
                 "bad_model_file",
             )
-        self.poles, self.residues = read.poles, read.residues
+        self.poles, self.residues, self._fitted = read.poles, read.residues, read._fitted
         self.constant_coeff, self.proportional_coeff = read.constant_coeff, read.proportional_coeff
 
     def write_spice_subcircuit_s(
@@ -273,6 +274,8 @@ class VectorFitting:
             Whether each port has a reference pin behind it, ``p1 p1_ref p2 p2_ref ...``; without, node 0 is that of all.
         """
         ports = range(1, self._ports + 1)
+        if self._fitted != "S":
+            raise Error(f"found a model of {self._fitted}, expected one of S for this circuit (fit writes any)", "bad_option")
         core = self._model("s", self._references()).spice(fitted_model_name + "_core")
         # Core first, so that simulators that read once know it.
         lines = [core.rstrip("\n")]
@@ -434,6 +437,7 @@ class VectorFitting:
             **options,
         )
         self._take(found.model)
+        self._fitted = str(parameter_type).upper()
         self.wall_clock_time = time.perf_counter() - begin
         if not found.converged:
             warnings.warn(

@@ -119,3 +119,13 @@ def test_a_matrix_is_copied_only_where_its_elements_are_not_evenly_spaced():
         fit = polefit.fit(F, values, poles=6)
         assert np.shares_memory(fit.data, values) == shared
         assert same(fit, expected)
+
+
+def test_weights_of_a_matrix_stand_where_its_elements_do(two_port):
+    network = polefit.read_network(two_port).selected(["S21", "S22", "S11", "S12"])
+    weights = np.random.default_rng(1).random((501, 2, 2)) + 0.5
+    in_order = np.stack([weights[:, 1, 0], weights[:, 1, 1], weights[:, 0, 0], weights[:, 0, 1]], axis=1)
+    fits = [polefit.fit(network, poles=10, passive=False, weights=each) for each in (weights, in_order)]
+    assert same(*fits)
+    enforced = [fits[0].enforce_passivity(weights=each)[0] for each in (weights, in_order)]
+    assert same(*enforced)

@@ -68,6 +68,10 @@ def fit(*arguments, **options):
         ("bad_option", lambda: fit(F, S, real=1)),
         ("bad_option", lambda: fit(F, S, error=0.0)),
         ("bad_option", lambda: fit(F, S, error="small")),
+        ("bad_option", lambda: fit(F, S, error=np.inf)),
+        ("bad_option", lambda: fit(F, S, poles=None, error=np.inf)),
+        ("bad_shape", lambda: fit(polefit.Network(F, S), z0=[50.0, 50.0])),
+        ("bad_shape", lambda: polefit.Model([-1.0], [[[1.0]]]).time_response([0.0, 1.0], [1.0, None])),
         ("bad_option", lambda: fit(F, S, spacing="even")),
         ("bad_option", lambda: fit(F, S, weights="heavy")),
         ("bad_option", lambda: fit(F, S, threads=0)),
@@ -114,6 +118,10 @@ def test_what_cannot_be_done_is_an_error_of_its_kind(kind, action):
         lambda: fit(F, ["a"] * 51),
         lambda: fit(F, S, weights=object()),
         lambda: polefit.load(3),
+        lambda: fit(F, S, names=["a\udcff"]),
+        lambda: fit(F, S, parameter=3),
+        lambda: fit(polefit.Network(F, S), z0="75"),
+        lambda: polefit.Model([-1.0], [[[1.0]]]).time_response([0.0, 1.0], None),
         lambda: fit(F, S, names=[1]),
         lambda: polefit.Model([-1.0], [1.0], np.array(1j)),
         lambda: polefit.Model(["a"], [1.0]),
@@ -162,9 +170,14 @@ def test_a_warning_of_a_file_is_one_of_python(tmp_path):
         polefit.fit(file, poles=0)
 
 
+def test_a_network_of_somebody_else_may_be_without_references():
+    assert fit(Given(z0=None, name=None)).z0.tolist() == [50.0]
+
+
 def test_references_are_real_numbers_of_any_type():
     for z0 in (75, 75.0, np.float32(75.0), 75 + 0j, [75], np.array([75 + 0j])):
         assert fit(F, S, parameter="S", z0=z0).z0.tolist() == [75.0]
+        assert fit(polefit.Network(F, S), z0=z0).z0.tolist() == [75.0]
     for z0 in (75 + 1j, np.array([75 + 1j]), "75"):
         with pytest.raises(TypeError, match="z0: found values of the type"):
             fit(F, S, parameter="S", z0=z0)
@@ -223,3 +236,17 @@ def test_a_single_response_is_a_one_port_where_that_is_said():
     network = polefit.Network(F, S, parameter="Z")
     assert (network.parameter, network.names, network.z0.tolist(), network.s.shape) == ("Z", ["Z11"], [50.0], (51, 1, 1))
     assert fit(network).to_json() == fit(F, S, parameter="Z").to_json()
+
+
+def test_references_that_vary_are_told_where_they_are_known_and_never_made_up():
+    sample = "{0} 0.5 0.1\n! Gamma 0 0\n! Port Impedance {0}0 1\n"
+    network = polefit.network_from_text("# GHz S RI R 50\n" + "".join(map(sample.format, range(1, 6))), "line.s1p")
+    expected = [[10 + 1j], [20 + 1j], [30 + 1j], [40 + 1j], [50 + 1j]]
+    assert np.array_equal(network.z0, expected)
+    assert fit(network, poles=0).z0 is None and fit(network, poles=0).sampled([1.0]).z0 is None
+    with pytest.warns(UserWarning, match="references"):
+        assert fit(Given(z0=50 + 1j)).z0 is None
+    vf = polefit.VectorFitting(network)
+    vf.vector_fit(0, 0)
+    with pytest.raises(polefit.Error, match="references"):
+        vf.write_spice_subcircuit_s("/nowhere/line.cir")

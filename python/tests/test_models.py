@@ -199,3 +199,11 @@ def test_names_of_the_package_have_docstrings():
     for name in polefit.__all__:
         if name != "__version__":
             assert getattr(polefit, name).__doc__, name
+
+
+def test_errors_of_origin_and_enforcement_have_the_shape_of_the_responses(two_port):
+    fit = polefit.fit(polefit.read_network(two_port).selected(["S21", "S22", "S11", "S12"]), poles=12)
+    assert np.array_equal(fit.origin.errors.rms, fit.errors.rms) and fit.errors.rms.shape == (2, 2)
+    assert np.array_equal(fit.enforcement.errors_after.rms, fit.errors.rms)
+    model, report = fit.enforce_passivity()
+    assert np.array_equal(report.errors_after.largest, model.errors_against(fit.f, fit.data).largest)

@@ -196,3 +196,32 @@ def test_memory_that_is_missing_is_a_memory_error():
     environment = {**os.environ, "OPENBLAS_NUM_THREADS": "1"}
     done = subprocess.run([sys.executable, "-c", script], capture_output=True, text=True, env=environment)
     assert done.stdout == "missing\n", done.stderr
+
+
+ABANDONED = """
+import sys, threading, time, numpy as np, polefit
+f = np.linspace(1e7, 1e10, 2001)
+random = np.random.default_rng(1)
+s = random.standard_normal((2001, 100)) + 1j * random.standard_normal((2001, 100))
+begun = threading.Event()
+def told(step):
+    begun.set()
+    time.sleep(0.01)
+options = {"progress": told} if sys.argv[1] == "told" else {}
+def work():
+    while True:
+        polefit.fit(f, s, poles=20, threads=1, **options)
+for _ in range(4):
+    threading.Thread(target=work, daemon=True).start()
+if options:
+    begun.wait()
+else:
+    time.sleep(0.3)
+"""
+
+
+@pytest.mark.parametrize("how", ["told", "untold"])
+def test_a_program_may_end_while_others_of_its_threads_fit(how):
+    for _ in range(5):
+        done = subprocess.run([sys.executable, "-c", ABANDONED, how], capture_output=True, text=True, timeout=60)
+        assert (done.returncode, done.stderr) == (0, "")

@@ -275,3 +275,13 @@ def test_what_is_no_network_and_what_is_doubtful_in_a_file_is_told(tmp_path):
     with pytest.warns(UserWarning, match="doubtful") as told:
         polefit.VectorFitting(file)
     assert told[0].filename == __file__
+
+
+def test_no_circuit_of_s_is_made_of_a_model_of_y(tmp_path):
+    vf = polefit.VectorFitting(polefit.Network(F, model_of()(F)))
+    vf.vector_fit(1, 2, parameter_type="y")
+    with pytest.raises(polefit.Error, match="model of Y"):
+        vf.write_spice_subcircuit_s(tmp_path / "model.cir")
+    assert not list(tmp_path.iterdir())
+    vf.vector_fit(1, 2)
+    vf.write_spice_subcircuit_s(tmp_path / "model.cir")

@@ -41,8 +41,8 @@ void check_options(const WholeFitOptions& options, const std::optional<NetworkMa
     throw Error(ErrorKind::bad_option, std::to_string(poles) + " poles, of which " + std::to_string(real) +
                                            " are real, leave no whole pairs");
   }
-  if (options.error && !(*options.error > 0.0)) {
-    throw Error(ErrorKind::bad_option, "the target of the error is not above 0");
+  if (options.error && !(*options.error > 0.0 && std::isfinite(*options.error))) {
+    throw Error(ErrorKind::bad_option, "the target of the error is not a finite number above 0");
   }
   if (!options.passive.value_or(false)) {
     return;
