@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <limits>
 #include <optional>
 #include <string>
 
@@ -75,6 +76,8 @@ TEST(WholeFit, choices_that_contradict_each_other_are_refused) {
   EXPECT_EQ(kind_of({.poles = 4, .real_poles = 5}, network.matrix), ErrorKind::bad_option);
   EXPECT_EQ(kind_of({.poles = 4, .real_poles = 1}, network.matrix), ErrorKind::bad_option);
   EXPECT_EQ(kind_of({.poles = 4, .error = 0.0}, network.matrix), ErrorKind::bad_option);
+  EXPECT_EQ(kind_of({.error = std::numeric_limits<double>::infinity()}, network.matrix),
+            ErrorKind::bad_option);
   EXPECT_EQ(kind_of({.passive = true}, std::nullopt), ErrorKind::bad_shape);
   Options unstable;
   unstable.stable = false;
