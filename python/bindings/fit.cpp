@@ -30,7 +30,7 @@ template <class Meaning, std::size_t Count>
 Meaning meaning_of(const py::object& given, const char* option, const Names<Meaning, Count>& names) {
   std::string expected;
   for (const auto& [name, meaning] : names) {
-    if (py::isinstance<py::str>(given) && given.cast<std::string>() == name) {
+    if (py::isinstance<py::str>(given) && given.equal(py::str(name.data(), name.size()))) {
       return meaning;
     }
     expected.append(expected.empty() ? "'" : ", '").append(name).append("'");

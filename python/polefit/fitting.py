@@ -189,19 +189,27 @@ class Fit(Modelled):
             exact_dc=exact_dc,
         )
 
-    def plot(self, names: Sequence[str] | None = None, axes: Sequence[Axes] | Axes | None = None) -> list[Axes]:
-        """Draws data, model and error of responses on axes of matplotlib, one each.
+    def plot(
+        self,
+        names: str | Sequence[str] | None = None,
+        axes: Sequence[Axes] | Axes | None = None,
+        *,
+        phase: bool = False,
+    ) -> list[Axes]:
+        """Draws magnitudes of data, model and error of responses on axes of matplotlib, one each.
 
         Parameters
         ----------
-        names : sequence of str
+        names : str, or sequence of str
             Of the responses; the four that fit worst where it is not said.
         axes : matplotlib axes, or a sequence of as many as names
             A new figure where there are none.
+        phase : bool
+            Draws phases in degrees, of data and model.
         """
         from .plotting import plot_fit
 
-        return plot_fit(self, names, axes)
+        return plot_fit(self, names, axes, phase)
 
     def _repr_html_(self) -> str:
         from .html import table_of
@@ -445,7 +453,7 @@ def _data_of(
         given = read_network(given, format)
         for warning in given.warnings:
             python_warnings.warn(warning, stacklevel=3)
-    elif format != "auto":
+    elif not isinstance(format, str) or format != "auto":
         raise Error("format has no effect without a file", "bad_option")
     if isinstance(given, Network):
         return _data_of_network(given, responses, parameter, z0, names)
@@ -467,7 +475,8 @@ def _data_of_network(
     if parameter is not None or z0 is not None:
         known = network.z0
         reference = z0 if z0 is not None else known if known is not None and known.shape == (1,) else 50.0
-        network = network.as_one_port(parameter or network.parameter or "S", reference)
+        kind = network.parameter or "S" if parameter is None else parameter
+        network = network.as_one_port(kind, reference)
     native = network._network
     return _Data(native.frequencies, native.samples, native.names, native.matrix, native.file)
 

@@ -331,7 +331,7 @@ class Model(Modelled):
         chosen = names_of(names)
         matrix = None
         if values.ndim == 3:
-            matrix = matrix_for(parameter or "S", shape[0], z0)
+            matrix = matrix_for("S" if parameter is None else parameter, shape[0], z0)
             chosen = chosen or _polefit.element_names(matrix[0], shape[0])
         elif parameter is not None:
             raise Error(f"parameter: found residues of the shape {values.shape}, expected (P, P, N)", "bad_shape")

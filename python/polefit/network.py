@@ -17,10 +17,17 @@ FileName = Union[str, bytes, "os.PathLike[str]", "os.PathLike[bytes]"]
 Matrix = tuple[str, Sequence[float], Any, Any, bool]
 
 
+def known_parameter(given: Any, known: str = "SYZ") -> str:
+    """One letter of those that are known."""
+    if not isinstance(given, str) or len(given) != 1 or given not in known:
+        *others, last = (f"'{letter}'" for letter in known)
+        raise Error(f"parameter: found {given!r:.50}, expected {', '.join(others)} or {last}", "bad_option")
+    return given
+
+
 def matrix_for(parameter: str, ports: int, z0: ArrayLike) -> Matrix:
     """Of all elements row by row."""
-    if not isinstance(parameter, str):
-        raise TypeError(f"parameter: found {parameter!r}, expected 'S', 'Y' or 'Z'")
+    known_parameter(parameter)
     references = ohms(z0, "z0")
     if references.size not in (1, ports):
         raise Error(f"z0: found the shape {references.shape}, expected one reference or {ports}", "bad_shape")
@@ -183,7 +190,7 @@ class Network:
 
     def converted(self, parameter: str) -> Network:
         """The network of S, Y (in siemens) or Z parameters (in ohms), or H or G of a two-port."""
-        return Network._of(self._network.converted(parameter))
+        return Network._of(self._network.converted(known_parameter(parameter, "SYZHG")))
 
     def renormalised(self, z0: ArrayLike) -> Network:
         """The network at other references in ohms, one or one a port."""
@@ -231,7 +238,7 @@ def read_network(file: FileName, format: str = "auto") -> Network:
     format : {'auto', 'touchstone', 'csv', 'samples'}
         By the name or the content where it is not said.
     """
-    return Network._of(_polefit.read_network(os.fsencode(file), format))
+    return Network._of(_polefit.read_network(os.fsencode(file), format if isinstance(format, str) else repr(format)))
 
 
 def network_from_text(text: str, name: str, format: str = "auto") -> Network:

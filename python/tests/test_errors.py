@@ -4,9 +4,11 @@ import copy
 import os
 import pickle
 
+import hypothesis.strategies as st
 import numpy as np
 import polefit
 import pytest
+from hypothesis import given, settings
 
 F = np.linspace(0.0, 1e9, 51)
 S = 1 / (1 + 2j * np.pi * F / 1e9)
@@ -46,7 +48,7 @@ def fit(*arguments, **options):
         ("bad_option", lambda: fit(F, S, error=np.True_)),
         ("bad_option", lambda: fit(F, S, stable=None)),
         ("bad_option", lambda: fit(F, S, polish=1)),
-        ("bad_shape", lambda: fit(F, S, parameter="Q")),
+        ("bad_option", lambda: fit(F, S, parameter="Q")),
         ("bad_shape", lambda: fit(F, S, parameter="S", z0=-50.0)),
         ("bad_option", lambda: fit(F, S, real=3)),
         ("bad_shape", lambda: fit(F, [[1.0, 2.0], [3.0]])),
@@ -119,7 +121,6 @@ def test_what_cannot_be_done_is_an_error_of_its_kind(kind, action):
         lambda: fit(F, S, weights=object()),
         lambda: polefit.load(3),
         lambda: fit(F, S, names=["a\udcff"]),
-        lambda: fit(F, S, parameter=3),
         lambda: fit(polefit.Network(F, S), z0="75"),
         lambda: polefit.Model([-1.0], [[[1.0]]]).time_response([0.0, 1.0], None),
         lambda: fit(F, S, names=[1]),
@@ -250,3 +251,60 @@ def test_references_that_vary_are_told_where_they_are_known_and_never_made_up():
     vf.vector_fit(0, 0)
     with pytest.raises(polefit.Error, match="references"):
         vf.write_spice_subcircuit_s("/nowhere/line.cir")
+
+
+@pytest.mark.parametrize("parameter", ["s", "", "SS", 3, ["S"], np.array(["S", "Y"])])
+def test_a_parameter_that_is_none_is_told(parameter):
+    matrix = 0.1 * np.ones((51, 1, 1))
+    alone = polefit.Network(F, S)
+    for use in (
+        lambda: fit(F, matrix, parameter=parameter),
+        lambda: polefit.Network(F, matrix, parameter=parameter),
+        lambda: polefit.Model([-1.0], [[[1.0]]], parameter=parameter),
+        lambda: fit(alone, parameter=parameter),
+        lambda: alone.as_one_port(parameter),
+    ):
+        with pytest.raises(polefit.Error, match="parameter: found .*, expected 'S', 'Y' or 'Z'"):
+            use()
+    with pytest.raises(polefit.Error, match="format: found"):
+        polefit.read_network("a.s1p", format=parameter)
+    with pytest.raises(polefit.Error, match="parameter: found"):
+        polefit.Network(F, matrix).converted(parameter)
+
+
+NUMBERS = [0, 1, 3, -1, 10**30, 1.5, np.nan, np.inf, 1e300, 1j, np.int8(3)]
+SCALARS = st.sampled_from([None, True, False, np.False_, *NUMBERS, "S", "", "log", "\udcff", b"S", object()])
+TYPES = st.sampled_from([float, complex, int, bool, object, np.float32, ">c16", "S2", "U2", "M8[s]"])
+SHAPES = st.lists(st.sampled_from([0, 1, 2, 9, 51]), max_size=4).map(tuple)
+ARRAYS = st.builds(lambda shape, kind: np.ones(shape).astype(int).astype(kind), SHAPES, TYPES)
+VALUES = st.one_of(SCALARS, st.lists(SCALARS, max_size=3), ARRAYS, ARRAYS.map(np.ndarray.tolist))
+OPTIONS = sorted(set(polefit.fit.__kwdefaults__) - {"progress"})
+
+
+def refused(action):
+    """Whether it was, in a way that is told; what it gave otherwise."""
+    try:
+        return False, action()
+    except (polefit.Error, TypeError) as told:
+        assert str(told)
+        return True, None
+
+
+@settings(max_examples=400)
+@given(st.dictionaries(st.sampled_from(OPTIONS), VALUES, max_size=3), ARRAYS, ARRAYS, st.booleans(), VALUES)
+@pytest.mark.filterwarnings("ignore")
+def test_whatever_is_handed_over_is_taken_or_refused(options, f, s, sound, value):
+    _, found = refused(lambda: polefit.fit(*((F[:9], 0.1 * S[:9].reshape(9, 1, 1)) if sound else (f, s)), **options))
+    if found is not None:
+        assert found.report.reason and found._repr_html_()
+        refused(lambda: found(value))
+        refused(lambda: found.s(value))
+        refused(lambda: found.time_response(value, f))
+        refused(lambda: found.time_response(F, value))
+        refused(lambda: found.terminated_response(F[:3], [None] * (found.nports or 1), value))
+        refused(lambda: found.enforce_passivity(weights=value))
+        refused(lambda: found.errors_against(f, s))
+        refused(lambda: found.s_solver_coefficients(value))
+    refused(lambda: polefit.Model(value, s))
+    refused(lambda: polefit.Model([-1.0], [1.0], value, names=value))
+    refused(lambda: polefit.Network(f, s, z0=value))

@@ -184,6 +184,10 @@ def test_a_plot_has_data_model_and_error(fit):
         fit.plot(["S33"])
     with pytest.raises(polefit.Error, match="gain"):
         polefit.fit(fit.f, fit.data[:, 0, 0], poles=4).plot("gain")
+    axis.clear()
+    fit.plot("S21", axis, phase=True)
+    data, curve = axis.get_lines()
+    assert np.array_equal(data.get_ydata(), np.angle(fit.data[:, 1, 0], deg=True)) and axis.get_yscale() == "linear"
     figure.canvas.draw()
     pyplot.close("all")
 
@@ -207,3 +211,25 @@ def test_errors_of_origin_and_enforcement_have_the_shape_of_the_responses(two_po
     assert np.array_equal(fit.enforcement.errors_after.rms, fit.errors.rms)
     model, report = fit.enforce_passivity()
     assert np.array_equal(report.errors_after.largest, model.errors_against(fit.f, fit.data).largest)
+
+
+def test_a_plot_over_decades_is_logarithmic_and_shows_every_resonance():
+    pyplot = pytest.importorskip("matplotlib.pyplot")
+    f = np.concatenate([[0.0], np.geomspace(1e3, 1e9, 121)])
+    sharp = 2 * np.pi * 3.3e6 * (-1e-5 + 1j)
+    model = polefit.Model([sharp, sharp.conjugate()], [-sharp.real, -sharp.real], 0.01)
+    fit = polefit.fit(f, model(f), poles=[sharp, sharp.conjugate()], iterations=0, polish=False)
+    (axis,) = fit.plot()
+    data, curve, error = axis.get_lines()
+    assert axis.get_xscale() == "log" and len(data.get_xdata()) == 121 and np.min(curve.get_xdata()) > 0.0
+    # At the resonance it is |c| / |Re a| = 1, less than a hundredth away from which the constant and the other pole are.
+    assert np.max(curve.get_ydata()) > 0.98
+    assert polefit.fit(F, model(F), poles=0).plot()[0].get_xscale() == "linear"
+    pyplot.close("all")
+
+
+def test_axes_that_are_none_and_no_responses_are_refused(fit):
+    for names, axes in (([], None), (["S21"], "axes"), (["S21"], [])):
+        with pytest.raises((polefit.Error, TypeError), match="names|axes"):
+            fit.plot(names, axes)
+    assert fit.plot("s21")[0].get_title() == "S21"
