@@ -271,6 +271,18 @@ TEST(OverallError, is_no_number_where_one_of_the_errors_is_none) {
   }
 }
 
+TEST(OverallError, is_told_of_errors_of_any_size) {
+  for (const double size : {1e-300, 1e-242, 1.0, 1e200}) {
+    const std::vector<ResponseError> errors{{.rms = 1.0, .relative = 3.0 * size, .largest = 1.0},
+                                            {.rms = 1.0, .relative = 4.0 * size, .largest = 1.0}};
+    // A handful of roundings.
+    EXPECT_NEAR(overall_error(errors).relative / size, std::sqrt(12.5), 8.0 * eps * std::sqrt(12.5)) << size;
+  }
+  const std::vector<ResponseError> infinite{
+      {.rms = 1.0, .relative = std::numeric_limits<double>::infinity(), .largest = 1.0}};
+  EXPECT_TRUE(std::isinf(overall_error(infinite).relative));
+}
+
 TEST(ModelCheck, names_are_different_and_those_of_their_elements) {
   Model model;
   model.constants = {0.1, 0.2};

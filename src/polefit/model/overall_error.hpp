@@ -2,8 +2,10 @@
 #pragma once
 
 #include <cmath>
+#include <cstddef>
 #include <vector>
 
+#include "numerics/root_mean_square.hpp"
 #include "polefit/model.hpp"
 
 namespace polefit {
@@ -18,13 +20,14 @@ struct OverallError {
 inline OverallError overall_error(const std::vector<ResponseError>& errors) {
   const auto larger = [](double a, double b) { return a < b || std::isnan(b) ? b : a; };
   OverallError overall;
-  double squares = 0.0;
   for (const ResponseError& error : errors) {
-    squares += error.relative * error.relative;
     overall.worst = larger(overall.worst, error.relative);
     overall.largest = larger(overall.largest, error.largest);
   }
-  overall.relative = std::sqrt(squares / static_cast<double>(errors.size()));
+  overall.relative =
+      std::isfinite(overall.worst)
+          ? numerics::root_mean_square(errors.size(), [&](std::size_t r) { return errors[r].relative; })
+          : overall.worst;
   return overall;
 }
 
